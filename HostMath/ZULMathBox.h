@@ -1,0 +1,10 @@
+#pragma once
+
+#include "ZULMathPoint.h"
+
+/// An axis-aligned box, from its lowest to its highest corner.
+struct ZULMathBox
+{
+  ZULMathPoint low;
+  ZULMathPoint high;
+};

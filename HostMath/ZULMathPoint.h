@@ -1,0 +1,12 @@
+#pragma once
+
+/// A point of space in the host's length unit; the coordinates are read and written directly.
+struct ZULMathPoint
+{
+  constexpr ZULMathPoint() = default;
+  constexpr ZULMathPoint(double iX, double iY, double iZ) : x(iX), y(iY), z(iZ) {}
+
+  double x = 0.0;
+  double y = 0.0;
+  double z = 0.0;
+};

@@ -1,0 +1,70 @@
+#pragma once
+
+#include "SFTransform.h"
+#include "ZULMathTransformation.h"
+
+#include <array>
+#include <atomic>
+#include <mutex>
+
+namespace SF {
+
+/// An affine domain transform. Its inverse is computed on first use under a lock of the node's own, so any
+/// number of threads may evaluate the node at once.
+class SF_EXPORT SFAffineTransform : public SFTransform
+{
+public:
+  static constexpr int CoefficientCount = 16;
+
+  explicit SFAffineTransform(ZULMathTransformation const& iTransformation);
+  ~SFAffineTransform() override;
+
+  ZULMathTransformation const& GetTransformation() const { return _transformation; }
+  /// The coefficients in the order in which text gives them.
+  std::array<double, CoefficientCount> GetParameters() const;
+
+  /// A copy of the inverse; the identity, after a line, when there is none.
+  ZULMathTransformation GetInverse() const
+  {
+    ZULMathTransformation inverse;
+    GetInverse(inverse);
+    return inverse;
+  }
+
+  /// E_FAIL, after a line and with `oInverse` unchanged, when the transformation has no inverse (see
+  /// ZULMathTransformation::ComputeInverse).
+  HRESULT GetInverse(ZULMathTransformation& oInverse) const
+  {
+    ZULMathTransformation const* inverse = nullptr;
+    HRESULT const hr = FindInverse(inverse);
+    if (Failed(hr)) {
+      Diagnostics::FailedCall("GetInverse", hr);
+      return hr;
+    }
+    oInverse = *inverse;
+    return S_OK;
+  }
+
+  /// Maps the point by the inverse; with a failing inverse the point is unchanged, and two lines are written.
+  HRESULT ApplyInverseTransformation(ZULMathPoint& ioPoint) const
+  {
+    ZULMathTransformation inverse;
+    HRESULT const hr = GetInverse(inverse);
+    if (Failed(hr)) {
+      Diagnostics::FailedCall("ApplyInverseTransformation", hr);
+      return hr;
+    }
+    ioPoint = inverse * ioPoint;
+    return S_OK;
+  }
+
+private:
+  HRESULT FindInverse(ZULMathTransformation const*& oInverse) const;
+
+  ZULMathTransformation const _transformation;
+  mutable std::mutex _inverseMutex;
+  mutable std::atomic<bool> _inverseKnown{false};
+  mutable ZULMathTransformation _inverse;
+};
+
+} // namespace SF

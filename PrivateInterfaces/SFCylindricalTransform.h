@@ -1,0 +1,60 @@
+#pragma once
+
+#include "SFTransform.h"
+#include "ZULMathPoint.h"
+#include "ZULMathVector.h"
+
+#include <array>
+#include <atomic>
+#include <mutex>
+
+namespace SF {
+
+/// A cylindrical domain transform: its operand is evaluated at (r, floor(n + 1) theta / n, h), the cylindrical
+/// coordinates of the point about the node's axis.
+class SF_EXPORT SFCylindricalTransform : public SFTransform
+{
+public:
+  static constexpr int ParameterCount = 7;
+
+  /// `iAxis` need not be of unit length. `iScale` is n. A reference direction of length zero is unset: it is
+  /// computed on first use and then belongs to the node.
+  SFCylindricalTransform(ZULMathPoint const& iOrigin, ZULMathVector const& iAxis, double iScale,
+                         ZULMathVector const& iReference = {});
+  /// Origin, axis and n in the order in which text gives them.
+  explicit SFCylindricalTransform(std::array<double, ParameterCount> const& iParameters);
+  ~SFCylindricalTransform() override;
+
+  /// Origin, axis and n; the reference direction is not part of text.
+  std::array<double, ParameterCount> GetParameters() const;
+  double GetScale() const { return _scale; }
+  ZULMathPoint const& GetOrigin() const { return _origin; }
+
+  /// The unit vectors of the mapping: angle zero (U), a quarter turn on (W), and the axis (A).
+  struct Frame
+  {
+    ZULMathVector u;
+    ZULMathVector w;
+    ZULMathVector axis;
+  };
+  /// Computes the reference direction if it is unset. Safe from several threads at once.
+  Frame const& GetFrame() const;
+  /// The direction of angle zero as given or, once a point has been mapped, as computed.
+  ZULMathVector const& GetReferenceDirection() const { return _reference; }
+
+  /// Replaces a point by its cylindrical coordinates. The angle lies in (0, 2 pi]. On the axis the second
+  /// coordinate is NaN. Always S_OK.
+  HRESULT ApplyInverseTransformation(ZULMathPoint& ioPoint) const;
+
+private:
+  ZULMathPoint const _origin;
+  ZULMathVector const _axis;
+  double const _scale;
+  mutable ZULMathVector _reference;
+
+  mutable std::mutex _frameMutex;
+  mutable std::atomic<bool> _frameKnown{false};
+  mutable Frame _frame;
+};
+
+} // namespace SF

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "SFDagFunctor.h"
+#include "ZULTolerance.h"
+
+namespace SF {
+
+/// The offset of its operand's field by a distance, as a functor: the derived graph is the offset field.
+class SF_EXPORT SFDagOffset : public SFDagFunctor
+{
+public:
+  enum Sides : std::int32_t
+  {
+    EOneSided = 0,
+    ETwoSided = 1
+  };
+
+  /// Any other value of `iSides` makes GetReady fail. The tolerance, for gradient simplification, is the
+  /// caller's and must outlive the node; null stands for the host's default tolerance.
+  SFDagOffset(std::shared_ptr<SFDagNode> iField, double iDistance, std::int32_t iSides = EOneSided,
+              ZULTolerance const* iTolerance = nullptr);
+  ~SFDagOffset() override;
+
+  /// The distance.
+  HRESULT GetConstant(double& oValue) const override;
+  using SFDagFunctor::SetConstant;
+  /// Changes the distance; a derived graph already built stays as it is. S_OK.
+  virtual HRESULT SetConstant(double const& iValue);
+
+  std::int32_t GetSides() const { return _sides; }
+  ZULTolerance const* GetTolerance() const { return _tolerance; }
+  /// Not while another thread uses the node.
+  void SetTolerance(ZULTolerance const* iTolerance) const { _tolerance = iTolerance; }
+
+private:
+  double _distance;
+  mutable ZULTolerance const* _tolerance;
+  std::int32_t _sides;
+};
+
+} // namespace SF

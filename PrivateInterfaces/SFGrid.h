@@ -1,0 +1,62 @@
+#pragma once
+
+#include "SFTypes.h"
+#include "ZULMathPoint.h"
+
+#include <array>
+#include <cmath>
+#include <cstddef>
+
+namespace SF {
+
+/// A regular voxel grid: nx x ny x nz points `voxelSize` apart, x fastest in memory.
+struct SFGrid
+{
+  /// `iDims` may be null, which makes an invalid grid; a null origin is (0, 0, 0).
+  SFGrid(unsigned int const* iDims, double iVoxelSize, double const* iOrigin) : valid(iDims != nullptr), h(iVoxelSize)
+  {
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+      dims[axis] = valid ? iDims[axis] : 0;
+      origin[axis] = iOrigin != nullptr ? iOrigin[axis] : 0.0;
+    }
+  }
+
+  double Coordinate(std::size_t iAxis, unsigned int iIndex) const { return origin[iAxis] + iIndex * h; }
+  ZULMathPoint Point(unsigned int iI, unsigned int iJ, unsigned int iK) const
+  {
+    return {Coordinate(0, iI), Coordinate(1, iJ), Coordinate(2, iK)};
+  }
+  std::size_t Index(unsigned int iI, unsigned int iJ, unsigned int iK) const
+  {
+    return (static_cast<std::size_t>(iK) * dims[1] + iJ) * dims[0] + iI;
+  }
+
+  /// Whether nx ny nz times `iPerVoxel` values fit into `iSize` places.
+  bool FitsInto(std::size_t iSize, std::size_t iPerVoxel) const
+  {
+    if (dims[0] == 0 || dims[1] == 0 || dims[2] == 0)
+      return true;
+    return iSize / iPerVoxel / dims[0] / dims[1] >= dims[2];
+  }
+
+  /// The extent along each axis, from the first point to the last.
+  std::array<double, 3> DomainSize() const
+  {
+    std::array<double, 3> size{};
+    for (std::size_t axis = 0; axis < 3; ++axis)
+      size[axis] = (static_cast<double>(dims[axis]) - 1.0) * h;
+    return size;
+  }
+  double Diagonal() const
+  {
+    auto const [x, y, z] = DomainSize();
+    return std::sqrt(x * x + y * y + z * z);
+  }
+
+  bool valid;
+  std::array<unsigned int, 3> dims{};
+  double h;
+  std::array<double, 3> origin{};
+};
+
+} // namespace SF

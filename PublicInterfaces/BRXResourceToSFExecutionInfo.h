@@ -1,0 +1,26 @@
+#pragma once
+
+#include "SFExecutionInfo.h"
+
+/// An object of the host's modeller; the library only holds its address.
+class ZULIBRXObject;
+
+namespace SF {
+
+/// An execution record that refers to an object of the host's modeller, which it does not own.
+class SF_EXPORT BRXResourceToSFExecutionInfo : public SFExecutionInfo
+{
+public:
+  BRXResourceToSFExecutionInfo() = default;
+  explicit BRXResourceToSFExecutionInfo(ZULIBRXObject* iObject) : _object(iObject) {}
+  BRXResourceToSFExecutionInfo(BRXResourceToSFExecutionInfo const&) = default;
+  ~BRXResourceToSFExecutionInfo() override;
+
+  virtual void SetBRXObject(ZULIBRXObject* iObject);
+  virtual ZULIBRXObject* GetBRXObject();
+
+private:
+  ZULIBRXObject* _object = nullptr;
+};
+
+} // namespace SF

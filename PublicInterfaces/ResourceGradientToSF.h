@@ -1,0 +1,33 @@
+#pragma once
+
+#include "ResourceToSF.h"
+
+namespace SF {
+
+/// One component of the gradient of another resource.
+class SF_EXPORT ResourceGradientToSF : public ResourceToSF
+{
+public:
+  /// `iVariable` is X, Y or Z.
+  ResourceGradientToSF(std::shared_ptr<ResourceToSF> iResource, SFNodeType iVariable);
+  /// Shares the resource.
+  ResourceGradientToSF(ResourceGradientToSF const& iOther);
+  ~ResourceGradientToSF() override;
+
+  _GUID GetSFResourceType() const override;
+  char const* GetSFResourceTypeTag() const override;
+  /// The component; MissingValue when the resource fails, and after a line when the variable is none of X, Y, Z.
+  double GetScalar(ZULMathPoint const& iPoint) const override;
+  virtual SFNodeType GetVariableType() const;
+
+  std::shared_ptr<ResourceToSF> const& GetResource() const { return _resource; }
+
+  static _GUID GetSFResourceTypeS();
+  static char const* GetSFResourceTypeTagS();
+
+private:
+  SFNodeType _variable;
+  std::shared_ptr<ResourceToSF> _resource;
+};
+
+} // namespace SF

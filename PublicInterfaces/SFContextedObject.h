@@ -1,0 +1,24 @@
+#pragma once
+
+#include "SFExport.h"
+#include "SFSWContext.h"
+
+namespace SF {
+
+/// Base of the operator objects: refers to the software context that they work under. The caller keeps that
+/// context alive for the whole life of the object.
+class SF_EXPORT SFContextedObject
+{
+public:
+  explicit SFContextedObject(SFSWContext const& iContext) : _context(iContext) {}
+  SFContextedObject(SFContextedObject const&) = default;
+  SFContextedObject& operator=(SFContextedObject const&) = delete;
+  virtual ~SFContextedObject();
+
+  SFSWContext const& GetContext() const { return _context; }
+
+private:
+  SFSWContext const& _context;
+};
+
+} // namespace SF

@@ -1,0 +1,86 @@
+#pragma once
+
+#include "SFContextedObject.h"
+#include "SFDagEvaluatorItf.h"
+#include "SFEvaluationContext.h"
+
+#include <vector>
+
+namespace SF {
+
+/// Evaluates fields at points and on voxel grids.
+///
+/// Values: plain IEEE 754 doubles. Division by zero and arguments outside a function's domain give infinities
+/// and NaN, which are values and not errors. MIN is union, MAX intersection, NOT complement, WITHOUT difference
+/// and SYMDIFF symmetric difference of fields that are negative inside.
+///
+/// Blends, guided and discrete transforms, unresolved references and END nodes cannot be evaluated; each failure
+/// writes a line where it happens and one for every node above it.
+///
+/// Threads: an evaluator has no state and may be shared. Evaluations of one graph at once must use contexts
+/// with different indices.
+class SF_EXPORT SFDagEvaluator : public SFDagEvaluatorItf, public SFContextedObject
+{
+public:
+  explicit SFDagEvaluator(SFSWContext const& iContext) : SFContextedObject(iContext) {}
+  SFDagEvaluator(SFDagEvaluator const&) = default;
+  ~SFDagEvaluator() override;
+
+  /// E_NOTIMPL.
+  HRESULT Render(unsigned int* iDims, double iVoxelSize, double const* iOrigin, ZULTolerance const& iTolerance,
+                 std::shared_ptr<SFDagNode>& iNode, std::shared_ptr<ResourceToSF>& oResource,
+                 ZULGMSFDiscretizationAccuracyLevel iLevel) const override;
+
+  /// Samples a field on a grid of `iDims` = {nx, ny, nz} points at `iOrigin` + (i, j, k) `iVoxelSize`; a null
+  /// origin is (0, 0, 0). Value (i, j, k) goes to ioValues[(k ny + j) nx + i]; the vector must hold nx ny nz
+  /// floats already. The graph is made ready first, and its caches are empty afterwards.
+  ///
+  /// A root of rank below 4999 goes to the renderer that clamps, a deeper one to RenderWithUnrolling. Slabs of z
+  /// slices run on one task for each hardware thread; the first slab in order that fails decides the code, and
+  /// what others have written stays. Exceptions of a host resource reach the caller once all tasks have ended.
+  /// E_INVALIDARG for a null root, missing dimensions or too few values. `iLevel` is not read. The tolerance is
+  /// lent to an OFFSET root for the time of the call.
+  virtual HRESULT Render(unsigned int* iDims, std::vector<float>& ioValues, double iVoxelSize, double const* iOrigin,
+                         std::shared_ptr<SFDagNode>& iNode, ZULTolerance const& iTolerance,
+                         ZULGMSFDiscretizationAccuracyLevel iLevel) const;
+
+  /// The renderer that clamps: a value is limited to the length of the grid's diagonal in magnitude, NaN becomes
+  /// that length, and 0 becomes -0.
+  HRESULT Render(unsigned int* iDims, std::vector<float>& ioValues, double iVoxelSize, double const* iOrigin,
+                 SFDagNode const& iNode, ZULTolerance const& iTolerance,
+                 ZULGMSFDiscretizationAccuracyLevel iLevel) const;
+
+  /// The renderer for deep graphs: evaluates the nodes one by one, operands first, each at the grid point itself
+  /// (a transform above a node does not move it). Values are stored as they are.
+  HRESULT RenderWithUnrolling(unsigned int* iDims, std::vector<float>& ioValues, double iVoxelSize,
+                              double const* iOrigin, std::shared_ptr<SFDagNode>& iNode, ZULTolerance const& iTolerance,
+                              ZULGMSFDiscretizationAccuracyLevel iLevel) const;
+
+  /// Values as they are, and unit normals from the three partial derivatives in `iGradientNodes`: 3 nx ny nz
+  /// floats, x, y, z at 3 index. A vanishing gradient stays zero. E_FAIL when there are not three gradient nodes.
+  HRESULT Render(unsigned int* iDims, std::vector<float>& ioValues, std::vector<float>& ioNormals, double iVoxelSize,
+                 double const* iOrigin, SFDagNode const& iNode,
+                 std::vector<std::shared_ptr<SFDagNode>> const& iGradientNodes, ZULTolerance const& iTolerance,
+                 ZULGMSFDiscretizationAccuracyLevel iLevel) const;
+
+  /// E_NOTIMPL; use ComputeScalar.
+  HRESULT EvaluateAt(SFDagNode const& iNode, double* iPoint, double& oValue) const;
+  HRESULT Evaluate(SFDagNode const& iNode, double* iPoints, int iCount, double* oValues, unsigned long iStride) const;
+
+  /// Computes the value of a node at the position of `ioCtx` into the node's slot for it. A slot that is done
+  /// already stands, wherever the context has moved since: Reset the node between points. S_OK on success.
+  ///
+  /// A node that is reached both inside and outside a transform keeps the value of the visit that came first.
+  HRESULT ComputeScalar(SFEvaluationContext& ioCtx, SFDagNode const& iNode) const;
+
+  /// Evaluates one operand of a node and gives its value. E_INVALIDARG for an operand that is neither left nor
+  /// right; any failure of the operand is E_FAIL.
+  HRESULT ComputeAndSetScalar(SFEvaluationContext& ioCtx, SFDagNode const& iNode, SFOperand iOperand,
+                              double& oValue) const;
+
+  /// Evaluates a list of nodes from its end to its start, so that a list in which every node stands before its
+  /// operands is evaluated one level at a time. E_FAIL for an empty list or one that holds a null.
+  HRESULT ComputeScalar(SFEvaluationContext& ioCtx, std::vector<std::shared_ptr<SFDagNode>> iNodesToProcess) const;
+};
+
+} // namespace SF

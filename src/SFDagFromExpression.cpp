@@ -1,0 +1,367 @@
+#include "SFDagFromExpression.h"
+
+#include "ExplicitToSF.h"
+#include "SFAffineTransform.h"
+#include "SFBlendNode.h"
+#include "SFConstant.h"
+#include "SFCylindricalTransform.h"
+#include "SFDagOffset.h"
+#include "SFExistingNodes.h"
+#include "SFLexer.h"
+#include "SFOp.h"
+#include "SFOperatorTable.h"
+#include "SFVariable.h"
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+#include <vector>
+
+namespace SF {
+namespace {
+
+using SFDagNodePtr = std::shared_ptr<SFDagNode>;
+
+constexpr char const* Class = "Error in SFDagFromExpression::";
+
+void ReportFailure(char const* iSentence) { Diagnostics::Sentence(std::string(Class) + iSentence); }
+
+/// One token as the lexer gave it.
+struct Token
+{
+  SFNodeType type = SFNodeType::NONE;
+  double value = 0.0;
+  std::size_t start = 0;
+  std::size_t end = 0;
+};
+
+/// A node under construction: its token has been read, its operands have not all been.
+struct OpenNode
+{
+  Token token;
+  int incomingRank = -1;
+  std::vector<double> numbers; ///< the bracketed list of a transform
+  bool leftRead = false;
+  SFDagNodePtr lhs;
+  int lhsRank = -1;
+};
+
+/// Builds one graph: the reading is recursive by nature, but runs on a stack of open nodes, so that a text of
+/// any depth is safe.
+class Builder
+{
+public:
+  Builder(std::string const& iExpression, SFResourceResolver* iResolver)
+    : _lexer(iExpression), _resolver(iResolver), _payloadBudget(2 * iExpression.size() + 64)
+  {
+  }
+
+  SFDagNodePtr BuildFromExpression();
+
+private:
+  SFDagNodePtr BuildLeaf(Token const& iToken);
+  SFDagNodePtr BuildPoly(Token const& iToken);
+  SFDagNodePtr BuildReference(Token const& iToken);
+  SFDagNodePtr BuildParameter(Token const& iToken);
+  bool OpenNodeWithOperands(Token const& iToken);
+  SFDagNodePtr Close(OpenNode& ioOpen, SFDagNodePtr iLast);
+  SFDagNodePtr BuildUnaryOpFromExpression(OpenNode const& iOpen, SFDagNodePtr iLhs);
+  SFDagNodePtr BuildBinaryOpFromExpression(OpenNode& ioOpen, SFDagNodePtr iRhs);
+  HRESULT DeDuplicate(SFDagNodePtr& ioNode) { return _existingNodes.DeDuplicate(ioNode); }
+  std::optional<std::pair<std::size_t, std::size_t>> FindBrackets(Token const& iToken);
+  std::optional<std::vector<double>> ReadBracketList(Token const& iToken);
+
+  SFLexer _lexer;
+  SFResourceResolver* _resolver;
+  SFExistingNodes _existingNodes;
+  std::vector<OpenNode> _openNodes;
+  int _rank = -1; ///< the running rank counter
+  /// Bracketed texts never overlap in a well-formed text, so together they are shorter than it. The budget
+  /// stops texts whose every token claims the same far bracket from costing the square of their length.
+  std::size_t _payloadBudget;
+};
+
+/// Whether operands follow a token; NONE and the kinds without a token have none.
+bool HasOperands(SFNodeType iType) { return OperatorRow(iType).arity > 0; }
+
+bool HasRightOperand(SFNodeType iType) { return OperatorRow(iType).arity == 2; }
+
+SFDagNodePtr Builder::BuildFromExpression()
+{
+  for (;;) {
+    Token token;
+    token.type = _lexer.Next(token.value, token.start, token.end);
+    SFDagNodePtr node;
+    if (HasOperands(token.type)) {
+      if (OpenNodeWithOperands(token))
+        continue;
+    } else
+      node = BuildLeaf(token);
+
+    // The node just read completes those that were waiting for it.
+    while (!_openNodes.empty()) {
+      OpenNode& open = _openNodes.back();
+      if (HasRightOperand(open.token.type) && !open.leftRead) {
+        open.leftRead = true;
+        open.lhs = std::move(node);
+        open.lhsRank = std::exchange(_rank, open.incomingRank);
+        break;
+      }
+      node = Close(open, std::move(node));
+      _openNodes.pop_back();
+    }
+    if (_openNodes.empty())
+      return node;
+  }
+}
+
+// ---- leaves ---------------------------------------------------------------------------------------------------
+
+SFDagNodePtr Builder::BuildLeaf(Token const& iToken)
+{
+  SFDagNodePtr node;
+  int rank = 0;
+  switch (iToken.type) {
+  case SFNodeType::END:
+    node = std::make_shared<SFOp>(SFNodeType::END);
+    node->SetRank(-2);
+    return node; // leaves the counter as it is
+  case SFNodeType::X:
+  case SFNodeType::Y:
+  case SFNodeType::Z:
+    node = std::make_shared<SFOp>(iToken.type);
+    break;
+  case SFNodeType::POLY:
+    node = BuildPoly(iToken);
+    break;
+  case SFNodeType::UNRESOLVEDREF:
+    node = BuildReference(iToken);
+    break;
+  case SFNodeType::CONSTANT:
+    node = std::make_shared<SFConstant>(iToken.value);
+    rank = -1;
+    break;
+  case SFNodeType::PARAMETER:
+    node = BuildParameter(iToken);
+    rank = -1;
+    break;
+  default:
+    return nullptr;
+  }
+  if (node != nullptr) {
+    node->SetRank(rank);
+    _rank = rank + 1;
+  }
+  return node;
+}
+
+SFDagNodePtr Builder::BuildPoly(Token const& iToken)
+{
+  std::string const text = _lexer.SubExpression(iToken.start, iToken.end);
+  std::shared_ptr<ResourceToSF> resource;
+  if (_resolver != nullptr) {
+    resource.reset(_resolver->Resolve(text));
+    if (resource == nullptr) {
+      Diagnostics::NullPointer("BuildFromExpression", "resource");
+      return nullptr;
+    }
+  } else
+    resource = std::make_shared<ExplicitToSF>();
+  HRESULT const hr = resource->SetExpressionId(text);
+  if (Failed(hr)) {
+    Diagnostics::FailedCall("BuildFromExpression", hr);
+    return nullptr;
+  }
+  resource->SetTypeTag(SFNodeType::POLY);
+  return resource;
+}
+
+SFDagNodePtr Builder::BuildReference(Token const& iToken)
+{
+  std::string const text = _lexer.SubExpression(iToken.start, iToken.end);
+  if (_resolver != nullptr)
+    if (std::shared_ptr<ResourceToSF> resource{_resolver->Resolve(text)}) {
+      HRESULT const hr = resource->SetExpressionId(text);
+      if (Failed(hr)) {
+        Diagnostics::FailedCall("BuildFromExpression", hr);
+        return nullptr;
+      }
+      resource->SetTypeTag(SFNodeType::RESOLVEDREF);
+      return resource;
+    }
+  auto placeholder = std::make_shared<ResourceToSF>(SFNodeType::UNRESOLVEDREF);
+  HRESULT const hr = placeholder->SetExpressionId(text);
+  if (Failed(hr)) {
+    Diagnostics::FailedCall("BuildFromExpression", hr);
+    return nullptr;
+  }
+  return placeholder;
+}
+
+SFDagNodePtr Builder::BuildParameter(Token const& iToken)
+{
+  auto const brackets = FindBrackets(iToken);
+  if (!brackets) {
+    ReportFailure("BuildFromExpression, could not create SFVariable.");
+    return nullptr;
+  }
+  auto const [open, close] = *brackets;
+  double value = 0.0;
+  ReadTokenNumber(_lexer.SubExpression(open + 1, close), value);
+  return std::make_shared<SFVariable>(_lexer.SubExpression(iToken.start + 1, open), value);
+}
+
+/// The "[" after a token letter and the "]" after that letter, in this order and within the budget.
+std::optional<std::pair<std::size_t, std::size_t>> Builder::FindBrackets(Token const& iToken)
+{
+  std::size_t const open = _lexer.FindCharacter('[', iToken.start);
+  std::size_t const close = _lexer.FindCharacter(']', iToken.start);
+  if (open == std::string::npos || close == std::string::npos || close < open || close - iToken.start > _payloadBudget)
+    return std::nullopt;
+  _payloadBudget -= close - iToken.start;
+  return std::pair{open, close};
+}
+
+/// The numbers between the brackets of a transform; a number that cannot be read is 0.
+std::optional<std::vector<double>> Builder::ReadBracketList(Token const& iToken)
+{
+  auto const brackets = FindBrackets(iToken);
+  if (!brackets)
+    return std::nullopt;
+  std::string const list = _lexer.SubExpression(brackets->first + 1, brackets->second);
+  std::vector<double> numbers;
+  for (std::size_t from = 0; from <= list.size();) {
+    std::size_t const separator = std::min(list.find(';', from), list.size());
+    double number = 0.0;
+    ReadTokenNumber(std::string_view(list).substr(from, separator - from), number);
+    numbers.push_back(number);
+    from = separator + 1;
+  }
+  return numbers;
+}
+
+// ---- nodes with operands --------------------------------------------------------------------------------------
+
+/// False when the node fails before its operands are read; its lines have then been written.
+bool Builder::OpenNodeWithOperands(Token const& iToken)
+{
+  OpenNode open;
+  open.token = iToken;
+  open.incomingRank = _rank;
+  switch (iToken.type) {
+  case SFNodeType::AFFINETRANSFORM: {
+    auto numbers = ReadBracketList(iToken);
+    if (!numbers || (numbers->size() != 12 && numbers->size() != 16))
+      return false;
+    open.numbers = std::move(*numbers);
+    break;
+  }
+  case SFNodeType::CYLINDRICALTRANSFORM: {
+    auto numbers = ReadBracketList(iToken);
+    if (!numbers || numbers->size() != SFCylindricalTransform::ParameterCount) {
+      ReportFailure("BuildFromExpression, could not create SFCylindricalTransform.");
+      return false;
+    }
+    open.numbers = std::move(*numbers);
+    break;
+  }
+  case SFNodeType::DISCRETETRANFORM:
+  case SFNodeType::GCGUIDEDTRANSFORM:
+    ReportFailure("BuildFromExpression, could not create SFGCGuidedTransform.");
+    return false;
+  case SFNodeType::BLEND:
+  case SFNodeType::OFFSET:
+    // A number that cannot be read leaves the lexer on the letter: the node would be its own operand for ever.
+    if (iToken.end == iToken.start) {
+      Close(open, nullptr);
+      return false;
+    }
+    break;
+  default:
+    break;
+  }
+  _openNodes.push_back(std::move(open));
+  return true;
+}
+
+/// The node of `ioOpen`, now that its last operand has been read; null when an operand is.
+SFDagNodePtr Builder::Close(OpenNode& ioOpen, SFDagNodePtr iLast)
+{
+  Token const& token = ioOpen.token;
+  if (HasRightOperand(token.type)) {
+    SFDagNodePtr binary = BuildBinaryOpFromExpression(ioOpen, std::move(iLast));
+    if (binary == nullptr)
+      ReportFailure("BuildFromExpression, BuildBinaryOpFromExpression failed.");
+    else if (token.type == SFNodeType::BLEND)
+      return std::make_shared<SFBlendNode>(*binary, token.value);
+    return binary;
+  }
+
+  SFDagNodePtr unary = BuildUnaryOpFromExpression(ioOpen, std::move(iLast));
+  if (unary == nullptr)
+    ReportFailure("BuildFromExpression, BuildUnaryOpFromExpression failed.");
+  return unary;
+}
+
+/// The node that a token with one operand makes, without operand and rank.
+SFDagNodePtr MakeUnary(OpenNode const& iOpen)
+{
+  switch (iOpen.token.type) {
+  case SFNodeType::AFFINETRANSFORM:
+    return std::make_shared<SFAffineTransform>(
+        ZULMathTransformation(iOpen.numbers.data(), static_cast<int>(iOpen.numbers.size())));
+  case SFNodeType::CYLINDRICALTRANSFORM: {
+    std::array<double, SFCylindricalTransform::ParameterCount> parameters{};
+    std::copy(iOpen.numbers.begin(), iOpen.numbers.end(), parameters.begin());
+    return std::make_shared<SFCylindricalTransform>(parameters);
+  }
+  case SFNodeType::OFFSET:
+    return std::make_shared<SFDagOffset>(nullptr, iOpen.token.value);
+  default:
+    return std::make_shared<SFOp>(iOpen.token.type);
+  }
+}
+
+SFDagNodePtr Builder::BuildUnaryOpFromExpression(OpenNode const& iOpen, SFDagNodePtr iLhs)
+{
+  if (iLhs == nullptr) {
+    ReportFailure("BuildUnaryOpFromExpression, could not create lhs.");
+    return nullptr;
+  }
+  SFDagNodePtr node = MakeUnary(iOpen);
+  DeDuplicate(iLhs);
+  node->SetLhs(std::move(iLhs));
+  node->SetRank(_rank++);
+  return node;
+}
+
+/// Reports under the unary builder's name, like its twin.
+SFDagNodePtr Builder::BuildBinaryOpFromExpression(OpenNode& ioOpen, SFDagNodePtr iRhs)
+{
+  if (ioOpen.lhs == nullptr)
+    ReportFailure("BuildUnaryOpFromExpression, could not create lhs.");
+  if (iRhs == nullptr)
+    ReportFailure("BuildUnaryOpFromExpression, could not create rhs.");
+  if (ioOpen.lhs == nullptr || iRhs == nullptr)
+    return nullptr;
+  DeDuplicate(ioOpen.lhs);
+  DeDuplicate(iRhs);
+  auto node = std::make_shared<SFOp>(ioOpen.token.type, std::move(ioOpen.lhs), std::move(iRhs));
+  int const rank = std::max(ioOpen.lhsRank, _rank);
+  node->SetRank(rank);
+  _rank = rank + 1;
+  return node;
+}
+
+} // namespace
+
+SFDagNodePtr SFDagFromExpression::BuildFromExpression(std::string const& iExpression, SFResourceResolver* iResolver)
+{
+  SFDagNodePtr root = Builder(iExpression, iResolver).BuildFromExpression();
+  if (root == nullptr)
+    Diagnostics::Sentence("Error in SFDagBuilder::BuildFromExpression, BuildFromExpression(lexer, rank, "
+                          "existingNodes) failed.");
+  return root;
+}
+
+} // namespace SF

@@ -1,0 +1,340 @@
+#include "SFDagNode.h"
+
+#include "SFCylindricalTransform.h"
+#include "SFDagFunctor.h"
+#include "SFDagTraversal.h"
+
+#include <algorithm>
+#include <functional>
+#include <unordered_set>
+
+namespace SF {
+namespace {
+
+std::string const emptyExpressionId;
+
+/// References that dying nodes of this thread have handed over, the next one to let go on top. Null while no
+/// node of this thread is being destroyed.
+thread_local std::vector<std::shared_ptr<SFDagNode>>* pendingReleases = nullptr;
+
+} // namespace
+
+void SFDagNode::Release(std::shared_ptr<SFDagNode>&& ioNode) noexcept
+{
+  if (ioNode == nullptr)
+    return;
+  if (pendingReleases != nullptr) {
+    try {
+      pendingReleases->push_back(std::move(ioNode));
+    } catch (...) {
+      ioNode.reset(); // no memory for the list: this one goes the recursive way
+    }
+    return;
+  }
+  std::vector<std::shared_ptr<SFDagNode>> pending;
+  pendingReleases = &pending;
+  ioNode.reset();
+  while (!pending.empty()) {
+    // Moved out first: the destructor that this may run pushes onto the list.
+    std::shared_ptr<SFDagNode> const next = std::move(pending.back());
+    pending.pop_back();
+  }
+  pendingReleases = nullptr;
+}
+
+SFDagNode::~SFDagNode()
+{
+  m_Rank = -1;
+  m_Type = SFNodeType::UNDEFINED;
+  if (pendingReleases != nullptr) {
+    // The list is a stack: what is let go first goes onto it last.
+    Release(std::move(m_Rhs));
+    Release(std::move(m_Lhs));
+  } else {
+    Release(std::move(m_Lhs));
+    Release(std::move(m_Rhs));
+  }
+}
+
+std::string const& SFDagNode::GetExpressionId() const { return emptyExpressionId; }
+HRESULT SFDagNode::GetConstant(double&) const { return E_NOTIMPL; }
+HRESULT SFDagNode::SetConstant(double const&) const { return E_NOTIMPL; }
+bool SFDagNode::HasExecutionInfo() { return false; }
+SFExecutionInfo* SFDagNode::GetExecutionInfo(_GUID) { return nullptr; }
+
+SFDagNode& SFDagNode::operator=(SFDagNode const& iOther)
+{
+  m_Rank = iOther.m_Rank;
+  m_Lhs = iOther.m_Lhs;
+  m_Rhs = iOther.m_Rhs;
+  m_Type = iOther.m_Type;
+  double value = 0.0;
+  if (Succeeded(iOther.GetConstant(value)))
+    SetConstant(value);
+  return *this;
+}
+
+// ---- equality and hash ----------------------------------------------------------------------------------------
+
+namespace {
+
+enum class LocalEquality
+{
+  Unequal,
+  Equal,
+  AsOperands
+};
+
+bool IsIdentifiedByText(SFNodeType iType)
+{
+  return iType == SFNodeType::POLY || iType == SFNodeType::UNRESOLVEDREF || iType == SFNodeType::RESOLVEDREF ||
+         iType == SFNodeType::PARAMETER;
+}
+
+bool SameConstant(SFDagNode const& iA, SFDagNode const& iB)
+{
+  double a = 0.0;
+  double b = 0.0;
+  return iA.GetConstant(a) == S_OK && iB.GetConstant(b) == S_OK && a == b;
+}
+
+/// What two nodes say of their equality before their operands are asked.
+LocalEquality CompareLocally(SFDagNode const& iA, SFDagNode const& iB)
+{
+  auto const verdict = [](bool iEqual) { return iEqual ? LocalEquality::Equal : LocalEquality::Unequal; };
+  SFNodeType const type = iA.GetTypeTag();
+  if (iA.GetRank() != iB.GetRank() || type != iB.GetTypeTag())
+    return LocalEquality::Unequal;
+  if (type == SFNodeType::CONSTANT || type == SFNodeType::OFFSET)
+    return verdict(SameConstant(iA, iB));
+  bool const sameShape =
+      (iA.GetLhs() == nullptr) == (iB.GetLhs() == nullptr) && (iA.GetRhs() == nullptr) == (iB.GetRhs() == nullptr);
+  if (!sameShape)
+    return LocalEquality::Unequal;
+  if (iA.GetLhs() != nullptr || iA.GetRhs() != nullptr)
+    return LocalEquality::AsOperands;
+  return verdict(!IsIdentifiedByText(type) || iA.GetExpressionId() == iB.GetExpressionId());
+}
+
+using NodePair = std::pair<SFDagNode const*, SFDagNode const*>;
+
+struct NodePairHash
+{
+  std::size_t operator()(NodePair const& iPair) const
+  {
+    std::hash<SFDagNode const*> const hash;
+    return hash(iPair.first) * 31 + hash(iPair.second);
+  }
+};
+
+} // namespace
+
+bool SFDagNode::operator==(SFDagNode const& iOther) const
+{
+  // All pairs of corresponding nodes must be equal, so a pair that has been compared need not be again; without
+  // that, shared operands would be compared once a path.
+  std::vector<NodePair> open{{this, &iOther}};
+  std::unordered_set<NodePair, NodePairHash> compared;
+  auto const push = [&](SFDagNode const* iA, SFDagNode const* iB) {
+    if (iA != nullptr && compared.insert({iA, iB}).second)
+      open.emplace_back(iA, iB);
+  };
+  while (!open.empty()) {
+    auto const [a, b] = open.back();
+    open.pop_back();
+    if (a != this && ClassOf(*a) == SFNodeClass::Foreign) {
+      if (!(*a == *b))
+        return false;
+      continue;
+    }
+    LocalEquality const verdict = CompareLocally(*a, *b);
+    if (verdict == LocalEquality::Unequal)
+      return false;
+    if (verdict == LocalEquality::AsOperands) {
+      push(a->GetRhs().get(), b->GetRhs().get());
+      push(a->GetLhs().get(), b->GetLhs().get());
+    }
+  }
+  return true;
+}
+
+std::size_t SFDagNode::RawPtrHashFct::operator()(SFDagNode const* iNode) const
+{
+  auto const head = static_cast<std::int32_t>(iNode->m_Type) ^ iNode->m_Rank;
+  auto hash = static_cast<std::size_t>(static_cast<std::int64_t>(head));
+  hash ^= reinterpret_cast<std::uintptr_t>(iNode->m_Lhs.get());
+  hash ^= reinterpret_cast<std::uintptr_t>(iNode->m_Rhs.get());
+
+  std::hash<double> const hashDouble;
+  switch (iNode->m_Type) {
+  case SFNodeType::CONSTANT:
+  case SFNodeType::OFFSET: {
+    double value = 0.0;
+    iNode->GetConstant(value);
+    return hash ^ hashDouble(value);
+  }
+  case SFNodeType::POLY:
+  case SFNodeType::UNRESOLVEDREF:
+  case SFNodeType::RESOLVEDREF:
+    return hash ^ std::hash<std::string>{}(iNode->GetExpressionId());
+  case SFNodeType::CYLINDRICALTRANSFORM:
+    if (auto const* const cylinder = dynamic_cast<SFCylindricalTransform const*>(iNode))
+      for (double const parameter : cylinder->GetParameters())
+        hash ^= hashDouble(parameter);
+    return hash;
+  default:
+    return hash;
+  }
+}
+
+// ---- caches ---------------------------------------------------------------------------------------------------
+
+void SFDagNode::ReserveEvaluationContexts(SFEvaluationContext const& iContext) const
+{
+  auto const needed = static_cast<std::size_t>(iContext.GetIndex() + 1);
+  if (iContext.GetIndex() >= 0 && m_ContextInfos.size() < needed)
+    m_ContextInfos.resize(needed);
+}
+
+namespace {
+
+/// Base of the actions that cannot fail.
+struct CacheAction
+{
+  static constexpr bool EntersForeign = false;
+  HRESULT ChildFailed(SFDagNode const&, int, HRESULT iCode) { return iCode; }
+};
+
+template <class OnNode, class OnForeign>
+void VisitOnce(SFDagNode const& iRoot, OnNode iOnNode, OnForeign iOnForeign)
+{
+  struct Action : CacheAction
+  {
+    Action(OnNode iA, OnForeign iB) : onNode(iA), onForeign(iB) {}
+    HRESULT Visit(SFDagNode const& iNode)
+    {
+      onNode(iNode);
+      return S_OK;
+    }
+    HRESULT VisitForeign(SFDagNode const& iNode)
+    {
+      onForeign(iNode);
+      return S_OK;
+    }
+    OnNode onNode;
+    OnForeign onForeign;
+  };
+  Action action(iOnNode, iOnForeign);
+  SFOncePerNode<Action>(action, SFReach::OperandsAndDerived).Run(iRoot);
+}
+
+/// How many paths lead from the root to each node of a post-order, the root last; counts end at `iLimit`.
+/// Foreign nodes lead nowhere: they look after what is below them.
+std::vector<std::size_t> CountPaths(std::vector<SFDagNode const*> const& iPostOrder, std::size_t iLimit)
+{
+  SFNodeIndex index;
+  for (SFDagNode const* const node : iPostOrder)
+    index.Insert(node);
+  std::vector<std::size_t> paths(iPostOrder.size(), 0);
+  paths.back() = 1;
+  for (std::size_t i = iPostOrder.size(); i-- > 0;) {
+    if (i + 1 < iPostOrder.size() && ClassOf(*iPostOrder[i]) == SFNodeClass::Foreign)
+      continue;
+    for (int child = 0; child < 3; ++child)
+      if (auto const* const node = ChildOf(*iPostOrder[i], child, SFReach::OperandsAndDerived)) {
+        std::size_t& count = paths[index.Find(node)];
+        count = std::min(iLimit, count + paths[i]);
+      }
+  }
+  return paths;
+}
+
+} // namespace
+
+void SFDagNode::ResetEvaluationCache() const
+{
+  VisitOnce(
+      *this, [](SFDagNode const& iNode) { iNode.m_ContextInfos.clear(); },
+      [](SFDagNode const& iNode) { iNode.ResetEvaluationCache(); });
+}
+
+void SFDagNode::Reset(SFEvaluationContext const& iContext) const
+{
+  auto const index = static_cast<std::size_t>(iContext.GetIndex());
+  VisitOnce(
+      *this,
+      [index](SFDagNode const& iNode) {
+        if (index < iNode.m_ContextInfos.size())
+          iNode.m_ContextInfos[index] = {DBL_MAX, ECacheReset};
+      },
+      [&iContext](SFDagNode const& iNode) { iNode.Reset(iContext); });
+}
+
+SFEvaluationContext SFDagNode::GetNewEvaluationContext() const
+{
+  std::vector<SFDagNode const*> nodes;
+  auto const list = [&nodes](SFDagNode const& iNode) { nodes.push_back(&iNode); };
+  VisitOnce(*this, list, list);
+  auto paths = CountPaths(nodes, MaxSlotsPerContext);
+  std::size_t total = 0;
+  for (std::size_t const count : paths)
+    total = std::min(MaxSlotsPerContext + 1, total + count);
+  if (total > MaxSlotsPerContext)
+    paths.assign(paths.size(), 1);
+  for (std::size_t i = 0; i < nodes.size(); ++i)
+    if (nodes[i] != this && ClassOf(*nodes[i]) == SFNodeClass::Foreign)
+      for (std::size_t path = 0; path < paths[i]; ++path)
+        nodes[i]->GetNewEvaluationContext();
+    else
+      nodes[i]->m_ContextInfos.resize(nodes[i]->m_ContextInfos.size() + paths[i]);
+  return SFEvaluationContext(static_cast<int>(m_ContextInfos.size()) - 1);
+}
+
+// ---- readiness ------------------------------------------------------------------------------------------------
+
+namespace {
+
+struct Readier
+{
+  static constexpr bool EntersForeign = false;
+
+  static SFDagFunctor const* FunctorOf(SFDagNode const& iNode)
+  {
+    return ClassOf(iNode) == SFNodeClass::Plain ? nullptr : NodeAs<SFDagFunctor>(iNode);
+  }
+
+  HRESULT Visit(SFDagNode const& iNode)
+  {
+    if (iNode.GetLhs() == nullptr && iNode.GetRhs() == nullptr)
+      last = S_OK;
+    if (auto const* const functor = FunctorOf(iNode))
+      last = functor->BuildOnce(context);
+    return Failed(last) ? last : S_OK;
+  }
+  HRESULT VisitForeign(SFDagNode const& iNode)
+  {
+    last = iNode.GetReady(context);
+    return Failed(last) ? last : S_OK;
+  }
+  HRESULT ChildFailed(SFDagNode const& iNode, int iChild, HRESULT iCode)
+  {
+    Detail::ReportOperandNotReady(iChild == 0 ? SFOperand::ELhs : SFOperand::ERhs, iCode);
+    if (FunctorOf(iNode) != nullptr)
+      SFDagFunctor::ReportOperandsNotReady(iCode);
+    return iCode;
+  }
+
+  SFSWContext const& context;
+  HRESULT last = S_OK;
+};
+
+} // namespace
+
+HRESULT SFDagNode::GetReady(SFSWContext const& iContext) const
+{
+  Readier readier{iContext};
+  HRESULT const hr = SFOncePerNode<Readier>(readier, SFReach::Operands).Run(*this);
+  return Failed(hr) ? hr : readier.last;
+}
+
+} // namespace SF

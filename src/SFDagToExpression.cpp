@@ -1,0 +1,200 @@
+#include "SFDagToExpression.h"
+
+#include "SFAffineTransform.h"
+#include "SFBlendNode.h"
+#include "SFCylindricalTransform.h"
+#include "SFDagTraversal.h"
+#include "SFOperatorTable.h"
+
+#include <span>
+
+namespace SF {
+namespace {
+
+/// Appends the texts of numbers, joined by ";".
+HRESULT AppendNumbers(std::span<double const> iNumbers, std::string& ioText)
+{
+  std::string number;
+  for (std::size_t i = 0; i < iNumbers.size(); ++i) {
+    HRESULT const hr = ToSFString(iNumbers[i], number);
+    if (Failed(hr))
+      return hr;
+    if (i > 0)
+      ioText += ';';
+    ioText += number;
+  }
+  return S_OK;
+}
+
+HRESULT AppendList(char iToken, std::span<double const> iNumbers, std::string& ioText)
+{
+  ioText.append(1, iToken).append(1, '[');
+  HRESULT const hr = AppendNumbers(iNumbers, ioText);
+  ioText += ']';
+  return hr;
+}
+
+HRESULT AppendConstant(SFDagNode const& iNode, std::string& ioText)
+{
+  double value = 0.0;
+  HRESULT const hr = iNode.GetConstant(value);
+  return Failed(hr) ? hr : AppendNumbers({&value, 1}, ioText);
+}
+
+/// The token of a node, payload included; nothing for a kind without a token.
+HRESULT TokenOf(SFDagNode const& iNode, std::string& oToken)
+{
+  SFNodeType const type = iNode.GetTypeTag();
+  char const letter = OperatorRow(type).token;
+  oToken.clear();
+  switch (type) {
+  case SFNodeType::END:
+    return S_OK;
+  case SFNodeType::POLY:
+  case SFNodeType::UNRESOLVEDREF:
+  case SFNodeType::RESOLVEDREF:
+    oToken = iNode.GetExpressionId();
+    return S_OK;
+  case SFNodeType::CONSTANT:
+  case SFNodeType::OFFSET:
+    oToken = letter;
+    return AppendConstant(iNode, oToken);
+  case SFNodeType::PARAMETER: {
+    oToken.append(1, letter).append(iNode.GetExpressionId()).append(1, '[');
+    HRESULT const hr = AppendConstant(iNode, oToken);
+    oToken += ']';
+    return hr;
+  }
+  case SFNodeType::AFFINETRANSFORM:
+    if (auto const* const transform = NodeAs<SFAffineTransform>(iNode))
+      return AppendList(letter, transform->GetParameters(), oToken);
+    return E_FAIL;
+  case SFNodeType::CYLINDRICALTRANSFORM:
+    if (auto const* const transform = NodeAs<SFCylindricalTransform>(iNode))
+      return AppendList(letter, transform->GetParameters(), oToken);
+    return E_FAIL;
+  case SFNodeType::BLEND:
+    if (auto const* const blend = NodeAs<SFBlendNode>(iNode)) {
+      double const parameter = blend->GetBlendParameter();
+      oToken = letter;
+      return AppendNumbers({&parameter, 1}, oToken);
+    }
+    return E_FAIL;
+  case SFNodeType::DISCRETETRANFORM:
+  case SFNodeType::GCGUIDEDTRANSFORM:
+    return E_FAIL;
+  default:
+    if (letter != 0)
+      oToken = letter;
+    return S_OK;
+  }
+}
+
+/// The kinds that write nothing also write no blank.
+bool HasToken(SFNodeType iType)
+{
+  return iType == SFNodeType::RESOLVEDREF || (iType != SFNodeType::END && OperatorRow(iType).token != 0);
+}
+
+struct Frame
+{
+  explicit Frame(SFDagNode const& iNode) : node(&iNode) {}
+  SFDagNode const* node;
+  int operandsEntered = -1; ///< -1 before the node's own token is written
+};
+
+class Writer
+{
+public:
+  Writer(SFSWContext const& iContext, SFExportContext const& iExport, std::string& ioText)
+    : _context(iContext), _export(iExport), _text(ioText)
+  {
+  }
+
+  HRESULT Step(Frame& ioFrame, SFDagNode const*& oNext)
+  {
+    SFDagNode const& node = *ioFrame.node;
+    if (ioFrame.operandsEntered < 0) {
+      HRESULT const hr = WriteToken(node);
+      if (Failed(hr))
+        return hr;
+      ioFrame.operandsEntered = 0;
+    }
+    if (ioFrame.operandsEntered < OperatorRow(node.GetTypeTag()).arity) {
+      bool const left = ioFrame.operandsEntered++ == 0;
+      oNext = (left ? node.GetLhs() : node.GetRhs()).get();
+      if (oNext != nullptr)
+        return S_OK;
+      Diagnostics::Sentence(left ? "Error in SFDagToExpression::ExportUnaryOpGraph, lhs is null which is unexpected!"
+                                 : "Error in SFDagToExpression::ExportUnaryOpGraph, rhs is null which is unexpected!");
+      Diagnostics::FailedCall("Export", E_FAIL);
+      return E_FAIL;
+    }
+    node.ReserveEvaluationContexts(_export);
+    node.GetContextInfos(_export.GetIndex()).state = SFDagNode::ECacheDone;
+    return S_OK;
+  }
+
+  HRESULT Unwind(Frame& ioFrame, HRESULT iCode)
+  {
+    if (OperatorRow(ioFrame.node->GetTypeTag()).arity == 1)
+      Diagnostics::FailedCall("ExportUnaryOpGraph", iCode);
+    else
+      Diagnostics::FailedCall("ExportBinaryOpGraph", iCode);
+    Diagnostics::FailedCall("Export", iCode);
+    return iCode;
+  }
+
+private:
+  HRESULT WriteToken(SFDagNode const& iNode)
+  {
+    if (_context.IsSemanticSupported(iNode.GetTypeTag()) != SFSemanticSupportStatus::ESupported) {
+      Diagnostics::NotSatisfied("Export", "this->GetContext().IsSemanticSupported(iDagNode.GetTypeTag()) == "
+                                          "SFSemanticSupportStatus::ESupported");
+      return E_FAIL;
+    }
+    HRESULT hr = TokenOf(iNode, _token);
+    if (Succeeded(hr) && _text.size() + _token.size() + 1 > SFDagToExpression::MaxLength)
+      hr = E_FAIL;
+    if (Failed(hr)) {
+      Diagnostics::FailedCall("Export", hr);
+      return hr;
+    }
+    if (HasToken(iNode.GetTypeTag()))
+      _text.append(1, ' ').append(_token);
+    return S_OK;
+  }
+
+  SFSWContext const& _context;
+  SFExportContext const& _export;
+  std::string& _text;
+  std::string _token;
+};
+
+} // namespace
+
+SFDagToExpression::~SFDagToExpression() = default;
+
+HRESULT SFDagToExpression::Export(SFExportContext iContext, SFDagNode const& iDagNode, std::string& ioExpression) const
+{
+  Writer writer(GetContext(), iContext, ioExpression);
+  return SFDagWalk<Frame>().Run(writer, iDagNode);
+}
+
+HRESULT SFDagToExpression::Export(SFDagNode const& iDagNode, std::string& oExpression, bool iTerminate,
+                                  bool iExportFlag) const
+{
+  iDagNode.ResetEvaluationCache();
+  SFExportContext const context(iDagNode.GetNewEvaluationContext(), iExportFlag);
+  std::string text;
+  HRESULT const hr = Export(context, iDagNode, text);
+  if (Failed(hr)) {
+    Diagnostics::FailedCall("Export", hr);
+    return hr;
+  }
+  // Throws when nothing was written: there is no first blank to leave out.
+  oExpression = text.substr(1) + (iTerminate ? " $" : " ");
+  return hr;
+}
+
+} // namespace SF

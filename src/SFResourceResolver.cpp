@@ -1,0 +1,7 @@
+#include "SFResourceResolver.h"
+
+namespace SF {
+
+SFResourceResolver::~SFResourceResolver() = default;
+
+} // namespace SF
