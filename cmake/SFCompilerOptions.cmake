@@ -17,12 +17,13 @@ endif()
 set(SF_FLOATING_POINT_OPTIONS -ffp-contract=off)
 add_compile_options(${SF_FLOATING_POINT_OPTIONS})
 
+# The standard library's own checks, as for an index past the end of a vector, where speed does not count.
+add_compile_definitions($<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
 if(SF_SANITIZE)
   add_compile_options(-fsanitize=${SF_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_compile_definitions(_GLIBCXX_ASSERTIONS)
   add_link_options(-fsanitize=${SF_SANITIZE})
 endif()
-# The standard library's own checks: an index past the end of a vector stops the program where it happens.
-add_compile_definitions($<$<OR:$<CONFIG:Debug>,$<BOOL:${SF_SANITIZE}>>:_GLIBCXX_ASSERTIONS>)
 
 add_library(SF_warnings INTERFACE)
 target_compile_options(SF_warnings INTERFACE
