@@ -21,6 +21,10 @@ add_test(NAME Packaging.PkgConfig
 add_test(NAME Packaging.NeededLibraries
   COMMAND "${consumer}/needed_libraries.sh" "${stage}/${CMAKE_INSTALL_LIBDIR}/libSF.so")
 set(installed_tests Packaging.FindPackage Packaging.PkgConfig Packaging.NeededLibraries)
+if(TARGET sfdag)
+  add_test(NAME Packaging.InstalledHost COMMAND "${stage}/${CMAKE_INSTALL_BINDIR}/sfdag" eval -x f2 --at 0 0 0)
+  list(APPEND installed_tests Packaging.InstalledHost)
+endif()
 set_tests_properties(${installed_tests} PROPERTIES FIXTURES_REQUIRED installed)
 
 if(SF_SANITIZE)
