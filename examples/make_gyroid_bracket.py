@@ -9,7 +9,7 @@ holes and a slot. A grid of 184 x 132 x 172 points, 0.5 mm apart from (-46, -31,
 import math
 
 from sf_text import (
-    X, Y, Z, add, circle, cylinder, greatest, gyroid, half_space, intersection, least, magnitude, mul, number,
+    X, Y, Z, add, circle, cylinder, greatest, gyroid, half_space, intersection, magnitude, mul, number,
     output_path, rounded_plate, slab, stroke, sub, union, without, write,
 )  # fmt: skip
 
