@@ -33,6 +33,9 @@ TEST(MeshResource, IsALeafOfExpressions)
   // The transform moves the nut with everything else.
   auto const moved = Build("m[1;0;0;100;0;1;0;0;0;0;1;0] #BRX:flange_nut.stl $", &resolver);
   EXPECT_NEAR(ValueAt(*moved, {100, 0, 6}), 5.1, 5e-3);
+  // One mesh serves all the nodes for its file.
+  EXPECT_EQ(static_cast<SF::ResourceToSF&>(*root->GetRhs()).GetRawResource(),
+            static_cast<SF::ResourceToSF&>(*moved->GetLhs()).GetRawResource());
   EXPECT_EQ(resolver.Meshes().size(), 1u);
 }
 

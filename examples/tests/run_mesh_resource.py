@@ -51,6 +51,7 @@ class MeshResource(unittest.TestCase):
             self.assertAlmostEqual(at(*point), expected, delta=0.02, msg=point)
 
     def test_failures(self):
+        (self.folder / "a_folder").mkdir()
         (self.folder / "junk.stl").write_bytes(b"no such format")
         models = {
             "no_mesh.sf": "X $",
@@ -71,6 +72,7 @@ class MeshResource(unittest.TestCase):
             (["lost.sf"], 1, "lost.stl: there is no such file"),
             (["junk.sf"], 1, "junk.stl: this is no STL file"),
             (["unbuildable.sf"], 1, "unbuildable.sf: Error in "),
+            (["--voxel", "2", "-o", "a_folder"], 1, "a_folder: cannot be written"),
             (["--voxel", "2", "-o", "no/folder.npy"], 1, "folder.npy: cannot be written"),
         ]:
             with self.subTest(arguments):
