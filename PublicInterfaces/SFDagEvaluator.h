@@ -68,7 +68,8 @@ public:
   HRESULT Evaluate(SFDagNode const& iNode, double* iPoints, int iCount, double* oValues, unsigned long iStride) const;
 
   /// Computes the value of a node at the position of `ioCtx` into the node's slot for it. A slot that is done
-  /// already stands, wherever the context has moved since: Reset the node between points. S_OK on success.
+  /// already stands, wherever the context has moved since: Reset the node between points. S_OK on success;
+  /// E_INVALIDARG for a context with a negative index.
   ///
   /// A node that is reached both inside and outside a transform keeps the value of the visit that came first.
   HRESULT ComputeScalar(SFEvaluationContext& ioCtx, SFDagNode const& iNode) const;

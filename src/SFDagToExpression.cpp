@@ -177,6 +177,8 @@ SFDagToExpression::~SFDagToExpression() = default;
 
 HRESULT SFDagToExpression::Export(SFExportContext iContext, SFDagNode const& iDagNode, std::string& ioExpression) const
 {
+  if (iContext.GetIndex() < 0) // names no slot
+    return E_INVALIDARG;
   Writer writer(GetContext(), iContext, ioExpression);
   return SFDagWalk<Frame>().Run(writer, iDagNode);
 }
