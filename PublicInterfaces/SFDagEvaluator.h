@@ -3,6 +3,7 @@
 #include "SFContextedObject.h"
 #include "SFDagEvaluatorItf.h"
 #include "SFEvaluationContext.h"
+#include "ZULMathBox.h"
 
 #include <vector>
 
@@ -82,6 +83,15 @@ public:
   /// Evaluates a list of nodes from its end to its start, so that a list in which every node stands before its
   /// operands is evaluated one level at a time. E_FAIL for an empty list or one that holds a null.
   HRESULT ComputeScalar(SFEvaluationContext& ioCtx, std::vector<std::shared_ptr<SFDagNode>> iNodesToProcess) const;
+
+  /// Asks every resource of a graph (kinds POLY, UNRESOLVEDREF and RESOLVEDREF) to compute its values for a box,
+  /// once each, right operands before left. The wires and resources of guided and discrete transforms are not
+  /// operands and are not asked. A null node is an empty graph.
+  ///
+  /// E_NOTIMPL always, which tells nothing of the update: what the resources return is not looked at.
+  HRESULT UpdateResourceToDiscretizationAccuracyLevel(std::shared_ptr<SFDagNode> iNode, ZULMathBox const& iBox,
+                                                      ZULTolerance const& iTolerance,
+                                                      ZULGMSFDiscretizationAccuracyLevel iLevel) const;
 };
 
 } // namespace SF
