@@ -1,24 +1,11 @@
 #include "MeshResource.h"
 #include "ResourceGradientToSF.h"
-#include "SFDagEvaluator.h"
 #include "Support.h"
 
 #include <gtest/gtest.h>
 
 using namespace SFTest;
 using SFExample::MeshResolver;
-
-namespace {
-
-double ValueAt(SF::SFDagNode const& iNode, ZULMathPoint const& iPoint)
-{
-  SF::SFEvaluationContext context = iNode.GetNewEvaluationContext();
-  context.SetAtPosition(iPoint);
-  EXPECT_EQ(SF::SFDagEvaluator(Level2()).ComputeScalar(context, iNode), S_OK);
-  return iNode.GetContextInfos(context.GetIndex()).value;
-}
-
-} // namespace
 
 TEST(MeshResource, IsALeafOfExpressions)
 {
