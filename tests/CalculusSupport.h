@@ -2,44 +2,24 @@
 
 #include "Support.h"
 
-#include "SFConstant.h"
 #include "SFDagDifferentialOperator.h"
-#include "SFDagEvaluator.h"
 #include "SFNodeIndex.h"
-#include "SFOp.h"
 #include "SFOperatorTable.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <functional>
-#include <limits>
 #include <pthread.h>
 #include <random>
 #include <stdexcept>
 
 namespace SFTest {
 
-using NodePtr = std::shared_ptr<SF::SFDagNode>;
 using Operator = SF::SFDagDifferentialOperator;
 using SF::SFNodeType;
 
-inline NodePtr C(double iValue) { return std::make_shared<SF::SFConstant>(iValue); }
-inline NodePtr Op(SFNodeType iType, NodePtr iLhs = nullptr, NodePtr iRhs = nullptr)
-{
-  return std::make_shared<SF::SFOp>(iType, std::move(iLhs), std::move(iRhs));
-}
-
-/// The value of a field at a point; NaN when it cannot be evaluated.
-inline double ValueAt(SF::SFDagNode const& iNode, ZULMathPoint const& iPoint)
-{
-  SF::SFEvaluationContext context(0);
-  context.SetAtPosition(iPoint);
-  iNode.ReserveEvaluationContexts(context);
-  iNode.Reset(context);
-  HRESULT const hr = SF::SFDagEvaluator(Level2()).ComputeScalar(context, iNode);
-  return hr == S_OK ? iNode.GetContextInfos(0).value : std::numeric_limits<double>::quiet_NaN();
-}
+inline NodePtr C(double iValue) { return Constant(iValue); }
 
 /// Every node of a graph, once.
 inline std::vector<SF::SFDagNode const*> NodesOf(SF::SFDagNode const& iRoot)
