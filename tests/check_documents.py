@@ -15,7 +15,7 @@ ROOT = Path(__file__).resolve().parent.parent
 README = ROOT / "README.md"
 DOCUMENTS = [README, *sorted((ROOT / "docs").glob("*.md"))]
 # The parts of the tree that backticks in a document may name.
-PATH = re.compile(r"(?:\w+Interfaces|HostMath|src|host|examples|bench|tests|scripts|cmake|docs)/[\w./-]*")
+PATH = re.compile(r"(?:\w+Interfaces|HostMath|src|host|examples|bench|tests|scripts|cmake|docs)/[\w./-]+")
 
 
 def blocks(document, language):
