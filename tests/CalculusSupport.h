@@ -5,15 +5,18 @@
 #include "SFConstant.h"
 #include "SFDagDifferentialOperator.h"
 #include "SFDagEvaluator.h"
+#include "SFNodeIndex.h"
 #include "SFOp.h"
 #include "SFOperatorTable.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <functional>
 #include <limits>
 #include <pthread.h>
 #include <random>
+#include <stdexcept>
 
 namespace SFTest {
 
@@ -38,6 +41,41 @@ inline double ValueAt(SF::SFDagNode const& iNode, ZULMathPoint const& iPoint)
   return hr == S_OK ? iNode.GetContextInfos(0).value : std::numeric_limits<double>::quiet_NaN();
 }
 
+/// Every node of a graph, once.
+inline std::vector<SF::SFDagNode const*> NodesOf(SF::SFDagNode const& iRoot)
+{
+  std::vector<SF::SFDagNode const*> nodes{&iRoot};
+  SF::SFNodeIndex met;
+  met.Insert(&iRoot);
+  for (std::size_t i = 0; i < nodes.size(); ++i)
+    for (SF::SFDagNode const* const operand : {nodes[i]->GetLhs().get(), nodes[i]->GetRhs().get()})
+      if (operand != nullptr && met.Insert(operand).second)
+        nodes.push_back(operand);
+  return nodes;
+}
+
+/// Whether no node on the way to a value is NaN or infinite, which comparisons would hide, or outside of
+/// where the derivative of its function is defined.
+inline bool IsDefinedAt(SF::SFDagNode const& iNode, ZULMathPoint const& iPoint)
+{
+  if (!std::isfinite(ValueAt(iNode, iPoint)))
+    return false;
+  auto const nodes = NodesOf(iNode);
+  return std::all_of(nodes.begin(), nodes.end(), [](auto const* iOne) {
+    double const operand = iOne->GetLhs() != nullptr ? iOne->GetLhs()->GetContextInfos(0).value : 0.0;
+    switch (iOne->GetTypeTag()) {
+    case SFNodeType::ACOS:
+    case SFNodeType::ASIN:
+      return std::abs(operand) < 1.0;
+    case SFNodeType::ROOT:
+    case SFNodeType::POW:
+      return operand > 0.0 && std::isfinite(iOne->GetContextInfos(0).value);
+    default:
+      return std::isfinite(iOne->GetContextInfos(0).value);
+    }
+  });
+}
+
 inline double& Coordinate(ZULMathPoint& ioPoint, SFNodeType iVariable)
 {
   return iVariable == SFNodeType::X ? ioPoint.x : iVariable == SFNodeType::Y ? ioPoint.y : ioPoint.z;
@@ -50,6 +88,7 @@ struct Difference
   double value;
   double error;
 };
+constexpr double DifferenceTolerance = 1e-6;
 inline Difference CentralDifference(SF::SFDagNode const& iNode, ZULMathPoint iPoint, SFNodeType iVariable)
 {
   constexpr double h = 1e-3;
@@ -63,6 +102,13 @@ inline Difference CentralDifference(SF::SFDagNode const& iNode, ZULMathPoint iPo
   double const coarse = slope(h);
   double const fine = slope(h / 2.0);
   return {(4.0 * fine - coarse) / 3.0, std::abs(fine - coarse)};
+}
+
+/// Whether a field has a derivative at a point that central differences give to `DifferenceTolerance` (1 + |value|).
+inline bool IsReliable(Difference const& iDifference, SF::SFDagNode const& iNode, ZULMathPoint const& iPoint)
+{
+  double const scale = 1.0 + std::abs(iDifference.value);
+  return iDifference.error < 1e-4 * scale && scale < 1e4 && IsDefinedAt(iNode, iPoint);
 }
 
 /// Texts of random expressions over given operators, with X, Y, Z and constants at the leaves.
@@ -79,8 +125,9 @@ public:
     if (iDepth == 0 || Below(8) == 0)
       return Leaf();
     auto const& row = SF::OperatorRow(_operators[Below(_operators.size())]);
-    std::string text = std::string(1, row.token) + ' ' + Next(iDepth - 1);
-    return row.arity == 2 ? text + ' ' + Next(iDepth - 1) : text;
+    std::string text{row.token, ' '};
+    text.append(Next(iDepth - 1));
+    return row.arity == 2 ? text.append(" ").append(Next(iDepth - 1)) : text;
   }
 
   /// In [-2, 2].
@@ -92,7 +139,7 @@ private:
   std::string Leaf()
   {
     std::size_t const pick = Below(5);
-    return pick < 3 ? std::string(1, "XYZ"[pick]) : "f" + std::to_string(Number());
+    return pick < 3 ? std::string(1, "XYZ"[pick]) : std::string("f").append(std::to_string(Number()));
   }
 
   std::mt19937 _engine;

@@ -1,0 +1,449 @@
+#include "CalculusSupport.h"
+
+#include "ExplicitToSF.h"
+#include "ResourceGradientToSF.h"
+#include "SFAffineTransform.h"
+#include "SFCylindricalTransform.h"
+#include "SFDagOffset.h"
+#include "SFDifferentiation.h"
+#include "ZULPI.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+
+using namespace SF;
+using namespace SFTest;
+using enum SFNodeType;
+
+namespace {
+
+std::string const noFunction = "SFDagEvaluator::DifferentiateFunctionTree, no function provided ! ";
+std::string const notRecognized =
+    "Error in SFDagEvaluator::DifferentiateFunctionTree, SFNodeType provided not recognized ! ";
+std::string const invalidVariable = "Error in SFDagEvaluator::DifferentiateFunctionTree, Invalid variable provided ! ";
+
+NodePtr D(NodePtr const& iNode, SFNodeType iVariable) { return Operator::DifferentiateFunctionTree(iNode, iVariable); }
+
+SFNodeType VariableOf(char iLetter) { return iLetter == 'x' ? X : iLetter == 'y' ? Y : Z; }
+
+/// The rows of a linear mapping that is its own inverse: a turn by 180 degrees about (1, 1, 0), then (0, 3, 0).
+constexpr char const* halfTurn = "m[0;1;0;0;1;0;0;0;0;0;-1;3;0;0;0;1]";
+
+} // namespace
+
+TEST(Differentiation, BuildsTheTreesAsTabled)
+{
+  struct
+  {
+    char const* text;
+    char by;
+    char const* derivative;
+  } const cases[] = {
+      {"X", 'x', "f1 $"},
+      {"X", 'y', "f0 $"},
+      {"Z", 'z', "f1 $"},
+      {"f7", 'x', "f0 $"},
+      {"pr[2]", 'x', "f0 $"},
+      {"+ X Y", 'x', "+ f1 f0 $"},
+      {"- X Y", 'y', "- f0 f1 $"},
+      {"q X", 'x', "* * f2 X f1 $"},
+      {"* X X", 'x', "+ * f1 X * X f1 $"},
+      {"* X Y", 'y', "+ * f0 Y * X f1 $"},
+      {"U X Y", 'x', "* f-0.5 - * ? - X Y - f1 f0 - f1 f0 $"},
+      {"I X Y", 'x', "* f0.5 + * ? - X Y - f1 f0 + f1 f0 $"},
+      {"! X", 'x', "! f1 $"},
+      {"c X", 'x', "* ! s X f1 $"},
+      {"s X", 'x', "* c X f1 $"},
+      {"r X", 'x', "/ f1 * f2 r X $"},
+      {"/ X Y", 'x', "/ - * f1 Y * X f0 q Y $"},
+      {"a X", 'x', "* ? X f1 $"},
+      {"e X", 'x', "* e X f1 $"},
+      {"l X", 'x', "/ f1 X $"},
+      {"^ X Y", 'x', "* + * f0 l X * Y / f1 X ^ X Y $"},
+      {"D X Y", 'x',
+       "* f0.5 + * ? - U X Y ! I X Y - * f-0.5 - * ? - X Y - f1 f0 - f1 f0 ! * f0.5 + * ? - X Y - f1 f0 + f1 f0 "
+       "+ * f-0.5 - * ? - X Y - f1 f0 - f1 f0 ! * f0.5 + * ? - X Y - f1 f0 + f1 f0 $"},
+      {"\\ X Y", 'x', "* f0.5 + * ? - X ! Y - f1 ! f0 + f1 ! f0 $"},
+      {"C X", 'x', "/ ! f1 r - f1 ^ X f2 $"},
+      {"S X", 'x', "/ f1 r - f1 ^ X f2 $"},
+      {"t X", 'x', "/ f1 ^ c X f2 $"},
+      {"T X", 'x', "/ f1 + f1 ^ X f2 $"},
+      {"? X", 'x', "f0 $"},
+      // the columns of the inverse; the new node is moved by it
+      {"m[2;0;0;4;0;4;0;0;0;0;8;0;0;0;0;1] Y", 'x',
+       "m[0.5;0;0;-2;0;0.25;0;0;0;0;0.125;0;0;0;0;1] + + * f0 f0.5 * f1 f0 * f0 f0 $"},
+      {"m[1;1;0;0;0;1;0;0;0;0;1;0;0;0;0;1] * X Y", 'y',
+       "m[1;-1;0;0;0;1;0;0;0;0;1;0;0;0;0;1] + + * + * f1 Y * X f0 f-1 * + * f0 Y * X f1 f1 * + * f0 Y * X f0 f0 $"},
+      // U = (-1, 0, 0), W = (0, 1, 0), k = 4 / 3
+      {"n[5;6;7;0;0;1;3] X", 'y',
+       "n[5;6;7;0;0;1;3] + + * f1 + * f0 c / Y f1.33333 * f1 s / Y f1.33333 "
+       "* f0 / + * f1.33333 c / Y f1.33333 * f-0 s / Y f1.33333 X * f0 f0 $"},
+  };
+  for (auto const& c : cases) {
+    Captured const captured;
+    NodePtr const root = Build(c.text);
+    NodePtr const derivative = D(root, VariableOf(c.by));
+    ASSERT_NE(derivative, nullptr) << c.text;
+    EXPECT_EQ(TextOf(*derivative), c.derivative) << c.text;
+    EXPECT_EQ(TextOf(*root), TextOf(*Build(c.text)));
+    EXPECT_TRUE(captured.Lines().empty()) << c.text;
+  }
+}
+
+TEST(Differentiation, GradientComponentsAreSimplified)
+{
+  struct
+  {
+    char const* text;
+    char by;
+    char const* component;
+  } const cases[] = {
+      {"X", 'x', "f1 $"},
+      {"X", 'y', "f0 $"},
+      {"+ X Y", 'x', "f1 $"},
+      {"* X Y", 'x', "Y $"},
+      {"- * X Y q Z", 'z', "! * f2 Z $"},
+      {"r + + q X q Y q Z", 'y', "/ * f2 Y * f2 r + + q X q Y q Z $"},
+      {"e * f2 X", 'x', "* e * f2 X f2 $"},
+      {"U X Y", 'x', "* f-0.5 - ? - X Y f1 $"},
+      {"I + X f0 Y", 'y', "* f0.5 + * ? - + X f0 Y f-1 f1 $"},
+      {"^ X f3", 'x', "* * f3 / f1 X ^ X f3 $"},
+      {"^ + X f0 f0", 'x', "f0 $"},
+  };
+  for (auto const& c : cases) {
+    NodePtr const component = Operator::BuildGradientTree(Build(c.text), VariableOf(c.by), ZULTolerance());
+    ASSERT_NE(component, nullptr) << c.text;
+    EXPECT_EQ(TextOf(*component), c.component) << c.text;
+  }
+
+  // The field is rewritten with its gradient.
+  NodePtr const field = Build("e + X f0");
+  Operator::BuildGradientTree(field, X, ZULTolerance());
+  EXPECT_EQ(TextOf(*field), "e + X f0 $"); // the node at the root is no operand of the derivative
+  NodePtr const below = Build("e * Y + X f0");
+  Operator::BuildGradientTree(below, X, ZULTolerance());
+  EXPECT_EQ(TextOf(*below), "e * Y X $");
+}
+
+TEST(Differentiation, SharesOperandsAndNothingElse)
+{
+  NodePtr const x = Op(X);
+  NodePtr const product = D(Op(MULT, x, x), X);
+  EXPECT_EQ(product->GetLhs()->GetRhs(), x);
+  EXPECT_EQ(product->GetRhs()->GetLhs(), x);
+  EXPECT_EQ(product->GetRank(), -1);
+
+  // A node reached along two paths is differentiated twice, and so is one that a rule mentions twice.
+  NodePtr const shared = Op(SIN, x);
+  NodePtr const twice = D(Op(PLUS, shared, shared), X);
+  EXPECT_NE(twice->GetLhs(), twice->GetRhs());
+  EXPECT_EQ(twice->GetLhs()->GetLhs()->GetLhs(), x);
+  EXPECT_EQ(twice->GetRhs()->GetLhs()->GetLhs(), x);
+  NodePtr const y = Op(Y);
+  NodePtr const maximum = D(Op(MAX, shared, y), X);
+  NodePtr const ofAbsolute = maximum->GetRhs()->GetLhs();
+  NodePtr const ofSum = maximum->GetRhs()->GetRhs();
+  EXPECT_NE(ofAbsolute->GetRhs()->GetLhs(), ofSum->GetLhs());
+  EXPECT_EQ(ofAbsolute->GetLhs()->GetLhs()->GetLhs(), shared);
+  EXPECT_EQ(ofAbsolute->GetLhs()->GetLhs()->GetRhs(), y);
+
+  NodePtr const quotient = D(Op(DIV, shared, y), X);
+  EXPECT_EQ(quotient->GetRhs()->GetLhs(), y);
+  EXPECT_EQ(quotient->GetLhs()->GetRhs()->GetLhs(), shared);
+}
+
+TEST(Differentiation, OfResourcesIsTheirGradient)
+{
+  auto const resource = std::make_shared<ResourceToSF>(POLY);
+  auto const gradient = std::dynamic_pointer_cast<ResourceGradientToSF>(D(resource, Y));
+  ASSERT_NE(gradient, nullptr);
+  EXPECT_EQ(gradient->GetVariableType(), Y);
+  EXPECT_EQ(gradient->GetResource(), resource);
+  Captured const captured;
+  EXPECT_EQ(D(gradient, X), nullptr);
+  EXPECT_EQ(captured.Lines(), std::vector{notRecognized});
+}
+
+TEST(Differentiation, OfAbsoluteValuesReadsOnlyTheOperand)
+{
+  NodePtr const x = Op(X);
+  for (int const flag : {0, 1, 255})
+    for (SFNodeType const type : {ABS, COS})
+      EXPECT_EQ(
+          TextOf(*Operator::DifferentiateABSFunction(*Op(type, Op(SQUARE, x)), static_cast<unsigned char>(flag), X)),
+          "* ? q X * * f2 X f1 $");
+  Captured const captured;
+  EXPECT_EQ(Operator::DifferentiateABSFunction(*Op(ABS), 1, X)->GetRhs(), nullptr);
+  EXPECT_EQ(captured.Lines(), std::vector{noFunction});
+}
+
+namespace {
+/// An offset node whose derived graph is given.
+struct GivenOffset : SFDagOffset
+{
+  explicit GivenOffset(NodePtr iDerived) : SFDagOffset(nullptr, 0.5) { SetDerivedDag(std::move(iDerived)); }
+};
+} // namespace
+
+TEST(Differentiation, OfOffsetsIsThatOfTheDerivedGraph)
+{
+  NodePtr const x = Op(X);
+  NodePtr const derivative = D(std::make_shared<GivenOffset>(Op(SQUARE, x)), X);
+  EXPECT_EQ(TextOf(*derivative), "* * f2 X f1 $");
+  EXPECT_EQ(derivative->GetLhs()->GetRhs(), x);
+  Captured const captured;
+  EXPECT_EQ(D(Build("o0.5 X"), X), nullptr);
+  EXPECT_EQ(captured.Lines(), std::vector{noFunction});
+}
+
+TEST(Differentiation, Reports)
+{
+  auto const tag = [](SFNodeType iType) { return Op(iType, Op(X)); };
+  std::string const noInverse =
+      "Error in GetInverse at PrivateInterfaces/SFAffineTransform.h:N  failed with hr: -2147467259";
+  struct
+  {
+    NodePtr node;
+    std::vector<std::string> lines;
+    bool gives = false;
+  } const cases[] = {
+      {nullptr, {noFunction}},
+      {Op(END), {notRecognized}},
+      {Build("#foo "), {notRecognized}},
+      {Build("b0.5 X Y"), {notRecognized}},
+      {tag(NONE), {notRecognized}},
+      {tag(UNDEFINED), {notRecognized}},
+      {tag(DISCRETETRANFORM), {notRecognized}},
+      {tag(GCGUIDEDTRANSFORM), {notRecognized}},
+      {tag(RESERVED), {notRecognized}},
+      {tag(SFNodeType{41}), {notRecognized}},
+      {tag(SFNodeType{-1}), {notRecognized}},
+      {std::make_shared<ResourceToSF>(RESOLVEDREF), {notRecognized}},
+      // tags that the class of the node does not bear out
+      {tag(AFFINETRANSFORM), {notRecognized}},
+      {tag(CYLINDRICALTRANSFORM), {notRecognized}},
+      {tag(POLY), {notRecognized}},
+      {tag(OFFSET), {noFunction}},
+      // the failing operand is empty, the rest stands
+      {Op(PLUS, Op(X), Build("#foo ")), {notRecognized}, true},
+      {Op(PLUS, nullptr, Build("#foo ")), {noFunction, notRecognized}, true},
+      {Op(MAX, nullptr, Build("#foo ")), {noFunction, notRecognized, noFunction, notRecognized}, true},
+      {Op(COS), {noFunction}, true},
+      {Op(WITHOUT), std::vector<std::string>(4, noFunction), true},
+      {Build("m[0;0;0;0;0;1;0;0;0;0;1;0;0;0;0;1] X"), {noInverse}, true},
+      {Build("m[0;0;0;0;0;1;0;0;0;0;1;0;0;0;0;1] #foo "),
+       {noInverse, notRecognized, notRecognized, notRecognized},
+       true},
+  };
+  for (auto const& c : cases) {
+    Captured const captured;
+    EXPECT_EQ(D(c.node, X) != nullptr, c.gives);
+    EXPECT_EQ(captured.Lines(), c.lines);
+  }
+  EXPECT_EQ(TextOf(*D(Build("m[0;0;0;0;0;1;0;0;0;0;1;0;0;0;0;1] X"), X)),
+            "m[1;0;0;0;0;1;0;0;0;0;1;0;0;0;0;1] + + * f1 f1 * f0 f0 * f0 f0 $");
+}
+
+TEST(Differentiation, Variables)
+{
+  for (SFNodeType const type : {NONE, CONSTANT, PARAMETER, SFNodeType{77}}) {
+    EXPECT_EQ(TextOf(*D(Build("+ X Y"), type)), "+ f0 f0 $");
+    EXPECT_EQ(TextOf(*D(Build("m[1;0;0;0;0;1;0;0;0;0;1;0;0;0;0;1] Z"), type)),
+              "m[1;0;0;0;0;1;0;0;0;0;1;0;0;0;0;1] + + * f0 f0 * f0 f0 * f1 f0 $");
+    Captured const captured;
+    EXPECT_EQ(Operator::BuildGradientTree(Build("X"), type, ZULTolerance()), nullptr);
+    EXPECT_EQ(captured.Lines(), std::vector{invalidVariable});
+  }
+  Captured const captured;
+  EXPECT_EQ(Operator::BuildGradientTree(nullptr, Z, ZULTolerance()), nullptr);
+  EXPECT_EQ(captured.Lines(), std::vector{noFunction});
+}
+
+// ---- values ---------------------------------------------------------------------------------------------------
+
+TEST(Differentiation, ValuesOfTheRulesThatDifferFromTheTextbook)
+{
+  struct
+  {
+    char const* text;
+    char by;
+    ZULMathPoint at;
+    double value;
+  } const cases[] = {
+      {"U X Y", 'x', {1, 2, 0}, 1.0},
+      {"U X Y", 'x', {2, 1, 0}, 0.0},
+      {"U X Y", 'y', {1, 2, 0}, -1.0},
+      {"U X Y", 'y', {2, 1, 0}, 0.0},
+      {"U X ! X", 'x', {-1, 0, 0}, 2.0},
+      {"U X ! X", 'x', {1, 0, 0}, 0.0},
+      {"I X ! X", 'x', {-1, 0, 0}, -1.0},
+      {"I X ! X", 'x', {1, 0, 0}, 1.0},
+      // the symmetric difference is X at (-1, 2), Y at (2, -1), -Y at (-2, 1) and -X at (1, -2)
+      {"D X Y", 'x', {-1, 2, 0}, 1.0},
+      {"D X Y", 'y', {-1, 2, 0}, -1.0},
+      {"D X Y", 'x', {2, -1, 0}, 0.0},
+      {"D X Y", 'y', {2, -1, 0}, 0.0},
+      {"D X Y", 'x', {-2, 1, 0}, 0.0},
+      {"D X Y", 'y', {-2, 1, 0}, -1.0},
+      {"D X Y", 'x', {1, -2, 0}, -1.0},
+      {"D X Y", 'y', {1, -2, 0}, 0.0},
+      {"a X", 'x', {0, 0, 0}, -1.0},
+      // an affine transform: 2 X^2 at the point mapped by the transform itself, not by its inverse
+      {"m[2;0;0;0;0;1;0;0;0;0;1;0;0;0;0;1] q X", 'x', {3, 0, 0}, 2.0 * 6.0 * 0.5},
+  };
+  for (auto const& c : cases)
+    EXPECT_EQ(ValueAt(*D(Build(c.text), VariableOf(c.by)), c.at), c.value) << c.text << " by " << c.by;
+}
+
+namespace {
+
+/// Compares a derivative with central differences at random points and counts the comparisons by operator.
+void Compare(NodePtr const& iField, std::string const& iText, RandomTexts& ioRandom, std::map<char, int>& ioChecked)
+{
+  for (SFNodeType const variable : {X, Y, Z}) {
+    NodePtr const derivative = D(iField, variable);
+    ASSERT_NE(derivative, nullptr);
+    NodePtr const simplified = Operator::BuildGradientTree(Build(iText), variable, ZULTolerance(1e-12));
+    for (int i = 0; i < 3; ++i) {
+      ZULMathPoint const point = ioRandom.Point();
+      Difference const expected = CentralDifference(*iField, point, variable);
+      if (!IsReliable(expected, *iField, point))
+        continue;
+      double const tolerance = DifferenceTolerance * (1.0 + std::abs(expected.value));
+      EXPECT_NEAR(ValueAt(*derivative, point), expected.value, tolerance) << iText << " by " << (int)variable;
+      if (iText.front() != 'm') { // an affine transform of a constant simplifies to 0
+        EXPECT_NEAR(ValueAt(*simplified, point), expected.value, tolerance) << iText << " by " << (int)variable;
+      }
+      for (char const c : iText)
+        ++ioChecked[c];
+    }
+  }
+}
+
+} // namespace
+
+TEST(Differentiation, AgreesWithCentralDifferences)
+{
+  auto const operators = OperatorsWithout({MIN, SYMDIFF});
+  RandomTexts random(20240607, operators);
+  std::map<char, int> checked;
+  for (int i = 0; i < 400; ++i) {
+    std::string text = random.Next(1 + i % 5);
+    if (i % 4 == 0)
+      text = std::string(halfTurn).append(" ").append(text);
+    Captured const captured;
+    Compare(Build(text), text, random, checked);
+    EXPECT_TRUE(captured.Lines().empty() || captured.Lines().front().find("Division by 0") != std::string::npos);
+  }
+  for (SFNodeType const type : operators)
+    EXPECT_GT(checked[OperatorRow(type).token], 100) << OperatorRow(type).name;
+  EXPECT_GT(checked['m'], 300);
+}
+
+TEST(Differentiation, OfCylindersAgreesWithCentralDifferences)
+{
+  RandomTexts random(7, OperatorsWithout({MIN, SYMDIFF, EXP, POW}));
+  std::map<char, int> checked;
+  for (int i = 0; i < 150; ++i) {
+    std::array<double, 7> parameters;
+    for (double& parameter : parameters)
+      parameter = random.Number();
+    parameters[6] = i % 3 == 0 ? 1.0 + i % 5 : std::abs(parameters[6]) + 0.3; // whole and broken n
+    ZULMathVector const reference = i % 2 == 0 ? ZULMathVector() : ZULMathVector(0.5, -3.0, random.Number());
+    auto const cylinder = std::make_shared<SFCylindricalTransform>(
+        ZULMathPoint(parameters[0], parameters[1], parameters[2]),
+        ZULMathVector(parameters[3], parameters[4], parameters[5]), parameters[6], reference);
+    std::string const text = i < 30 ? std::string(1, "XYZ"[i % 3]) : random.Next(3);
+    cylinder->SetLhs(Build(text));
+    for (SFNodeType const variable : {X, Y, Z}) {
+      auto const derivative = std::dynamic_pointer_cast<SFCylindricalTransform>(D(cylinder, variable));
+      ASSERT_NE(derivative, nullptr);
+      EXPECT_EQ(derivative->GetParameters(), cylinder->GetParameters());
+      for (int k = 0; k < 4; ++k) {
+        ZULMathPoint const point = random.Point();
+        ZULMathPoint mapped = point;
+        cylinder->ApplyInverseTransformation(mapped);
+        Difference const expected = CentralDifference(*cylinder, point, variable);
+        if (mapped.x < 0.1 || !IsReliable(expected, *cylinder, point))
+          continue;
+        double const tolerance = DifferenceTolerance * (1.0 + std::abs(expected.value));
+        EXPECT_NEAR(ValueAt(*derivative, point), expected.value, tolerance) << text;
+        ++checked[i < 30 ? "xyz"[i % 3] : 'r'];
+      }
+    }
+  }
+  for (char const c : {'x', 'y', 'z'})
+    EXPECT_GT(checked[c], 80) << c;
+  EXPECT_GT(checked['r'], 500);
+}
+
+// ---- size -----------------------------------------------------------------------------------------------------
+
+TEST(Differentiation, SharingDerivativesChangesNoValue)
+{
+  auto const operators = OperatorsWithout({});
+  RandomTexts random(3, operators);
+  for (int i = 0; i < 300; ++i) {
+    std::string const text = random.Next(6);
+    NodePtr const field = Build(i % 5 == 0 ? std::string(halfTurn).append(" ").append(text) : text);
+    Captured const captured;
+    for (std::size_t const limit : {0, 10}) {
+      NodePtr const separate = SFDifferentiation(1000000).Differentiate(field, X);
+      NodePtr const shared = SFDifferentiation(limit).Differentiate(field, X);
+      EXPECT_EQ(TextOf(*shared), TextOf(*separate)) << text;
+    }
+  }
+}
+
+TEST(Differentiation, DeepGraphs)
+{
+  for (SFNodeType const type : {MIN, PLUS, MULT, POW, SYMDIFF, COS})
+    OnSmallStack([type] {
+      std::size_t const levels = type == SYMDIFF ? 10000 : 100000;
+      NodePtr const gradient = Operator::BuildGradientTree(LeftDeep(type, levels), X, ZULTolerance());
+      ASSERT_NE(gradient, nullptr);
+      std::size_t const count = NodesOf(*gradient).size();
+      EXPECT_TRUE(type == PLUS ? count == 1 : count > levels) << OperatorRow(type).name << count;
+    });
+}
+
+TEST(Differentiation, PathsBeyondMemory)
+{
+  // 2^60 paths through sums and products, 3^200 through transforms.
+  NodePtr ladder = Op(SIN, Op(X));
+  for (int i = 0; i < 60; ++i)
+    ladder = Op(i % 2 == 0 ? PLUS : MULT, ladder, ladder);
+  EXPECT_LT(NodesOf(*Operator::BuildGradientTree(ladder, X, ZULTolerance())).size(), 2000000u);
+  NodePtr nested = Op(SQUARE, Op(X));
+  for (int i = 0; i < 200; ++i) {
+    NodePtr const turn = Build(std::string(halfTurn) + " X");
+    turn->SetLhs(nested);
+    nested = turn;
+  }
+  ZULMathPoint const point(0.5, 2.0, 3.0);
+  NodePtr const derivative = D(nested, X);
+  EXPECT_LT(NodesOf(*derivative).size(), 3000000u);
+  EXPECT_EQ(ValueAt(*derivative, point), 2.0 * 0.5);
+}
+
+TEST(Differentiation, WideGraphs)
+{
+  // Balanced over 100,000 nodes, with every operator.
+  std::vector<SFNodeType> const operators = OperatorsWithout({});
+  std::vector<NodePtr> level;
+  for (int i = 0; i < 50000; ++i)
+    level.push_back(i % 4 == 3 ? C(i) : Op(SFNodeType{2 + i % 4}));
+  for (std::size_t k = 0; level.size() > 1; ++k) {
+    std::vector<NodePtr> next;
+    for (std::size_t i = 0; i + 1 < level.size(); i += 2) {
+      SFNodeType const type = operators[(k + i / 2) % operators.size()];
+      next.push_back(IsBinaryOperator(type) ? Op(type, level[i], level[i + 1])
+                                            : Op(PLUS, Op(type, level[i]), level[i + 1]));
+    }
+    level = std::move(next);
+  }
+  Captured const captured;
+  for (SFNodeType const variable : {X, Y, Z})
+    EXPECT_NE(Operator::BuildGradientTree(level.front(), variable, ZULTolerance()), nullptr);
+}
