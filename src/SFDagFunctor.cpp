@@ -43,18 +43,6 @@ public:
 
 } // namespace
 
-HRESULT SFDagFunctor::BuildReady(SFSWContext const& iContext, std::shared_ptr<SFDagNode>& oDerivedDag) const
-{
-  BuildScope const scope;
-  if (scope.IsTooMany())
-    return E_FAIL;
-  HRESULT const hr = BuildDerivedDAG(iContext, oDerivedDag);
-  if (Failed(hr) || oDerivedDag == nullptr)
-    return hr;
-  HRESULT const ready = oDerivedDag->GetReady(iContext);
-  return Failed(ready) ? ready : hr;
-}
-
 HRESULT SFDagFunctor::BuildOnce(SFSWContext const& iContext) const
 {
   if (_derivedDag != nullptr)
@@ -67,6 +55,21 @@ HRESULT SFDagFunctor::BuildOnce(SFSWContext const& iContext) const
   }
   _derivedDag = std::move(derived);
   return hr;
+}
+
+/// The derived graph, ready itself.
+HRESULT SFDagFunctor::BuildReady(SFSWContext const& iContext, std::shared_ptr<SFDagNode>& oDerivedDag) const
+{
+  BuildScope const scope;
+  if (scope.IsTooMany()) {
+    Diagnostics::Problem("GetReady", "functor nodes are nested too deep.");
+    return E_FAIL;
+  }
+  HRESULT const hr = BuildDerivedDAG(iContext, oDerivedDag);
+  if (Failed(hr) || oDerivedDag == nullptr)
+    return hr;
+  HRESULT const ready = oDerivedDag->GetReady(iContext);
+  return Failed(ready) ? ready : hr;
 }
 
 } // namespace SF

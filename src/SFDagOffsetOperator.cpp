@@ -118,6 +118,8 @@ NodePtr SFDagOffsetOperator::PassThroughText(NodePtr iTree, void (*iReport)(HRES
   }
   std::string text;
   HRESULT const hr = SFDagToExpression(GetContext()).Export(*iTree, text, false, false);
+  // The writer has marked slots as done, some of them on nodes of the field, which may be evaluated next.
+  iTree->ResetEvaluationCache();
   if (Failed(hr)) {
     iReport(hr);
     return nullptr;
