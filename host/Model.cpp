@@ -5,7 +5,6 @@
 #include "SFDagFromExpression.h"
 
 #include <algorithm>
-#include <stdexcept>
 
 namespace SFHost {
 namespace {
@@ -19,12 +18,7 @@ void LayOutOnOneLine(std::string& ioText)
 
 std::shared_ptr<SF::SFDagNode> Build(std::string const& iText, std::string const& iName)
 {
-  std::shared_ptr<SF::SFDagNode> root;
-  try {
-    root = SF::SFDagFromExpression::BuildFromExpression(iText, nullptr);
-  } catch (std::out_of_range const&) {
-    throw Failure(iName, "not a readable expression, a token is cut short");
-  }
+  std::shared_ptr<SF::SFDagNode> root = SF::SFDagFromExpression::BuildFromExpression(iText, nullptr);
   if (root == nullptr)
     throw Failure(iName, iText.empty() ? "empty" : "not a readable expression");
   if (root->GetTypeTag() == SF::SFNodeType::END)

@@ -87,7 +87,7 @@ def words(values):
 
 class Results(SfdagTest):
     def test_text(self):
-        self.put("layout.sf", b"\xef\xbb\xbf+ f1\n\tX ignored\r\n")
+        self.put("layout.sf", b"\xef\xbb\xbf+ f1\n\tX\r\n")
         table = [
             (["-x", "+X*Yf2"], b"", b"+ X * Y f2 $\n"),
             (["-x", "- X Y"], b"", b"- X Y $\n"),
@@ -231,11 +231,13 @@ class Pictures(SfdagTest):
                 self.assertLessEqual(abs(x - (340 + (n - lines // 2) * step)), 1, spacing)
             self.assertIn(min(range(len(row)), key=row.__getitem__), [339, 340])
 
-    def test_undefined_values_are_outside(self):
-        deep = "a" * 5000 + "/ Y f0"  # a graph of this depth is rendered with its NaN and infinities
-        self.succeed("slice", "-x", deep, "--dims", "2", "3", "1", "--voxel", "1", "--scale", "5", "-o", "out.png")
-        for row in self.read_png("out.png"):
-            self.assertTrue(all(blue > red for red, _, blue in row))
+    def test_undefined_values_are_far_outside(self):
+        deep = "a" * 5000 + "r Y"  # a graph of this depth is rendered with its NaN
+        self.succeed("slice", "-x", deep, "--dims", "2", "6", "1", "--voxel", "1", "--origin", "0", "-2.5", "0",
+                     "--scale", "5", "-o", "out.png")
+        rows = self.read_png("out.png")
+        self.assertTrue(all(blue > red for row in rows for red, _, blue in row))
+        self.assertLess(sum(rows[-1][0]), sum(rows[0][0]) - 100)
 
     def test_size(self):
         for dims, size in [("3 2 1", (513, 342)), ("1 1 1", (512, 512)), ("2 600 1", (2, 600))]:
@@ -291,8 +293,8 @@ class Failures(SfdagTest):
             ("/dev/zero: more than 256 MiB of text", ["text", "/dev/zero"], b""),
             ("empty: empty", ["text", "empty"], b""),
             ("blank: holds no expression", ["text", "blank"], b""),
-            ("random: not a readable expression.*", ["eval", "random", *at], b""),
-            ("standard input: not a readable expression.*", ["text", "-"], b"+ X pname"),
+            ("random: not a readable expression", ["eval", "random", *at], b""),
+            ("standard input: not a readable expression", ["text", "-"], b"+ X pname"),
             ("-x: cannot be written as text at level 1 .*", ["text", "-x", "b1 X Y", "--level", "1"], b""),
             (r"q: cannot be evaluated \(E_FAIL\)", ["eval", "q", *at], b""),
             (r"-x: cannot be rendered \(E_FAIL\)", ["grid", "-x", "+ X", *GRID, "-o", "out.npy"], b""),
