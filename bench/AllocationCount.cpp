@@ -1,0 +1,66 @@
+#include "AllocationCount.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <malloc.h>
+#include <new>
+
+namespace {
+
+std::atomic<bool> counting{false};
+std::atomic<std::size_t> live{0};
+std::atomic<std::size_t> peak{0};
+
+void Taken(std::size_t iBytes)
+{
+  std::size_t const now = live += iBytes;
+  std::size_t most = peak;
+  while (now > most && !peak.compare_exchange_weak(most, now)) {
+  }
+}
+
+} // namespace
+
+// Sanitizers bring operators of their own, which these must not be mixed with; the counts then stay 0.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+
+// The executable's operators stand in for those of the standard library, in shared libraries too. The array and
+// nothrow forms of the standard library call these.
+
+void* operator new(std::size_t iSize)
+{
+  void* const block = std::malloc(iSize != 0 ? iSize : 1);
+  if (block == nullptr)
+    throw std::bad_alloc();
+  if (counting.load(std::memory_order_relaxed))
+    Taken(malloc_usable_size(block));
+  return block;
+}
+
+void operator delete(void* iBlock) noexcept
+{
+  // A block from before the count would take it below zero; the counts are made of fresh blocks only.
+  if (iBlock != nullptr && counting.load(std::memory_order_relaxed))
+    live -= malloc_usable_size(iBlock);
+  std::free(iBlock);
+}
+
+void operator delete(void* iBlock, std::size_t) noexcept { operator delete(iBlock); }
+
+#endif
+
+namespace SFBench {
+
+AllocationCount::AllocationCount()
+{
+  live = 0;
+  peak = 0;
+  counting = true;
+}
+
+AllocationCount::~AllocationCount() { counting = false; }
+
+std::size_t AllocationCount::Live() const { return live; }
+std::size_t AllocationCount::Peak() const { return peak; }
+
+} // namespace SFBench
