@@ -50,52 +50,23 @@ double ConstantOf(SFDagNode const& iNode)
 
 TEST(Builder, ReadsTextIntoRankedGraphs)
 {
-  struct
-  {
-    std::string text;
-    std::string canonical;
-    int rank;
-  } const cases[] = {
-      {"X", "X", 0},
-      {" X", "X", 0},
-      {"X $ Y", "X", 0},
-      {"+X Y", "+ X Y", 1},
-      {"x( + u X, Y ) q", "+ X Y", 1},
-      {"\0+\x80X\xffY"s, "+ X Y", 1},
-      {"f2,5 $", "f2.5", -1},
-      {"f 2.5 $", "f2.5", -1},
-      {"f2", "f2", -1},
-      {"f1e999 ", "f0", -1},
-      {"+ fz X $", "+ f0 f0", 0},
-      {"+ f1 f2 ", "+ f1 f2", 0},
-      {"q X", "q X", 1},
-      {"q f1 ", "q f1", 0},
-      {"+ q X Y", "+ q X Y", 2},
-      {"+ Y q q X", "+ Y q q X", 3},
-      {"- q q f1 X", "- q q f1 X", 2},
+  // clang-format off
+  struct { std::string text; std::string canonical; int rank; } const cases[] = {
+      {"X", "X", 0}, {" X", "X", 0}, {"X $ Y", "X", 0}, {"+X Y", "+ X Y", 1}, {"x( + u X, Y ) q", "+ X Y", 1},
+      {"\0+\x80X\xffY"s, "+ X Y", 1}, {"f2,5 $", "f2.5", -1}, {"f 2.5 $", "f2.5", -1}, {"f2", "f2", -1},
+      {"f1e999 ", "f0", -1}, {"+ fz X $", "+ f0 f0", 0}, {"+ f1 f2 ", "+ f1 f2", 0}, {"q X", "q X", 1},
+      {"q f1 ", "q f1", 0}, {"+ q X Y", "+ q X Y", 2}, {"+ Y q q X", "+ Y q q X", 3}, {"- q q f1 X", "- q q f1 X", 2},
       // END leaves, which leave no text, take the place of what is missing.
-      {"+ X", "+ X", 1},
-      {"q $", "q", -1},
-      {"+ $", "+", -1},
-      {"q + f1 ", "q + f1", 1},
-      {"m[" + Unit12 + "]", "m[" + Unit16 + "]", -1},
-      {"pradius[2.5] $", "pradius[2.5]", -1},
-      {"pa[ 2,5]", "pa[2.5]", -1},
-      {"pa[z]", "pa[0]", -1},
-      {"p[1]", "p[1]", -1},
-      {"+ p r[1] X", "+ p r[1] r X", 2},
-      {"#foo", "#foo", 0},
-      {"q #", "q #", 1},
-      {"# 42 X", "# 4", 0},
-      {"# X", "#", 0},
-      {"m[" + Unit12 + "] X", "m[" + Unit16 + "] X", 1},
-      {"m[" + Unit16 + "] q X", "m[" + Unit16 + "] q X", 2},
+      {"+ X", "+ X", 1}, {"q $", "q", -1}, {"+ $", "+", -1}, {"q + f1 ", "q + f1", 1},
+      {"m[" + Unit12 + "]", "m[" + Unit16 + "]", -1}, {"pradius[2.5] $", "pradius[2.5]", -1},
+      {"pa[ 2,5]", "pa[2.5]", -1}, {"pa[z]", "pa[0]", -1}, {"p[1]", "p[1]", -1}, {"+ p r[1] X", "+ p r[1] r X", 2},
+      {"#foo", "#foo", 0}, {"q #", "q #", 1}, {"# 42 X", "# 4", 0}, {"# X", "#", 0},
+      {"m[" + Unit12 + "] X", "m[" + Unit16 + "] X", 1}, {"m[" + Unit16 + "] q X", "m[" + Unit16 + "] q X", 2},
       {"m[;x;2,5; 4;;;;;;;;] X", "m[0;0;2.5;4;0;0;0;0;0;0;0;0;0;0;0;1] X", 1},
-      {"n[1;2;3;4;5;6;7] X", "n[1;2;3;4;5;6;7] X", 1},
-      {"o0.5 q X", "o0.5 q X", 2},
-      {"b1 X q Y", "b1 X q Y", 2},
+      {"n[1;2;3;4;5;6;7] X", "n[1;2;3;4;5;6;7] X", 1}, {"o0.5 q X", "o0.5 q X", 2}, {"b1 X q Y", "b1 X q Y", 2},
       {"b-.5 f1 f2 ", "b-0.5 f1 f2", 0},
   };
+  // clang-format on
   for (auto const& test : cases) {
     auto const root = Build(test.text);
     ASSERT_NE(root, nullptr) << test.text;
@@ -111,35 +82,18 @@ TEST(Builder, ReadsTextIntoRankedGraphs)
 
 TEST(Builder, MergesEqualSubExpressions)
 {
-  struct
-  {
-    std::string text;
-    bool merged;
-  } const cases[] = {
-      {"+ X X", true},
-      {"+ q X q X", true},
-      {"+ + * X Y q Z + * X Y q Z", true},
-      {"- * X Y * Y X", false},
-      {"* f2 f2 ", true},
-      {"* f2 f-2 ", false},
-      {"* f0 f-0 ", true},
-      {"+ pa[1] pa[2]", true},
-      {"+ pa[1] pb[1]", false},
-      {"+ #a #a", true},
-      {"+ #a #b", false},
-      {"+ # 1 # 2 ", true}, // both ids are "# "
-      {"+ b1 X Y b2 X Y", true},
-      {"+ b1 X Y b1 Y X", false},
-      {"+ m[" + Unit12 + "] X m[2" + Unit12 + "] X", true},
-      {"+ m[" + Unit12 + "] X m[" + Unit12 + "] Y", false},
-      {"+ o1 X o1 X", true},
-      {"+ o1 X o1 Y", false},
-      {"+ o1 X o2 X", false},
-      {"+ n[1;2;3;4;5;6;7] X n[1;2;3;4;5;6;7] X", true},
-      {"+ n[1;2;3;4;5;6;7] X n[1;2;3;4;5;6;8] X", false},
-      {"+ n[1;2;3;4;5;6;7] X n[7;6;5;4;3;2;1] X", true}, // the hash does not see their order
+  // clang-format off
+  struct { std::string text; bool merged; } const cases[] = {
+      {"+ X X", true}, {"+ q X q X", true}, {"+ + * X Y q Z + * X Y q Z", true}, {"- * X Y * Y X", false},
+      {"* f2 f2 ", true}, {"* f2 f-2 ", false}, {"* f0 f-0 ", true}, {"+ pa[1] pa[2]", true},
+      {"+ pa[1] pb[1]", false}, {"+ #a #a", true}, {"+ #a #b", false}, {"+ # 1 # 2 ", true}, // both ids are "# "
+      {"+ b1 X Y b2 X Y", true}, {"+ b1 X Y b1 Y X", false}, {"+ m[" + Unit12 + "] X m[2" + Unit12 + "] X", true},
+      {"+ m[" + Unit12 + "] X m[" + Unit12 + "] Y", false}, {"+ o1 X o1 X", true}, {"+ o1 X o1 Y", false},
+      {"+ o1 X o2 X", false}, {"+ n[1;2;3;4;5;6;7] X n[1;2;3;4;5;6;7] X", true},
+      {"+ n[1;2;3;4;5;6;7] X n[1;2;3;4;5;6;8] X", false}, {"+ n[1;2;3;4;5;6;7] X n[7;6;5;4;3;2;1] X", true}, // one hash
       {"+ q n[1;2;3;4;5;6;7] X q n[1;2;3;4;5;6;8] X", false},
   };
+  // clang-format on
   for (auto const& test : cases) {
     auto const root = Build(test.text);
     EXPECT_EQ(root->GetLhs() == root->GetRhs(), test.merged) << test.text;
@@ -162,38 +116,21 @@ TEST(Builder, KeepsTheNodeMetFirst)
 TEST(Builder, ReportsFromTheFailureOutwards)
 {
   std::string const n7 = "n[1;2;3;4;5;6;7] ";
-  struct
-  {
-    std::string text;
-    LineList lines;
-  } const cases[] = {
-      {"", {Top}},
-      {"p", {NoVariable, Top}},
-      {"pa[1", {NoVariable, Top}},
-      {"pa1] X", {NoVariable, Top}},
-      {"pa]1[2] X", {NoVariable, Top}},
-      {"m", {Top}},
-      {"m[" + Unit12 + " X", {Top}},
-      {"m]" + Unit12 + "[ X", {Top}},
-      {"m[" + Unit12 + ";0] X", {Top}},
-      {"m[" + Unit16 + ";0] X", {Top}},
-      {"m[] X", {Top}},
-      {"n", {NoCylinder, Top}},
-      {"n[1;2;3;4;5;6] X", {NoCylinder, Top}},
-      {"n[1;2;3;4;5;6;7;8] X", {NoCylinder, Top}},
-      {"n]1;2;3;4;5;6;7[ X", {NoCylinder, Top}},
-      {"q q p", {NoVariable, NoLhs, Unary, NoLhs, Unary, Top}},
-      {"+ p X", {NoVariable, NoLhs, Binary, Top}},
-      {"+ X p", {NoVariable, NoRhs, Binary, Top}},
-      {"+ n p", {NoCylinder, NoVariable, NoLhs, NoRhs, Binary, Top}},
-      {"b1 m m", {NoLhs, NoRhs, Binary, Top}},
+  // clang-format off
+  struct { std::string text; LineList lines; } const cases[] = {
+      {"", {Top}}, {"p", {NoVariable, Top}}, {"pa[1", {NoVariable, Top}}, {"pa1] X", {NoVariable, Top}},
+      {"pa]1[2] X", {NoVariable, Top}}, {"m", {Top}}, {"m[" + Unit12 + " X", {Top}}, {"m]" + Unit12 + "[ X", {Top}},
+      {"m[" + Unit12 + ";0] X", {Top}}, {"m[" + Unit16 + ";0] X", {Top}}, {"m[] X", {Top}}, {"n", {NoCylinder, Top}},
+      {"n[1;2;3;4;5;6] X", {NoCylinder, Top}}, {"n[1;2;3;4;5;6;7;8] X", {NoCylinder, Top}},
+      {"n]1;2;3;4;5;6;7[ X", {NoCylinder, Top}}, {"q q p", {NoVariable, NoLhs, Unary, NoLhs, Unary, Top}},
+      {"+ p X", {NoVariable, NoLhs, Binary, Top}}, {"+ X p", {NoVariable, NoRhs, Binary, Top}},
+      {"+ n p", {NoCylinder, NoVariable, NoLhs, NoRhs, Binary, Top}}, {"b1 m m", {NoLhs, NoRhs, Binary, Top}},
       {"s + q m X", {NoLhs, Unary, NoLhs, Binary, NoLhs, Unary, Top}},
       // A number that cannot be read makes these their own operands.
-      {"bz X Y", {NoLhs, NoRhs, Binary, Top}},
-      {"oz X", {NoLhs, Unary, Top}},
-      {"q o1e400 X", {NoLhs, Unary, NoLhs, Unary, Top}},
-      {"b", {NoLhs, NoRhs, Binary, Top}},
+      {"bz X Y", {NoLhs, NoRhs, Binary, Top}}, {"oz X", {NoLhs, Unary, Top}},
+      {"q o1e400 X", {NoLhs, Unary, NoLhs, Unary, Top}}, {"b", {NoLhs, NoRhs, Binary, Top}},
   };
+  // clang-format on
   for (auto const& test : cases)
     EXPECT_EQ(LinesOf([&] { EXPECT_EQ(Build(test.text), nullptr); }), test.lines) << test.text;
 }
@@ -237,35 +174,20 @@ TEST(BuilderResolver, MissesAndThrows)
 // Each of these costs the square of its length, or the machine stack, in a reader without care.
 TEST(Builder, LongTextsCostLinearTime)
 {
-  struct
-  {
-    std::string text;
-    bool built;
-  } const cases[] = {
-      {Repeated("q ", 500000), true},
-      {Repeated("q", 1000000), true},
-      {Repeated("+ ", 500000), true},
-      {Repeated("+ ", 500000) + "fz", true},
-      {Repeated("+ fz ", 200000), true},
-      {Repeated("+ X ", 250000), true},
-      {Repeated("m[" + Unit12 + "] ", 30000) + "X", true},
-      {Repeated("n[1;2;3;4;5;6;7] ", 50000) + "X", true},
-      {Repeated("+ pa[1] ", 100000) + "X", true},
-      {Repeated("p ", 500000) + "[1]", true},
-      {Repeated("+ p ", 30000) + "[1]", false},
-      {Repeated("+ p ", 30000), false},
-      {Repeated("+ m ", 30000) + "[1]", false},
-      {Repeated("+ m[1 ", 30000) + "] X", false},
-      {Repeated("+ # ", 300000), true},
-      {Repeated("+ #a ", 200000) + "X", true},
-      {std::string(1000000, '#'), true},
-      {std::string(1000000, ' '), true},
-      {"f" + std::string(1000000, '1'), true},
-      {"f" + std::string(1000000, ' '), true},
-      {"m[" + std::string(1000000, ';') + "] X", false},
-      {"p" + std::string(1000000, 'a') + "[1]", true},
-      {std::string(1000000, '\0') + "X", true},
+  // clang-format off
+  struct { std::string text; bool built; } const cases[] = {
+      {Repeated("q ", 500000), true}, {Repeated("q", 1000000), true}, {Repeated("+ ", 500000), true},
+      {Repeated("+ ", 500000) + "fz", true}, {Repeated("+ fz ", 200000), true}, {Repeated("+ X ", 250000), true},
+      {Repeated("m[" + Unit12 + "] ", 30000) + "X", true}, {Repeated("n[1;2;3;4;5;6;7] ", 50000) + "X", true},
+      {Repeated("+ pa[1] ", 100000) + "X", true}, {Repeated("p ", 500000) + "[1]", true},
+      {Repeated("+ p ", 30000) + "[1]", false}, {Repeated("+ p ", 30000), false},
+      {Repeated("+ m ", 30000) + "[1]", false}, {Repeated("+ m[1 ", 30000) + "] X", false},
+      {Repeated("+ # ", 300000), true}, {Repeated("+ #a ", 200000) + "X", true}, {std::string(1000000, '#'), true},
+      {std::string(1000000, ' '), true}, {"f" + std::string(1000000, '1'), true},
+      {"f" + std::string(1000000, ' '), true}, {"m[" + std::string(1000000, ';') + "] X", false},
+      {"p" + std::string(1000000, 'a') + "[1]", true}, {std::string(1000000, '\0') + "X", true},
   };
+  // clang-format on
   for (auto const& test : cases) {
     Captured const captured;
     EXPECT_EQ(Build(test.text) != nullptr, test.built) << test.text.substr(0, 20);

@@ -28,23 +28,6 @@ TEST(Context, CopyCarriesTheLevelOnly)
   EXPECT_EQ(source.GetGeometryOptions().GetCreationMode(), SFGeometryCreationMode{2});
 }
 
-TEST(Context, EvaluationContextMovesACopy)
-{
-  SFEvaluationContext context(7);
-  context.SetAtPosition({1.0, 2.0, 3.0});
-  context.SetDomainSize(4.0, 5.0, 6.0);
-  context.SetVoxelSize(0.5);
-  double const shift[] = {1.0, 0.0, 0.0, 10.0, 0.0, 1.0, 0.0, 20.0, 0.0, 0.0, 1.0, 30.0};
-  SFEvaluationContext const moved = context.ApplyAffineTransform(ZULMathTransformation(shift, 12));
-  EXPECT_EQ(moved.GetPosition().x, 11.0);
-  EXPECT_EQ(moved.GetPosition().y, 22.0);
-  EXPECT_EQ(moved.GetPosition().z, 33.0);
-  EXPECT_EQ(context.GetPosition().x, 1.0);
-  EXPECT_EQ(moved.GetIndex(), 7);
-  EXPECT_EQ(moved.GetDomainSize(), (std::array<double, 3>{4.0, 5.0, 6.0}));
-  EXPECT_EQ(moved.GetVoxelSize(), 0.5);
-}
-
 // Text, messages and stored graphs depend on every one of these.
 TEST(OperatorTable, IsTheContract)
 {

@@ -12,6 +12,7 @@
 
 using namespace SF;
 using namespace SFTest;
+using enum SFNodeType;
 
 namespace {
 
@@ -19,7 +20,7 @@ namespace {
 class HostNode : public SFOp
 {
 public:
-  explicit HostNode(HRESULT iReady = S_OK, bool iEqual = true) : SFOp(SFNodeType::X), _ready(iReady), _equal(iEqual) {}
+  explicit HostNode(HRESULT iReady = S_OK, bool iEqual = true) : SFOp(X), _ready(iReady), _equal(iEqual) {}
   ~HostNode() override
   {
     if (deaths != nullptr)
@@ -50,7 +51,7 @@ private:
 class HostFunctor : public SFDagFunctor
 {
 public:
-  explicit HostFunctor(NodePtr iOperand) : SFDagFunctor(SFNodeType::OFFSET) { SetLhs(std::move(iOperand)); }
+  explicit HostFunctor(NodePtr iOperand) : SFDagFunctor(OFFSET) { SetLhs(std::move(iOperand)); }
   HRESULT BuildDerivedDAG(SFSWContext const& iContext, NodePtr& oDerivedDag) const override
   {
     ++built;
@@ -75,7 +76,7 @@ std::size_t AddressOf(NodePtr const& iNode) { return reinterpret_cast<std::uintp
 TEST(Node, ConstantsAndIdsOfLeaves)
 {
   double value = 42.0;
-  EXPECT_EQ(Op(SFNodeType::X)->GetConstant(value), E_NOTIMPL);
+  EXPECT_EQ(Op(X)->GetConstant(value), E_NOTIMPL);
   EXPECT_EQ(value, 42.0);
   EXPECT_EQ(Constant(2.5)->GetConstant(value), S_OK);
   EXPECT_EQ(value, 2.5);
@@ -93,7 +94,7 @@ TEST(Node, ConstantsAndIdsOfLeaves)
 
 TEST(NodeSlots, AreReservedUpToTheIndex)
 {
-  auto const node = Op(SFNodeType::X);
+  auto const node = Op(X);
   for (int const index : {4, 2, -1}) {
     node->ReserveEvaluationContexts(SFEvaluationContext(index));
     ASSERT_EQ(node->GetContextCount(), 5U) << index;
@@ -104,8 +105,8 @@ TEST(NodeSlots, AreReservedUpToTheIndex)
 
 TEST(NodeSlots, OpenOnceAPath)
 {
-  auto const s = Op(SFNodeType::PLUS, Op(SFNodeType::X), Op(SFNodeType::Y));
-  auto const root = Op(SFNodeType::MULT, s, Op(SFNodeType::MIN, s, s->GetLhs()));
+  auto const s = Op(PLUS, Op(X), Op(Y));
+  auto const root = Op(MULT, s, Op(MIN, s, s->GetLhs()));
   for (std::size_t call = 1; call <= 2; ++call) {
     EXPECT_EQ(root->GetNewEvaluationContext().GetIndex(), static_cast<int>(call) - 1);
     EXPECT_EQ(root->GetContextCount(), call);
@@ -125,10 +126,10 @@ TEST(NodeSlots, OpenOnceAPath)
 
 TEST(NodeSlots, StayFewWhenPathsAreMany)
 {
-  NodePtr node = Op(SFNodeType::X);
+  NodePtr node = Op(X);
   NodePtr const leaf = node;
   for (int i = 0; i < 100; ++i)
-    node = Op(SFNodeType::PLUS, node, node);
+    node = Op(PLUS, node, node);
   EXPECT_EQ(node->GetNewEvaluationContext().GetIndex(), 0);
   EXPECT_EQ(leaf->GetContextCount(), 1U);
   EXPECT_EQ(ValueAt(*node, {1.0, 0.0, 0.0}), std::ldexp(1.0, 100));
@@ -136,8 +137,8 @@ TEST(NodeSlots, StayFewWhenPathsAreMany)
 
 TEST(NodeSlots, ReachTheDerivedGraphOfAFunctor)
 {
-  auto const functor = std::make_shared<HostFunctor>(Op(SFNodeType::X));
-  auto const root = Op(SFNodeType::PLUS, functor, functor);
+  auto const functor = std::make_shared<HostFunctor>(Op(X));
+  auto const root = Op(PLUS, functor, functor);
   ASSERT_EQ(root->GetReady(Level2()), S_OK);
   EXPECT_EQ(functor->built, 1);
   root->GetNewEvaluationContext();
@@ -154,34 +155,17 @@ TEST(NodeSlots, ReachTheDerivedGraphOfAFunctor)
 
 TEST(NodeEquality, ComparesStructureWithItsGaps)
 {
-  struct
-  {
-    char const* a;
-    char const* b;
-    bool equal;
-  } const cases[] = {
-      {"X", "X", true},
-      {"X", "Y", false},
-      {"f0 ", "f-0 ", true},
-      {"f1 ", "f2 ", false},
-      {"pa[1]", "pa[2]", true},
-      {"pa[1]", "pb[1]", false},
-      {"#a", "#a", true},
-      {"#a", "#b", false},
-      {"+ X Y", "+ X Y", true},
-      {"+ X Y", "+ Y X", false},
-      {"+ X Y", "- X Y", false},
-      {"+ X Y", "+ X Z", false},
-      {"q X", "q q X", false},
-      {"q f1 ", "q X", false},
-      {"m[1;0;0;0;0;1;0;0;0;0;1;0] X", "m[2;0;0;0;0;1;0;0;0;0;1;0] X", true},
+  // clang-format off
+  struct { char const* a; char const* b; bool equal; } const cases[] = {
+      {"X", "X", true}, {"X", "Y", false}, {"f0 ", "f-0 ", true}, {"f1 ", "f2 ", false}, {"pa[1]", "pa[2]", true},
+      {"pa[1]", "pb[1]", false}, {"#a", "#a", true}, {"#a", "#b", false}, {"+ X Y", "+ X Y", true},
+      {"+ X Y", "+ Y X", false}, {"+ X Y", "- X Y", false}, {"+ X Y", "+ X Z", false}, {"q X", "q q X", false},
+      {"q f1 ", "q X", false}, {"m[1;0;0;0;0;1;0;0;0;0;1;0] X", "m[2;0;0;0;0;1;0;0;0;0;1;0] X", true},
       {"m[1;0;0;0;0;1;0;0;0;0;1;0] X", "m[1;0;0;0;0;1;0;0;0;0;1;0] Y", false},
-      {"n[0;0;0;0;0;1;3] X", "n[1;0;0;0;0;1;3] X", true},
-      {"b1 X Y", "b2 X Y", true},
-      {"o1 X", "o1 q Y", false}, // of different rank
-      {"o1 X", "o1 Y", true},
-      {"o1 X", "o2 X", false},
+      {"n[0;0;0;0;0;1;3] X", "n[1;0;0;0;0;1;3] X", true}, {"b1 X Y", "b2 X Y", true}, {"o1 X", "o1 q Y", false}, // their ranks
+      {"o1 X", "o1 Y", true}, {"o1 X", "o2 X", false},
   };
+  // clang-format on
   for (auto const& test : cases) {
     auto const a = Build(test.a);
     auto const b = Build(test.b);
@@ -190,17 +174,16 @@ TEST(NodeEquality, ComparesStructureWithItsGaps)
   }
   auto const nan = Constant(NAN);
   EXPECT_FALSE(*nan == *nan);
-  EXPECT_FALSE(*Op(SFNodeType::CONSTANT) == *Op(SFNodeType::CONSTANT)); // without a value
+  EXPECT_FALSE(*Op(CONSTANT) == *Op(CONSTANT)); // without a value
 }
 
 TEST(NodeEquality, WantsTheSameRankAndTheSameOperands)
 {
-  auto const x = Op(SFNodeType::X);
-  auto const ranked = Op(SFNodeType::X);
+  auto const x = Op(X);
+  auto const ranked = Op(X);
   ranked->SetRank(0);
   EXPECT_FALSE(*x == *ranked);
-  NodePtr const shapes[] = {Op(SFNodeType::PLUS), Op(SFNodeType::PLUS, x), Op(SFNodeType::PLUS, nullptr, x),
-                            Op(SFNodeType::PLUS, x, x)};
+  NodePtr const shapes[] = {Op(PLUS), Op(PLUS, x), Op(PLUS, nullptr, x), Op(PLUS, x, x)};
   for (auto const& a : shapes)
     for (auto const& b : shapes)
       EXPECT_EQ(*a == *b, a == b);
@@ -210,20 +193,20 @@ TEST(NodeEquality, AsksHostNodesLeftFirst)
 {
   auto const left = std::make_shared<HostNode>(S_OK, false);
   auto const right = std::make_shared<HostNode>();
-  auto const x = Op(SFNodeType::X);
-  EXPECT_FALSE(*Op(SFNodeType::PLUS, left, right) == *Op(SFNodeType::PLUS, x, x));
+  auto const x = Op(X);
+  EXPECT_FALSE(*Op(PLUS, left, right) == *Op(PLUS, x, x));
   EXPECT_EQ(left->compared, 1);
   EXPECT_EQ(right->compared, 0);
-  EXPECT_TRUE(*Op(SFNodeType::PLUS, right, right) == *Op(SFNodeType::PLUS, x, Op(SFNodeType::Y)));
+  EXPECT_TRUE(*Op(PLUS, right, right) == *Op(PLUS, x, Op(Y)));
 }
 
 TEST(NodeEquality, TakesSharedOperandsOnce)
 {
-  NodePtr a = Op(SFNodeType::X);
-  NodePtr b = Op(SFNodeType::X);
+  NodePtr a = Op(X);
+  NodePtr b = Op(X);
   for (int i = 0; i < 200; ++i) {
-    a = Op(SFNodeType::PLUS, a, a);
-    b = Op(SFNodeType::PLUS, b, b);
+    a = Op(PLUS, a, a);
+    b = Op(PLUS, b, b);
   }
   EXPECT_TRUE(*a == *b);
 }
@@ -232,8 +215,8 @@ TEST(NodeHash, IsTheStatedCombination)
 {
   std::hash<double> const ofDouble;
   std::hash<std::string> const ofString;
-  auto const x = Op(SFNodeType::X);
-  auto const y = Op(SFNodeType::Y);
+  auto const x = Op(X);
+  auto const y = Op(Y);
   EXPECT_EQ(HashOf(*x), ~std::size_t{2}); // rank -1, extended by its sign
   EXPECT_EQ(HashOf(*Build("X")), 2U);
   EXPECT_EQ(HashOf(*Constant(2.5)), ~std::size_t{5} ^ ofDouble(2.5));
@@ -241,7 +224,7 @@ TEST(NodeHash, IsTheStatedCombination)
   EXPECT_EQ(HashOf(SFVariable("a", 1.0)), ~std::size_t{33});
   EXPECT_EQ(HashOf(*Build("#foo")), 30U ^ ofString("#foo"));
   EXPECT_EQ(HashOf(*Build("# 7")), 6U ^ ofString("# "));
-  EXPECT_EQ(HashOf(*Op(SFNodeType::PLUS, x, y)), ~std::size_t{8} ^ AddressOf(x) ^ AddressOf(y));
+  EXPECT_EQ(HashOf(*Op(PLUS, x, y)), ~std::size_t{8} ^ AddressOf(x) ^ AddressOf(y));
   EXPECT_EQ(HashOf(SFDagOffset(x, 0.5)), ~std::size_t{39} ^ AddressOf(x) ^ ofDouble(0.5));
   auto const cylinder = Build("n[1;2;3;4;5;6;7] X");
   EXPECT_EQ(HashOf(*cylinder), std::size_t{37 ^ 1} ^ AddressOf(cylinder->GetLhs()) ^ ofDouble(1) ^ ofDouble(2) ^
@@ -253,11 +236,11 @@ TEST(NodeHash, IsTheStatedCombination)
 TEST(NodeHash, KeysASetThatComparesCodesFirst)
 {
   std::unordered_set<NodePtr, SFDagNode::PtrHashFct, SFDagNode::PtrEqualFct> set(1);
-  auto const x = Op(SFNodeType::X);
+  auto const x = Op(X);
   // Equal by structure, told apart by their codes alone.
   for (double const distance : {1.0, 1.0, 2.0})
     set.insert(std::make_shared<SFDagOffset>(x, distance));
-  set.insert(std::make_shared<SFDagOffset>(Op(SFNodeType::X), 1.0));
+  set.insert(std::make_shared<SFDagOffset>(Op(X), 1.0));
   set.insert(std::make_shared<SFVariable>("a", 1.0));
   set.insert(std::make_shared<SFVariable>("a", 2.0));
   set.insert(std::make_shared<SFVariable>("b", 2.0));
@@ -269,7 +252,7 @@ TEST(NodeHash, KeysASetThatComparesCodesFirst)
 
 TEST(NodeReady, ReportsEachLevelAboveTheFailure)
 {
-  NodePtr const x = Op(SFNodeType::X);
+  NodePtr const x = Op(X);
   HRESULT const code = E_INVALIDARG;
   std::string const report = FailedCall("GetReady", OperandNotReady, code);
   std::string const functor = FailedCall("GetReady", "src/SFDagFunctor.cpp", code);
@@ -277,12 +260,10 @@ TEST(NodeReady, ReportsEachLevelAboveTheFailure)
   {
     NodePtr root;
     LineList lines;
-  } const cases[] = {
-      {Op(SFNodeType::SQUARE, Host(code)), {report}},
-      {Op(SFNodeType::PLUS, x, Op(SFNodeType::SQUARE, Host(code))), {report, report}},
-      {std::make_shared<HostFunctor>(Host(code)), {report, functor}},
-      {Op(SFNodeType::SIN, std::make_shared<HostFunctor>(Host(code))), {report, functor, report}},
-  };
+  } const cases[] = {{Op(SQUARE, Host(code)), {report}},
+                     {Op(PLUS, x, Op(SQUARE, Host(code))), {report, report}},
+                     {std::make_shared<HostFunctor>(Host(code)), {report, functor}},
+                     {Op(SIN, std::make_shared<HostFunctor>(Host(code))), {report, functor, report}}};
   for (auto const& test : cases)
     EXPECT_EQ(LinesOf([&] { EXPECT_EQ(test.root->GetReady(Level2()), code); }), test.lines);
 }
@@ -297,9 +278,9 @@ TEST(NodeReady, NamesTheSideByItsLineAndStopsAtTheFirst)
     return std::regex_search(text, match, std::regex(R"(\.h:(\d+) )")) ? std::stoi(match[1]) : 0;
   };
   auto const right = std::make_shared<HostNode>(E_FAIL);
-  int const leftLine = lineOf(Op(SFNodeType::PLUS, Host(E_FAIL), right));
+  int const leftLine = lineOf(Op(PLUS, Host(E_FAIL), right));
   EXPECT_EQ(right->readied, 0);
-  int const rightLine = lineOf(Op(SFNodeType::PLUS, Host(S_OK), right));
+  int const rightLine = lineOf(Op(PLUS, Host(S_OK), right));
   EXPECT_EQ(right->readied, 1);
   EXPECT_GT(leftLine, 0);
   EXPECT_LT(leftLine, rightLine);
@@ -307,15 +288,15 @@ TEST(NodeReady, NamesTheSideByItsLineAndStopsAtTheFirst)
 
 TEST(NodeReady, ReturnsTheLastCode)
 {
-  NodePtr const x = Op(SFNodeType::X);
-  EXPECT_EQ(Op(SFNodeType::PLUS, x, Host(S_FALSE))->GetReady(Level2()), S_FALSE);
-  EXPECT_EQ(Op(SFNodeType::PLUS, Host(S_FALSE), x)->GetReady(Level2()), S_OK);
+  NodePtr const x = Op(X);
+  EXPECT_EQ(Op(PLUS, x, Host(S_FALSE))->GetReady(Level2()), S_FALSE);
+  EXPECT_EQ(Op(PLUS, Host(S_FALSE), x)->GetReady(Level2()), S_OK);
   EXPECT_EQ(x->GetReady(Level2()), S_OK);
 }
 
 TEST(NodeReady, BuildsAFunctorUntilItSucceeds)
 {
-  HostFunctor functor(Op(SFNodeType::X));
+  HostFunctor functor(Op(X));
   LineList const lines{FailedCall("GetReady", "src/SFDagFunctor.cpp", E_NOTIMPL)};
   functor.result = E_NOTIMPL;
   EXPECT_EQ(LinesOf([&] { EXPECT_EQ(functor.GetReady(Level2()), E_NOTIMPL); }), lines);
@@ -336,7 +317,7 @@ TEST(Node, AssignmentCopiesTheNodeButNotItsValue)
   NodePtr const target = Constant(2.0);
   target->ReserveEvaluationContexts(SFEvaluationContext(1));
   *target = *source;
-  EXPECT_EQ(target->GetTypeTag(), SFNodeType::PLUS);
+  EXPECT_EQ(target->GetTypeTag(), PLUS);
   EXPECT_EQ(target->GetRank(), 1);
   EXPECT_EQ(target->GetLhs(), source->GetLhs());
   EXPECT_EQ(target->GetRhs(), source->GetRhs());

@@ -4,12 +4,12 @@
 
 #include <algorithm>
 #include <limits>
-#include <optional>
 #include <stdexcept>
 #include <thread>
 
 using namespace SF;
 using namespace SFTest;
+using enum SFNodeType;
 
 namespace {
 
@@ -37,6 +37,14 @@ struct Grid
   HRESULT WithNormals(SFDagNode const& iNode, std::vector<NodePtr> const& iGradient)
   {
     return evaluator.Render(dims, values, normals, h, origin, iNode, iGradient, tolerance, Level);
+  }
+  /// One of the four; the last takes the field for its own derivatives.
+  HRESULT Variant(int iVariant, NodePtr const& iNode)
+  {
+    return iVariant == 0   ? Entry(iNode)
+           : iVariant == 1 ? Clamped(*iNode)
+           : iVariant == 2 ? Unrolled(iNode)
+                           : WithNormals(*iNode, {iNode, iNode, iNode});
   }
 
   /// Calls `iAt(point, index)` for every point, x fastest.
@@ -87,7 +95,7 @@ class Offset : public SFDagOffset
 {
 public:
   Offset(NodePtr iDerived, ZULTolerance const* iTolerance)
-    : SFDagOffset(Op(SFNodeType::X), 1.0, EOneSided, iTolerance), derived(std::move(iDerived))
+    : SFDagOffset(Op(X), 1.0, EOneSided, iTolerance), derived(std::move(iDerived))
   {
   }
   HRESULT BuildDerivedDAG(SFSWContext const&, NodePtr& oDerivedDag) const override
@@ -111,12 +119,7 @@ TEST(Render, FillsTheGridXFastestWhateverItsSlices)
     for (int const variant : {0, 1, 2, 3}) {
       Grid grid(3, 2, nz);
       Captured const captured;
-      std::vector<NodePtr> const gradient{Build("X"), Build("Y"), Build("Z")};
-      HRESULT const hr = variant == 0   ? grid.Clamped(*root)
-                         : variant == 1 ? grid.Unrolled(root)
-                         : variant == 2 ? grid.WithNormals(*root, gradient)
-                                        : grid.Entry(root);
-      ASSERT_EQ(hr, S_OK);
+      ASSERT_EQ(grid.Variant(variant, root), S_OK);
       grid.ForEach([&](ZULMathPoint const& p, std::size_t i) {
         EXPECT_EQ(grid.values[i], static_cast<float>(p.x / 64 + (p.y / 256 + p.z / 1024))) << variant << ' ' << i;
       });
@@ -129,40 +132,37 @@ TEST(Render, ClampsInOneVariantOnly)
 {
   double const inf = std::numeric_limits<double>::infinity();
   double const diagonal = 0.5 * std::sqrt(2.0 * 2.0 + 1.0 + 2.0 * 2.0); // of 3 x 2 x 3 points
-  struct
-  {
-    double value, clamped;
-  } const cases[] = {{NAN, diagonal}, {inf, diagonal}, {-inf, -diagonal}, {1e300, diagonal}, {-1e300, -diagonal},
-                     {1.25, 1.25},    {-1.25, -1.25},  {0.0, -0.0},       {-0.0, -0.0},      {5e-324, 0.0}};
-  for (auto const& test : cases) {
-    auto const root = Constant(test.value);
-    std::vector<NodePtr> const gradient(3, root);
-    Grid grid(3, 2, 3);
-    Captured const captured;
-    EXPECT_EQ(grid.Clamped(*root), S_OK);
-    for (float const value : grid.values)
-      EXPECT_TRUE(Same(value, static_cast<float>(test.clamped))) << test.value << " gave " << value;
-    EXPECT_EQ(grid.Unrolled(root), S_OK);
-    EXPECT_TRUE(Same(grid.values.back(), static_cast<float>(test.value))) << test.value;
-    EXPECT_EQ(grid.WithNormals(*root, gradient), S_OK);
-    EXPECT_TRUE(Same(grid.values.back(), static_cast<float>(test.value))) << test.value;
-  }
+  // clang-format off
+  struct { double value, clamped; } const cases[] = {
+      {NAN, diagonal}, {inf, diagonal}, {-inf, -diagonal}, {1e300, diagonal}, {-1e300, -diagonal}, {1.25, 1.25},
+      {-1.25, -1.25}, {0.0, -0.0}, {-0.0, -0.0}, {5e-324, 0.0},
+  };
+  // clang-format on
+  for (auto const& test : cases)
+    for (int const variant : {0, 1, 2, 3}) {
+      Grid grid(3, 2, 3);
+      Captured const captured;
+      EXPECT_EQ(grid.Variant(variant, Constant(test.value)), S_OK);
+      auto const expected = static_cast<float>(variant < 2 ? test.clamped : test.value);
+      for (float const value : grid.values)
+        EXPECT_TRUE(Same(value, expected)) << test.value << " gave " << value << " in " << variant;
+    }
 }
 
 TEST(Render, GridsMayBeFlatEmptyOrWithoutAnOrigin)
 {
   Captured const captured;
   Grid grid(1, 1, 1);
-  unsigned int dims[] = {1, 1, 1};
-  EXPECT_EQ(grid.evaluator.Render(dims, grid.values, 1.0, nullptr, *Build("- X f1 "), grid.tolerance, Level), S_OK);
-  EXPECT_TRUE(Same(grid.values[0], -0.0)) << "the diagonal of one point is 0";
   auto root = Build("- X f1 ");
-  EXPECT_EQ(grid.evaluator.RenderWithUnrolling(dims, grid.values, 1.0, nullptr, root, grid.tolerance, Level), S_OK);
+  EXPECT_EQ(grid.evaluator.Render(grid.dims, grid.values, 1.0, nullptr, *root, grid.tolerance, Level), S_OK);
+  EXPECT_TRUE(Same(grid.values[0], -0.0)) << "the diagonal of one point is 0";
+  EXPECT_EQ(grid.evaluator.RenderWithUnrolling(grid.dims, grid.values, 1.0, nullptr, root, grid.tolerance, Level),
+            S_OK);
   EXPECT_EQ(grid.values[0], -1.0F);
   for (int const axis : {0, 1, 2}) {
     Grid empty(2, 2, 2);
     empty.dims[axis] = 0;
-    EXPECT_EQ(empty.Entry(Build("X")), S_OK);
+    EXPECT_EQ(empty.Entry(root), S_OK);
     EXPECT_EQ(empty.values, Grid(2, 2, 2).values);
   }
 }
@@ -194,9 +194,9 @@ TEST(RenderUnrolled, AgreesWithTheRecursionButForTransforms)
   EXPECT_EQ(recursive.Clamped(*root), S_OK);
   EXPECT_EQ(unrolled.Unrolled(root), S_OK);
   EXPECT_EQ(recursive.values, unrolled.values);
-  NodePtr paths = Op(SFNodeType::X);
+  NodePtr paths = Op(X);
   for (int i = 0; i < 100; ++i)
-    paths = Op(SFNodeType::PLUS, paths, paths);
+    paths = Op(PLUS, paths, paths);
   EXPECT_EQ(unrolled.Unrolled(paths), S_OK);
   EXPECT_EQ(unrolled.values[0], -std::ldexp(1.0F, 100)) << "2^100 paths lead to one leaf";
   // Operands come first there, each at the grid point: the transform moves nothing.
@@ -229,7 +229,7 @@ TEST(RenderNormals, AreUnitVectorsOrZero)
   auto const root = Build("m[1;0;0;100;0;1;0;0;0;0;1;0] X");
   auto const x = root->GetLhs(); // shared: the transform must not move the gradient, nor the gradient the field
   Captured const captured;
-  EXPECT_EQ(grid.WithNormals(*root, {x, Build("Y"), Op(SFNodeType::NOT, x)}), S_OK);
+  EXPECT_EQ(grid.WithNormals(*root, {x, Build("Y"), Op(NOT, x)}), S_OK);
   grid.ForEach([&](ZULMathPoint const& p, std::size_t i) {
     ZULMathVector normal(p.x, p.y, 0.0 - p.x);
     normal.Normalize();
@@ -262,7 +262,7 @@ TEST(Render, FailuresReportInOrder)
 {
   auto const bad = Build("#a");
   auto const x = Build("X");
-  auto const deep = Op(SFNodeType::UNRESOLVEDREF);
+  auto const deep = Op(UNRESOLVEDREF);
   deep->SetRank(4999);
   std::string const atPoint = FailedCall("operator()", Evaluator);
   std::string const atList = FailedCall("ComputeScalar", Evaluator);
@@ -274,20 +274,18 @@ TEST(Render, FailuresReportInOrder)
   {
     Action render;
     LineList lines;
-  } const cases[] = {
-      {[&](Grid& g) { return g.Clamped(*bad); }, {NotSupported, atPoint, LastRange}},
-      {[&](Grid& g) { return g.Entry(bad); }, {NotSupported, atPoint, LastRange, entry}},
-      {[&](Grid& g) { return g.Unrolled(bad); }, {NotSupported, atList, NodeFailed, LastRange}},
-      {[&](Grid& g) { return g.Entry(deep); }, {NotSupported, atList, NodeFailed, LastRange, entry}},
-      {[&](Grid& g) {
-         return g.WithNormals(*bad, {x, x, x});
-       },
-       {NotSupported, NodeFailed, LastRange}},
-      {[&](Grid& g) {
-         return g.WithNormals(*x, {x, x, bad});
-       },
-       {NotSupported, gradient, LastRange}},
-  };
+  } const cases[] = {{[&](Grid& g) { return g.Clamped(*bad); }, {NotSupported, atPoint, LastRange}},
+                     {[&](Grid& g) { return g.Entry(bad); }, {NotSupported, atPoint, LastRange, entry}},
+                     {[&](Grid& g) { return g.Unrolled(bad); }, {NotSupported, atList, NodeFailed, LastRange}},
+                     {[&](Grid& g) { return g.Entry(deep); }, {NotSupported, atList, NodeFailed, LastRange, entry}},
+                     {[&](Grid& g) {
+                        return g.WithNormals(*bad, {x, x, x});
+                      },
+                      {NotSupported, NodeFailed, LastRange}},
+                     {[&](Grid& g) {
+                        return g.WithNormals(*x, {x, x, bad});
+                      },
+                      {NotSupported, gradient, LastRange}}};
   for (auto const& test : cases) {
     if (Workers == 1)
       GTEST_SKIP() << "one slice has a task of its own";
@@ -302,24 +300,22 @@ TEST(Render, PlacesStandInTheirOrder)
   Grid grid(2, 2, 1);
   SFEvaluationContext context(0);
   auto const bad = Build("#a");
-  auto const deep = Op(SFNodeType::END);
+  auto const deep = Op(END);
   deep->SetRank(4999);
   auto const notReady = std::make_shared<Offset>(nullptr, nullptr);
   using Action = std::function<void()>;
-  Action const inOrder[] = {
-      [&] { grid.Clamped(*notReady); },
-      [&] { grid.Clamped(*bad); },
-      [&] { grid.Entry(nullptr); },
-      [&] { grid.Entry(bad); },
-      [&] { grid.Entry(deep); },
-      [&] { grid.Unrolled(nullptr); },
-      [&] { grid.Unrolled(notReady); },
-      [&] { grid.WithNormals(*notReady, {}); },
-      [&] { grid.evaluator.ComputeScalar(context, *Build("m[0;0;0;0;0;0;0;0;0;0;0;0] X")); },
-      [&] { grid.evaluator.ComputeScalar(context, *notReady); },
-      [&] { grid.evaluator.ComputeScalar(context, std::vector<NodePtr>{nullptr}); },
-      [&] { grid.evaluator.ComputeScalar(context, std::vector<NodePtr>{bad}); },
-  };
+  Action const inOrder[] = {[&] { grid.Clamped(*notReady); },
+                            [&] { grid.Clamped(*bad); },
+                            [&] { grid.Entry(nullptr); },
+                            [&] { grid.Entry(bad); },
+                            [&] { grid.Entry(deep); },
+                            [&] { grid.Unrolled(nullptr); },
+                            [&] { grid.Unrolled(notReady); },
+                            [&] { grid.WithNormals(*notReady, {}); },
+                            [&] { grid.evaluator.ComputeScalar(context, *Build("m[0;0;0;0;0;0;0;0;0;0;0;0] X")); },
+                            [&] { grid.evaluator.ComputeScalar(context, *notReady); },
+                            [&] { grid.evaluator.ComputeScalar(context, std::vector<NodePtr>{nullptr}); },
+                            [&] { grid.evaluator.ComputeScalar(context, std::vector<NodePtr>{bad}); }};
   int before = 0;
   for (std::size_t i = 0; i < std::size(inOrder); ++i) {
     Captured const captured;
@@ -352,20 +348,14 @@ TEST(Render, AFailingTaskLeavesTheOtherSlabs)
 
 TEST(Render, ExceptionsReachTheCallerFromEverySlab)
 {
-  for (unsigned int const slice : {0U, Workers, 2 * Workers})
-    for (int const variant : {0, 1, 2}) {
-      Grid grid(2, 2, 2 * Workers + (Workers > 1 ? 1 : 0));
+  for (unsigned int const slice : {0U, Workers, 2 * Workers}) // the last is the calling thread's, if there are two
+    for (int const variant : {0, 1, 2, 3}) {
+      Grid grid(2, 2, 2 * Workers + 1);
       double const z = grid.origin[2] + slice * grid.h;
-      NodePtr const root = std::make_shared<HostResource>(
+      auto const root = std::make_shared<HostResource>(
           [z](ZULMathPoint const& p) { return p.z == z ? throw std::runtime_error("host") : p.x; });
-      if (slice >= grid.dims[2])
-        continue;
       Captured const captured;
-      EXPECT_THROW(variant == 0   ? grid.Clamped(*root)
-                   : variant == 1 ? grid.Unrolled(root)
-                                  : grid.WithNormals(*Build("X"), {root, root, root}),
-                   std::runtime_error)
-          << slice << ' ' << variant;
+      EXPECT_THROW(grid.Variant(variant, root), std::runtime_error) << slice << ' ' << variant;
     }
 }
 
@@ -407,28 +397,23 @@ TEST(Render, LendsItsToleranceToAnOffsetRoot)
   ZULTolerance const own(0.5);
   auto const throwing =
       std::make_shared<HostResource>([](ZULMathPoint const&) -> double { throw std::runtime_error("host"); });
-  std::string const functor = FailedCall("GetReady", "src/SFDagFunctor.cpp");
-  for (ZULTolerance const* const before : {&own, static_cast<ZULTolerance const*>(nullptr)}) {
-    Grid grid(2, 2, 2);
-    for (int const variant : {0, 1, 2}) {
-      auto const render = [&](std::shared_ptr<Offset> const& iOffset) {
-        return variant == 0   ? grid.Clamped(*iOffset)
-               : variant == 1 ? grid.Unrolled(iOffset)
-                              : grid.WithNormals(*iOffset, std::vector<NodePtr>(3, Constant(1.0)));
-      };
+  for (ZULTolerance const* const before : {&own, static_cast<ZULTolerance const*>(nullptr)})
+    for (int const variant : {0, 1, 2, 3}) {
+      Grid grid(2, 2, 2);
       auto const offset = std::make_shared<Offset>(Constant(0.25), before);
       auto const failing = std::make_shared<Offset>(nullptr, before);
       auto const unlucky = std::make_shared<Offset>(throwing, before);
-      EXPECT_EQ(LinesOf([&] { EXPECT_EQ(render(failing), E_FAIL); }),
-                (LineList{functor, FailedCall(variant == 1 ? "RenderWithUnrolling" : "Render", Evaluator)}));
+      auto const lines = LinesOf([&] { EXPECT_EQ(grid.Variant(variant, failing), E_FAIL); });
+      ASSERT_EQ(lines.size(), variant == 0 ? 3U : 2U);
+      EXPECT_EQ(lines[0], FailedCall("GetReady", "src/SFDagFunctor.cpp"));
+      EXPECT_EQ(lines[1], FailedCall(variant == 2 ? "RenderWithUnrolling" : "Render", Evaluator));
       Captured const captured;
-      EXPECT_EQ(render(offset), S_OK);
+      EXPECT_EQ(grid.Variant(variant, offset), S_OK);
       EXPECT_EQ(grid.values[0], 0.25F);
-      EXPECT_THROW(render(unlucky), std::runtime_error);
+      EXPECT_THROW(grid.Variant(variant, unlucky), std::runtime_error);
       for (auto const& node : {offset, failing, unlucky}) {
         EXPECT_EQ(node->during, &grid.tolerance);
         EXPECT_EQ(node->GetTolerance(), before);
       }
     }
-  }
 }

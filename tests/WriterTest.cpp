@@ -10,6 +10,7 @@
 
 using namespace SF;
 using namespace SFTest;
+using enum SFNodeType;
 
 namespace {
 
@@ -55,42 +56,26 @@ TEST(Writer, TextIsAFixedPoint)
 TEST(Writer, NumbersHaveSixDigits)
 {
   double const inf = std::numeric_limits<double>::infinity();
-  struct
-  {
-    double value;
-    char const* text;
-  } const cases[] = {
-      {0.5, "0.5"},
-      {2, "2"},
-      {3.14159265, "3.14159"},
-      {1234567, "1.23457e+06"},
-      {1e-5, "1e-05"},
-      {1e-7, "1e-07"},
-      {1e6, "1e+06"},
-      {999999.5, "1e+06"},
-      {123456, "123456"},
-      {-0.0, "-0"},
-      {0.123456789, "0.123457"},
-      {1e300, "1e+300"},
-      {0.0001, "0.0001"},
-      {100, "100"},
-      {-1.5e-9, "-1.5e-09"},
-      {5e-324, "4.94066e-324"},
-      {inf, "inf"},
-      {-inf, "-inf"},
-      {NAN, "nan"},
+  // clang-format off
+  struct { double value; char const* text; } const cases[] = {
+      {0.5, "0.5"}, {2, "2"}, {3.14159265, "3.14159"}, {1234567, "1.23457e+06"}, {1e-5, "1e-05"}, {1e-7, "1e-07"},
+      {1e6, "1e+06"}, {999999.5, "1e+06"}, {123456, "123456"}, {-0.0, "-0"}, {0.123456789, "0.123457"},
+      {1e300, "1e+300"}, {0.0001, "0.0001"}, {100, "100"}, {-1.5e-9, "-1.5e-09"}, {5e-324, "4.94066e-324"},
+      {inf, "inf"}, {-inf, "-inf"}, {NAN, "nan"},
   };
+  // clang-format on
   for (auto const& test : cases) {
     std::string text = "before";
     EXPECT_EQ(ToSFString(test.value, text), S_OK);
     EXPECT_EQ(text, test.text);
     EXPECT_EQ(TextOf(*Constant(test.value)), std::string("f") + test.text + " $");
   }
-  for (auto const& [number, mark] : {std::pair{"1 000", " "}, std::pair{"1,5", ","}})
-    EXPECT_EQ(LinesOf([&] { EXPECT_EQ(CheckNumberText(number), E_FAIL); }),
-              LineList{"Error in ToSFString at ProtectedInterfaces/SFTypes.h:N SFString::npos == "
-                       "valueAsSFString.find(\"" +
-                       std::string(mark) + "\") not satisfied."});
+  for (std::string const mark : {" ", ","}) {
+    std::string const line = "Error in ToSFString at ProtectedInterfaces/SFTypes.h:N SFString::npos == "
+                             "valueAsSFString.find(\"" +
+                             mark + "\") not satisfied.";
+    EXPECT_EQ(LinesOf([&] { EXPECT_EQ(CheckNumberText("1" + mark + "0"), E_FAIL); }), LineList{line});
+  }
 }
 
 TEST(Writer, EndsAndReplacesTheText)
@@ -107,12 +92,12 @@ TEST(Writer, EndsAndReplacesTheText)
   EXPECT_EQ(text, "+ X * Y f2 $ + X * Y f2");
   EXPECT_EQ(root->GetContextInfos(5).state, SFDagNode::ECacheDone);
   EXPECT_EQ(writer.Export(SFExportContext(-1), *root, text), E_INVALIDARG);
-  EXPECT_EQ(TextOf(*Op(SFNodeType::PLUS, root, root)), "+ + X * Y f2 + X * Y f2 $");
+  EXPECT_EQ(TextOf(*Op(PLUS, root, root)), "+ + X * Y f2 + X * Y f2 $");
 }
 
 TEST(Writer, MarksWhatItHasWritten)
 {
-  auto const root = Op(SFNodeType::PLUS, Build("q X"), Op(SFNodeType::PLUS, Build("Z"), Op(SFNodeType::COS)));
+  auto const root = Op(PLUS, Build("q X"), Op(PLUS, Build("Z"), Op(COS)));
   EXPECT_EQ(TextOf(*root->GetLhs()), "q X $");
   EXPECT_EQ(root->GetLhs()->GetContextInfos(0).state, SFDagNode::ECacheDone);
   EXPECT_EQ(root->GetLhs()->GetLhs()->GetContextInfos(0).state, SFDagNode::ECacheDone);
@@ -126,27 +111,22 @@ TEST(Writer, MarksWhatItHasWritten)
 
 TEST(Writer, ReportsFromTheFailureOutwards)
 {
-  auto const x = Op(SFNodeType::X);
+  auto const x = Op(X);
   auto const valueless = FailedCall("Export", Path, E_NOTIMPL);
   auto const valuelessUnary = FailedCall("ExportUnaryOpGraph", Path, E_NOTIMPL);
-  struct
-  {
-    NodePtr root;
-    int level;
-    HRESULT code;
-    LineList lines;
-  } const cases[] = {
+  // clang-format off
+  struct { NodePtr root; int level; HRESULT code; LineList lines; } const cases[] = {
       {Build("pa[1]"), 1, E_FAIL, {Level, AtExport}},
       {Build("+ X q b1 X Y"), 1, E_FAIL, {Level, AtUnary, AtExport, AtBinary, AtExport, AtExport}},
-      {Build("o1 X"), 3, E_FAIL, {Level, AtExport}},
-      {Op(SFNodeType::SQUARE), 2, E_FAIL, {NoLhs, AtExport, AtExport}},
-      {Op(SFNodeType::PLUS), 2, E_FAIL, {NoLhs, AtExport, AtExport}},
-      {Op(SFNodeType::PLUS, x), 2, E_FAIL, {NoRhs, AtExport, AtExport}},
-      {Op(SFNodeType::PLUS, Op(SFNodeType::SIN)), 2, E_FAIL, {NoLhs, AtExport, AtBinary, AtExport, AtExport}},
-      {Op(SFNodeType::CONSTANT), 2, E_NOTIMPL, {valueless, valueless}},
-      {Op(SFNodeType::SIN, Op(SFNodeType::PARAMETER)), 2, E_NOTIMPL, {valueless, valuelessUnary, valueless, valueless}},
+      {Build("o1 X"), 3, E_FAIL, {Level, AtExport}}, {Op(SQUARE), 2, E_FAIL, {NoLhs, AtExport, AtExport}},
+      {Op(PLUS), 2, E_FAIL, {NoLhs, AtExport, AtExport}},
+      {Op(PLUS, x), 2, E_FAIL, {NoRhs, AtExport, AtExport}},
+      {Op(PLUS, Op(SIN)), 2, E_FAIL, {NoLhs, AtExport, AtBinary, AtExport, AtExport}},
+      {Op(CONSTANT), 2, E_NOTIMPL, {valueless, valueless}},
+      {Op(SIN, Op(PARAMETER)), 2, E_NOTIMPL, {valueless, valuelessUnary, valueless, valueless}},
       {std::make_shared<SFAffineTransform>(ZULMathTransformation()), 2, E_FAIL, {NoLhs, AtExport, AtExport}},
   };
+  // clang-format on
   for (auto const& test : cases) {
     SFSWContext const context(static_cast<SFSemanticLevel>(test.level));
     std::string text = "untouched";
@@ -158,11 +138,10 @@ TEST(Writer, ReportsFromTheFailureOutwards)
 
 TEST(Writer, DropsWhatHasNoToken)
 {
-  auto const gradient = std::make_shared<ResourceGradientToSF>(std::make_shared<HostResource>(), SFNodeType::Y);
-  EXPECT_EQ(TextOf(*Op(SFNodeType::PLUS, gradient, Op(SFNodeType::X))), "+ X $");
+  auto const gradient = std::make_shared<ResourceGradientToSF>(std::make_shared<HostResource>(), Y);
+  EXPECT_EQ(TextOf(*Op(PLUS, gradient, Op(X))), "+ X $");
   EXPECT_EQ(gradient->GetContextInfos(0).state, SFDagNode::ECacheDone);
-  for (NodePtr const& root : {NodePtr(gradient), Op(SFNodeType::END), Op(SFNodeType::NONE), Op(SFNodeType::UNDEFINED),
-                              Op(SFNodeType::RESERVED)}) {
+  for (NodePtr const& root : {NodePtr(gradient), Op(END), Op(NONE), Op(UNDEFINED), Op(RESERVED)}) {
     std::string text = "untouched";
     EXPECT_THROW(SFDagToExpression(Level2()).Export(*root, text, true, false), std::out_of_range);
     EXPECT_EQ(text, "untouched");
@@ -173,6 +152,6 @@ TEST(Writer, KeepsTheIdsOfResources)
 {
   auto const resource = std::make_shared<HostResource>();
   resource->SetExpressionId("x#1");
-  EXPECT_EQ(TextOf(*Op(SFNodeType::SQUARE, resource)), "q x#1 $");
+  EXPECT_EQ(TextOf(*Op(SQUARE, resource)), "q x#1 $");
   EXPECT_EQ(TextOf(SFVariable("a b", -0.5)), "pa b[-0.5] $");
 }
