@@ -27,7 +27,7 @@ def check_links():
     """Every link, and every file of this project in backticks, exists."""
     for document in DOCUMENTS:
         text = document.read_text()
-        prose = re.sub(r"^```.*?^```$", "", text, flags=re.MULTILINE | re.DOTALL)
+        prose = re.sub(r"^ *```.*?^ *```$", "", text, flags=re.MULTILINE | re.DOTALL)
         links = [link for link in re.findall(r"\]\(([^)#]+)[^)]*\)", prose) if "://" not in link]
         paths = [path for path in re.findall(r"`([^`\n]+)`", prose) if PATH.fullmatch(path)]
         for target in [document.parent / link for link in links] + [ROOT / path for path in paths]:
