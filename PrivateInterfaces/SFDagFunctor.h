@@ -42,6 +42,8 @@ protected:
   void SetDerivedDag(std::shared_ptr<SFDagNode> iDerivedDag) { _derivedDag = std::move(iDerivedDag); }
 
 private:
+  friend class SFDagCloner;
+
   HRESULT BuildReady(SFSWContext const& iContext, std::shared_ptr<SFDagNode>& oDerivedDag) const;
 
   mutable std::shared_ptr<SFDagNode> _derivedDag;
