@@ -22,7 +22,6 @@ using namespace SFTest;
 
 namespace {
 
-using NodePtr = std::shared_ptr<SFDagNode>;
 
 NodePtr Node(SFNodeType iType, NodePtr iLhs = nullptr, NodePtr iRhs = nullptr)
 {

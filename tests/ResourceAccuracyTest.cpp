@@ -11,7 +11,6 @@ using namespace SFTest;
 
 namespace {
 
-using NodePtr = std::shared_ptr<SFDagNode>;
 
 /// Writes its name into a journal when it is asked to compute, with what it was asked for.
 class Recorder : public ResourceToSF
