@@ -14,6 +14,9 @@ class SFScalarEvaluation
 {
 public:
   HRESULT Compute(SFEvaluationContext const& iContext, SFDagNode const& iNode);
+  /// See SFDagEvaluator::ComputeAndSetScalar.
+  HRESULT ComputeOperand(SFEvaluationContext const& iContext, SFDagNode const& iNode, SFOperand iOperand,
+                         double& oValue);
 
   struct Frame
   {
@@ -38,8 +41,5 @@ private:
   std::vector<ZULMathPoint> _positions; ///< the point, mapped once more by each transform entered
   SFDagWalk<Frame> _walk;
 };
-
-/// The texts of the evaluator about its own operand evaluation.
-void ReportOperandEvaluation(SFOperand iOperand, HRESULT iCode);
 
 } // namespace SF

@@ -84,6 +84,26 @@ public:
   /// operands is evaluated one level at a time. E_FAIL for an empty list or one that holds a null.
   HRESULT ComputeScalar(SFEvaluationContext& ioCtx, std::vector<std::shared_ptr<SFDagNode>> iNodesToProcess) const;
 
+  /// Computes the partial derivative of a graph along X, Y or Z at the position of the contexts by forward
+  /// differentiation, node by node: values into the slots of `ioValueCtx`, derivatives into those of
+  /// `ioDerivativeCtx`. The two must have different indices and the same position. A derivative that is done
+  /// already stands, whatever the variable: Reset both contexts between points and between variables.
+  ///
+  /// The rules are those of the textbooks but for two: MINUS adds the derivatives of its operands, and ATAN
+  /// divides by sqrt(a^2 + 1). SIGN counts as constant. At ties MIN and ABS take the lower side (that of the left
+  /// operand, and -1), MAX the right operand. A POLY resource gives the component of its gradient. Transforms,
+  /// blends, offsets and other resources have the derivative 0, after a line.
+  ///
+  /// S_OK on success; E_FAIL, after lines, for a null node and for an operand that is missing or whose value
+  /// cannot be computed; E_INVALIDARG for a context with a negative index.
+  HRESULT ComputeFirstOrderDerivative(std::shared_ptr<SFDagNode> iNode, SFNodeType iVariable,
+                                      SFEvaluationContext& ioValueCtx, SFEvaluationContext& ioDerivativeCtx) const;
+
+  /// As ComputeFirstOrderDerivative, and gives the derivative. Any failure is E_FAIL.
+  HRESULT ComputeAndSetFirstOrderDerivative(std::shared_ptr<SFDagNode> iNode, SFEvaluationContext& ioValueCtx,
+                                            SFEvaluationContext& ioDerivativeCtx, SFNodeType iVariable,
+                                            double& oDerivative) const;
+
   /// Asks every resource of a graph (kinds POLY, UNRESOLVEDREF and RESOLVEDREF) to compute its values for a box,
   /// once each, right operands before left. The wires and resources of guided and discrete transforms are not
   /// operands and are not asked. A null node is an empty graph.

@@ -51,21 +51,7 @@ HRESULT SFDagEvaluator::ComputeScalar(SFEvaluationContext& ioCtx, SFDagNode cons
 HRESULT SFDagEvaluator::ComputeAndSetScalar(SFEvaluationContext& ioCtx, SFDagNode const& iNode, SFOperand iOperand,
                                             double& oValue) const
 {
-  if (iOperand != SFOperand::ELhs && iOperand != SFOperand::ERhs)
-    return E_INVALIDARG;
-  SFDagNode const* const operand = (iOperand == SFOperand::ELhs ? iNode.GetLhs() : iNode.GetRhs()).get();
-  if (operand == nullptr) {
-    EvaluatorReports::MissingOperand(iOperand);
-    return E_FAIL;
-  }
-  HRESULT const hr = ComputeScalar(ioCtx, *operand);
-  if (Failed(hr)) {
-    ReportOperandEvaluation(iOperand, hr);
-    return E_FAIL;
-  }
-  operand->ReserveEvaluationContexts(ioCtx);
-  oValue = operand->GetContextInfos(ioCtx.GetIndex()).value;
-  return hr;
+  return SFScalarEvaluation().ComputeOperand(ioCtx, iNode, iOperand, oValue);
 }
 
 HRESULT SFDagEvaluator::ComputeScalar(SFEvaluationContext& ioCtx,

@@ -43,8 +43,6 @@ double CylinderCorrection(SFEvaluationContext const& iContext, double iRadius)
   return limit / std::pow(iRadius, 4.0);
 }
 
-} // namespace
-
 void ReportOperandEvaluation(SFOperand iOperand, HRESULT iCode)
 {
   Diagnostics::FailedSentence(iOperand == SFOperand::ELhs
@@ -53,6 +51,8 @@ void ReportOperandEvaluation(SFOperand iOperand, HRESULT iCode)
                               iCode);
 }
 
+} // namespace
+
 HRESULT SFScalarEvaluation::Compute(SFEvaluationContext const& iContext, SFDagNode const& iNode)
 {
   if (iContext.GetIndex() < 0) // names no slot
@@ -60,6 +60,25 @@ HRESULT SFScalarEvaluation::Compute(SFEvaluationContext const& iContext, SFDagNo
   _context = &iContext;
   _positions.assign(1, iContext.GetPosition());
   return _walk.Run(*this, iNode);
+}
+
+HRESULT SFScalarEvaluation::ComputeOperand(SFEvaluationContext const& iContext, SFDagNode const& iNode,
+                                           SFOperand iOperand, double& oValue)
+{
+  if (iOperand != SFOperand::ELhs && iOperand != SFOperand::ERhs)
+    return E_INVALIDARG;
+  SFDagNode const* const operand = (iOperand == SFOperand::ELhs ? iNode.GetLhs() : iNode.GetRhs()).get();
+  if (operand == nullptr) {
+    EvaluatorReports::MissingOperand(iOperand);
+    return E_FAIL;
+  }
+  HRESULT const hr = Compute(iContext, *operand);
+  if (Failed(hr)) {
+    ReportOperandEvaluation(iOperand, hr);
+    return E_FAIL;
+  }
+  oValue = ValueOf(*operand);
+  return hr;
 }
 
 double SFScalarEvaluation::ValueOf(SFDagNode const& iNode) const
