@@ -148,8 +148,9 @@ TEST(Cylinder, MapsPoints)
     EXPECT_NEAR(p.x, test.r, 1e-15) << index;
     EXPECT_NEAR(p.y, std::floor(test.n + 1) * test.theta / test.n, 1e-14) << index;
     EXPECT_NEAR(p.z, test.h, 1e-15) << index;
-    if (test.reference.Length() != 0.0)
+    if (test.reference.Length() != 0.0) {
       EXPECT_EQ(node.GetReferenceDirection().y, test.reference.y) << index;
+    }
   }
 }
 
