@@ -25,13 +25,7 @@ refuse_warnings() {
   [[ $warnings_as_errors == OFF ]] || ! grep -nE '(^|[: ])warning:|CMake( Deprecation)? Warning' "$1"
 }
 
-configure_build_test() {
-  local preset=$1 log=$2
-  cmake --preset "$preset" -DSF_WARNINGS_AS_ERRORS=$warnings_as_errors &&
-    cmake --build --preset "$preset" &&
-    refuse_warnings "$log" &&
-    ctest --preset "$preset"
-}
+configure_and_build() { cmake --preset "$1" -DSF_WARNINGS_AS_ERRORS=$warnings_as_errors && cmake --build --preset "$1"; }
 
 closing_line() { grep -E '^[0-9]+% tests passed, [0-9]+ tests failed out of [0-9]+$' "$1" | tail -n 1; }
 
@@ -39,7 +33,8 @@ run_step() {
   local step=$1 log=$logs/$1.log begin=$SECONDS code=0 line
   mkdir -p "$logs"
   echo "== $step"
-  configure_build_test "$step" "$log" 2>&1 | tee "$log" || code=1
+  configure_and_build "$step" 2>&1 | tee "$log" && refuse_warnings "$log" &&
+    ctest --preset "$step" 2>&1 | tee -a "$log" || code=1
   line=$(closing_line "$log") || line="failed before its tests, see $log"
   printf '%s\t%s\t%s\t%s\n' "$code" "$step" "$((SECONDS - begin))" "$line" >>"$results"
   return $code
