@@ -21,11 +21,8 @@ void Taken(std::size_t iBytes)
 
 } // namespace
 
-// Sanitizers bring operators of their own, which these must not be mixed with; the counts then stay 0.
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-
-// The executable's operators stand in for those of the standard library, in shared libraries too. The array and
-// nothrow forms of the standard library call these.
+// The executable's operators stand in for those of the standard library, in shared libraries too. All forms but the
+// aligned ones are here, which nobody uses, because a sanitizer's own must not be mixed with these.
 
 void* operator new(std::size_t iSize)
 {
@@ -45,9 +42,22 @@ void operator delete(void* iBlock) noexcept
   std::free(iBlock);
 }
 
-void operator delete(void* iBlock, std::size_t) noexcept { operator delete(iBlock); }
+void* operator new(std::size_t iSize, std::nothrow_t const&) noexcept
+{
+  try {
+    return operator new(iSize);
+  } catch (std::bad_alloc const&) {
+    return nullptr;
+  }
+}
 
-#endif
+void* operator new[](std::size_t iSize) { return operator new(iSize); }
+void* operator new[](std::size_t iSize, std::nothrow_t const& iTag) noexcept { return operator new(iSize, iTag); }
+void operator delete(void* iBlock, std::size_t) noexcept { operator delete(iBlock); }
+void operator delete(void* iBlock, std::nothrow_t const&) noexcept { operator delete(iBlock); }
+void operator delete[](void* iBlock) noexcept { operator delete(iBlock); }
+void operator delete[](void* iBlock, std::size_t) noexcept { operator delete(iBlock); }
+void operator delete[](void* iBlock, std::nothrow_t const&) noexcept { operator delete(iBlock); }
 
 namespace SFBench {
 

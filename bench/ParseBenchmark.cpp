@@ -85,7 +85,7 @@ void RegisterParseBenchmarks()
     std::string (*make)(std::size_t);
   };
   for (Kind const& kind : {Kind{"solids", Solids}, {"nested", Nested}, {"transforms", Transforms}})
-    for (std::size_t const length : {100'000, 1'000'000})
+    for (std::size_t const length : {std::size_t{100'000}, std::size_t{1'000'000}})
       benchmark::RegisterBenchmark(("parse/" + std::string(kind.name) + "/" + std::to_string(length)).c_str(),
                                    [text = kind.make(length)](benchmark::State& ioState) { Parse(ioState, text); })
           ->UseManualTime();

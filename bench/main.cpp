@@ -26,8 +26,8 @@ using Workloads = std::vector<std::unique_ptr<Workload>>;
 constexpr char const* NsPerVoxel = "ns_per_voxel";
 constexpr char const* CpuNsPerVoxel = "cpu_ns_per_voxel";
 constexpr std::size_t RecursionPoints = 2000;
-constexpr unsigned SideOfCheck = 12;
-constexpr std::size_t RecursionPointsOfCheck = 200;
+constexpr unsigned SideOfCheck = 9;
+constexpr std::size_t RecursionPointsOfCheck = 64;
 
 struct Options
 {
