@@ -3,6 +3,7 @@
 #include "SFDagNode.h"
 #include "SFGrid.h"
 #include "SFSWContext.h"
+#include "SFTapeRunner.h"
 #include "ZULTolerance.h"
 
 #include <functional>
@@ -36,6 +37,9 @@ private:
   using Slab = std::function<HRESULT(unsigned int iBegin, unsigned int iEnd, unsigned int iTask)>;
 
   HRESULT Prepare(SFGrid const& iGrid, std::vector<float> const& iValues, void (*iReportNotReady)(HRESULT));
+  /// The field on a tape, ready to run over the grid; null when it has to be evaluated node by node.
+  static std::unique_ptr<SFTapeRunner> Compile(SFGrid const& iGrid, std::vector<std::vector<SFDagNode const*>> const& iLists,
+                                               double iVoxelSize, unsigned int iWorkers);
   static HRESULT RunSlabs(SFGrid const& iGrid, unsigned int iWorkers, Slab const& iSlab);
 
   SFSWContext const& _context;

@@ -4,6 +4,7 @@
 #include "SFEvaluationContext.h"
 #include "ZULMathPoint.h"
 
+#include <array>
 #include <vector>
 
 namespace SF {
@@ -38,6 +39,9 @@ private:
   std::vector<ZULMathPoint> _positions; ///< the point, mapped once more by each transform entered
   SFDagWalk<Frame> _walk;
 };
+
+/// The most that the evaluator subtracts from a field in cylindrical coordinates, at the distance 1 of the axis.
+double CylinderLimit(std::array<double, 3> const& iDomainSize, double iVoxelSize);
 
 /// The texts of the evaluator about its own operand evaluation.
 void ReportOperandEvaluation(SFOperand iOperand, HRESULT iCode);

@@ -4,6 +4,8 @@
 #include "SFDagTraversal.h"
 #include "SFEvaluatorReports.h"
 #include "SFScalarEvaluation.h"
+#include "SFTapeCompiler.h"
+#include "SFTapeSweep.h"
 #include "ZULMathVector.h"
 
 #include <algorithm>
@@ -146,6 +148,39 @@ HRESULT SFGridRenderer::Prepare(SFGrid const& iGrid, std::vector<float> const& i
   return S_OK;
 }
 
+std::unique_ptr<SFTapeRunner> SFGridRenderer::Compile(SFGrid const& iGrid,
+                                                      std::vector<std::vector<SFDagNode const*>> const& iLists,
+                                                      double iVoxelSize, unsigned int iWorkers)
+{
+  if (iGrid.dims[0] == 0 || iGrid.dims[1] == 0 || iGrid.dims[2] == 0)
+    return nullptr;
+  SFTapeCompiler compiler(iGrid.IsWithin(SFTapeCompiler::LargestCoordinate));
+  for (auto const& list : iLists)
+    if (!compiler.AddList(list, &list == &iLists.front() ? EFieldLimit : EGradientLimit))
+      return nullptr;
+  std::array<double, ELimitCount> const limits{CylinderLimit(iGrid.DomainSize(), iVoxelSize),
+                                               CylinderLimit({0.0, 0.0, 0.0}, 0.0)};
+  auto runner = std::make_unique<SFTapeRunner>(compiler.Finish(), iGrid, limits);
+  runner->Prepare(iWorkers);
+  return runner;
+}
+
+namespace {
+
+/// Writes the first result of a tile that has been run to where it belongs in the grid's values.
+void StoreTile(SFTapeRunner const& iRunner, SFTile const& iTile, SFTapeList const& iList, SFTapeScratch& ioScratch,
+               SFStoreKernel iStore, double iDiagonal, std::vector<float>& ioValues)
+{
+  for (unsigned int k = 0; k < iTile.count[2]; ++k)
+    for (unsigned int j = 0; j < iTile.count[1]; ++j) {
+      double const* const row = iRunner.ResultRow(iList.results[0], iTile, j, k, ioScratch);
+      std::size_t const index = iRunner.GetGrid().Index(iTile.begin[0], iTile.begin[1] + j, iTile.begin[2] + k);
+      iStore(&ioValues[index], row, iTile.count[0], iDiagonal);
+    }
+}
+
+} // namespace
+
 HRESULT SFGridRenderer::RunSlabs(SFGrid const& iGrid, unsigned int iWorkers, Slab const& iSlab)
 {
   unsigned int const slices = iGrid.dims[2] / iWorkers;
@@ -173,10 +208,22 @@ HRESULT SFGridRenderer::RenderClamped(SFGrid const& iGrid, std::vector<float>& i
     return hr;
 
   unsigned int const workers = AnnounceWorkers();
+  double const diagonal = iGrid.Diagonal();
+  if (auto const runner = Compile(iGrid, {{&_root}}, iGrid.h, workers)) {
+    SFTapeSweep sweep(*runner, 0, iGrid.dims[2]);
+    SFStoreKernel const store = ActiveTapeKernels().storeClamped;
+    RunSlabs(iGrid, workers, [&](unsigned int, unsigned int, unsigned int) {
+      sweep.Work([&](SFTile const& iTile, SFTapeList const& iList, SFTapeScratch& ioScratch) {
+        StoreTile(*runner, iTile, iList, ioScratch, store, diagonal, ioValues);
+      });
+      return S_OK;
+    });
+    AnnounceElapsed("Dag Evaluation Elapsed time : ", start);
+    return S_OK;
+  }
   auto const nodes = NodesOf(_root);
   OpenSlots(nodes, workers + 1);
   SlotReset const reset(nodes);
-  double const diagonal = iGrid.Diagonal();
 
   hr = RunSlabs(iGrid, workers, [&](unsigned int iBegin, unsigned int iEnd, unsigned int iTask) {
     SFScalarEvaluation evaluation;
