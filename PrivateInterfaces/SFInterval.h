@@ -104,8 +104,7 @@ inline SFInterval operator-(SFInterval const& iA, SFInterval const& iB) { return
 
 inline SFInterval operator*(SFInterval const& iA, SFInterval const& iB)
 {
-  bool const nan = iA.nan || iB.nan || (iA.MayBeZero() && iB.MayBeInfinite()) ||
-                   (iB.MayBeZero() && iA.MayBeInfinite());
+  bool const nan = iA.nan || iB.nan || (iA.MayBeZero() && iB.MayBeInfinite()) || (iB.MayBeZero() && iA.MayBeInfinite());
   if (&iA == &iB && !iA.MayBeInfinite()) { // the square of one value
     double const a = iA.lo * iA.lo;
     double const b = iA.hi * iA.hi;
@@ -167,10 +166,7 @@ inline SFInterval sqrt(SFInterval const& iA)
   return {iA.lo > 0.0 ? std::sqrt(iA.lo) : 0.0, std::sqrt(iA.hi), iA.nan || iA.lo < 0.0};
 }
 
-inline SFInterval exp(SFInterval const& iA)
-{
-  return Detail::Widened({std::exp(iA.lo), std::exp(iA.hi), iA.nan});
-}
+inline SFInterval exp(SFInterval const& iA) { return Detail::Widened({std::exp(iA.lo), std::exp(iA.hi), iA.nan}); }
 
 inline SFInterval log(SFInterval const& iA)
 {

@@ -43,8 +43,7 @@ struct SFTapeInstruction
   SFTapeCode code = 0;
   SFAxes axes = 0; ///< which coordinates the value depends on
   std::array<SFValueId, 3> operands{};
-  union
-  {
+  union {
     double constant = 0.0;
     ResourceToSF const* resource;
   };

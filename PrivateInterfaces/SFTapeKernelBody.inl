@@ -39,6 +39,34 @@ SF_KERNEL_TARGET void StorePlain(float* __restrict oFloats, double const* __rest
     oFloats[i] = static_cast<float>(iValues[i]);
 }
 
+/// The operations of ZULMathVector::Normalize, a component at a time.
+SF_KERNEL_TARGET void StoreNormals(float* __restrict oFloats, double const* __restrict iX, double const* __restrict iY,
+                                   double const* __restrict iZ, std::size_t iCount)
+{
+  constexpr std::size_t piece = 64;
+  float x[piece];
+  float y[piece];
+  float z[piece];
+  for (std::size_t from = 0; from < iCount; from += piece) {
+    std::size_t const n = iCount - from < piece ? iCount - from : piece;
+    for (std::size_t i = 0; i < n; ++i) {
+      double const a = iX[from + i];
+      double const b = iY[from + i];
+      double const c = iZ[from + i];
+      double const length = __builtin_sqrt(a * a + b * b + c * c);
+      double const divisor = length == 0.0 ? 1.0 : length;
+      x[i] = static_cast<float>(a / divisor);
+      y[i] = static_cast<float>(b / divisor);
+      z[i] = static_cast<float>(c / divisor);
+    }
+    for (std::size_t i = 0; i < n; ++i) {
+      oFloats[3 * (from + i)] = x[i];
+      oFloats[3 * (from + i) + 1] = y[i];
+      oFloats[3 * (from + i) + 2] = z[i];
+    }
+  }
+}
+
 template <std::size_t Kind>
 constexpr void Fill(SFTapeKernels& ioKernels)
 {
@@ -51,7 +79,7 @@ constexpr void Fill(SFTapeKernels& ioKernels)
 }
 
 constexpr SFTapeKernels kernels = [] {
-  SFTapeKernels set{SF_KERNEL_NAME, {}, &StoreClamped, &StorePlain};
+  SFTapeKernels set{SF_KERNEL_NAME, {}, &StoreClamped, &StorePlain, &StoreNormals};
   [&]<std::size_t... Kind>(std::index_sequence<Kind...>) {
     (Fill<Kind>(set), ...);
   }(std::make_index_sequence<SFNodeTypeCount>{});

@@ -41,6 +41,10 @@ constexpr std::size_t SFKernelFormCount = 3;
 /// Writes `iCount` values as the floats that a rendering stores. With `iClamp` they are limited to the diagonal.
 using SFStoreKernel = void (*)(float* oFloats, double const* iValues, std::size_t iCount, double iDiagonal);
 
+/// Writes `iCount` vectors, given by component and divided by their lengths, as floats x, y, z, x, y, z...
+using SFNormalKernel = void (*)(float* oFloats, double const* iX, double const* iY, double const* iZ,
+                                std::size_t iCount);
+
 /// The kernels of one instruction set.
 struct SFTapeKernels
 {
@@ -49,6 +53,7 @@ struct SFTapeKernels
   SFKernel operators[SFNodeTypeCount][SFKernelFormCount];
   SFStoreKernel storeClamped;
   SFStoreKernel storePlain;
+  SFNormalKernel storeNormals;
 };
 
 /// The kernel sets that this machine can run, the fastest first; the last one is "portable".

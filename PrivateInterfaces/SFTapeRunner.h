@@ -62,8 +62,8 @@ public:
     std::vector<std::int32_t> free;
     std::size_t slotSize = 0;
   };
-  std::array<Pool, 8> pools; ///< by axes
-  std::vector<double> row;
+  std::array<Pool, 8> pools;             ///< by axes
+  std::vector<std::vector<double>> rows; ///< by result
 };
 
 /// Runs a tape over a grid. Each value is computed on the axes that it depends on and no others: what depends on
@@ -90,9 +90,9 @@ public:
   void RunTile(SFTapeList const& iList, SFTile const& iTile, SFTapeScratch& ioScratch) const;
 
   /// The values of one result along a row of a tile that has been run: a pointer into the scratch or the kept
-  /// values, or into `ioScratch.row` when the result does not vary along x.
-  double const* ResultRow(SFValueId iResult, SFTile const& iTile, unsigned int iJ, unsigned int iK,
-                          SFTapeScratch& ioScratch) const;
+  /// values, or into the result's own row of `ioScratch.rows` when it does not vary along x.
+  double const* ResultRow(SFTapeList const& iList, std::size_t iResult, SFTile const& iTile, unsigned int iJ,
+                          unsigned int iK, SFTapeScratch& ioScratch) const;
 
   /// The list for tiles anywhere in the grid.
   SFTapeList const& GetList() const { return _list; }
@@ -138,15 +138,15 @@ private:
   std::size_t _budget;
   SFTapeKernels const& _kernels;
   std::array<double, ELimitCount> _limits;
-  std::vector<double> _scalars;                     ///< by value, for values without axes
-  std::array<std::vector<double>, 3> _coordinates;  ///< by axis
-  std::vector<SFTapePlace> _places;                 ///< by value, for scalars and kept values
+  std::vector<double> _scalars;                    ///< by value, for values without axes
+  std::array<std::vector<double>, 3> _coordinates; ///< by axis
+  std::vector<SFTapePlace> _places;                ///< by value, for scalars and kept values
   std::vector<std::unique_ptr<double[]>> _kept;
   static constexpr unsigned int BlockLength = 8;
   std::vector<SFInterval> _blockRanges;   ///< of the kept values of one axis, over blocks of positions
   std::vector<std::uint32_t> _firstBlock; ///< by value: where its blocks start
-  std::array<SFTapeList, 8> _keptLists; ///< by axes: what RunKept computes
-  std::vector<Keeping> _isKept;         ///< by value
+  std::array<SFTapeList, 8> _keptLists;   ///< by axes: what RunKept computes
+  std::vector<Keeping> _isKept;           ///< by value
   SFTapeList _list;
   SFValueId _constants = 0;
 };

@@ -172,8 +172,7 @@ HRESULT SFTapeCompiler::Step(Frame& ioFrame, SFDagNode const*& oNext)
     return Begin(ioFrame, oNext);
   case 1: {
     SFNodeType const type = node.GetTypeTag();
-    SFDagNode const* const first =
-        FamilyOf(type) == SFNodeFamily::Offset ? DerivedDagOf(node) : node.GetLhs().get();
+    SFDagNode const* const first = FamilyOf(type) == SFNodeFamily::Offset ? DerivedDagOf(node) : node.GetLhs().get();
     if (!IsBinaryOperator(type))
       return Leave(ioFrame, ValueOf(*first));
     ioFrame.lhs = ValueOf(*first);
@@ -255,8 +254,7 @@ HRESULT SFTapeCompiler::Leave(Frame const& iFrame, SFValueId iLast)
   SFTapeInstruction limit;
   limit.code = LimitCode;
   limit.operands = {_limit, 0, 0};
-  SFValueId const correction =
-      Emit(SFNodeType::DIV, Number(limit), Emit(SFNodeType::POW, radius, Constant(4.0)));
+  SFValueId const correction = Emit(SFNodeType::DIV, Number(limit), Emit(SFNodeType::POW, radius, Constant(4.0)));
   return Keep(node, Emit(SFNodeType::MINUS, iLast, correction));
 }
 

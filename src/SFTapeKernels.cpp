@@ -18,28 +18,28 @@ namespace {
 } // namespace Portable
 
 #if defined(__x86_64__) && defined(__GNUC__)
-#  define SF_HAS_X86_KERNELS 1
+#define SF_HAS_X86_KERNELS 1
 namespace Avx2 {
 namespace {
-#  define SF_KERNEL_TARGET __attribute__((target("avx2")))
-#  define SF_KERNEL_NAME "avx2"
-#  include "SFTapeKernelBody.inl"
-#  undef SF_KERNEL_TARGET
-#  undef SF_KERNEL_NAME
+#define SF_KERNEL_TARGET __attribute__((target("avx2")))
+#define SF_KERNEL_NAME "avx2"
+#include "SFTapeKernelBody.inl"
+#undef SF_KERNEL_TARGET
+#undef SF_KERNEL_NAME
 } // namespace
 } // namespace Avx2
 
 namespace Avx512 {
 namespace {
-#  if defined(__clang__)
-#    define SF_KERNEL_TARGET __attribute__((target("avx512f,avx512dq,avx512vl"), min_vector_width(512)))
-#  else
-#    define SF_KERNEL_TARGET __attribute__((target("avx512f,avx512dq,avx512vl,prefer-vector-width=512")))
-#  endif
-#  define SF_KERNEL_NAME "avx512"
-#  include "SFTapeKernelBody.inl"
-#  undef SF_KERNEL_TARGET
-#  undef SF_KERNEL_NAME
+#if defined(__clang__)
+#define SF_KERNEL_TARGET __attribute__((target("avx512f,avx512dq,avx512vl"), min_vector_width(512)))
+#else
+#define SF_KERNEL_TARGET __attribute__((target("avx512f,avx512dq,avx512vl,prefer-vector-width=512")))
+#endif
+#define SF_KERNEL_NAME "avx512"
+#include "SFTapeKernelBody.inl"
+#undef SF_KERNEL_TARGET
+#undef SF_KERNEL_NAME
 } // namespace
 } // namespace Avx512
 #endif

@@ -320,6 +320,7 @@ SFTapeScratch SFTapeRunner::MakeScratch() const
   scratch.places = _places;
   scratch.lastUse.assign(_tape.instructions.size(), 0);
   scratch.slotOf.assign(_tape.instructions.size(), {});
+  scratch.rows.resize(_tape.results.size());
   return scratch;
 }
 
@@ -396,25 +397,20 @@ void SFTapeRunner::RunStep(SFTapeStep const& iStep, SFTile const& iTile, SFTapeS
   SFTapePlace const a = InTile(ioScratch.places[iStep.operands[0]], iTile);
   SFTapePlace const b = InTile(ioScratch.places[iStep.operands[1]], iTile);
   LoopPlan const plan = PlanLoop(iExtents, a, b);
-  auto const form = plan.a[0] == 0 ? SFKernelForm::SecondVaries
+  auto const form = plan.a[0] == 0   ? SFKernelForm::SecondVaries
                     : plan.b[0] == 0 ? SFKernelForm::FirstVaries
                                      : SFKernelForm::BothVary;
-  _kernels.operators[iStep.code][static_cast<std::size_t>(form)]({oValues,
-                                                                  plan.n[0],
-                                                                  plan.n[1],
-                                                                  plan.n[2],
-                                                                  {a.data, plan.a[1], plan.a[2]},
-                                                                  {b.data, plan.b[1], plan.b[2]}});
+  _kernels.operators[iStep.code][static_cast<std::size_t>(form)](
+      {oValues, plan.n[0], plan.n[1], plan.n[2], {a.data, plan.a[1], plan.a[2]}, {b.data, plan.b[1], plan.b[2]}});
 }
 
 /// The few instructions that no kernel runs.
-void SFTapeRunner::RunPointwise(SFTapeStep const& iStep, SFTile const& iTile, SFTapeScratch& ioScratch,
-                                double* oValues, Extents const& iExtents) const
+void SFTapeRunner::RunPointwise(SFTapeStep const& iStep, SFTile const& iTile, SFTapeScratch& ioScratch, double* oValues,
+                                Extents const& iExtents) const
 {
   std::array<SFTapePlace, 3> from;
   for (int i = 0; i < ArityOf(iStep.code); ++i)
-    from[static_cast<std::size_t>(i)] =
-        InTile(ioScratch.places[iStep.operands[static_cast<std::size_t>(i)]], iTile);
+    from[static_cast<std::size_t>(i)] = InTile(ioScratch.places[iStep.operands[static_cast<std::size_t>(i)]], iTile);
   std::array<std::size_t, 3> at{};
   auto const operand = [&](std::size_t i) {
     std::ptrdiff_t offset = 0;
@@ -436,16 +432,17 @@ void SFTapeRunner::RunPointwise(SFTapeStep const& iStep, SFTile const& iTile, SF
         }
 }
 
-double const* SFTapeRunner::ResultRow(SFValueId iResult, SFTile const& iTile, unsigned int iJ, unsigned int iK,
-                                      SFTapeScratch& ioScratch) const
+double const* SFTapeRunner::ResultRow(SFTapeList const& iList, std::size_t iResult, SFTile const& iTile,
+                                      unsigned int iJ, unsigned int iK, SFTapeScratch& ioScratch) const
 {
-  SFTapePlace const place = InTile(ioScratch.places[iResult], iTile);
-  double const* const row = place.data + place.strides[1] * static_cast<std::ptrdiff_t>(iJ) +
-                            place.strides[2] * static_cast<std::ptrdiff_t>(iK);
+  SFTapePlace const place = InTile(ioScratch.places[iList.results[iResult]], iTile);
+  double const* const first = place.data + place.strides[1] * static_cast<std::ptrdiff_t>(iJ) +
+                              place.strides[2] * static_cast<std::ptrdiff_t>(iK);
   if (place.strides[0] != 0)
-    return row;
-  ioScratch.row.assign(iTile.count[0], *row);
-  return ioScratch.row.data();
+    return first;
+  auto& row = ioScratch.rows[iResult];
+  row.assign(iTile.count[0], *first);
+  return row.data();
 }
 
 } // namespace SF
