@@ -51,9 +51,9 @@ public:
   /// when a coefficient of the inverse is not finite.
   ///
   /// Singular means that the determinant of the linear part is exactly zero or not finite after its rows, and
-  /// then its columns, have been scaled by powers of two to a largest coefficient in [0.5, 1). The scaling is
-  /// exact and keeps the determinant of a small but regular matrix from vanishing by underflow; there is no
-  /// tolerance.
+  /// then its columns, have been scaled by powers of two to a largest coefficient in [0.5, 1). Both scalings are
+  /// applied at once and are exact; they keep the determinant of a regular matrix, however small or far apart
+  /// its scales, from vanishing by underflow. There is no tolerance.
   HRESULT ComputeInverse(ZULMathTransformation& oInverse) const;
 
 private:
@@ -61,13 +61,16 @@ private:
   {
     return {1.0, 0.0, 0.0, 0.0, 0.0, 1.0, 0.0, 0.0, 0.0, 0.0, 1.0, 0.0, 0.0, 0.0, 0.0, 1.0};
   }
-  /// The exponent e of the largest of three magnitudes, which lies in [2^(e-1), 2^e).
-  static int LargestExponent(double iA, double iB, double iC)
+  /// The exponent e of a magnitude, which lies in [2^(e-1), 2^e). Far below any other for zero, and for what is
+  /// not finite.
+  static int ExponentOf(double iValue)
   {
-    double const largest = std::max({std::abs(iA), std::abs(iB), std::abs(iC)});
+    constexpr int none = -100000;
+    if (iValue == 0.0 || !std::isfinite(iValue))
+      return none;
     int exponent = 0;
-    std::frexp(largest, &exponent);
-    return std::isfinite(largest) ? exponent : 0;
+    std::frexp(iValue, &exponent);
+    return exponent;
   }
 
   std::array<double, 16> _coefficients = IdentityCoefficients();
@@ -93,14 +96,14 @@ inline HRESULT ZULMathTransformation::ComputeInverse(ZULMathTransformation& oInv
   int rowExponent[3];
   int columnExponent[3];
   for (std::size_t i = 0; i < 3; ++i) {
-    rowExponent[i] = LargestExponent(c[4 * i], c[4 * i + 1], c[4 * i + 2]);
-    for (std::size_t j = 0; j < 3; ++j)
-      a[i][j] = std::ldexp(c[4 * i + j], -rowExponent[i]);
+    double const* const row = &c[4 * i];
+    rowExponent[i] = std::max({ExponentOf(row[0]), ExponentOf(row[1]), ExponentOf(row[2])});
   }
   for (std::size_t j = 0; j < 3; ++j) {
-    columnExponent[j] = LargestExponent(a[0][j], a[1][j], a[2][j]);
-    for (auto& row : a)
-      row[j] = std::ldexp(row[j], -columnExponent[j]);
+    columnExponent[j] = std::max({ExponentOf(c[j]) - rowExponent[0], ExponentOf(c[4 + j]) - rowExponent[1],
+                                  ExponentOf(c[8 + j]) - rowExponent[2]});
+    for (std::size_t i = 0; i < 3; ++i)
+      a[i][j] = std::ldexp(c[4 * i + j], -rowExponent[i] - columnExponent[j]);
   }
 
   double cofactor[3][3];

@@ -25,6 +25,9 @@ public:
   explicit SFCylindricalTransform(std::array<double, ParameterCount> const& iParameters);
   ~SFCylindricalTransform() override;
 
+  /// A new node with all parameters of this one, reference direction included, and without an operand.
+  std::shared_ptr<SFCylindricalTransform> Copy() const;
+
   /// Origin, axis and n; the reference direction is not part of text.
   std::array<double, ParameterCount> GetParameters() const;
   double GetScale() const { return _scale; }

@@ -8,6 +8,10 @@ namespace SF {
 /// GetReady with another context, or a changed parameter, keeps the graph already built; after a failure the
 /// next GetReady tries again.
 ///
+/// The derived graph is made ready for the same context before it is kept. It may hold functor nodes itself, which
+/// then build theirs, and so on: an offset of an offset holds the inner one once more, and what a chain of n of
+/// them builds grows like 2^n. More than `MaxNestedBuilds` builds below one that a host has asked for fail.
+///
 /// Threads: GetReady stores the derived graph without a lock and must have ended before the node is evaluated
 /// from several threads.
 class SF_EXPORT SFDagFunctor : public SFDagNode
@@ -27,6 +31,8 @@ public:
   /// Null before it is built.
   std::shared_ptr<SFDagNode> const& GetDerivedDag() const { return _derivedDag; }
 
+  static constexpr std::size_t MaxNestedBuilds = 1000;
+
   /// The part of GetReady that comes after the operands.
   HRESULT BuildOnce(SFSWContext const& iContext) const;
   static void ReportOperandsNotReady(HRESULT iCode);
@@ -36,6 +42,8 @@ protected:
   void SetDerivedDag(std::shared_ptr<SFDagNode> iDerivedDag) { _derivedDag = std::move(iDerivedDag); }
 
 private:
+  HRESULT BuildReady(SFSWContext const& iContext, std::shared_ptr<SFDagNode>& oDerivedDag) const;
+
   mutable std::shared_ptr<SFDagNode> _derivedDag;
 };
 

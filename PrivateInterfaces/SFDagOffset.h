@@ -21,6 +21,11 @@ public:
               ZULTolerance const* iTolerance = nullptr);
   ~SFDagOffset() override;
 
+  /// The first-order offset field of the operand, which is rewritten in place (see SFDagOffsetOperator). E_FAIL,
+  /// after lines, when there is none; E_FAIL without a line for sides that are neither 0 nor 1, and for a
+  /// two-sided offset under EGeometryCreationOneSided.
+  HRESULT BuildDerivedDAG(SFSWContext const& iContext, std::shared_ptr<SFDagNode>& oDerivedDag) const override;
+
   /// The distance.
   HRESULT GetConstant(double& oValue) const override;
   using SFDagFunctor::SetConstant;

@@ -32,6 +32,8 @@ public:
   /// As Find for one character. The last answer for blanks and brackets is remembered, so that asking again
   /// and again for one far away costs nothing.
   std::size_t FindCharacter(char iWhat, std::size_t iFrom) const;
+  /// Where the first "]" that a blank follows stands at or after `iFrom`; remembered likewise.
+  std::size_t FindListEnd(std::size_t iFrom) const;
 
   /// The text from `iStart` up to `iEnd`. Throws std::out_of_range when it starts beyond the end of the text.
   std::string SubExpression(std::size_t iStart, std::size_t iEnd) const;
@@ -53,7 +55,8 @@ private:
     std::size_t from = 1;
     std::size_t at = 0;
   };
-  mutable std::array<Found, 3> _found; ///< per character of FindCharacter's memory
+  std::size_t FindRemembered(std::size_t iSlot, std::string_view iWhat, std::size_t iFrom) const;
+  mutable std::array<Found, 4> _found; ///< per character of FindCharacter's memory, then FindListEnd's
 };
 
 /// A number inside brackets or after a token letter: a comma counts as the decimal point.

@@ -3,6 +3,7 @@
 #include "SFContextedObject.h"
 #include "SFDagEvaluatorItf.h"
 #include "SFEvaluationContext.h"
+#include "ZULMathBox.h"
 
 #include <vector>
 
@@ -68,7 +69,8 @@ public:
   HRESULT Evaluate(SFDagNode const& iNode, double* iPoints, int iCount, double* oValues, unsigned long iStride) const;
 
   /// Computes the value of a node at the position of `ioCtx` into the node's slot for it. A slot that is done
-  /// already stands, wherever the context has moved since: Reset the node between points. S_OK on success.
+  /// already stands, wherever the context has moved since: Reset the node between points. S_OK on success;
+  /// E_INVALIDARG for a context with a negative index.
   ///
   /// A node that is reached both inside and outside a transform keeps the value of the visit that came first.
   HRESULT ComputeScalar(SFEvaluationContext& ioCtx, SFDagNode const& iNode) const;
@@ -81,6 +83,15 @@ public:
   /// Evaluates a list of nodes from its end to its start, so that a list in which every node stands before its
   /// operands is evaluated one level at a time. E_FAIL for an empty list or one that holds a null.
   HRESULT ComputeScalar(SFEvaluationContext& ioCtx, std::vector<std::shared_ptr<SFDagNode>> iNodesToProcess) const;
+
+  /// Asks every resource of a graph (kinds POLY, UNRESOLVEDREF and RESOLVEDREF) to compute its values for a box,
+  /// once each, right operands before left. The wires and resources of guided and discrete transforms are not
+  /// operands and are not asked. A null node is an empty graph.
+  ///
+  /// E_NOTIMPL always, which tells nothing of the update: what the resources return is not looked at.
+  HRESULT UpdateResourceToDiscretizationAccuracyLevel(std::shared_ptr<SFDagNode> iNode, ZULMathBox const& iBox,
+                                                      ZULTolerance const& iTolerance,
+                                                      ZULGMSFDiscretizationAccuracyLevel iLevel) const;
 };
 
 } // namespace SF

@@ -27,7 +27,7 @@ public:
   HRESULT Export(SFDagNode const& iDagNode, std::string& oExpression, bool iTerminate, bool iExportFlag) const;
 
   /// Appends the text of a graph, with a blank before each token, and marks the slot of `iContext` as done on
-  /// every node written. The text may have grown when the call fails.
+  /// every node written. The text may have grown when the call fails. E_INVALIDARG for a negative index.
   HRESULT Export(SFExportContext iContext, SFDagNode const& iDagNode, std::string& ioExpression) const;
 
   /// Characters; a graph whose nodes are shared along many paths can stand for a text beyond any memory.

@@ -1,9 +1,7 @@
 # What every target of this project is compiled with.
-#
-# No contraction: a fused multiply-add rounds once where the source says twice, and results would then depend on
-# the machine that the compiler was asked to build for.
 
 option(SF_WARNINGS_AS_ERRORS "Fail the build on any warning" OFF)
+set(SF_SANITIZE "" CACHE STRING "Sanitizers to build with, as -fsanitize= takes them; empty for none")
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -13,7 +11,19 @@ if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
   set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
 endif()
 
-add_compile_options(-ffp-contract=off)
+# No contraction: a fused multiply-add rounds once where the source says twice, and results would then depend on
+# the machine that the compiler was asked to build for. Installed headers hold inline arithmetic, so that hosts are
+# handed the same option.
+set(SF_FLOATING_POINT_OPTIONS -ffp-contract=off)
+add_compile_options(${SF_FLOATING_POINT_OPTIONS})
+
+# The standard library's own checks, as for an index past the end of a vector, where speed does not count.
+add_compile_definitions($<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
+if(SF_SANITIZE)
+  add_compile_options(-fsanitize=${SF_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_compile_definitions(_GLIBCXX_ASSERTIONS)
+  add_link_options(-fsanitize=${SF_SANITIZE})
+endif()
 
 add_library(SF_warnings INTERFACE)
 target_compile_options(SF_warnings INTERFACE

@@ -45,6 +45,12 @@ SFCylindricalTransform::SFCylindricalTransform(std::array<double, ParameterCount
 
 SFCylindricalTransform::~SFCylindricalTransform() = default;
 
+std::shared_ptr<SFCylindricalTransform> SFCylindricalTransform::Copy() const
+{
+  GetFrame(); // from here on no thread writes the reference direction
+  return std::make_shared<SFCylindricalTransform>(_origin, _axis, _scale, _reference);
+}
+
 std::array<double, SFCylindricalTransform::ParameterCount> SFCylindricalTransform::GetParameters() const
 {
   return {_origin.x, _origin.y, _origin.z, _axis.x, _axis.y, _axis.z, _scale};

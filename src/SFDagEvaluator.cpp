@@ -1,5 +1,6 @@
 #include "SFDagEvaluator.h"
 
+#include "SFDagTraversal.h"
 #include "SFEvaluatorReports.h"
 #include "SFGridRenderer.h"
 #include "SFScalarEvaluation.h"
@@ -85,6 +86,75 @@ HRESULT SFDagEvaluator::ComputeScalar(SFEvaluationContext& ioCtx,
     }
   }
   return S_OK;
+}
+
+// ---- resources ------------------------------------------------------------------------------------------------
+
+namespace {
+
+bool IsUpdatedResource(SFNodeType iType)
+{
+  return iType == SFNodeType::POLY || iType == SFNodeType::UNRESOLVEDREF || iType == SFNodeType::RESOLVEDREF;
+}
+
+/// Lists the resources of a graph in the order in which a walk that takes right operands first meets them.
+class ResourceFinder
+{
+public:
+  struct Frame
+  {
+    explicit Frame(SFDagNode const& iNode) : node(&iNode) {}
+    SFDagNode const* node;
+    int nextOperand = 0;
+  };
+
+  std::vector<ResourceToSF*> Find(std::shared_ptr<SFDagNode> const& iRoot)
+  {
+    if (Meets(iRoot))
+      SFDagWalk<Frame>().Run(*this, *iRoot);
+    return std::move(_found);
+  }
+
+  HRESULT Step(Frame& ioFrame, SFDagNode const*& oNext)
+  {
+    while (ioFrame.nextOperand < 2) {
+      bool const right = ioFrame.nextOperand++ == 0;
+      auto const& operand = right ? ioFrame.node->GetRhs() : ioFrame.node->GetLhs();
+      if (Meets(operand)) {
+        oNext = operand.get();
+        break;
+      }
+    }
+    return S_OK;
+  }
+  HRESULT Unwind(Frame&, HRESULT iCode) { return iCode; }
+
+private:
+  /// Whether a node is there and new.
+  bool Meets(std::shared_ptr<SFDagNode> const& iNode)
+  {
+    if (iNode == nullptr || !_met.Insert(iNode.get()).second)
+      return false;
+    if (IsUpdatedResource(iNode->GetTypeTag()))
+      if (auto* const resource = dynamic_cast<ResourceToSF*>(iNode.get()))
+        _found.push_back(resource);
+    return true;
+  }
+
+  SFNodeIndex _met;
+  std::vector<ResourceToSF*> _found;
+};
+
+} // namespace
+
+HRESULT SFDagEvaluator::UpdateResourceToDiscretizationAccuracyLevel(std::shared_ptr<SFDagNode> iNode,
+                                                                    ZULMathBox const& iBox,
+                                                                    ZULTolerance const& iTolerance,
+                                                                    ZULGMSFDiscretizationAccuracyLevel iLevel) const
+{
+  for (ResourceToSF* const resource : ResourceFinder().Find(iNode))
+    resource->ComputeScalars(iBox, iTolerance, iLevel);
+  return E_NOTIMPL;
 }
 
 // ---- rendering ------------------------------------------------------------------------------------------------

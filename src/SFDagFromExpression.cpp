@@ -3,10 +3,13 @@
 #include "ExplicitToSF.h"
 #include "SFAffineTransform.h"
 #include "SFBlendNode.h"
+#include "SFBracketText.h"
 #include "SFConstant.h"
 #include "SFCylindricalTransform.h"
 #include "SFDagOffset.h"
+#include "SFDiscreteTransformNode.h"
 #include "SFExistingNodes.h"
+#include "SFGCGuidedTransform.h"
 #include "SFLexer.h"
 #include "SFOp.h"
 #include "SFOperatorTable.h"
@@ -40,7 +43,7 @@ struct OpenNode
 {
   Token token;
   int incomingRank = -1;
-  std::vector<double> numbers; ///< the bracketed list of a transform
+  SFDagNodePtr node; ///< a transform or an offset, which is made before its operand is read
   bool leftRead = false;
   SFDagNodePtr lhs;
   int lhsRank = -1;
@@ -61,13 +64,20 @@ public:
 private:
   SFDagNodePtr BuildLeaf(Token const& iToken);
   SFDagNodePtr BuildPoly(Token const& iToken);
-  SFDagNodePtr BuildReference(Token const& iToken);
+  std::shared_ptr<ResourceToSF> BuildReference(std::string const& iText);
   SFDagNodePtr BuildParameter(Token const& iToken);
   bool OpenNodeWithOperands(Token const& iToken);
   SFDagNodePtr Close(OpenNode& ioOpen, SFDagNodePtr iLast);
-  SFDagNodePtr BuildUnaryOpFromExpression(OpenNode const& iOpen, SFDagNodePtr iLhs);
+  SFDagNodePtr BuildUnaryOpFromExpression(OpenNode& ioOpen, SFDagNodePtr iLhs);
   SFDagNodePtr BuildBinaryOpFromExpression(OpenNode& ioOpen, SFDagNodePtr iRhs);
   HRESULT DeDuplicate(SFDagNodePtr& ioNode) { return _existingNodes.DeDuplicate(ioNode); }
+  SFDagNodePtr MakeAffineTransform(Token const& iToken);
+  SFDagNodePtr MakeCylindricalTransform(Token const& iToken);
+  SFDagNodePtr MakeDiscreteTransform(Token const& iToken);
+  SFDagNodePtr MakeGuidedTransform(Token const& iToken);
+  bool FillDiscreteTransform(SFDiscreteTransformNode& ioTransform, std::string const& iIds);
+  bool FillGuidedTransform(SFGCGuidedTransform& ioTransform, std::string const& iGroups);
+  bool Spend(Token const& iToken, std::size_t iEnd);
   std::optional<std::pair<std::size_t, std::size_t>> FindBrackets(Token const& iToken);
   std::optional<std::vector<double>> ReadBracketList(Token const& iToken);
 
@@ -135,7 +145,7 @@ SFDagNodePtr Builder::BuildLeaf(Token const& iToken)
     node = BuildPoly(iToken);
     break;
   case SFNodeType::UNRESOLVEDREF:
-    node = BuildReference(iToken);
+    node = BuildReference(_lexer.SubExpression(iToken.start, iToken.end));
     break;
   case SFNodeType::CONSTANT:
     node = std::make_shared<SFConstant>(iToken.value);
@@ -176,25 +186,28 @@ SFDagNodePtr Builder::BuildPoly(Token const& iToken)
   return resource;
 }
 
-SFDagNodePtr Builder::BuildReference(Token const& iToken)
+/// A resource of rank 0 for a reference text, resolved where the resolver can; null, after lines, for a text that
+/// no resource accepts.
+std::shared_ptr<ResourceToSF> Builder::BuildReference(std::string const& iText)
 {
-  std::string const text = _lexer.SubExpression(iToken.start, iToken.end);
   if (_resolver != nullptr)
-    if (std::shared_ptr<ResourceToSF> resource{_resolver->Resolve(text)}) {
-      HRESULT const hr = resource->SetExpressionId(text);
+    if (std::shared_ptr<ResourceToSF> resource{_resolver->Resolve(iText)}) {
+      HRESULT const hr = resource->SetExpressionId(iText);
       if (Failed(hr)) {
         Diagnostics::FailedCall("BuildFromExpression", hr);
         return nullptr;
       }
       resource->SetTypeTag(SFNodeType::RESOLVEDREF);
+      resource->SetRank(0);
       return resource;
     }
   auto placeholder = std::make_shared<ResourceToSF>(SFNodeType::UNRESOLVEDREF);
-  HRESULT const hr = placeholder->SetExpressionId(text);
+  HRESULT const hr = placeholder->SetExpressionId(iText);
   if (Failed(hr)) {
     Diagnostics::FailedCall("BuildFromExpression", hr);
     return nullptr;
   }
+  placeholder->SetRank(0);
   return placeholder;
 }
 
@@ -211,33 +224,111 @@ SFDagNodePtr Builder::BuildParameter(Token const& iToken)
   return std::make_shared<SFVariable>(_lexer.SubExpression(iToken.start + 1, open), value);
 }
 
+/// Takes the text from the letter of a token up to `iEnd` from the budget; false when it is not there.
+bool Builder::Spend(Token const& iToken, std::size_t iEnd)
+{
+  if (iEnd == std::string::npos || iEnd - iToken.start > _payloadBudget)
+    return false;
+  _payloadBudget -= iEnd - iToken.start;
+  return true;
+}
+
 /// The "[" after a token letter and the "]" after that letter, in this order and within the budget.
 std::optional<std::pair<std::size_t, std::size_t>> Builder::FindBrackets(Token const& iToken)
 {
   std::size_t const open = _lexer.FindCharacter('[', iToken.start);
   std::size_t const close = _lexer.FindCharacter(']', iToken.start);
-  if (open == std::string::npos || close == std::string::npos || close < open || close - iToken.start > _payloadBudget)
+  if (open == std::string::npos || close < open || !Spend(iToken, close))
     return std::nullopt;
-  _payloadBudget -= close - iToken.start;
   return std::pair{open, close};
 }
 
-/// The numbers between the brackets of a transform; a number that cannot be read is 0.
+/// The numbers between the brackets of a transform.
 std::optional<std::vector<double>> Builder::ReadBracketList(Token const& iToken)
 {
   auto const brackets = FindBrackets(iToken);
   if (!brackets)
     return std::nullopt;
-  std::string const list = _lexer.SubExpression(brackets->first + 1, brackets->second);
-  std::vector<double> numbers;
-  for (std::size_t from = 0; from <= list.size();) {
-    std::size_t const separator = std::min(list.find(';', from), list.size());
-    double number = 0.0;
-    ReadTokenNumber(std::string_view(list).substr(from, separator - from), number);
-    numbers.push_back(number);
-    from = separator + 1;
+  return ReadNumberList(_lexer.SubExpression(brackets->first + 1, brackets->second));
+}
+
+// ---- transforms -----------------------------------------------------------------------------------------------
+
+SFDagNodePtr Builder::MakeAffineTransform(Token const& iToken)
+{
+  auto const numbers = ReadBracketList(iToken);
+  if (!numbers || (numbers->size() != 12 && numbers->size() != 16))
+    return nullptr;
+  return std::make_shared<SFAffineTransform>(ZULMathTransformation(numbers->data(), static_cast<int>(numbers->size())));
+}
+
+SFDagNodePtr Builder::MakeCylindricalTransform(Token const& iToken)
+{
+  auto const numbers = ReadBracketList(iToken);
+  std::array<double, SFCylindricalTransform::ParameterCount> parameters{};
+  if (!numbers || numbers->size() != parameters.size()) {
+    ReportFailure("BuildFromExpression, could not create SFCylindricalTransform.");
+    return nullptr;
   }
-  return numbers;
+  std::copy(numbers->begin(), numbers->end(), parameters.begin());
+  return std::make_shared<SFCylindricalTransform>(parameters);
+}
+
+SFDagNodePtr Builder::MakeDiscreteTransform(Token const& iToken)
+{
+  _rank = 0;
+  auto const brackets = FindBrackets(iToken);
+  std::string const ids = brackets ? _lexer.SubExpression(brackets->first + 1, brackets->second) : std::string();
+  // Also what a list without its brackets fails with: no separator lies before a bracket that is not there.
+  if (ids.find(';') == std::string::npos) {
+    Diagnostics::NotSatisfied("BuildFromExpression", "comaAt < leftAccAt");
+    return nullptr;
+  }
+  auto transform = std::make_shared<SFDiscreteTransformNode>();
+  return FillDiscreteTransform(*transform, ids) ? transform : nullptr;
+}
+
+bool Builder::FillDiscreteTransform(SFDiscreteTransformNode& ioTransform, std::string const& iIds)
+{
+  std::size_t const separator = iIds.find(';');
+  for (std::string const& id : {iIds.substr(0, separator), iIds.substr(separator + 1)}) {
+    auto resource = BuildReference(id);
+    if (resource == nullptr)
+      return false;
+    ioTransform.SetResource(std::move(resource));
+  }
+  return true;
+}
+
+SFDagNodePtr Builder::MakeGuidedTransform(Token const& iToken)
+{
+  std::size_t const open = _lexer.FindCharacter('[', iToken.start);
+  std::size_t const close = _lexer.FindListEnd(iToken.start);
+  if (open == std::string::npos || close < open || !Spend(iToken, close)) {
+    ReportFailure("BuildFromExpression, could not create SFGCGuidedTransform.");
+    return nullptr;
+  }
+  auto transform = std::make_shared<SFGCGuidedTransform>();
+  return FillGuidedTransform(*transform, _lexer.SubExpression(open + 1, close)) ? transform : nullptr;
+}
+
+bool Builder::FillGuidedTransform(SFGCGuidedTransform& ioTransform, std::string const& iGroups)
+{
+  std::vector<std::vector<std::string_view>> groups;
+  if (!ReadIdGroups(iGroups, groups)) {
+    Diagnostics::NotSatisfied("BuildFromExpression", "righAccAt < comaAt");
+    return false;
+  }
+  for (auto const& ids : groups) {
+    ioTransform.AddCrossSection();
+    for (std::string_view const id : ids) {
+      auto wire = BuildReference(std::string(id));
+      if (wire == nullptr)
+        return false;
+      ioTransform.AddWireToCrossSection(ioTransform.GetCrossSectionCount() - 1, std::move(wire));
+    }
+  }
+  return true;
 }
 
 // ---- nodes with operands --------------------------------------------------------------------------------------
@@ -249,26 +340,18 @@ bool Builder::OpenNodeWithOperands(Token const& iToken)
   open.token = iToken;
   open.incomingRank = _rank;
   switch (iToken.type) {
-  case SFNodeType::AFFINETRANSFORM: {
-    auto numbers = ReadBracketList(iToken);
-    if (!numbers || (numbers->size() != 12 && numbers->size() != 16))
-      return false;
-    open.numbers = std::move(*numbers);
+  case SFNodeType::AFFINETRANSFORM:
+    open.node = MakeAffineTransform(iToken);
     break;
-  }
-  case SFNodeType::CYLINDRICALTRANSFORM: {
-    auto numbers = ReadBracketList(iToken);
-    if (!numbers || numbers->size() != SFCylindricalTransform::ParameterCount) {
-      ReportFailure("BuildFromExpression, could not create SFCylindricalTransform.");
-      return false;
-    }
-    open.numbers = std::move(*numbers);
+  case SFNodeType::CYLINDRICALTRANSFORM:
+    open.node = MakeCylindricalTransform(iToken);
     break;
-  }
   case SFNodeType::DISCRETETRANFORM:
+    open.node = MakeDiscreteTransform(iToken);
+    break;
   case SFNodeType::GCGUIDEDTRANSFORM:
-    ReportFailure("BuildFromExpression, could not create SFGCGuidedTransform.");
-    return false;
+    open.node = MakeGuidedTransform(iToken);
+    break;
   case SFNodeType::BLEND:
   case SFNodeType::OFFSET:
     // A number that cannot be read leaves the lexer on the letter: the node would be its own operand for ever.
@@ -276,10 +359,14 @@ bool Builder::OpenNodeWithOperands(Token const& iToken)
       Close(open, nullptr);
       return false;
     }
+    if (iToken.type == SFNodeType::OFFSET)
+      open.node = std::make_shared<SFDagOffset>(nullptr, iToken.value);
     break;
   default:
     break;
   }
+  if (FamilyOf(iToken.type) == SFNodeFamily::Transform && open.node == nullptr)
+    return false;
   _openNodes.push_back(std::move(open));
   return true;
 }
@@ -303,32 +390,13 @@ SFDagNodePtr Builder::Close(OpenNode& ioOpen, SFDagNodePtr iLast)
   return unary;
 }
 
-/// The node that a token with one operand makes, without operand and rank.
-SFDagNodePtr MakeUnary(OpenNode const& iOpen)
-{
-  switch (iOpen.token.type) {
-  case SFNodeType::AFFINETRANSFORM:
-    return std::make_shared<SFAffineTransform>(
-        ZULMathTransformation(iOpen.numbers.data(), static_cast<int>(iOpen.numbers.size())));
-  case SFNodeType::CYLINDRICALTRANSFORM: {
-    std::array<double, SFCylindricalTransform::ParameterCount> parameters{};
-    std::copy(iOpen.numbers.begin(), iOpen.numbers.end(), parameters.begin());
-    return std::make_shared<SFCylindricalTransform>(parameters);
-  }
-  case SFNodeType::OFFSET:
-    return std::make_shared<SFDagOffset>(nullptr, iOpen.token.value);
-  default:
-    return std::make_shared<SFOp>(iOpen.token.type);
-  }
-}
-
-SFDagNodePtr Builder::BuildUnaryOpFromExpression(OpenNode const& iOpen, SFDagNodePtr iLhs)
+SFDagNodePtr Builder::BuildUnaryOpFromExpression(OpenNode& ioOpen, SFDagNodePtr iLhs)
 {
   if (iLhs == nullptr) {
     ReportFailure("BuildUnaryOpFromExpression, could not create lhs.");
     return nullptr;
   }
-  SFDagNodePtr node = MakeUnary(iOpen);
+  SFDagNodePtr node = ioOpen.node != nullptr ? std::move(ioOpen.node) : std::make_shared<SFOp>(ioOpen.token.type);
   DeDuplicate(iLhs);
   node->SetLhs(std::move(iLhs));
   node->SetRank(_rank++);

@@ -64,9 +64,12 @@ SFExecutionInfo* SFDagNode::GetExecutionInfo(_GUID) { return nullptr; }
 
 SFDagNode& SFDagNode::operator=(SFDagNode const& iOther)
 {
+  // The old operands are let go last: the other node may be one of them, or below one.
+  auto lhs = iOther.m_Lhs;
+  auto rhs = iOther.m_Rhs;
+  lhs.swap(m_Lhs);
+  rhs.swap(m_Rhs);
   m_Rank = iOther.m_Rank;
-  m_Lhs = iOther.m_Lhs;
-  m_Rhs = iOther.m_Rhs;
   m_Type = iOther.m_Type;
   double value = 0.0;
   if (Succeeded(iOther.GetConstant(value)))
@@ -191,8 +194,10 @@ std::size_t SFDagNode::RawPtrHashFct::operator()(SFDagNode const* iNode) const
 
 void SFDagNode::ReserveEvaluationContexts(SFEvaluationContext const& iContext) const
 {
-  auto const needed = static_cast<std::size_t>(iContext.GetIndex() + 1);
-  if (iContext.GetIndex() >= 0 && m_ContextInfos.size() < needed)
+  if (iContext.GetIndex() < 0)
+    return;
+  std::size_t const needed = static_cast<std::size_t>(iContext.GetIndex()) + 1;
+  if (m_ContextInfos.size() < needed)
     m_ContextInfos.resize(needed);
 }
 

@@ -1,5 +1,7 @@
 #include "SFDagOffset.h"
 
+#include "SFDagOffsetOperator.h"
+
 namespace SF {
 
 SFDagOffset::SFDagOffset(std::shared_ptr<SFDagNode> iField, double iDistance, std::int32_t iSides,
@@ -9,6 +11,31 @@ SFDagOffset::SFDagOffset(std::shared_ptr<SFDagNode> iField, double iDistance, st
   SetLhs(std::move(iField));
 }
 SFDagOffset::~SFDagOffset() = default;
+
+HRESULT SFDagOffset::BuildDerivedDAG(SFSWContext const& iContext, std::shared_ptr<SFDagNode>& oDerivedDag) const
+{
+  constexpr int order = 1;
+  ZULTolerance const tolerance = _tolerance != nullptr ? *_tolerance : ZULGetDefaultTolerance();
+  SFDagOffsetOperator const offsetOperator(iContext);
+  switch (_sides) {
+  case EOneSided:
+    oDerivedDag = offsetOperator.BuildOneSidedOffsetTree(GetLhs(), _distance, tolerance, order);
+    break;
+  case ETwoSided:
+    if (iContext.GetGeometryOptions().GetCreationMode() == SFGeometryCreationMode::EGeometryCreationOneSided)
+      return E_FAIL;
+    oDerivedDag = offsetOperator.BuildTwoSidedOffsetTree(GetLhs(), _distance, tolerance, order);
+    break;
+  default:
+    return E_FAIL;
+  }
+  if (oDerivedDag == nullptr) {
+    Diagnostics::Problem("BuildDerivedDAG", "SF::SFDagOffsetOperator couldn't build tree.");
+    Diagnostics::NullPointer("BuildDerivedDAG", "oDerivedDag.get()");
+    return E_FAIL;
+  }
+  return S_OK;
+}
 
 HRESULT SFDagOffset::GetConstant(double& oValue) const
 {

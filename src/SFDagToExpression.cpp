@@ -4,6 +4,8 @@
 #include "SFBlendNode.h"
 #include "SFCylindricalTransform.h"
 #include "SFDagTraversal.h"
+#include "SFDiscreteTransformNode.h"
+#include "SFGCGuidedTransform.h"
 #include "SFOperatorTable.h"
 
 #include <span>
@@ -26,19 +28,63 @@ HRESULT AppendNumbers(std::span<double const> iNumbers, std::string& ioText)
   return S_OK;
 }
 
-HRESULT AppendList(char iToken, std::span<double const> iNumbers, std::string& ioText)
-{
-  ioText.append(1, iToken).append(1, '[');
-  HRESULT const hr = AppendNumbers(iNumbers, ioText);
-  ioText += ']';
-  return hr;
-}
-
 HRESULT AppendConstant(SFDagNode const& iNode, std::string& ioText)
 {
   double value = 0.0;
   HRESULT const hr = iNode.GetConstant(value);
   return Failed(hr) ? hr : AppendNumbers({&value, 1}, ioText);
+}
+
+HRESULT AppendGroups(SFGCGuidedTransform const& iTransform, std::string& ioText)
+{
+  for (std::size_t section = 0; section < iTransform.GetCrossSectionCount(); ++section) {
+    ioText += '[';
+    for (std::size_t i = 0; i < iTransform.GetWireCount(section); ++i) {
+      auto const wire = iTransform.GetWire(section, i);
+      if (wire == nullptr)
+        return E_FAIL;
+      ioText.append(i > 0 ? ";" : "").append(wire->GetExpressionId());
+    }
+    ioText += ']';
+  }
+  return S_OK;
+}
+
+/// The token of a transform, which ends at the closing bracket of its list. A discrete transform is complete.
+HRESULT TransformTokenOf(SFDagNode const& iNode, std::string& oToken)
+{
+  oToken.append(1, OperatorRow(iNode.GetTypeTag()).token).append(1, '[');
+  HRESULT hr = E_FAIL; // for a node that only claims to be of its kind
+  switch (iNode.GetTypeTag()) {
+  case SFNodeType::AFFINETRANSFORM:
+    if (auto const* const affine = NodeAs<SFAffineTransform>(iNode))
+      hr = AppendNumbers(affine->GetParameters(), oToken);
+    break;
+  case SFNodeType::CYLINDRICALTRANSFORM:
+    if (auto const* const cylinder = NodeAs<SFCylindricalTransform>(iNode))
+      hr = AppendNumbers(cylinder->GetParameters(), oToken);
+    break;
+  case SFNodeType::GCGUIDEDTRANSFORM:
+    if (auto const* const guided = NodeAs<SFGCGuidedTransform>(iNode))
+      hr = AppendGroups(*guided, oToken);
+    break;
+  default:
+    if (auto const* const discrete = NodeAs<SFDiscreteTransformNode>(iNode)) {
+      oToken.append(discrete->GetFirstResource()->GetExpressionId());
+      oToken.append(1, ';').append(discrete->GetSecondResource()->GetExpressionId());
+      hr = S_OK;
+    }
+  }
+  oToken += ']';
+  return hr;
+}
+
+bool IsIncomplete(SFDagNode const& iNode)
+{
+  if (iNode.GetTypeTag() != SFNodeType::DISCRETETRANFORM)
+    return false;
+  auto const* const discrete = NodeAs<SFDiscreteTransformNode>(iNode);
+  return discrete != nullptr && !discrete->IsComplete();
 }
 
 /// The token of a node, payload included; nothing for a kind without a token.
@@ -66,22 +112,16 @@ HRESULT TokenOf(SFDagNode const& iNode, std::string& oToken)
     return hr;
   }
   case SFNodeType::AFFINETRANSFORM:
-    if (auto const* const transform = NodeAs<SFAffineTransform>(iNode))
-      return AppendList(letter, transform->GetParameters(), oToken);
-    return E_FAIL;
   case SFNodeType::CYLINDRICALTRANSFORM:
-    if (auto const* const transform = NodeAs<SFCylindricalTransform>(iNode))
-      return AppendList(letter, transform->GetParameters(), oToken);
-    return E_FAIL;
+  case SFNodeType::DISCRETETRANFORM:
+  case SFNodeType::GCGUIDEDTRANSFORM:
+    return TransformTokenOf(iNode, oToken);
   case SFNodeType::BLEND:
     if (auto const* const blend = NodeAs<SFBlendNode>(iNode)) {
       double const parameter = blend->GetBlendParameter();
       oToken = letter;
       return AppendNumbers({&parameter, 1}, oToken);
     }
-    return E_FAIL;
-  case SFNodeType::DISCRETETRANFORM:
-  case SFNodeType::GCGUIDEDTRANSFORM:
     return E_FAIL;
   default:
     if (letter != 0)
@@ -153,6 +193,10 @@ private:
                                           "SFSemanticSupportStatus::ESupported");
       return E_FAIL;
     }
+    if (IsIncomplete(iNode)) {
+      Diagnostics::Problem("Export", "We can't export an incomplete DiscreteTransform node.");
+      return E_FAIL;
+    }
     HRESULT hr = TokenOf(iNode, _token);
     if (Succeeded(hr) && _text.size() + _token.size() + 1 > SFDagToExpression::MaxLength)
       hr = E_FAIL;
@@ -177,6 +221,8 @@ SFDagToExpression::~SFDagToExpression() = default;
 
 HRESULT SFDagToExpression::Export(SFExportContext iContext, SFDagNode const& iDagNode, std::string& ioExpression) const
 {
+  if (iContext.GetIndex() < 0) // names no slot
+    return E_INVALIDARG;
   Writer writer(GetContext(), iContext, ioExpression);
   return SFDagWalk<Frame>().Run(writer, iDagNode);
 }

@@ -7,6 +7,8 @@
 #include "SFConstant.h"
 #include "SFCylindricalTransform.h"
 #include "SFDagOffset.h"
+#include "SFDiscreteTransformNode.h"
+#include "SFGCGuidedTransform.h"
 #include "SFOp.h"
 #include "SFVariable.h"
 #include "TetMeshToSF.h"
@@ -20,8 +22,8 @@ SFNodeClass ClassOf(SFDagNode const& iNode)
   auto const& type = typeid(iNode);
   if (type == typeid(SFOp) || type == typeid(SFConstant) || type == typeid(SFVariable) ||
       type == typeid(SFAffineTransform) || type == typeid(SFCylindricalTransform) || type == typeid(SFBlendNode) ||
-      type == typeid(ResourceToSF) || type == typeid(ResourceGradientToSF) || type == typeid(ExplicitToSF) ||
-      type == typeid(TetMeshToSF))
+      type == typeid(SFGCGuidedTransform) || type == typeid(SFDiscreteTransformNode) || type == typeid(ResourceToSF) ||
+      type == typeid(ResourceGradientToSF) || type == typeid(ExplicitToSF) || type == typeid(TetMeshToSF))
     return SFNodeClass::Plain;
   return type == typeid(SFDagOffset) ? SFNodeClass::Functor : SFNodeClass::Foreign;
 }

@@ -53,15 +53,23 @@ void SFLexer::MoveTo(std::size_t iPosition, std::size_t& oPosition)
 
 std::size_t SFLexer::Find(std::string const& iWhat, std::size_t iFrom) const { return _text.find(iWhat, iFrom); }
 
-std::size_t SFLexer::FindCharacter(char iWhat, std::size_t iFrom) const
+std::size_t SFLexer::FindRemembered(std::size_t iSlot, std::string_view iWhat, std::size_t iFrom) const
 {
-  auto const slot = RememberedCharacters.find(iWhat);
-  if (slot == std::string_view::npos)
-    return _text.find(iWhat, iFrom);
-  Found& found = _found[slot];
+  Found& found = _found[iSlot];
   if (iFrom < found.from || iFrom > found.at)
     found = {iFrom, _text.find(iWhat, iFrom)};
   return found.at;
+}
+
+std::size_t SFLexer::FindCharacter(char iWhat, std::size_t iFrom) const
+{
+  auto const slot = RememberedCharacters.find(iWhat);
+  return slot == std::string_view::npos ? _text.find(iWhat, iFrom) : FindRemembered(slot, {&iWhat, 1}, iFrom);
+}
+
+std::size_t SFLexer::FindListEnd(std::size_t iFrom) const
+{
+  return FindRemembered(RememberedCharacters.size(), "] ", iFrom);
 }
 
 std::string SFLexer::SubExpression(std::size_t iStart, std::size_t iEnd) const

@@ -53,6 +53,8 @@ void ReportOperandEvaluation(SFOperand iOperand, HRESULT iCode)
 
 HRESULT SFScalarEvaluation::Compute(SFEvaluationContext const& iContext, SFDagNode const& iNode)
 {
+  if (iContext.GetIndex() < 0) // names no slot
+    return E_INVALIDARG;
   _context = &iContext;
   _positions.assign(1, iContext.GetPosition());
   return _walk.Run(*this, iNode);

@@ -1,9 +1,16 @@
 #pragma once
 
+#include "SFConstant.h"
+#include "SFDagEvaluator.h"
 #include "SFDagFromExpression.h"
 #include "SFDagNode.h"
 #include "SFDagToExpression.h"
+#include "SFOp.h"
 
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
 #include <iostream>
 #include <memory>
 #include <regex>
@@ -12,6 +19,9 @@
 #include <vector>
 
 namespace SFTest {
+
+using LineList = std::vector<std::string>;
+using NodePtr = std::shared_ptr<SF::SFDagNode>;
 
 /// Takes what the library writes to std::cout while it lives.
 class Captured
@@ -22,10 +32,12 @@ public:
   Captured& operator=(Captured const&) = delete;
   ~Captured() { std::cout.rdbuf(_before); }
 
+  std::string Text() const { return _buffer.str(); }
+
   /// The lines so far, with every source line number replaced by "N".
-  std::vector<std::string> Lines() const
+  LineList Lines() const
   {
-    std::vector<std::string> lines;
+    LineList lines;
     std::istringstream stream(_buffer.str());
     for (std::string line; std::getline(stream, line);)
       lines.push_back(std::regex_replace(line, std::regex(R"((\.(?:cpp|h)):\d+ )"), "$1:N "));
@@ -37,7 +49,26 @@ private:
   std::streambuf* _before;
 };
 
-inline std::shared_ptr<SF::SFDagNode> Build(std::string const& iText, SF::SFResourceResolver* iResolver = nullptr)
+/// What an action writes.
+template <class Action>
+LineList LinesOf(Action iAction)
+{
+  Captured const captured;
+  iAction();
+  return captured.Lines();
+}
+
+/// "Error in <method> at <path>:N  failed with hr: <code>", E_FAIL unless said otherwise.
+inline std::string FailedCall(std::string const& iMethod, std::string const& iPath, HRESULT iCode = E_FAIL)
+{
+  return "Error in " + iMethod + " at " + iPath + ":N  failed with hr: " + std::to_string(iCode);
+}
+inline std::string FailedWith(std::string const& iText, HRESULT iCode = E_FAIL)
+{
+  return iText + " failed with hr: " + std::to_string(iCode);
+}
+
+inline NodePtr Build(std::string const& iText, SF::SFResourceResolver* iResolver = nullptr)
 {
   return SF::SFDagFromExpression::BuildFromExpression(iText, iResolver);
 }
@@ -53,6 +84,37 @@ inline std::string TextOf(SF::SFDagNode const& iNode)
 {
   std::string text;
   return Succeeded(SF::SFDagToExpression(Level2()).Export(iNode, text, true, false)) ? text : "<failed>";
+}
+
+/// `iCount` times a text.
+inline std::string Repeated(std::string const& iText, std::size_t iCount)
+{
+  std::string all;
+  for (std::size_t i = 0; i < iCount; ++i)
+    all += iText;
+  return all;
+}
+
+inline NodePtr Constant(double iValue) { return std::make_shared<SF::SFConstant>(iValue); }
+inline NodePtr Op(SF::SFNodeType iType, NodePtr iLhs = nullptr, NodePtr iRhs = nullptr)
+{
+  return std::make_shared<SF::SFOp>(iType, std::move(iLhs), std::move(iRhs));
+}
+
+/// The value of a graph at a point, evaluated anew.
+inline double ValueAt(SF::SFDagNode const& iNode, ZULMathPoint const& iPoint)
+{
+  iNode.ResetEvaluationCache();
+  SF::SFEvaluationContext context(0);
+  context.SetAtPosition(iPoint);
+  EXPECT_EQ(SF::SFDagEvaluator(Level2()).ComputeScalar(context, iNode), S_OK);
+  return iNode.GetContextCount() == 0 ? NAN : iNode.GetContextInfos(0).value;
+}
+
+/// The same double: the same bits, or NaN and NaN.
+inline bool Same(double iA, double iB)
+{
+  return std::isnan(iA) ? std::isnan(iB) : std::bit_cast<std::uint64_t>(iA) == std::bit_cast<std::uint64_t>(iB);
 }
 
 } // namespace SFTest

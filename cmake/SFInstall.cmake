@@ -1,0 +1,34 @@
+# Installation: the library, every header flat under include/SF, the package files of find_package(SF CONFIG) and of
+# pkg-config. All paths are relative to the place of the files themselves, so that the tree may be moved as a whole.
+
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+set(SF_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/SF")
+set(SF_PKGCONFIG_DIR "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+
+install(TARGETS SF EXPORT SFTargets)
+target_include_directories(SF INTERFACE "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/SF>")
+target_compile_options(SF INTERFACE "$<INSTALL_INTERFACE:${SF_FLOATING_POINT_OPTIONS}>")
+foreach(dir IN LISTS SF_HEADER_DIRS)
+  install(DIRECTORY "${PROJECT_SOURCE_DIR}/${dir}/" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/SF"
+          FILES_MATCHING PATTERN "*.h")
+endforeach()
+
+install(EXPORT SFTargets NAMESPACE SF:: DESTINATION "${SF_CMAKE_DIR}")
+configure_package_config_file("${CMAKE_CURRENT_LIST_DIR}/SFConfig.cmake.in" "${PROJECT_BINARY_DIR}/SFConfig.cmake"
+  INSTALL_DESTINATION "${SF_CMAKE_DIR}" NO_SET_AND_CHECK_MACRO)
+# Before version 1 a new minor version may change the interface.
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/SFConfigVersion.cmake" COMPATIBILITY SameMinorVersion)
+install(FILES "${PROJECT_BINARY_DIR}/SFConfig.cmake" "${PROJECT_BINARY_DIR}/SFConfigVersion.cmake"
+        DESTINATION "${SF_CMAKE_DIR}")
+
+file(RELATIVE_PATH SF_PKGCONFIG_TO_PREFIX "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
+string(REGEX REPLACE "/$" "" SF_PKGCONFIG_TO_PREFIX "${SF_PKGCONFIG_TO_PREFIX}")
+list(JOIN SF_FLOATING_POINT_OPTIONS " " SF_PKGCONFIG_CFLAGS)
+configure_file("${CMAKE_CURRENT_LIST_DIR}/SF.pc.in" "${PROJECT_BINARY_DIR}/SF.pc" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/SF.pc" DESTINATION "${SF_PKGCONFIG_DIR}")
+
+# Programs installed beside the library find it wherever both are moved to.
+file(RELATIVE_PATH SF_BIN_TO_LIB "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}")
+set(CMAKE_INSTALL_RPATH "$ORIGIN/${SF_BIN_TO_LIB}")

@@ -1,0 +1,61 @@
+#pragma once
+
+#include "Numbers.h"
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+namespace SFHost {
+
+/// What the help says of one option.
+struct Option
+{
+  std::string names;  ///< "-o,--output"; a name without a dash is a positional argument
+  std::string values; ///< placeholders of its values, "NX NY NZ"
+  std::string help;
+  bool required = false;
+};
+
+enum class NumberRange
+{
+  Finite,
+  Positive ///< finite and above 0
+};
+
+struct WholeRange
+{
+  std::uint32_t least = 0;
+  std::uint32_t most = UINT32_MAX;
+};
+
+/// Declares the options of one verb. The targets are written when the command line is read and must live until
+/// then; what is optional and not given stays as it is. Bad values end the reading as usage errors.
+class Arguments
+{
+public:
+  explicit Arguments(CLI::App& ioVerb) : _verb(ioVerb) {}
+
+  void Text(Option const& iOption, std::optional<std::string>& oText);
+  void Text(Option const& iOption, std::string& oText);
+  /// As many numbers as the span has places.
+  void Numbers(Option const& iOption, std::span<double> oNumbers, NumberRange iRange);
+  void Number(Option const& iOption, std::optional<double>& oNumber, NumberRange iRange);
+  void WholeNumbers(Option const& iOption, std::span<std::uint32_t> oNumbers, WholeRange iRange);
+  void WholeNumber(Option const& iOption, std::optional<std::uint32_t>& oNumber, WholeRange iRange);
+  /// An option that may be given many times, each time with one point; infinities and NaN are allowed.
+  void Points(Option const& iOption, std::vector<Point>& oPoints);
+  /// The examples that end the verb's help.
+  void Examples(std::string const& iLines);
+
+private:
+  CLI::App& _verb;
+};
+
+} // namespace SFHost

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "ZULResultCodes.h"
+
+#include <stdexcept>
+#include <string>
+
+namespace SFHost {
+
+/// Why the tool cannot do what it was asked: the line that the user reads, without the tool's name. Exit status 1.
+class Failure : public std::runtime_error
+{
+public:
+  using std::runtime_error::runtime_error;
+  /// "<subject>: <what is wrong>"; an empty subject is shown as ''.
+  Failure(std::string const& iSubject, std::string const& iWrong);
+};
+
+/// The command line itself is wrong. Exit status 2.
+class UsageError : public std::runtime_error
+{
+public:
+  using std::runtime_error::runtime_error;
+};
+
+/// A failure of a system call on a file, in the system's words.
+Failure SystemFailure(std::string const& iFile, int iErrorNumber);
+
+/// Throws the failure of a library operation, named by what it could not do, when the code is one.
+void Require(HRESULT iCode, std::string const& iSubject, std::string const& iWrong);
+
+/// A piece of input as it may be shown in a message: in quotes, cut when long.
+std::string Quoted(std::string const& iText);
+
+/// The text as one line that a terminal shows harmlessly: control characters become "?".
+std::string OneLine(std::string iText);
+
+} // namespace SFHost

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+
+namespace SFHost {
+
+/// The name by which messages call an input: "-" is the standard input.
+std::string InputName(std::string const& iPath);
+
+/// The bytes of a file, or of the standard input for "-". Throws a Failure that names the file when it cannot be
+/// read or holds more than `MaxInput` bytes, which also ends the reading of endless devices.
+std::string ReadInput(std::string const& iPath);
+
+constexpr std::size_t MaxInput = std::size_t{256} << 20;
+
+} // namespace SFHost

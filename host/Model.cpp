@@ -1,0 +1,56 @@
+#include "Model.h"
+
+#include "Failure.h"
+#include "Input.h"
+#include "SFDagFromExpression.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace SFHost {
+namespace {
+
+/// A number token ends at a blank and nothing else.
+void LayOutOnOneLine(std::string& ioText)
+{
+  std::replace_if(
+      ioText.begin(), ioText.end(), [](char iCharacter) { return iCharacter >= '\t' && iCharacter <= '\r'; }, ' ');
+}
+
+std::shared_ptr<SF::SFDagNode> Build(std::string const& iText, std::string const& iName)
+{
+  std::shared_ptr<SF::SFDagNode> root;
+  try {
+    root = SF::SFDagFromExpression::BuildFromExpression(iText, nullptr);
+  } catch (std::out_of_range const&) {
+    throw Failure(iName, "not a readable expression, a token is cut short");
+  }
+  if (root == nullptr)
+    throw Failure(iName, iText.empty() ? "empty" : "not a readable expression");
+  if (root->GetTypeTag() == SF::SFNodeType::END)
+    throw Failure(iName, "holds no expression");
+  return root;
+}
+
+} // namespace
+
+void ModelOptions::AddTo(Arguments& ioArguments)
+{
+  ioArguments.Text({.names = "MODEL", .values = "", .help = "File with the expression text; - is the standard input"},
+                   file);
+  ioArguments.Text({.names = "-x,--expression", .values = "EXPR", .help = "The expression text itself"}, expression);
+  ioArguments.WholeNumbers({.names = "--level", .values = "1|2", .help = "Semantic level (2)"}, std::span(&level, 1),
+                           {.least = 1, .most = 2});
+}
+
+Model LoadModel(ModelOptions const& iOptions)
+{
+  if (iOptions.file.has_value() == iOptions.expression.has_value())
+    throw UsageError(iOptions.file ? "give either MODEL or -x, not both" : "give a MODEL or -x EXPR");
+  std::string const name = iOptions.file ? InputName(*iOptions.file) : "-x";
+  std::string text = iOptions.file ? ReadInput(*iOptions.file) : *iOptions.expression;
+  LayOutOnOneLine(text);
+  return {name, SF::SFSWContext(static_cast<SF::SFSemanticLevel>(iOptions.level)), Build(text, name)};
+}
+
+} // namespace SFHost

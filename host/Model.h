@@ -1,0 +1,35 @@
+#pragma once
+
+#include "Arguments.h"
+#include "SFDagNode.h"
+#include "SFSWContext.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace SFHost {
+
+/// The options that say which field a verb works on.
+struct ModelOptions
+{
+  void AddTo(Arguments& ioArguments);
+
+  std::optional<std::string> file;
+  std::optional<std::string> expression;
+  std::uint32_t level = 2;
+};
+
+/// A field and the semantic level that it is used under.
+struct Model
+{
+  std::string name; ///< for messages
+  SF::SFSWContext context;
+  std::shared_ptr<SF::SFDagNode> root;
+};
+
+/// Reads the model. White space of any kind counts as a blank, so that a text may be laid out on many lines.
+/// Throws a UsageError when not exactly one source is given, and a Failure for a text that cannot be read.
+Model LoadModel(ModelOptions const& iOptions);
+
+} // namespace SFHost

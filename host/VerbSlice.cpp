@@ -1,0 +1,111 @@
+#include "Failure.h"
+#include "Grid.h"
+#include "Output.h"
+#include "OutputFormat.h"
+#include "Picture.h"
+#include "Verbs.h"
+
+#include <algorithm>
+#include <unordered_set>
+
+namespace SFHost {
+namespace {
+
+constexpr std::string_view Formats[] = {"png"};
+constexpr std::uint32_t LongerSide = 512;       ///< pixels that a picture has at least, unless the scale is given
+constexpr std::uint32_t MostPixels = 1'000'000; ///< along a side; the PNG library writes no more
+
+struct SliceOptions
+{
+  ModelOptions model;
+  GridOptions grid;
+  std::optional<std::uint32_t> z;
+  std::optional<std::uint32_t> scale;
+  std::optional<double> spacing;
+  std::string path;
+};
+
+/// Whether values depend on the extent of their grid, as those of a cylindrical transform do.
+bool DependsOnGrid(SF::SFDagNode const& iRoot)
+{
+  std::vector<SF::SFDagNode const*> open{&iRoot};
+  std::unordered_set<SF::SFDagNode const*> seen;
+  while (!open.empty()) {
+    SF::SFDagNode const* const node = open.back();
+    open.pop_back();
+    if (node == nullptr || !seen.insert(node).second)
+      continue;
+    if (node->GetTypeTag() == SF::SFNodeType::CYLINDRICALTRANSFORM)
+      return true;
+    open.push_back(node->GetLhs().get());
+    open.push_back(node->GetRhs().get());
+  }
+  return false;
+}
+
+/// The samples of slice `iZ`. Only this slice is rendered where that makes no difference.
+PlaneSamples RenderSlice(Model& ioModel, GridOptions const& iGrid, std::uint32_t iZ)
+{
+  auto const [nx, ny, nz] = iGrid.dims;
+  GridOptions grid = iGrid;
+  bool const needsAll = DependsOnGrid(*ioModel.root);
+  if (!needsAll) {
+    grid.dims[2] = 1;
+    grid.origin[2] += iZ * grid.voxel;
+  }
+  std::vector<float> values = MakeValues(grid);
+  RenderInto(values, ioModel, grid);
+  if (needsAll) {
+    std::size_t const size = std::size_t{nx} * ny;
+    auto const first = values.begin() + static_cast<std::ptrdiff_t>(iZ * size);
+    values = std::vector<float>(first, first + static_cast<std::ptrdiff_t>(size));
+  }
+  return {nx, ny, std::move(values)};
+}
+
+void Slice(SliceOptions const& iOptions)
+{
+  FormatOf(iOptions.path, Formats);
+  auto const [nx, ny, nz] = iOptions.grid.dims;
+  std::uint32_t const z = iOptions.z.value_or(nz / 2);
+  if (z >= nz)
+    throw UsageError("--z: there is no slice " + std::to_string(z) + ", the last one is " + std::to_string(nz - 1));
+  std::uint32_t const longer = std::max(nx, ny);
+  std::uint32_t const scale = iOptions.scale.value_or(longer < LongerSide ? (LongerSide + longer - 1) / longer : 1);
+  if (std::uint64_t{longer} * scale > MostPixels)
+    throw UsageError("the picture would be " + std::to_string(std::uint64_t{longer} * scale) +
+                     " pixels long, the most is " + std::to_string(MostPixels));
+  RequireMemory(PictureMemory(nx, ny, scale), "the picture");
+
+  Model model = LoadModel(iOptions.model);
+  Output output(iOptions.path);
+  PlaneSamples samples = RenderSlice(model, iOptions.grid, z);
+  output.Write(EncodePng(DrawLevelSets(std::move(samples), scale, iOptions.spacing), iOptions.path));
+  output.Commit();
+}
+
+} // namespace
+
+Action AddSlice(Arguments& ioArguments)
+{
+  auto const options = std::make_shared<SliceOptions>();
+  options->model.AddTo(ioArguments);
+  options->grid.AddTo(ioArguments);
+  ioArguments.WholeNumber({.names = "--z", .values = "K", .help = "Number of the slice, from 0 (the middle one)"},
+                          options->z, {});
+  ioArguments.WholeNumber({.names = "--scale",
+                           .values = "N",
+                           .help = "Pixels along a side of a sample (what makes the longer side 512 or more)"},
+                          options->scale, {.least = 1, .most = 4096});
+  ioArguments.Number(
+      {.names = "--iso", .values = "S", .help = "Spacing of the iso-lines (a round one that suits the picture)"},
+      options->spacing, NumberRange::Positive);
+  AddOutputFile(ioArguments, "OUT.png", options->path);
+  ioArguments.Examples("  sfdag slice part.sf --dims 64 64 64 --voxel 0.1 --origin -3.2 -3.2 -3.2 -o part.png\n"
+                       "  sfdag slice -x '- r + + q X q Y q Z f1' --dims 200 200 1 --voxel 0.02 --origin -2 -2 0 \\\n"
+                       "              --iso 0.25 -o sphere.png\n\n"
+                       "Inside (below 0) is orange, outside blue, the zero line black; y points up.");
+  return [options] { Slice(*options); };
+}
+
+} // namespace SFHost

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "Arguments.h"
+
+#include <functional>
+
+namespace SFHost {
+
+/// What a verb does once its options have been read. Throws a Failure or a UsageError.
+using Action = std::function<void()>;
+
+// One function for each verb, in a file of its own: declares the verb's options and gives its action. Main.cpp
+// holds the table of verbs.
+Action AddText(Arguments& ioArguments);
+Action AddEval(Arguments& ioArguments);
+Action AddGrid(Arguments& ioArguments);
+Action AddSlice(Arguments& ioArguments);
+
+} // namespace SFHost

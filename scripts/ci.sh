@@ -1,0 +1,66 @@
+#!/usr/bin/env bash
+# The checks of the project. Each step configures and builds the preset of its name and runs that preset's tests.
+#
+# Usage: scripts/ci.sh STEP...
+#   release      GCC, optimised, everything built, the whole suite
+#   clang        the same with the second compiler, but for the packaging tests
+#   asan-ubsan   the whole suite on instrumented code, leaks included
+#   tsan         the tests that render or start threads, on instrumented code
+#   summary      what the steps have given since build/logs was removed, the suite's closing line last
+#
+# Environment: STRICT=1 makes any warning a failure. The output of a step is kept in build/logs/STEP.log.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+logs=build/logs
+results=$logs/results
+jobs=$(nproc)
+export CMAKE_BUILD_PARALLEL_LEVEL=${CMAKE_BUILD_PARALLEL_LEVEL:-$jobs}
+export CTEST_PARALLEL_LEVEL=${CTEST_PARALLEL_LEVEL:-$jobs}
+warnings_as_errors=OFF
+[[ -z ${STRICT-} ]] || warnings_as_errors=ON
+
+# The flag stops the compiler; this stops what the compiler does not see, as CMake's and the linker's warnings.
+refuse_warnings() {
+  [[ $warnings_as_errors == OFF ]] || ! grep -nE '(^|[: ])warning:|CMake( Deprecation)? Warning' "$1"
+}
+
+configure_build_test() {
+  local preset=$1 log=$2
+  cmake --preset "$preset" -DSF_WARNINGS_AS_ERRORS=$warnings_as_errors &&
+    cmake --build --preset "$preset" &&
+    refuse_warnings "$log" &&
+    ctest --preset "$preset"
+}
+
+closing_line() { grep -E '^[0-9]+% tests passed, [0-9]+ tests failed out of [0-9]+$' "$1" | tail -n 1; }
+
+run_step() {
+  local step=$1 log=$logs/$1.log begin=$SECONDS code=0 line
+  mkdir -p "$logs"
+  echo "== $step"
+  configure_build_test "$step" "$log" 2>&1 | tee "$log" || code=1
+  line=$(closing_line "$log") || line="failed before its tests, see $log"
+  printf '%s\t%s\t%s\t%s\n' "$code" "$step" "$((SECONDS - begin))" "$line" >>"$results"
+  return $code
+}
+
+summary() {
+  [[ -f $results ]] || { echo "ci: no step has been run"; return; }
+  printf '\n'
+  awk -F '\t' '{ printf "%-11s %5d s  %s%s\n", $2, $3, ($1 == 0 ? "" : "FAILED: "), $4 }' "$results"
+  # That of the first step that failed, or else of the first step.
+  { grep -v '^0' "$results" || cat "$results"; } | head -n 1 | cut -f 4
+}
+
+[[ $# -gt 0 ]] || { sed -n '2,/^set/s/^# \{0,1\}//p' "${BASH_SOURCE[0]}"; exit 2; }
+for step in "$@"; do
+  case $step in
+  release | clang | asan-ubsan | tsan) run_step "$step" ;;
+  summary) summary ;;
+  *)
+    echo "ci: no step is called '$step'" >&2
+    exit 2
+    ;;
+  esac
+done

@@ -1,0 +1,62 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that building and testing needs; asks apt for nothing when nothing is missing.
+#
+# Usage: scripts/install-deps.sh [--ci]
+#   --ci   also what only the full check needs: the second compiler
+set -euo pipefail
+
+packages=(
+  # building
+  g++ # brings the C library's headers, binutils, and GCC's sanitizer libraries
+  make
+  cmake
+  ninja-build
+  libcli11-dev # options of sfdag
+  libpng-dev   # pictures of sfdag
+  # testing
+  libgtest-dev
+  libbenchmark-dev
+  pkg-config # a consumer without CMake
+  python3    # checks of the documents
+  graphviz   # drawings
+  git
+)
+ci_packages=(
+  clang
+  libclang-rt-14-dev # its sanitizers, for a build of one's own with them
+)
+
+case "${1-}" in
+'') ;;
+--ci) packages+=("${ci_packages[@]}") ;;
+*)
+  echo "usage: $0 [--ci]" >&2
+  exit 2
+  ;;
+esac
+
+if ! command -v dpkg-query >/dev/null; then
+  echo "install-deps: not a Debian system, nothing installed. Needed, by their Debian names: ${packages[*]}" >&2
+  exit 0
+fi
+
+missing=()
+for package in "${packages[@]}"; do
+  status=$(dpkg-query --show --showformat='${db:Status-Status}' "$package" 2>/dev/null || true)
+  [[ $status == installed ]] || missing+=("$package")
+done
+[[ ${#missing[@]} -gt 0 ]] || exit 0
+
+as_root=()
+if [[ $(id -u) -ne 0 ]]; then
+  if ! command -v sudo >/dev/null; then
+    echo "install-deps: these packages are missing, and neither root's rights nor sudo are there to install them." >&2
+    echo "Run as root: apt-get update && apt-get install ${missing[*]}" >&2
+    exit 1
+  fi
+  as_root=(sudo)
+fi
+
+echo "install-deps: installing ${missing[*]}"
+"${as_root[@]}" apt-get update
+"${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install --yes --no-install-recommends "${missing[@]}"

@@ -1,0 +1,133 @@
+#include "SFDagOffsetOperator.h"
+
+#include "SFConstant.h"
+#include "SFDagDifferentialOperator.h"
+#include "SFDagFromExpression.h"
+#include "SFDagToExpression.h"
+#include "SFOp.h"
+#include "SFTextFidelity.h"
+
+#include <utility>
+
+namespace SF {
+namespace {
+
+using NodePtr = std::shared_ptr<SFDagNode>;
+
+NodePtr Op(SFNodeType iType, NodePtr iLhs, NodePtr iRhs = nullptr)
+{
+  return std::make_shared<SFOp>(iType, std::move(iLhs), std::move(iRhs));
+}
+
+NodePtr Scaled(NodePtr iNode, double iFactor)
+{
+  return Op(SFNodeType::MULT, std::move(iNode), std::make_shared<SFConstant>(iFactor));
+}
+
+bool IsProvided(NodePtr const& iNode)
+{
+  if (iNode == nullptr)
+    Diagnostics::Sentence("SFDagEvaluator::OffsetFunctionTree, no function provided ! ");
+  return iNode != nullptr;
+}
+
+void ReportOffsetNotWritten(HRESULT iCode) { Diagnostics::FailedCall("NthOrderApproximationOffset", iCode); }
+void ReportNormNotWritten(HRESULT iCode) { Diagnostics::FailedCall("GradientNorm", iCode); }
+
+} // namespace
+
+SFDagOffsetOperator::~SFDagOffsetOperator() = default;
+
+NodePtr SFDagOffsetOperator::BuildOneSidedOffsetTree(NodePtr iNode, double iDistance, ZULTolerance const& iTolerance,
+                                                     int iOrder) const
+{
+  return IsProvided(iNode) ? NthOrderApproximationOffset(iNode, iDistance, iOrder, iTolerance) : nullptr;
+}
+
+NodePtr SFDagOffsetOperator::BuildTwoSidedOffsetTree(NodePtr iNode, double iDistance, ZULTolerance const& iTolerance,
+                                                     int iOrder) const
+{
+  if (!IsProvided(iNode))
+    return nullptr;
+  NodePtr outer = NthOrderApproximationOffset(iNode, iDistance * 0.5, iOrder, iTolerance);
+  NodePtr inner = NthOrderApproximationOffset(iNode, iDistance * -0.5, iOrder, iTolerance);
+  return outer != nullptr && inner != nullptr ? Op(SFNodeType::MULT, std::move(outer), std::move(inner)) : nullptr;
+}
+
+NodePtr SFDagOffsetOperator::NthOrderApproximationOffset(NodePtr iNode, double iDistance, int iOrder,
+                                                         ZULTolerance const& iTolerance) const
+{
+  if (!IsProvided(iNode))
+    return nullptr;
+  if (iOrder < 1 || iOrder > 3) {
+    Diagnostics::Sentence("SFDagEvaluator::OffsetFunctionTree, approximation order not implemented ! ");
+    return nullptr;
+  }
+  auto const inSteps = [&](int iCount, double iStep) {
+    NodePtr node = iNode;
+    for (int i = 0; i < iCount; ++i)
+      node = FirstOrderApproximationOffset(std::move(node), iStep, iTolerance);
+    return node;
+  };
+  // Statements of their own: each step rewrites what the next one starts from, so their order shows.
+  NodePtr tree = inSteps(1, iDistance);
+  if (iOrder == 2) {
+    NodePtr const halves = inSteps(2, iDistance * 0.5);
+    tree = Op(SFNodeType::PLUS, Scaled(halves, 2.0), Scaled(tree, -1.0));
+  } else if (iOrder == 3) {
+    NodePtr const halves = inSteps(2, iDistance * 0.5);
+    NodePtr const thirds = inSteps(3, iDistance / 3.0);
+    tree = Op(SFNodeType::PLUS, Op(SFNodeType::PLUS, Scaled(tree, 0.5), Scaled(halves, -4.0)), Scaled(thirds, 4.5));
+  }
+  return PassThroughText(std::move(tree), ReportOffsetNotWritten);
+}
+
+NodePtr SFDagOffsetOperator::FirstOrderApproximationOffset(NodePtr iNode, double iDistance,
+                                                           ZULTolerance const& iTolerance) const
+{
+  if (!IsProvided(iNode))
+    return nullptr;
+  NodePtr norm = GradientNorm(iNode, iTolerance);
+  return Op(SFNodeType::MINUS, std::move(iNode), Scaled(std::move(norm), iDistance));
+}
+
+NodePtr SFDagOffsetOperator::GradientNorm(NodePtr iNode, ZULTolerance const& iTolerance) const
+{
+  if (!IsProvided(iNode))
+    return nullptr;
+  auto const squared = [&](SFNodeType iVariable) {
+    return Op(SFNodeType::SQUARE, SFDagDifferentialOperator::BuildGradientTree(iNode, iVariable, iTolerance));
+  };
+  NodePtr const x = squared(SFNodeType::X);
+  NodePtr const y = squared(SFNodeType::Y);
+  NodePtr const z = squared(SFNodeType::Z);
+  NodePtr norm = Op(SFNodeType::ROOT, Op(SFNodeType::PLUS, Op(SFNodeType::PLUS, x, y), z));
+  norm = PassThroughText(std::move(norm), ReportNormNotWritten);
+  if (norm != nullptr)
+    Diagnostics::Sentence("SFDagEvaluator::OffsetFunctionTree, gradient norm ");
+  return norm;
+}
+
+/// The tree as text says it. Null, after a line, when the text would say something else; null when it cannot be
+/// read.
+NodePtr SFDagOffsetOperator::PassThroughText(NodePtr iTree, void (*iReport)(HRESULT)) const
+{
+  if (!TextCanSay(*iTree, MaxTokens)) {
+    iReport(E_FAIL);
+    return nullptr;
+  }
+  std::string text;
+  HRESULT const hr = SFDagToExpression(GetContext()).Export(*iTree, text, false, false);
+  if (Failed(hr)) {
+    iReport(hr);
+    return nullptr;
+  }
+  NodePtr read = SFDagFromExpression::BuildFromExpression(text, nullptr);
+  if (read != nullptr && !TextSays(*read, *iTree)) {
+    iReport(E_FAIL);
+    return nullptr;
+  }
+  return read;
+}
+
+} // namespace SF

@@ -1,0 +1,7 @@
+#include "SFExpressionPaths.h"
+
+namespace SF {
+
+SFExpressionPaths::~SFExpressionPaths() = default;
+
+} // namespace SF

@@ -1,0 +1,296 @@
+#include "HostResource.h"
+
+#include "ExplicitToSF.h"
+#include "SFBlendNode.h"
+
+#include <random>
+#include <stdexcept>
+
+using namespace SF;
+using namespace SFTest;
+using namespace std::string_literals;
+
+namespace {
+
+std::string In(std::string const& iText) { return "Error in SFDagFromExpression::" + iText; }
+std::string const NoLhs = In("BuildUnaryOpFromExpression, could not create lhs.");
+std::string const NoRhs = In("BuildUnaryOpFromExpression, could not create rhs.");
+std::string const Unary = In("BuildFromExpression, BuildUnaryOpFromExpression failed.");
+std::string const Binary = In("BuildFromExpression, BuildBinaryOpFromExpression failed.");
+std::string const NoVariable = In("BuildFromExpression, could not create SFVariable.");
+std::string const NoCylinder = In("BuildFromExpression, could not create SFCylindricalTransform.");
+std::string const Top =
+    "Error in SFDagBuilder::BuildFromExpression, BuildFromExpression(lexer, rank, existingNodes) failed.";
+
+std::string const Unit12 = "1;0;0;0;0;1;0;0;0;0;1;0";
+std::string const Unit16 = Unit12 + ";0;0;0;1";
+
+class Resolver : public SFResourceResolver
+{
+public:
+  ResourceToSF* Resolve(std::string const& iText) override
+  {
+    asked.push_back(iText);
+    if (iText.find("throw") != std::string::npos)
+      throw std::runtime_error(iText);
+    return iText.find("none") != std::string::npos || none ? nullptr : new HostResource;
+  }
+  std::vector<std::string> asked;
+  bool none = false;
+};
+
+double ConstantOf(SFDagNode const& iNode)
+{
+  double value = NAN;
+  iNode.GetConstant(value);
+  return value;
+}
+
+} // namespace
+
+TEST(Builder, ReadsTextIntoRankedGraphs)
+{
+  struct
+  {
+    std::string text;
+    std::string canonical;
+    int rank;
+  } const cases[] = {
+      {"X", "X", 0},
+      {" X", "X", 0},
+      {"X $ Y", "X", 0},
+      {"+X Y", "+ X Y", 1},
+      {"x( + u X, Y ) q", "+ X Y", 1},
+      {"\0+\x80X\xffY"s, "+ X Y", 1},
+      {"f2,5 $", "f2.5", -1},
+      {"f 2.5 $", "f2.5", -1},
+      {"f2", "f2", -1},
+      {"f1e999 ", "f0", -1},
+      {"+ fz X $", "+ f0 f0", 0},
+      {"+ f1 f2 ", "+ f1 f2", 0},
+      {"q X", "q X", 1},
+      {"q f1 ", "q f1", 0},
+      {"+ q X Y", "+ q X Y", 2},
+      {"+ Y q q X", "+ Y q q X", 3},
+      {"- q q f1 X", "- q q f1 X", 2},
+      // END leaves, which leave no text, take the place of what is missing.
+      {"+ X", "+ X", 1},
+      {"q $", "q", -1},
+      {"+ $", "+", -1},
+      {"q + f1 ", "q + f1", 1},
+      {"m[" + Unit12 + "]", "m[" + Unit16 + "]", -1},
+      {"pradius[2.5] $", "pradius[2.5]", -1},
+      {"pa[ 2,5]", "pa[2.5]", -1},
+      {"pa[z]", "pa[0]", -1},
+      {"p[1]", "p[1]", -1},
+      {"+ p r[1] X", "+ p r[1] r X", 2},
+      {"#foo", "#foo", 0},
+      {"q #", "q #", 1},
+      {"# 42 X", "# 4", 0},
+      {"# X", "#", 0},
+      {"m[" + Unit12 + "] X", "m[" + Unit16 + "] X", 1},
+      {"m[" + Unit16 + "] q X", "m[" + Unit16 + "] q X", 2},
+      {"m[;x;2,5; 4;;;;;;;;] X", "m[0;0;2.5;4;0;0;0;0;0;0;0;0;0;0;0;1] X", 1},
+      {"n[1;2;3;4;5;6;7] X", "n[1;2;3;4;5;6;7] X", 1},
+      {"o0.5 q X", "o0.5 q X", 2},
+      {"b1 X q Y", "b1 X q Y", 2},
+      {"b-.5 f1 f2 ", "b-0.5 f1 f2", 0},
+  };
+  for (auto const& test : cases) {
+    auto const root = Build(test.text);
+    ASSERT_NE(root, nullptr) << test.text;
+    EXPECT_EQ(TextOf(*root), test.canonical + " $") << test.text;
+    EXPECT_EQ(root->GetRank(), test.rank) << test.text;
+  }
+  auto const root = Build("+ X");
+  EXPECT_EQ(root->GetRhs()->GetTypeTag(), SFNodeType::END);
+  EXPECT_EQ(root->GetRhs()->GetRank(), -2);
+  EXPECT_EQ(Build("  ")->GetTypeTag(), SFNodeType::END);
+  EXPECT_EQ(Build("p r[1]")->GetExpressionId(), " r");
+}
+
+TEST(Builder, MergesEqualSubExpressions)
+{
+  struct
+  {
+    std::string text;
+    bool merged;
+  } const cases[] = {
+      {"+ X X", true},
+      {"+ q X q X", true},
+      {"+ + * X Y q Z + * X Y q Z", true},
+      {"- * X Y * Y X", false},
+      {"* f2 f2 ", true},
+      {"* f2 f-2 ", false},
+      {"* f0 f-0 ", true},
+      {"+ pa[1] pa[2]", true},
+      {"+ pa[1] pb[1]", false},
+      {"+ #a #a", true},
+      {"+ #a #b", false},
+      {"+ # 1 # 2 ", true}, // both ids are "# "
+      {"+ b1 X Y b2 X Y", true},
+      {"+ b1 X Y b1 Y X", false},
+      {"+ m[" + Unit12 + "] X m[2" + Unit12 + "] X", true},
+      {"+ m[" + Unit12 + "] X m[" + Unit12 + "] Y", false},
+      {"+ o1 X o1 X", true},
+      {"+ o1 X o1 Y", false},
+      {"+ o1 X o2 X", false},
+      {"+ n[1;2;3;4;5;6;7] X n[1;2;3;4;5;6;7] X", true},
+      {"+ n[1;2;3;4;5;6;7] X n[1;2;3;4;5;6;8] X", false},
+      {"+ n[1;2;3;4;5;6;7] X n[7;6;5;4;3;2;1] X", true}, // the hash does not see their order
+      {"+ q n[1;2;3;4;5;6;7] X q n[1;2;3;4;5;6;8] X", false},
+  };
+  for (auto const& test : cases) {
+    auto const root = Build(test.text);
+    EXPECT_EQ(root->GetLhs() == root->GetRhs(), test.merged) << test.text;
+  }
+  auto const root = Build("+ q X * X q X");
+  EXPECT_EQ(root->GetLhs(), root->GetRhs()->GetRhs());
+  EXPECT_EQ(root->GetLhs()->GetLhs(), root->GetRhs()->GetLhs());
+}
+
+TEST(Builder, KeepsTheNodeMetFirst)
+{
+  // A left operand enters the set after the right one has been read.
+  EXPECT_EQ(ConstantOf(*Build("+ pa[1] pa[2]")->GetLhs()), 1.0);
+  EXPECT_EQ(ConstantOf(*Build("+ pa[1] q pa[2]")->GetLhs()), 2.0);
+  EXPECT_EQ(ConstantOf(*Build("+ q pa[1] pa[2]")->GetRhs()), 1.0);
+  auto const blends = Build("+ b1 X Y b2 X Y");
+  EXPECT_EQ(dynamic_cast<SFBlendNode&>(*blends->GetLhs()).GetBlendParameter(), 1.0);
+}
+
+TEST(Builder, ReportsFromTheFailureOutwards)
+{
+  std::string const n7 = "n[1;2;3;4;5;6;7] ";
+  struct
+  {
+    std::string text;
+    LineList lines;
+  } const cases[] = {
+      {"", {Top}},
+      {"p", {NoVariable, Top}},
+      {"pa[1", {NoVariable, Top}},
+      {"pa1] X", {NoVariable, Top}},
+      {"pa]1[2] X", {NoVariable, Top}},
+      {"m", {Top}},
+      {"m[" + Unit12 + " X", {Top}},
+      {"m]" + Unit12 + "[ X", {Top}},
+      {"m[" + Unit12 + ";0] X", {Top}},
+      {"m[" + Unit16 + ";0] X", {Top}},
+      {"m[] X", {Top}},
+      {"n", {NoCylinder, Top}},
+      {"n[1;2;3;4;5;6] X", {NoCylinder, Top}},
+      {"n[1;2;3;4;5;6;7;8] X", {NoCylinder, Top}},
+      {"n]1;2;3;4;5;6;7[ X", {NoCylinder, Top}},
+      {"q q p", {NoVariable, NoLhs, Unary, NoLhs, Unary, Top}},
+      {"+ p X", {NoVariable, NoLhs, Binary, Top}},
+      {"+ X p", {NoVariable, NoRhs, Binary, Top}},
+      {"+ n p", {NoCylinder, NoVariable, NoLhs, NoRhs, Binary, Top}},
+      {"b1 m m", {NoLhs, NoRhs, Binary, Top}},
+      {"s + q m X", {NoLhs, Unary, NoLhs, Binary, NoLhs, Unary, Top}},
+      // A number that cannot be read makes these their own operands.
+      {"bz X Y", {NoLhs, NoRhs, Binary, Top}},
+      {"oz X", {NoLhs, Unary, Top}},
+      {"q o1e400 X", {NoLhs, Unary, NoLhs, Unary, Top}},
+      {"b", {NoLhs, NoRhs, Binary, Top}},
+  };
+  for (auto const& test : cases)
+    EXPECT_EQ(LinesOf([&] { EXPECT_EQ(Build(test.text), nullptr); }), test.lines) << test.text;
+}
+
+TEST(BuilderResolver, OffersReferencesAndTakesTheirNodes)
+{
+  Resolver resolver;
+  auto const root = Build("+ #a + # 12 U #none #a", &resolver);
+  ASSERT_NE(root, nullptr);
+  EXPECT_EQ(resolver.asked, (std::vector<std::string>{"#a", "# 1", "#none", "#a"}));
+  auto const& resolved = *root->GetLhs();
+  EXPECT_EQ(resolved.GetTypeTag(), SFNodeType::RESOLVEDREF);
+  EXPECT_EQ(resolved.GetExpressionId(), "#a");
+  EXPECT_EQ(resolved.GetRank(), 0);
+  auto const& number = *root->GetRhs()->GetLhs();
+  EXPECT_EQ(number.GetTypeTag(), SFNodeType::POLY);
+  EXPECT_EQ(number.GetExpressionId(), "# 1");
+  EXPECT_NE(dynamic_cast<HostResource const*>(&number), nullptr);
+  auto const& unresolved = *root->GetRhs()->GetRhs()->GetLhs();
+  EXPECT_EQ(unresolved.GetTypeTag(), SFNodeType::UNRESOLVEDREF);
+  EXPECT_EQ(unresolved.GetExpressionId(), "#none");
+  EXPECT_EQ(root->GetRhs()->GetRhs()->GetRhs(), root->GetLhs());
+}
+
+TEST(BuilderResolver, MissesAndThrows)
+{
+  Resolver resolver;
+  resolver.none = true;
+  LineList const lines{"Error in BuildFromExpression at src/SFDagFromExpression.cpp:N resource is nullptr", NoLhs,
+                       Unary, Top};
+  EXPECT_EQ(LinesOf([&] { EXPECT_EQ(Build("q # 3 ", &resolver), nullptr); }), lines);
+  resolver.none = false;
+  EXPECT_THROW(Build(Repeated("q ", 100000) + "+ #a #throw", &resolver), std::runtime_error);
+
+  auto const number = Build("# 3 ");
+  EXPECT_EQ(number->GetTypeTag(), SFNodeType::POLY);
+  EXPECT_NE(dynamic_cast<ExplicitToSF const*>(number.get()), nullptr);
+  EXPECT_EQ(Build("#foo")->GetTypeTag(), SFNodeType::UNRESOLVEDREF);
+}
+
+// Each of these costs the square of its length, or the machine stack, in a reader without care.
+TEST(Builder, LongTextsCostLinearTime)
+{
+  struct
+  {
+    std::string text;
+    bool built;
+  } const cases[] = {
+      {Repeated("q ", 500000), true},
+      {Repeated("q", 1000000), true},
+      {Repeated("+ ", 500000), true},
+      {Repeated("+ ", 500000) + "fz", true},
+      {Repeated("+ fz ", 200000), true},
+      {Repeated("+ X ", 250000), true},
+      {Repeated("m[" + Unit12 + "] ", 30000) + "X", true},
+      {Repeated("n[1;2;3;4;5;6;7] ", 50000) + "X", true},
+      {Repeated("+ pa[1] ", 100000) + "X", true},
+      {Repeated("p ", 500000) + "[1]", true},
+      {Repeated("+ p ", 30000) + "[1]", false},
+      {Repeated("+ p ", 30000), false},
+      {Repeated("+ m ", 30000) + "[1]", false},
+      {Repeated("+ m[1 ", 30000) + "] X", false},
+      {Repeated("+ # ", 300000), true},
+      {Repeated("+ #a ", 200000) + "X", true},
+      {std::string(1000000, '#'), true},
+      {std::string(1000000, ' '), true},
+      {"f" + std::string(1000000, '1'), true},
+      {"f" + std::string(1000000, ' '), true},
+      {"m[" + std::string(1000000, ';') + "] X", false},
+      {"p" + std::string(1000000, 'a') + "[1]", true},
+      {std::string(1000000, '\0') + "X", true},
+  };
+  for (auto const& test : cases) {
+    Captured const captured;
+    EXPECT_EQ(Build(test.text) != nullptr, test.built) << test.text.substr(0, 20);
+  }
+
+  // Many different nodes with neighbouring addresses: their hashes must still spread.
+  std::string text = Repeated("+ ", 99999);
+  for (int i = 0; i < 100000; ++i)
+    text += "* " + std::string(i % 2 == 0 ? "X" : "Y") + " f" + std::to_string(i / 2) + " ";
+  EXPECT_EQ(ValueAt(*Build(text), {1.0, 1.0, 0.0}), 2.0 * 49999.0 * 50000.0 / 2.0);
+}
+
+TEST(Builder, AnyBytesGiveAGraphOrItsLine)
+{
+  std::mt19937 random(7);
+  std::string const alphabet = "XYZf1f2fbo#+-*/^UID\\q!csraelCStT?pmndg[];,.0123456789e-$\0\x7f\x80\xff\t\n"s;
+  for (int run = 0; run < 20000; ++run) {
+    std::string text;
+    for (auto length = random() % 24; length > 0; --length)
+      text += random() % 3 == 0 ? ' ' : alphabet[random() % alphabet.size()];
+    Captured const captured;
+    auto const root = Build(text);
+    EXPECT_EQ(root == nullptr, captured.Text().find(Top) != std::string::npos) << text;
+    SFEvaluationContext context(0);
+    if (root != nullptr)
+      SFDagEvaluator(Level2()).ComputeScalar(context, *root);
+  }
+}

@@ -1,0 +1,269 @@
+#include "Support.h"
+
+#include "ExplicitToSF.h"
+#include "ResourceGradientToSF.h"
+#include "SFConstant.h"
+#include "SFDagOffset.h"
+#include "SFDagToGraphViz.h"
+#include "SFOp.h"
+#include "SFOperatorTable.h"
+#include "TetMeshToSF.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+
+using namespace SF;
+using namespace SFTest;
+
+namespace {
+
+using NodePtr = std::shared_ptr<SFDagNode>;
+
+NodePtr Node(SFNodeType iType, NodePtr iLhs = nullptr, NodePtr iRhs = nullptr)
+{
+  return std::make_shared<SFOp>(iType, std::move(iLhs), std::move(iRhs));
+}
+
+/// A graph's drawing with the addresses replaced by a, b, c, … in the order in which they appear.
+std::string Drawing(SFDagNode const& iNode, bool iExportFlag = false, HRESULT iExpected = S_OK)
+{
+  std::string graph;
+  EXPECT_EQ(SFDagToGraphViz(Level2()).Export(iNode, graph, iExportFlag), iExpected);
+  std::map<std::string, char> letters;
+  std::string text;
+  static std::regex const address("[0-9]{8,}");
+  auto from = graph.cbegin();
+  for (std::sregex_iterator match(graph.begin(), graph.end(), address), end; match != end; ++match) {
+    text.append(from, (*match)[0].first);
+    text += letters.try_emplace(match->str(), static_cast<char>('a' + letters.size())).first->second;
+    from = (*match)[0].second;
+  }
+  return text.append(from, graph.cend());
+}
+
+std::string const Head = "strict digraph G{\n\tnode [shape= record]\n\tdag->";
+std::string const Tail = "}\n\n";
+
+std::string const NoLhs = "Error in SFDagToExpression::ExportUnaryOpGraph, lhs is null which is unexpected!";
+std::string const NoRhs = "Error in SFDagToExpression::ExportUnaryOpGraph, rhs is null which is unexpected!";
+std::string const UnaryFailed = "Error in SFDagToExpression::ExportUnaryOpGraph, "
+                                "SFDagToExpression::ExportGraph(*lhs, ioAccumulator) failed!";
+std::string const BinaryLhsFailed = "Error in SFDagToExpression::ExportBinaryOpGraph, "
+                                    "SFDagToExpression::ExportGraph(*lhs, ioAccumulator) failed!";
+std::string const BinaryRhsFailed = "Error in SFDagToExpression::ExportBinaryOpGraph, "
+                                    "SFDagToExpression::ExportGraph(*rhs, ioAccumulator) failed!";
+
+/// A constant that has lost its value.
+class Valueless : public SFOp
+{
+public:
+  explicit Valueless(SFNodeType iType) : SFOp(iType) {}
+  HRESULT GetConstant(double&) const override { return E_NOTIMPL; }
+};
+
+} // namespace
+
+TEST(GraphViz, ShapesAreDrawnByteForByte)
+{
+  struct
+  {
+    char const* text;
+    std::string body;
+  } const cases[] = {
+      {"X $", "a;\n\ta [label =\"<f1> X\"];\n"},
+      {"s X $", "a;\n\ta [label = \"<f1> sin\"];\n\ta->b;\n\tb [label =\"<f1> X\"];\n"},
+      {"+ X Y $", "a;\n\ta [label = \"<f0> |<f1> + |<f2>\"];\n\ta->b;\n\tb [label =\"<f1> X\"];\n\ta:f0->b:f1;\n"
+                  "c;\n\tc [label =\"<f1> Y\"];\n\ta:f2->c:f1;\n"},
+      {"+ X X $", "a;\n\ta [label = \"<f0> |<f1> + |<f2>\"];\n\ta->b;\n\tb [label =\"<f1> X\"];\n\ta:f0->b:f1;\n"
+                  "b;\n\ta:f2->b:f1;\n"},
+      // A shared operand is declared once, and its edges are written on both paths.
+      {"* q X q X $", "a;\n\ta [label = \"<f0> |<f1> * |<f2>\"];\n\ta->b;\n\tb [label = \"<f1> SQUARE\"];\n\tb->c;\n"
+                      "\tc [label =\"<f1> X\"];\n\ta:f0->b:f1;\nb;\n\tb->c;\n\ta:f2->b:f1;\n"},
+      {"! - X Y $", "a;\n\ta [label = \"<f1> !\"];\n\ta->b;\n\tb [label =\"<f0> |<f1> - |<f2>\"];\n\tb->c;\n"
+                    "\tc [label =\"<f1> X\"];\n\tb:f0->c:f1;\nd;\n\td [label =\"<f1> Y\"];\n\tb:f2->d:f1;\n"},
+  };
+  for (auto const& [text, body] : cases)
+    EXPECT_EQ(Drawing(*Build(text)), Head + body + Tail) << text;
+}
+
+TEST(GraphViz, LabelsAreDrawnByteForByte)
+{
+  auto const resource = std::make_shared<ExplicitToSF>(SFNodeType::POLY);
+  resource->SetExpressionId("#EXPL:7");
+  auto const mesh = std::make_shared<TetMeshToSF>();
+  mesh->SetExpressionId("#TM:part");
+
+  std::pair<NodePtr, char const*> const cases[] = {
+      {Build("X $"), " [label =\"<f1> X\"];\n"},
+      {Build("Y $"), " [label =\"<f1> Y\"];\n"},
+      {Build("Z $"), " [label =\"<f1> Z\"];\n"},
+      {Build("f-2.5 $"), " [label = \"<f1>-2.5\"];\n"},
+      {resource, "[label =\"<f1> POLY #EXPL:7\"];\n"},
+      {std::make_shared<ResourceGradientToSF>(resource, SFNodeType::X), "[label =\"<f1> POLYGRADIENT\"];\n"},
+      {Build("#ref $"), "[label =\"<f1> UNRESOLVEDREF\"];\n"},
+      {mesh, "[label =\"<f1> RESOLVEDREF #TM:part\"];\n"},
+      {Build("pradius[1e-05] $"), " [label = \"<f1> PARAMETER 1e-05\"];\n"},
+      {std::make_shared<Valueless>(SFNodeType::PARAMETER), " [label = \"<f1> PARAMETER 0\"];\n"},
+      {Build("+ X Y $"), " [label = \"<f0> |<f1> + |<f2>\"];\n"},
+      {Build("- X Y $"), " [label =\"<f0> |<f1> - |<f2>\"];\n"},
+      {Build("* X Y $"), " [label = \"<f0> |<f1> * |<f2>\"];\n"},
+      {Build("/ X Y $"), " [label = \"<f0> |<f1> / |<f2>\"];\n"},
+      {Build("U X Y $"), " [label = \"<f0> |<f1> MIN |<f2>\"];\n"},
+      {Build("I X Y $"), " [label = \"<f0> |<f1> MAX |<f2>\"];\n"},
+      {Build("^ X Y $"), " [label = \"<f0> |<f1> ^ |<f2>\"];\n"},
+      {Build("D X Y $"), " [label = \"<f0> |<f1> SYMDIFF |<f2>\"];\n"},
+      {Build("\\ X Y $"), " [label = \"<f0> |<f1> WITHOUT |<f2>\"];\n"},
+      {Build("b0.1 X Y $"), " [label = \"<f0> |<f1> BLEND 0.1|<f2>\"];\n"},
+      {Build("q X $"), " [label = \"<f1> SQUARE\"];\n"},
+      {Build("! X $"), " [label = \"<f1> !\"];\n"},
+      {Build("c X $"), " [label = \"<f1> cos\"];\n"},
+      {Build("s X $"), " [label = \"<f1> sin\"];\n"},
+      {Build("r X $"), " [label = \"<f1> ROOT\"];\n"},
+      {Build("a X $"), " [label = \"<f1> ABS\"];\n"},
+      {Build("e X $"), " [label = \"<f1> exp\"];\n"},
+      {Build("l X $"), " [label = \"<f1> ln\"];\n"},
+      {Build("C X $"), " [label = \"<f1> acos\"];\n"},
+      {Build("S X $"), " [label = \"<f1> asin\"];\n"},
+      {Build("t X $"), " [label = \"<f1> tan\"];\n"},
+      {Build("T X $"), " [label = \"<f1> atan\"];\n"},
+      {Build("? X $"), " [label = \"<f1> sign\"];\n"},
+      {Build("m[1;0;0;0;0;1;0;0;0;0;1;0] X $"), " [label = \"<f1> AFFINETRANSFORM\"];\n"},
+      {Build("d[#a;#b] X $"), " [label = \"<f1> DISCRETETRANFORM\"];\n"},
+      {Build("n[0;0;0;0;0;1;3] X $"), " [label = \"<f1> CYLINDRICALTRANSFORM\"];\n"},
+      {Build("g[[#a]] X $"), " [label = \"<f1> GCGUIDEDTRANSFORM\"];\n"},
+      {Build("o0.5 X $"), " [label = \"<f1> OFFSET 0.5\"];\n"},
+  };
+  for (auto const& [node, label] : cases) {
+    std::string const start = Head + "a;\n\ta" + label;
+    EXPECT_EQ(Drawing(*node).substr(0, start.size()), start);
+  }
+  auto const offset = Build("o0.5 X $");
+  std::string const quiet = Head + "a;\n\ta [label = \"<f1> OFFSET\"];\n";
+  EXPECT_EQ(Drawing(*offset, true).substr(0, quiet.size()), quiet);
+}
+
+TEST(GraphViz, FailuresStopWhereTheyMay)
+{
+  NodePtr const x = Node(SFNodeType::X);
+  NodePtr const bad = std::make_shared<Valueless>(SFNodeType::CONSTANT);
+  NodePtr const hollow = Node(SFNodeType::PLUS, x, nullptr);
+  std::string const xLine = "\tb [label =\"<f1> X\"];\n";
+  std::string const plus = "a;\n\ta [label = \"<f0> |<f1> + |<f2>\"];\n\ta->";
+  std::string const sine = "a;\n\ta [label = \"<f1> sin\"];\n\ta->";
+  struct
+  {
+    NodePtr node;
+    bool flag;
+    HRESULT code;
+    std::string body;
+    std::vector<std::string> lines;
+  } const cases[] = {
+      {bad, false, E_FAIL, "", {}},
+      {Node(SFNodeType::SIN), false, E_FAIL, sine, {NoLhs}},
+      {Node(SFNodeType::PLUS), false, E_FAIL, plus, {NoLhs}},
+      {hollow, false, E_FAIL, plus + "b;\n" + xLine + "\ta:f0->b:f1;\n", {NoRhs}},
+      {Node(SFNodeType::PLUS, bad, x), false, E_FAIL, plus, {BinaryLhsFailed}},
+      {Node(SFNodeType::PLUS, x, bad), false, E_FAIL, plus + "b;\n" + xLine + "\ta:f0->b:f1;\n", {BinaryRhsFailed}},
+      {Node(SFNodeType::SIN, bad), false, S_OK, sine, {UnaryFailed}},
+      {Node(SFNodeType::SIN, Node(SFNodeType::PLUS, bad, x)),
+       false,
+       S_OK,
+       sine + "b;\n\tb [label = \"<f0> |<f1> + |<f2>\"];\n\tb->",
+       {BinaryLhsFailed, UnaryFailed}},
+      // Kinds that are not drawn succeed and leave their edge open.
+      {Node(SFNodeType::END), false, S_OK, "", {}},
+      {Node(SFNodeType::SIN, Node(SFNodeType::END)), false, S_OK, sine, {}},
+      {Node(SFNodeType::PLUS, x, Node(SFNodeType::NONE)),
+       false,
+       S_OK,
+       plus + "b;\n" + xLine + "\ta:f0->b:f1;\n\ta:f2->c:f1;\n",
+       {}},
+      {Node(SFNodeType{77}), false, S_OK, "", {}},
+      {Node(SFNodeType::RESERVED), false, S_OK, "", {}},
+      {Node(SFNodeType::RESERVED), true, E_FAIL, "", {}},
+  };
+  for (auto const& [node, flag, code, body, lines] : cases) {
+    Captured const captured;
+    EXPECT_EQ(Drawing(*node, flag, code), Head + body + Tail);
+    EXPECT_EQ(captured.Lines(), lines);
+  }
+}
+
+TEST(GraphViz, AMarkedNodeIsDrawnWithoutItsDeclaration)
+{
+  auto const root = Build("s X $");
+  SFExportContext const context(root->GetNewEvaluationContext(), false);
+  SFDagToGraphViz const writer(Level2());
+  std::string first;
+  std::string second;
+  std::string const name = writer.Export(context, *root, first);
+  EXPECT_EQ(writer.Export(context, *root, second), name);
+  std::string const x = std::to_string(reinterpret_cast<std::uintptr_t>(root->GetLhs().get()));
+  EXPECT_EQ(second, name + ";\n\t" + name + "->" + x + ";\n");
+}
+
+TEST(GraphViz, ADrawingBeyondMeasureIsRefused)
+{
+  // Two to the fortieth paths; the unary nodes would each swallow the failure.
+  NodePtr node = Node(SFNodeType::X);
+  for (int i = 0; i < 40; ++i) {
+    NodePtr const half = Node(SFNodeType::NOT, node);
+    node = Node(SFNodeType::PLUS, half, half);
+  }
+  Captured const captured;
+  std::string graph;
+  EXPECT_EQ(SFDagToGraphViz(Level2()).Export(*node, graph, false), E_FAIL);
+  EXPECT_LE(graph.size(), SFDagToGraphViz::MaxLength + Tail.size());
+  EXPECT_EQ(graph.substr(graph.size() - Tail.size()), Tail);
+  auto const lines = captured.Lines();
+  ASSERT_GE(lines.size(), 40u);
+  EXPECT_EQ(lines.back(), BinaryLhsFailed);
+}
+
+TEST(GraphViz, DepthOfTheGraphIsNotDepthOfTheStack)
+{
+  NodePtr const x = Node(SFNodeType::X);
+  NodePtr node = x;
+  for (int i = 0; i < 200000; ++i)
+    node = Node(SFNodeType::PLUS, node, x);
+  std::string graph;
+  EXPECT_EQ(SFDagToGraphViz(Level2()).Export(*node, graph, false), S_OK);
+}
+
+TEST(GraphViz, DotReadsTheDrawings)
+{
+  if (std::system("dot -V >/dev/null 2>&1") != 0)
+    GTEST_SKIP() << "dot is not installed";
+  auto const file = std::filesystem::path(testing::TempDir()) / "sf_graphviz_test.gv";
+  auto const nodesIn = [&file](std::string const& iText) {
+    auto const root = Build(iText);
+    std::string graph;
+    EXPECT_EQ(SFDagToGraphViz(Level2()).Export(*root, graph, false), S_OK);
+    std::ofstream(file, std::ios::binary) << graph;
+    FILE* const plain = popen(("dot -Tplain '" + file.string() + "' 2>&1").c_str(), "r");
+    std::string output;
+    for (char buffer[4096]; std::fgets(buffer, sizeof buffer, plain) != nullptr;)
+      output += buffer;
+    EXPECT_EQ(pclose(plain), 0) << iText << "\n" << output;
+    std::regex const node("(^|\n)node ");
+    return std::distance(std::sregex_iterator(output.begin(), output.end(), node), std::sregex_iterator());
+  };
+
+  // One box more than nodes: "dag" itself.
+  EXPECT_EQ(nodesIn("+ q X q X $"), 1 + 3);
+  EXPECT_EQ(nodesIn("U #a * pr[2] b0.5 f1 f1 $"), 1 + 6);
+  EXPECT_EQ(nodesIn("g[[#a;#b]] d[#c;#d] o0.5 n[0;0;0;0;0;1;3] m[1;0;0;0;0;1;0;0;0;0;1;0] X $"), 1 + 6);
+  std::string all;
+  for (SFOperatorRow const& row : SFOperatorTable)
+    if (IsOperator(row.type))
+      all.append(row.arity == 2 ? std::string(1, row.token) + " Y " : "")
+          .append(row.arity == 1 ? std::string(1, row.token) : "")
+          .append(" ");
+  EXPECT_GT(nodesIn(all + "X $"), 20);
+  std::filesystem::remove(file);
+}

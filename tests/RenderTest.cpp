@@ -1,0 +1,434 @@
+#include "HostResource.h"
+
+#include "SFDagOffset.h"
+
+#include <algorithm>
+#include <limits>
+#include <optional>
+#include <stdexcept>
+#include <thread>
+
+using namespace SF;
+using namespace SFTest;
+
+namespace {
+
+constexpr auto Level = ZULGMSFDiscretizationAccuracyLevel::ELow;
+std::string const Evaluator = "src/SFDagEvaluator.cpp";
+unsigned int const Cores = std::thread::hardware_concurrency();
+unsigned int const Workers = Cores != 0 ? Cores : 2;
+
+/// A grid with the arrays that a rendering of it fills.
+struct Grid
+{
+  Grid(unsigned int iX, unsigned int iY, unsigned int iZ, double iH = 0.5) : dims{iX, iY, iZ}, h(iH)
+  {
+    values.assign(Count(), 77.0F);
+    normals.assign(3 * Count(), 77.0F);
+  }
+  std::size_t Count() const { return std::size_t{dims[0]} * dims[1] * dims[2]; }
+
+  HRESULT Clamped(SFDagNode const& iNode) { return evaluator.Render(dims, values, h, origin, iNode, tolerance, Level); }
+  HRESULT Unrolled(NodePtr iNode)
+  {
+    return evaluator.RenderWithUnrolling(dims, values, h, origin, iNode, tolerance, Level);
+  }
+  HRESULT Entry(NodePtr iNode) { return evaluator.Render(dims, values, h, origin, iNode, tolerance, Level); }
+  HRESULT WithNormals(SFDagNode const& iNode, std::vector<NodePtr> const& iGradient)
+  {
+    return evaluator.Render(dims, values, normals, h, origin, iNode, iGradient, tolerance, Level);
+  }
+
+  /// Calls `iAt(point, index)` for every point, x fastest.
+  template <class At>
+  void ForEach(At iAt) const
+  {
+    std::size_t index = 0;
+    for (unsigned int k = 0; k < dims[2]; ++k)
+      for (unsigned int j = 0; j < dims[1]; ++j)
+        for (unsigned int i = 0; i < dims[0]; ++i)
+          iAt(ZULMathPoint(origin[0] + i * h, origin[1] + j * h, origin[2] + k * h), index++);
+  }
+
+  SFDagEvaluator evaluator{Level2()};
+  unsigned int dims[3];
+  double h;
+  double origin[3] = {-1.0, 2.0, 3.0};
+  ZULTolerance tolerance{0.25};
+  std::vector<float> values;
+  std::vector<float> normals;
+};
+
+LineList const Announced{"SFDagEvaluator::Render, hardware_concurrency reported " + std::to_string(Cores) +
+                             " virtual cores.",
+                         "SFDagEvaluator::Render, will run on " + std::to_string(Workers) + " virtual cores."};
+
+/// The lines after the two that announce the tasks; the time at the end of a success as "T".
+LineList LinesAfterTheAnnouncement(LineList iLines)
+{
+  EXPECT_GE(iLines.size(), 2U);
+  if (iLines.size() < 2)
+    return iLines;
+  EXPECT_EQ(LineList(iLines.begin(), iLines.begin() + 2), Announced);
+  iLines.erase(iLines.begin(), iLines.begin() + 2);
+  if (!iLines.empty())
+    iLines.back() = std::regex_replace(iLines.back(), std::regex(R"( : [0-9.e+]+$)"), " : T");
+  return iLines;
+}
+
+std::string const NotSupported = "Error in SFDagEvaluator::ComputeScalar, node type not supported.";
+std::string const LastRange = FailedWith("Error in SFDagEvaluator::Render,  last renderRange");
+std::string const ARange = FailedWith("Error in SFDagEvaluator::Render,  a renderRange");
+std::string const NodeFailed = FailedWith("Error in SFDagEvaluator::Render, ComputeScalar(ctx, iNode)");
+std::string const Time = "Dag Evaluation Elapsed time : T";
+
+/// An offset node that remembers the tolerance under which its graph was built, and fails when told to.
+class Offset : public SFDagOffset
+{
+public:
+  Offset(NodePtr iDerived, ZULTolerance const* iTolerance)
+    : SFDagOffset(Op(SFNodeType::X), 1.0, EOneSided, iTolerance), derived(std::move(iDerived))
+  {
+  }
+  HRESULT BuildDerivedDAG(SFSWContext const&, NodePtr& oDerivedDag) const override
+  {
+    during = GetTolerance();
+    oDerivedDag = derived;
+    return derived != nullptr ? S_OK : E_FAIL;
+  }
+  mutable ZULTolerance const* during = nullptr;
+  NodePtr derived;
+};
+
+} // namespace
+
+// ---- values -------------------------------------------------------------------------------------------------------
+
+TEST(Render, FillsTheGridXFastestWhateverItsSlices)
+{
+  auto const root = Build("+ / X f64 + / Y f256 / Z f1024 "); // small enough not to be clamped
+  for (unsigned int const nz : {1U, Workers - 1, Workers, Workers + 1, 3 * Workers + 1})
+    for (int const variant : {0, 1, 2, 3}) {
+      Grid grid(3, 2, nz);
+      Captured const captured;
+      std::vector<NodePtr> const gradient{Build("X"), Build("Y"), Build("Z")};
+      HRESULT const hr = variant == 0   ? grid.Clamped(*root)
+                         : variant == 1 ? grid.Unrolled(root)
+                         : variant == 2 ? grid.WithNormals(*root, gradient)
+                                        : grid.Entry(root);
+      ASSERT_EQ(hr, S_OK);
+      grid.ForEach([&](ZULMathPoint const& p, std::size_t i) {
+        EXPECT_EQ(grid.values[i], static_cast<float>(p.x / 64 + (p.y / 256 + p.z / 1024))) << variant << ' ' << i;
+      });
+      EXPECT_EQ(root->GetContextCount(), 0U);
+      EXPECT_EQ(root->GetLhs()->GetContextCount(), 0U);
+    }
+}
+
+TEST(Render, ClampsInOneVariantOnly)
+{
+  double const inf = std::numeric_limits<double>::infinity();
+  double const diagonal = 0.5 * std::sqrt(2.0 * 2.0 + 1.0 + 2.0 * 2.0); // of 3 x 2 x 3 points
+  struct
+  {
+    double value, clamped;
+  } const cases[] = {{NAN, diagonal}, {inf, diagonal}, {-inf, -diagonal}, {1e300, diagonal}, {-1e300, -diagonal},
+                     {1.25, 1.25},    {-1.25, -1.25},  {0.0, -0.0},       {-0.0, -0.0},      {5e-324, 0.0}};
+  for (auto const& test : cases) {
+    auto const root = Constant(test.value);
+    std::vector<NodePtr> const gradient(3, root);
+    Grid grid(3, 2, 3);
+    Captured const captured;
+    EXPECT_EQ(grid.Clamped(*root), S_OK);
+    for (float const value : grid.values)
+      EXPECT_TRUE(Same(value, static_cast<float>(test.clamped))) << test.value << " gave " << value;
+    EXPECT_EQ(grid.Unrolled(root), S_OK);
+    EXPECT_TRUE(Same(grid.values.back(), static_cast<float>(test.value))) << test.value;
+    EXPECT_EQ(grid.WithNormals(*root, gradient), S_OK);
+    EXPECT_TRUE(Same(grid.values.back(), static_cast<float>(test.value))) << test.value;
+  }
+}
+
+TEST(Render, GridsMayBeFlatEmptyOrWithoutAnOrigin)
+{
+  Captured const captured;
+  Grid grid(1, 1, 1);
+  unsigned int dims[] = {1, 1, 1};
+  EXPECT_EQ(grid.evaluator.Render(dims, grid.values, 1.0, nullptr, *Build("- X f1 "), grid.tolerance, Level), S_OK);
+  EXPECT_TRUE(Same(grid.values[0], -0.0)) << "the diagonal of one point is 0";
+  auto root = Build("- X f1 ");
+  EXPECT_EQ(grid.evaluator.RenderWithUnrolling(dims, grid.values, 1.0, nullptr, root, grid.tolerance, Level), S_OK);
+  EXPECT_EQ(grid.values[0], -1.0F);
+  for (int const axis : {0, 1, 2}) {
+    Grid empty(2, 2, 2);
+    empty.dims[axis] = 0;
+    EXPECT_EQ(empty.Entry(Build("X")), S_OK);
+    EXPECT_EQ(empty.values, Grid(2, 2, 2).values);
+  }
+}
+
+TEST(Render, ContextsKnowTheGrid)
+{
+  // The correction of a cylinder reads the domain size, and the voxel size in the clamping variant alone.
+  auto const root = Build("n[0;0;0;0;0;1;1] * f0 X");
+  Grid grid(3, 3, 2);
+  Captured const captured;
+  double const dx = 1.0;
+  double const dz = 0.5;
+  double const limit = std::min(0.04 * std::sqrt(dx * dx + dx * dx + dz * dz), 20 * 0.5);
+  EXPECT_EQ(grid.Clamped(*root), S_OK);
+  grid.ForEach([&](ZULMathPoint const& p, std::size_t i) {
+    EXPECT_NEAR(grid.values[i], -limit / std::pow(p.x * p.x + p.y * p.y, 2.0), 1e-9);
+  });
+  EXPECT_EQ(grid.WithNormals(*root, {root, root, root}), S_OK);
+  for (float const value : grid.values)
+    EXPECT_EQ(value, 0.0F);
+}
+
+TEST(RenderUnrolled, AgreesWithTheRecursionButForTransforms)
+{
+  auto const root = Build("U - r + q X + q Y q Z f4 D s * f3 X \\ / c Y f2 + * f.1 X / s X f4 ");
+  Grid recursive(7, 6, 5);
+  Grid unrolled(7, 6, 5);
+  Captured const captured;
+  EXPECT_EQ(recursive.Clamped(*root), S_OK);
+  EXPECT_EQ(unrolled.Unrolled(root), S_OK);
+  EXPECT_EQ(recursive.values, unrolled.values);
+  NodePtr paths = Op(SFNodeType::X);
+  for (int i = 0; i < 100; ++i)
+    paths = Op(SFNodeType::PLUS, paths, paths);
+  EXPECT_EQ(unrolled.Unrolled(paths), S_OK);
+  EXPECT_EQ(unrolled.values[0], -std::ldexp(1.0F, 100)) << "2^100 paths lead to one leaf";
+  // Operands come first there, each at the grid point: the transform moves nothing.
+  EXPECT_EQ(unrolled.Unrolled(Build("m[1;0;0;100;0;1;0;0;0;0;1;0] X")), S_OK);
+  unrolled.ForEach([&](ZULMathPoint const& p, std::size_t i) { EXPECT_EQ(unrolled.values[i], p.x); });
+}
+
+TEST(RenderUnrolled, TakesOverAtRank4999)
+{
+  Grid grid(2, 2, 2);
+  std::string const warning = "Warning in SFDagEvaluator::Render, this version of the method is not meant to be used "
+                              "on DAG with a huge depth.";
+  for (int const rank : {4998, 4999}) {
+    auto const root = Constant(1e9);
+    root->SetRank(rank);
+    EXPECT_EQ(LinesAfterTheAnnouncement(LinesOf([&] { EXPECT_EQ(grid.Entry(root), S_OK); })), LineList{Time});
+    EXPECT_EQ(grid.values[0] == 1e9F, rank == 4999) << "only the unrolled renderer does not clamp";
+    auto const lines = LinesOf([&] { EXPECT_EQ(grid.Clamped(*root), S_OK); });
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), warning), rank == 4999 ? 1 : 0);
+    EXPECT_EQ(lines.front() == warning, rank == 4999);
+  }
+  Captured const captured;
+  EXPECT_EQ(grid.Entry(Build(Repeated("! ", 20001) + "X")), S_OK);
+  EXPECT_EQ(grid.values[0], 1.0F);
+}
+
+TEST(RenderNormals, AreUnitVectorsOrZero)
+{
+  Grid grid(4, 3, Workers + 1);
+  auto const root = Build("m[1;0;0;100;0;1;0;0;0;0;1;0] X");
+  auto const x = root->GetLhs(); // shared: the transform must not move the gradient, nor the gradient the field
+  Captured const captured;
+  EXPECT_EQ(grid.WithNormals(*root, {x, Build("Y"), Op(SFNodeType::NOT, x)}), S_OK);
+  grid.ForEach([&](ZULMathPoint const& p, std::size_t i) {
+    ZULMathVector normal(p.x, p.y, 0.0 - p.x);
+    normal.Normalize();
+    EXPECT_EQ(grid.values[i], static_cast<float>(p.x - 100));
+    EXPECT_EQ(grid.normals[3 * i], static_cast<float>(normal.x));
+    EXPECT_EQ(grid.normals[3 * i + 1], static_cast<float>(normal.y));
+    EXPECT_EQ(grid.normals[3 * i + 2], static_cast<float>(normal.z));
+  });
+  EXPECT_EQ(x->GetContextCount(), 0U);
+  EXPECT_EQ(grid.WithNormals(*root, std::vector<NodePtr>(3, Constant(0.0))), S_OK);
+  EXPECT_EQ(grid.normals, std::vector<float>(3 * grid.Count(), 0.0F));
+}
+
+// ---- lines and codes ----------------------------------------------------------------------------------------------
+
+TEST(Render, SuccessTellsItsTime)
+{
+  Grid grid(2, 2, 2);
+  auto const root = Build("X");
+  auto const lines = [](auto iAction) { return LinesAfterTheAnnouncement(LinesOf(iAction)); };
+  EXPECT_EQ(lines([&] { grid.Clamped(*root); }), LineList{Time});
+  EXPECT_EQ(lines([&] { grid.Unrolled(root); }), LineList{Time});
+  EXPECT_EQ(lines([&] {
+              grid.WithNormals(*root, {root, root, root});
+            }),
+            LineList{"Dag Evaluation Elapsed time (without PolyBodyToSF) : T"});
+}
+
+TEST(Render, FailuresReportInOrder)
+{
+  auto const bad = Build("#a");
+  auto const x = Build("X");
+  auto const deep = Op(SFNodeType::UNRESOLVEDREF);
+  deep->SetRank(4999);
+  std::string const atPoint = FailedCall("operator()", Evaluator);
+  std::string const atList = FailedCall("ComputeScalar", Evaluator);
+  std::string const entry = FailedCall("Render", Evaluator);
+  std::string const gradient =
+      FailedWith("Error in SFDagEvaluator::Render, ComputeScalar(gradientCtxs[i], *gradientNodes[i])");
+  using Action = std::function<HRESULT(Grid&)>;
+  struct
+  {
+    Action render;
+    LineList lines;
+  } const cases[] = {
+      {[&](Grid& g) { return g.Clamped(*bad); }, {NotSupported, atPoint, LastRange}},
+      {[&](Grid& g) { return g.Entry(bad); }, {NotSupported, atPoint, LastRange, entry}},
+      {[&](Grid& g) { return g.Unrolled(bad); }, {NotSupported, atList, NodeFailed, LastRange}},
+      {[&](Grid& g) { return g.Entry(deep); }, {NotSupported, atList, NodeFailed, LastRange, entry}},
+      {[&](Grid& g) {
+         return g.WithNormals(*bad, {x, x, x});
+       },
+       {NotSupported, NodeFailed, LastRange}},
+      {[&](Grid& g) {
+         return g.WithNormals(*x, {x, x, bad});
+       },
+       {NotSupported, gradient, LastRange}},
+  };
+  for (auto const& test : cases) {
+    if (Workers == 1)
+      GTEST_SKIP() << "one slice has a task of its own";
+    Grid grid(2, 2, 1); // fewer slices than tasks: the calling thread renders
+    EXPECT_EQ(LinesAfterTheAnnouncement(LinesOf([&] { EXPECT_EQ(test.render(grid), E_FAIL); })), test.lines);
+  }
+}
+
+// Where one report stands in the source relative to others is part of the lines.
+TEST(Render, PlacesStandInTheirOrder)
+{
+  Grid grid(2, 2, 1);
+  SFEvaluationContext context(0);
+  auto const bad = Build("#a");
+  auto const deep = Op(SFNodeType::END);
+  deep->SetRank(4999);
+  auto const notReady = std::make_shared<Offset>(nullptr, nullptr);
+  using Action = std::function<void()>;
+  Action const inOrder[] = {
+      [&] { grid.Clamped(*notReady); },
+      [&] { grid.Clamped(*bad); },
+      [&] { grid.Entry(nullptr); },
+      [&] { grid.Entry(bad); },
+      [&] { grid.Entry(deep); },
+      [&] { grid.Unrolled(nullptr); },
+      [&] { grid.Unrolled(notReady); },
+      [&] { grid.WithNormals(*notReady, {}); },
+      [&] { grid.evaluator.ComputeScalar(context, *Build("m[0;0;0;0;0;0;0;0;0;0;0;0] X")); },
+      [&] { grid.evaluator.ComputeScalar(context, *notReady); },
+      [&] { grid.evaluator.ComputeScalar(context, std::vector<NodePtr>{nullptr}); },
+      [&] { grid.evaluator.ComputeScalar(context, std::vector<NodePtr>{bad}); },
+  };
+  int before = 0;
+  for (std::size_t i = 0; i < std::size(inOrder); ++i) {
+    Captured const captured;
+    inOrder[i]();
+    std::string const text = captured.Text();
+    std::smatch match;
+    ASSERT_TRUE(std::regex_search(text, match, std::regex(R"([^]*src/SFDagEvaluator\.cpp:(\d+) )"))) << i;
+    EXPECT_GT(std::stoi(match[1]), before) << i;
+    before = std::stoi(match[1]);
+  }
+}
+
+TEST(Render, AFailingTaskLeavesTheOtherSlabs)
+{
+  Grid grid(2, 2, 2 * Workers);
+  double const lastSlab = grid.origin[2] + grid.h * (2 * Workers - 2);
+  auto const resource = std::make_shared<HostResource>(
+      [lastSlab](ZULMathPoint const& p) { return p.z >= lastSlab ? throw std::runtime_error("host") : 0.125; });
+  Captured const captured;
+  EXPECT_THROW(grid.Clamped(*resource), std::runtime_error);
+  for (std::size_t i = 0; i < grid.Count(); ++i)
+    EXPECT_EQ(grid.values[i], i < grid.Count() - 8 ? 0.125F : 77.0F) << i;
+  // Every task fails: each writes its lines, then the first to be waited for decides.
+  auto lines = LinesAfterTheAnnouncement(LinesOf([&] { EXPECT_EQ(grid.Entry(Build("#a")), E_FAIL); }));
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), ARange), 1);
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), LastRange), 0);
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), NotSupported), Workers);
+  EXPECT_EQ(lines.back(), FailedCall("Render", Evaluator));
+}
+
+TEST(Render, ExceptionsReachTheCallerFromEverySlab)
+{
+  for (unsigned int const slice : {0U, Workers, 2 * Workers})
+    for (int const variant : {0, 1, 2}) {
+      Grid grid(2, 2, 2 * Workers + (Workers > 1 ? 1 : 0));
+      double const z = grid.origin[2] + slice * grid.h;
+      NodePtr const root = std::make_shared<HostResource>(
+          [z](ZULMathPoint const& p) { return p.z == z ? throw std::runtime_error("host") : p.x; });
+      if (slice >= grid.dims[2])
+        continue;
+      Captured const captured;
+      EXPECT_THROW(variant == 0   ? grid.Clamped(*root)
+                   : variant == 1 ? grid.Unrolled(root)
+                                  : grid.WithNormals(*Build("X"), {root, root, root}),
+                   std::runtime_error)
+          << slice << ' ' << variant;
+    }
+}
+
+TEST(Render, RefusesWhatItCannotUse)
+{
+  Grid grid(2, 2, 2);
+  auto const x = Build("X");
+  std::string const nullRoot = ":N iNode.get() is nullptr";
+  EXPECT_EQ(LinesOf([&] { EXPECT_EQ(grid.Entry(nullptr), E_INVALIDARG); }),
+            LineList{"Error in Render at " + Evaluator + nullRoot});
+  EXPECT_EQ(LinesOf([&] { EXPECT_EQ(grid.Unrolled(nullptr), E_INVALIDARG); }),
+            LineList{"Error in RenderWithUnrolling at " + Evaluator + nullRoot});
+  for (std::size_t const count : {0U, 2U, 4U})
+    EXPECT_EQ(LinesOf([&] { EXPECT_EQ(grid.WithNormals(*x, std::vector<NodePtr>(count, x)), E_FAIL); }),
+              LineList{"SFDagEvaluator::Render, invalid gradient node vector. Size must be 3 !"});
+
+  Captured const captured;
+  std::vector<NodePtr> const gradient(3, x);
+  EXPECT_EQ(grid.WithNormals(*x, {x, nullptr, x}), E_FAIL);
+  grid.normals.pop_back();
+  EXPECT_EQ(grid.WithNormals(*x, gradient), E_INVALIDARG);
+  grid.values.pop_back();
+  for (auto const dim : {2U, 0xFFFFFFFFU}) { // the product of these does not fit into 64 bits
+    grid.dims[0] = grid.dims[1] = grid.dims[2] = dim;
+    EXPECT_EQ(grid.Clamped(*x), E_INVALIDARG);
+    EXPECT_EQ(grid.Unrolled(x), E_INVALIDARG);
+    EXPECT_EQ(grid.WithNormals(*x, gradient), E_INVALIDARG);
+  }
+  EXPECT_EQ(grid.evaluator.Render(nullptr, grid.values, 1.0, nullptr, *x, grid.tolerance, Level), E_INVALIDARG);
+  EXPECT_EQ(grid.values, std::vector<float>(7, 77.0F));
+
+  NodePtr node = x;
+  std::shared_ptr<ResourceToSF> resource;
+  EXPECT_EQ(grid.evaluator.Render(grid.dims, 1.0, nullptr, grid.tolerance, node, resource, Level), E_NOTIMPL);
+}
+
+TEST(Render, LendsItsToleranceToAnOffsetRoot)
+{
+  ZULTolerance const own(0.5);
+  auto const throwing =
+      std::make_shared<HostResource>([](ZULMathPoint const&) -> double { throw std::runtime_error("host"); });
+  std::string const functor = FailedCall("GetReady", "src/SFDagFunctor.cpp");
+  for (ZULTolerance const* const before : {&own, static_cast<ZULTolerance const*>(nullptr)}) {
+    Grid grid(2, 2, 2);
+    for (int const variant : {0, 1, 2}) {
+      auto const render = [&](std::shared_ptr<Offset> const& iOffset) {
+        return variant == 0   ? grid.Clamped(*iOffset)
+               : variant == 1 ? grid.Unrolled(iOffset)
+                              : grid.WithNormals(*iOffset, std::vector<NodePtr>(3, Constant(1.0)));
+      };
+      auto const offset = std::make_shared<Offset>(Constant(0.25), before);
+      auto const failing = std::make_shared<Offset>(nullptr, before);
+      auto const unlucky = std::make_shared<Offset>(throwing, before);
+      EXPECT_EQ(LinesOf([&] { EXPECT_EQ(render(failing), E_FAIL); }),
+                (LineList{functor, FailedCall(variant == 1 ? "RenderWithUnrolling" : "Render", Evaluator)}));
+      Captured const captured;
+      EXPECT_EQ(render(offset), S_OK);
+      EXPECT_EQ(grid.values[0], 0.25F);
+      EXPECT_THROW(render(unlucky), std::runtime_error);
+      for (auto const& node : {offset, failing, unlucky}) {
+        EXPECT_EQ(node->during, &grid.tolerance);
+        EXPECT_EQ(node->GetTolerance(), before);
+      }
+    }
+  }
+}

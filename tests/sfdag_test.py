@@ -1,0 +1,362 @@
+"""Runs the command-line host: sfdag_test.py SFDAG [unittest arguments]."""
+
+import ast
+import math
+import os
+import re
+import resource
+import shlex
+import signal
+import stat
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+import zlib
+
+SFDAG = ""
+
+SPHERE = "- r + + q X q Y q Z f1"
+# The cylinder's radius grows with the diagonal of the whole grid.
+CYLINDER = "n[0;0;0;0;0;1;1] f1"
+GRID = ["--dims", "4", "3", "2", "--voxel", "0.5"]
+
+
+class SfdagTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = folder.name
+
+    def path(self, name):
+        return os.path.join(self.folder, name)
+
+    def put(self, name, content):
+        with open(self.path(name), "wb") as file:
+            file.write(content)
+        return name
+
+    def get(self, name):
+        with open(self.path(name), "rb") as file:
+            return file.read()
+
+    def contents(self):
+        return {name: self.get(name) for name in os.listdir(self.folder) if os.path.isfile(self.path(name))}
+
+    def run_tool(self, *arguments, stdin=b"", **options):
+        options.setdefault("stdout", subprocess.PIPE)
+        return subprocess.run([SFDAG, *arguments], input=stdin, stderr=subprocess.PIPE, cwd=self.folder, timeout=60,
+                              **options)
+
+    def succeed(self, *arguments, stdin=b"", **options):
+        done = self.run_tool(*arguments, stdin=stdin, **options)
+        self.assertEqual((done.returncode, own_lines(done.stderr)), (0, []), arguments)
+        return done.stdout
+
+    def fail(self, status, pattern, *arguments, stdin=b"", **options):
+        """A failure: its status, one line of ours that matches all of a pattern, no result, no file touched."""
+        before = self.contents()
+        done = self.run_tool(*arguments, stdin=stdin, **options)
+        lines = own_lines(done.stderr)
+        self.assertEqual(done.returncode, status, (arguments, lines))
+        self.assertEqual(len(lines), 1, (arguments, lines))
+        self.assertRegex(lines[0], "^sfdag: " + pattern + ("" if status == 1 else r" \(see sfdag .*--help\)") + "$")
+        self.assertEqual(done.stdout or b"", b"", arguments)
+        self.assertEqual(self.contents(), before, arguments)
+
+    def values(self, model, points):
+        lines = "".join("%r %r %r\n" % point for point in points)
+        out = self.succeed("eval", "-x", model, "--points", "-", stdin=lines.encode())
+        return [float(line) for line in out.split()]
+
+
+def own_lines(stderr):
+    return [line for line in stderr.decode(errors="replace").split("\n") if line.startswith("sfdag: ")]
+
+
+def grid_points(dims, h, origin):
+    return [(origin[0] + i * h, origin[1] + j * h, origin[2] + k * h)
+            for k in range(dims[2]) for j in range(dims[1]) for i in range(dims[0])]
+
+
+def words(values):
+    return [repr(value) for value in values]
+
+
+class Results(SfdagTest):
+    def test_text(self):
+        self.put("layout.sf", b"\xef\xbb\xbf+ f1\n\tX ignored\r\n")
+        table = [
+            (["-x", "+X*Yf2"], b"", b"+ X * Y f2 $\n"),
+            (["-x", "- X Y"], b"", b"- X Y $\n"),
+            (["layout.sf"], b"", b"+ f1 X $\n"),
+            (["-", "--level", "1"], b"f0.123456789 ", b"f0.123457 $\n"),
+            (["-x", "b0.1 X Y", "--level", "2"], b"", b"b0.1 X Y $\n"),
+            (["-"], b"q" * 1000000 + b"X", b"q " * 1000000 + b"X $\n"),
+        ]
+        for arguments, stdin, text in table:
+            self.assertEqual(self.succeed("text", *arguments, stdin=stdin), text, arguments)
+
+    def test_eval(self):
+        table = [
+            ("X", ["--at", "0.1", "0", "0", "--at", "-.5", "0", "0"], b"0.10000000000000001\n-0.5\n"),
+            ("/ X f0", ["--at", "1", "0", "0", "--at", "-1", "0", "0", "--at", "0", "0", "0"], b"inf\n-inf\nnan\n"),
+            ("! / X f0", ["--at", "0", "0", "0"], b"nan\n"),
+            ("X", ["--at", "1e-320", "0", "0", "--at", "-0", "0", "0"], b"9.9998886718268301e-321\n-0\n"),
+            ("+ X + Y Z", ["--at", "inf", "0", "nan", "--points", "-"], b"nan\n6\n1.5\n"),
+        ]
+        for model, arguments, out in table:
+            stdin = b"# x y z\r\n 1 2\t3\r\n\n0.5,0.25 , .75"
+            self.assertEqual(self.succeed("eval", "-x", model, *arguments, stdin=stdin), out, model)
+
+    def test_help(self):
+        self.put("points.csv", b"1,2,3\n")
+        verbs = re.findall(r"^  (\w+)  ", self.succeed("--help").decode().split("Verbs:")[1], re.MULTILINE)
+        self.assertIn("slice", verbs)
+        for verb in verbs:
+            text = self.succeed(verb, "--help").decode().replace("\\\n", "")
+            examples = [shlex.split(line)[1:] for line in re.findall(r"^  (sfdag .* -x .*)$", text, re.MULTILINE)]
+            self.assertTrue(examples, verb)
+            for example in examples:
+                self.succeed(*example)
+        self.assertRegex(self.succeed("--version").decode(), r"^sfdag \d+\.\d+\.\d+\n$")
+
+
+class Grids(SfdagTest):
+    def test_values_are_those_of_eval_clamped(self):
+        table = [
+            (SPHERE, (5, 4, 3), 0.3, (-0.7, -0.6, -0.5)),
+            ("/ X Y", (3, 3, 3), 0.5, (-0.5, -0.5, 0)),  # infinities, NaN, zeros
+            ("m[0;1;0;3;1;0;0;0;0;0;2;0;0;0;0;1] - X + Y Z", (2, 3, 7), 0.25, (1, 2, 3)),
+        ]
+        for model, dims, h, origin in table:
+            arguments = ["grid", "-x", model, "--dims", *words(dims), "--voxel", repr(h), "--origin", *words(origin)]
+            self.succeed(*arguments, "-o", "out.raw")
+            diagonal = math.sqrt(sum(((n - 1) * h) ** 2 for n in dims))
+            expected = b""
+            for value in self.values(model, grid_points(dims, h, origin)):
+                value = diagonal if math.isnan(value) else value
+                expected += struct.pack("<f", math.copysign(min(diagonal, abs(value)), 1 if value > 0 else -1))
+            self.assertEqual(self.get("out.raw"), expected, model)
+
+            self.succeed(*arguments, "-o", "out.NPY")
+            npy = self.get("out.NPY")
+            self.assertEqual(npy[:8], b"\x93NUMPY\x01\x00")
+            start = 10 + struct.unpack("<H", npy[8:10])[0]
+            self.assertEqual((start % 64, npy[start - 1:start]), (0, b"\n"))
+            self.assertEqual(ast.literal_eval(npy[10:start].decode()),
+                             {"descr": "<f4", "fortran_order": False, "shape": dims[::-1]})
+            self.assertEqual(npy[start:], expected)
+
+    def test_where_output_goes(self):
+        arguments = ["grid", "-x", "X", *GRID, "-o"]
+        self.succeed(*arguments, "plain.npy")
+        npy = self.get("plain.npy")
+        self.assertEqual(self.succeed(*arguments, "-"), npy)
+        with open(self.path("log"), "wb") as log:  # an open file is continued, not replaced
+            log.write(b"before")
+            log.flush()
+            self.succeed(*arguments, "/dev/stdout", stdout=log)
+        self.assertEqual(self.get("log"), b"before" + npy)
+
+        self.put("target", b"old")
+        os.chmod(self.path("target"), 0o640)
+        os.symlink("target", self.path("link.npy"))
+        self.succeed(*arguments, "link.npy")
+        self.assertTrue(os.path.islink(self.path("link.npy")))
+        self.assertEqual((self.get("target"), stat.S_IMODE(os.stat(self.path("target")).st_mode)), (npy, 0o640))
+        self.assertEqual(sorted(os.listdir(self.folder)), ["link.npy", "log", "plain.npy", "target"])
+
+
+class Pictures(SfdagTest):
+    def read_png(self, name):
+        """The rows of an 8-bit RGB picture, from the top; each a list of (red, green, blue)."""
+        data = self.get(name)
+        self.assertEqual(data[:8], b"\x89PNG\r\n\x1a\n")
+        width, height = struct.unpack(">II", data[16:24])
+        self.assertEqual(data[24:29], bytes([8, 2, 0, 0, 0]))
+        packed, at = b"", 8
+        while at < len(data):
+            length, kind = struct.unpack(">I4s", data[at:at + 8])
+            packed += data[at + 8:at + 8 + length] if kind == b"IDAT" else b""
+            at += 12 + length
+        raw, stride, above, rows = zlib.decompress(packed), 3 * width, [0] * (3 * width), []
+        for y in range(height):
+            line = list(raw[y * (stride + 1):(y + 1) * (stride + 1)])
+            method, line = line[0], line[1:]
+            for x in range(stride):
+                a, b, c = (line[x - 3], above[x], above[x - 3]) if x >= 3 else (0, above[x], 0)
+                paeth = min((abs(b - c), 0, a), (abs(a - c), 1, b), (abs(a + b - 2 * c), 2, c))[2]
+                line[x] = (line[x] + [0, a, b, (a + b) // 2, paeth][method]) % 256
+            rows.append(list(zip(line[::3], line[1::3], line[2::3])))
+            above = line
+        return rows
+
+    def test_hues_follow_the_signs_of_the_grid(self):
+        table = [  # model, dims, voxel, origin, slice, arguments of the slice
+            (SPHERE, (13, 9, 5), 0.25, (-1.45, -0.9, -0.7), 2, []),
+            ("- + X Y Z", (8, 8, 4), 1, (-3.3, -3.4, 0), 3, ["--z", "3"]),
+            (CYLINDER, (12, 12, 30), 0.1, (-0.55, -0.55, 0), 1, ["--z", "1"]),
+        ]
+        scale = 9  # odd, so that a pixel's centre stands on each sample
+        for model, dims, h, origin, z, more in table:
+            arguments = ["-x", model, "--dims", *words(dims), "--voxel", repr(h), "--origin", *words(origin)]
+            self.succeed("slice", *arguments, *more, "--scale", str(scale), "-o", "out.png")
+            self.succeed("grid", *arguments, "-o", "out.raw")
+            nx, ny, size = dims[0], dims[1], dims[0] * dims[1]
+            samples = struct.unpack("<%df" % size, self.get("out.raw")[4 * z * size:4 * (z + 1) * size])
+            rows = self.read_png("out.png")
+            self.assertEqual((len(rows[0]), len(rows)), (scale * nx, scale * ny))
+            seen = set()
+            for j in range(ny):
+                for i in range(nx):
+                    red, green, blue = rows[(ny - 1 - j) * scale + scale // 2][i * scale + scale // 2]
+                    if red + green + blue > 200:  # not under the zero line
+                        seen.add(red > blue)
+                        self.assertEqual(red > blue, samples[j * nx + i] < 0, (model, i, j))
+            self.assertEqual(len(seen), 2, model)
+
+    def test_lines(self):
+        """Across X from -2 to 2 there is one strong line, and iso-lines at the multiples of the spacing."""
+        for spacing, lines in [("0.5", 9), ("1", 5)]:
+            self.succeed("slice", "-x", "X", "--dims", "17", "3", "1", "--voxel", "0.25", "--origin", "-2", "0", "0",
+                         "--scale", "40", "--iso", spacing, "-o", "out.png")
+            row = [sum(pixel) for pixel in self.read_png("out.png")[60]]
+            minima = [x for x in range(1, len(row) - 1) if row[x - 1] > row[x] <= row[x + 1] and row[x - 3] - row[x] > 60]
+            step = int(160 * float(spacing))
+            self.assertEqual(len(minima), lines, spacing)
+            for n, x in enumerate(minima):
+                self.assertLessEqual(abs(x - (340 + (n - lines // 2) * step)), 1, spacing)
+            self.assertIn(min(range(len(row)), key=row.__getitem__), [339, 340])
+
+    def test_undefined_values_are_outside(self):
+        deep = "a" * 5000 + "/ Y f0"  # a graph of this depth is rendered with its NaN and infinities
+        self.succeed("slice", "-x", deep, "--dims", "2", "3", "1", "--voxel", "1", "--scale", "5", "-o", "out.png")
+        for row in self.read_png("out.png"):
+            self.assertTrue(all(blue > red for red, _, blue in row))
+
+    def test_size(self):
+        for dims, size in [("3 2 1", (513, 342)), ("1 1 1", (512, 512)), ("2 600 1", (2, 600))]:
+            self.succeed("slice", "-x", "f1", "--dims", *dims.split(), "--voxel", "1", "-o", "out.png")
+            self.assertEqual(struct.unpack(">II", self.get("out.png")[16:24]), size)
+
+
+class Failures(SfdagTest):
+    def test_usage(self):
+        grid = ["grid", "-x", "X", *GRID]
+        table = [
+            ("give a verb: text, .*", []),
+            ("unknown verb 'paint', there are: text, .*", ["paint"]),
+            ("give a MODEL or -x EXPR", ["text"]),
+            ("give either MODEL or -x, not both", ["text", "a.sf", "-x", "X"]),
+            ("--expression: .*", ["text", "-x"]),
+            (".*--bogus", ["text", "--bogus", "-x", "X"]),
+            (r"--level: '3' is not a whole number from 1 to 2", ["text", "-x", "X", "--level", "3"]),
+            ("give at least one point .*", ["eval", "-x", "X"]),
+            ("--at: .*", ["eval", "-x", "X", "--at", "1", "2"]),
+            (r"--at: 'z\?' is not a number", ["eval", "-x", "X", "--at", "1", "2", "z\n"]),
+            (r"--at: '1e999' is not a number", ["eval", "-x", "X", "--at", "1", "2", "1e999"]),
+            (".*both be the standard input", ["eval", "-", "--points", "-"]),
+            ("--output is required", grid),
+            (r"--output: 'a\.b/out\.txt' does not end in \.npy or \.raw", [*grid, "-o", "a.b/out.txt"]),
+            (r"--output: 'out\.jpg' does not end in \.png", ["slice", *grid[1:], "-o", "out.jpg"]),
+            ("--z: there is no slice 2, the last one is 1", ["slice", *grid[1:], "-o", "out.png", "--z", "2"]),
+            ("--scale: '0' is not .*", ["slice", *grid[1:], "-o", "out.png", "--scale", "0"]),
+            ("the picture would be 1000001 pixels long.*",
+             ["slice", "-x", "X", "--dims", "1000001", "1", "1", "--voxel", "1", "-o", "out.png"]),
+        ]
+        for dims in ["0 1 1", "1 -1 1", "1 1 1.5", "4294967296 1 1", "1 1"]:
+            table.append(("--dims: .* is not a whole number.*",
+                          ["grid", "-x", "X", "--dims", *dims.split(), "--voxel", "1", "-o", "out.npy"]))
+        for voxel in ["0", "-1", "nan", "inf", "1e400", "1x", ""]:
+            table.append(("--voxel: .* is not a positive number",
+                          ["grid", "-x", "X", "--dims", "1", "1", "1", "--voxel", voxel, "-o", "out.npy"]))
+        for pattern, arguments in table:
+            self.fail(2, pattern, *arguments)
+
+    def test_input(self):
+        os.mkdir(self.path("folder"))
+        self.put("empty", b"")
+        self.put("random", b"\x00\xff+ p" + bytes(range(94, 256)) * 50)
+        self.put("blank", b" \n")
+        self.put("q", b"q" * 100000)
+        at = ["--at", "0", "0", "0"]
+        table = [
+            ("missing: No such file or directory", ["text", "missing"], b""),
+            ("'': No such file or directory", ["text", ""], b""),
+            ("folder: Is a directory", ["text", "folder"], b""),
+            ("/proc/self/mem: Input/output error", ["text", "/proc/self/mem"], b""),
+            ("/dev/zero: more than 256 MiB of text", ["text", "/dev/zero"], b""),
+            ("empty: empty", ["text", "empty"], b""),
+            ("blank: holds no expression", ["text", "blank"], b""),
+            ("random: not a readable expression.*", ["eval", "random", *at], b""),
+            ("standard input: not a readable expression.*", ["text", "-"], b"+ X pname"),
+            ("-x: cannot be written as text at level 1 .*", ["text", "-x", "b1 X Y", "--level", "1"], b""),
+            (r"q: cannot be evaluated \(E_FAIL\)", ["eval", "q", *at], b""),
+            (r"-x: cannot be rendered \(E_FAIL\)", ["grid", "-x", "+ X", *GRID, "-o", "out.npy"], b""),
+            ("--dims 4294967295 4294967295 4294967295: the grid needs .*",
+             ["grid", "-x", "X", "--dims", *["4294967295"] * 3, "--voxel", "1", "-o", "out.npy"], b""),
+            ("the picture needs .*",
+             ["slice", "-x", "X", "--dims", "1000000", "1000000", "1", "--voxel", "1", "-o", "out.png"], b""),
+            ("missing: No such file or directory", ["eval", "-x", "X", "--points", "missing"], b""),
+        ]
+        for junk in [b"1 2", b"1 2 3 4", b"1 2 x", b"1 2 3x", b"1,,2,3", b"1 2 3\0", b"1 2 1e999"]:
+            table.append((r"standard input:3: '.*' is not three numbers", ["eval", "-x", "X", "--points", "-"],
+                          b"1 2 3\n\n" + junk + b"\n4 5 6\n"))
+        for pattern, arguments, stdin in table:
+            self.fail(1, pattern, *arguments, stdin=stdin)
+
+        self.fail(1, "standard input: Bad file descriptor", "text", "-", preexec_fn=lambda: os.close(0))
+
+    def test_output(self):
+        os.mkdir(self.path("folder"))
+        self.put("out.npy", b"kept")
+        grid = ["grid", "-x", "X", *GRID, "-o"]
+        table = [
+            ("/dev/full: No space left on device", [*grid, "/dev/full"]),
+            ("/dev/full: No space left on device", ["slice", *grid[1:], "/dev/full"]),
+            ("nowhere/out.npy: No such file or directory", [*grid, "nowhere/out.npy"]),
+            ("out.npy/out.npy: Not a directory", [*grid, "out.npy/out.npy"]),
+            ("folder: Is a directory", [*grid, "folder"]),
+            ("'': No such file or directory", [*grid, ""]),
+        ]
+        for pattern, arguments in table:
+            self.fail(1, pattern, *arguments)
+        for arguments in [["text", "-x", "X"], ["eval", "-x", "X", "--at", "0", "0", "0"], ["--help"], [*grid, "-"]]:
+            with open("/dev/full", "wb") as full:
+                self.fail(1, "standard output: No space left on device", *arguments, stdout=full)
+            self.fail(1, "standard output: Bad file descriptor", *arguments, preexec_fn=lambda: os.close(1))
+        # A file that cannot grow: the one in the making goes, the one that was there stays.
+        self.fail(1, "out.npy: File too large", "grid", "-x", "X", "--dims", "30", "30", "30", "--voxel", "1", "-o",
+                  "out.npy", preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (20000, 20000)))
+
+    def test_library_lines_never_reach_a_file(self):
+        """With the standard error stream closed, the output file must not take its descriptor."""
+        self.succeed("grid", "-x", "X", *GRID, "-o", "quiet.npy", preexec_fn=lambda: os.close(2))
+        self.succeed("grid", "-x", "X", *GRID, "-o", "normal.npy")
+        self.assertEqual(self.get("quiet.npy"), self.get("normal.npy"))
+
+    def test_signals(self):
+        self.put("out.npy", b"kept")
+        slow = self.put("slow.sf", b"s" * 4000 + b"+ X + Y Z")
+        for stop, line in [(signal.SIGINT, "sfdag: out.npy: interrupted, not written"),
+                           (signal.SIGTERM, "sfdag: out.npy: interrupted, not written"), (signal.SIGPIPE, None)]:
+            before = self.contents()
+            tool = subprocess.Popen(
+                [SFDAG, "grid", slow, "--dims", "100", "100", "100", "--voxel", "1", "-o", "out.npy"],
+                cwd=self.folder, stderr=subprocess.PIPE, preexec_fn=lambda: signal.signal(signal.SIGINT, signal.SIG_DFL))
+            deadline = time.monotonic() + 30
+            while len(os.listdir(self.folder)) == len(before) and time.monotonic() < deadline:
+                time.sleep(0.01)
+            self.assertEqual(len(os.listdir(self.folder)), len(before) + 1)
+            tool.send_signal(stop)
+            _, stderr = tool.communicate(timeout=30)
+            self.assertEqual((tool.returncode, own_lines(stderr)), (-stop, [line] if line else []))
+            self.assertEqual(self.contents(), before)
+
+
+if __name__ == "__main__":
+    SFDAG = os.path.abspath(sys.argv.pop(1))
+    unittest.main()
