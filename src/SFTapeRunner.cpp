@@ -49,7 +49,8 @@ std::array<std::ptrdiff_t, 3> StridesOf(SFAxes iAxes, std::array<unsigned int, 3
 
 int AxisCount(SFAxes iAxes) { return (iAxes & 1) + (iAxes >> 1 & 1) + (iAxes >> 2 & 1); }
 
-/// The loop over a box for one or two operands: axes along which all operands run on are merged.
+/// The loop over a box for one or two operands: axes along which all operands run on are merged. The strides of
+/// the innermost axis are 0 or 1, as the kernels expect.
 struct LoopPlan
 {
   std::array<std::size_t, 3> n{1, 1, 1};
@@ -66,6 +67,9 @@ LoopPlan PlanLoop(std::array<std::size_t, 3> const& iExtents, SFTapePlace const&
       continue;
     std::ptrdiff_t const a = iA.strides[axis];
     std::ptrdiff_t const b = iB.strides[axis];
+    // A box one point wide, out of values that are kept for a wider grid: rows of one.
+    if (used == 0 && (a > 1 || b > 1))
+      used = 1;
     if (used > 0) {
       auto const inner = static_cast<std::ptrdiff_t>(plan.n[used - 1]);
       if (plan.a[used - 1] * inner == a && plan.b[used - 1] * inner == b) {
