@@ -172,12 +172,16 @@ void SFTapeRunner::ChooseKept()
       cost[instructions[id].axes] += VolumeOf(instructions[id].axes, _grid.dims) * sizeof(double);
 
   std::array<bool, 8> keep{};
+  keep[0] = true;
   std::size_t spent = 0;
   for (int axisCount = 1; axisCount <= 2; ++axisCount)
     for (SFAxes axes = 1; axes < AllAxes; ++axes) {
       // A plane that is not extended along its missing axis is read once: nothing is saved by keeping it.
       std::size_t const copies = VolumeOf(static_cast<SFAxes>(AllAxes & ~axes), _grid.dims);
-      if (AxisCount(axes) != axisCount || cost[axes] == 0 || copies < 4 || spent + cost[axes] > _budget)
+      if (AxisCount(axes) != axisCount || copies < 4 || spent + cost[axes] > _budget)
+        continue;
+      // The values of a plane are computed from those of its axes.
+      if (axisCount == 2 && !(keep[axes & 1] && keep[axes & 2] && keep[axes & 4]))
         continue;
       keep[axes] = true;
       spent += cost[axes];
