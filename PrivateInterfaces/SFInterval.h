@@ -208,10 +208,11 @@ inline SFInterval atan2(SFInterval const& iA, SFInterval const& iB)
   return Detail::Widened({std::atan2(iA.lo, iB.lo), std::atan2(iA.hi, iB.lo), iA.nan || iB.nan});
 }
 
-/// Tight for a base that is not negative and one exponent, the case that occurs; anything else is anything.
+/// Tight for a base that is not negative and one exponent, the case that occurs; anything else is anything. So is
+/// 0 with a negative exponent: -0 may give the other infinity.
 inline SFInterval pow(SFInterval const& iA, SFInterval const& iB)
 {
-  if (!iB.IsPoint() || iA.lo < 0.0)
+  if (!iB.IsPoint() || iA.lo < 0.0 || (iA.lo == 0.0 && iB.lo < 0.0))
     return SFInterval::Anything();
   double const a = std::pow(iA.lo, iB.lo);
   double const b = std::pow(iA.hi, iB.lo);
