@@ -13,12 +13,17 @@ template <class Call>
 void ForEachBox(SFTile const& iAll, std::array<unsigned int, 3> const& iSize, Call iCall)
 {
   SFTile box;
-  for (unsigned int z = 0; z < iAll.count[2]; z += iSize[2])
-    for (unsigned int y = 0; y < iAll.count[1]; y += iSize[1])
-      for (unsigned int x = 0; x < iAll.count[0]; x += iSize[0]) {
-        box.begin = {iAll.begin[0] + x, iAll.begin[1] + y, iAll.begin[2] + z};
-        box.count = {std::min(iSize[0], iAll.count[0] - x), std::min(iSize[1], iAll.count[1] - y),
-                     std::min(iSize[2], iAll.count[2] - z)};
+  auto const cut = [&](std::size_t iAxis, std::size_t iOffset) { // wider than the counts, whose sums may overflow
+    auto const offset = static_cast<unsigned int>(iOffset);
+    box.begin[iAxis] = iAll.begin[iAxis] + offset;
+    box.count[iAxis] = std::min(iSize[iAxis], iAll.count[iAxis] - offset);
+  };
+  for (std::size_t z = 0; z < iAll.count[2]; z += iSize[2])
+    for (std::size_t y = 0; y < iAll.count[1]; y += iSize[1])
+      for (std::size_t x = 0; x < iAll.count[0]; x += iSize[0]) {
+        cut(0, x);
+        cut(1, y);
+        cut(2, z);
         iCall(box);
       }
 }
