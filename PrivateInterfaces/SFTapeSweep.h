@@ -29,7 +29,8 @@ private:
   using Size = std::array<unsigned int, 3>;
   struct Worker;
 
-  void Visit(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList, std::size_t iLevel) const;
+  void Visit(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList, std::size_t iLevel,
+             bool iLastWasVain) const;
   void RunBox(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList) const;
   SFTile RegionAt(std::size_t iNumber) const;
 

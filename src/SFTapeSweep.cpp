@@ -92,25 +92,27 @@ void SFTapeSweep::Work(Sink const& iSink, std::function<bool()> const& iStop)
   for (std::size_t region = _next++; region < _regionCount && !worker.stopped; region = _next++) {
     SFTile const box = RegionAt(region);
     if (prunes)
-      Visit(worker, box, _runner.GetList(), 0);
+      Visit(worker, box, _runner.GetList(), 0, false);
     else
       RunBox(worker, box, _runner.GetList());
     ++_done;
   }
 }
 
-/// Prunes for a box and goes on to its parts, while there is something left to decide.
-void SFTapeSweep::Visit(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList, std::size_t iLevel) const
+/// Prunes for a box and goes on to its parts, while there is something left to decide. One attempt in vain does not
+/// say that smaller boxes decide nothing: a few parts spread over the first box all reach it.
+void SFTapeSweep::Visit(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList, std::size_t iLevel,
+                        bool iLastWasVain) const
 {
   SFTapeList& list = ioWorker.lists[iLevel];
-  bool const shorter = _pruner.Prune(iList, iBox, ioWorker.pruning, list);
-  if (!shorter || list.choices == 0 || iLevel + 1 == _levels.size()) {
+  bool const vain = !_pruner.Prune(iList, iBox, ioWorker.pruning, list);
+  if ((vain && iLastWasVain) || list.choices == 0 || iLevel + 1 == _levels.size()) {
     RunBox(ioWorker, iBox, list);
     return;
   }
   ForEachBox(iBox, _levels[iLevel + 1], [&](SFTile const& iPart) {
     if (!ioWorker.stopped)
-      Visit(ioWorker, iPart, list, iLevel + 1);
+      Visit(ioWorker, iPart, list, iLevel + 1, vain);
   });
 }
 
