@@ -84,6 +84,7 @@ public:
 
   SFGrid const& GetGrid() const { return _grid; }
   SFTape const& GetTape() const { return _tape; }
+  SFTapeKernels const& GetKernels() const { return _kernels; }
   SFTapeScratch MakeScratch() const;
 
   /// Computes the values of a list over a tile; the results are then where ResultRow says.
