@@ -43,13 +43,13 @@ void ExpectConformance(Nodes const& iRoots, SFGrid const& iGrid, std::string con
 TEST(Conformance, OperatorsOnNastyValues)
 {
   auto const along = [](double ZULMathPoint::*iAxis) {
-    return std::make_shared<Probe>(
+    return std::make_shared<HostResource>(
         [iAxis](ZULMathPoint const& iP) { return Nasty[static_cast<std::size_t>(iP.*iAxis)]; });
   };
   auto const count = static_cast<unsigned int>(Nasty.size());
   unsigned int const dims[3] = {count, count, 1};
   SFGrid const grid(dims, 1.0, nullptr);
-  Node const decided = Op(MIN, Op(X), Op(PLUS, Op(X), Number(100.0)));
+  Node const decided = Op(MIN, Op(X), Op(PLUS, Op(X), Constant(100.0)));
   for (SFNodeType const type : Operators()) {
     Node const field = Op(type, along(&ZULMathPoint::x), IsBinaryOperator(type) ? along(&ZULMathPoint::y) : nullptr);
     ExpectConformance({field, decided}, grid, std::string(OperatorRow(type).name));
@@ -62,13 +62,13 @@ TEST(Conformance, OperatorsOnNastyCoordinatesAndConstants)
   for (SFNodeType const type : Operators())
     for (double const a : Nasty)
       for (double const b : Nasty) {
-        if (!IsBinaryOperator(type) && !SameBits(b, 0.0))
+        if (!IsBinaryOperator(type) && !Same(b, 0.0))
           continue;
         double const origin[3] = {a, b, 1.0};
         unsigned int const dims[3] = {3, 9, 2};
         Node const constant = std::make_shared<SFVariable>("b", b);
-        Nodes const fields{Op(type, Op(X), Op(Y)), Op(type, Op(X), constant), Op(type, Number(a), Op(Y)),
-                           Op(type, Number(a), constant), Op(type, Op(MULT, Op(X), Op(Z)), Op(MULT, Op(Y), Op(Z)))};
+        Nodes const fields{Op(type, Op(X), Op(Y)), Op(type, Op(X), constant), Op(type, Constant(a), Op(Y)),
+                           Op(type, Constant(a), constant), Op(type, Op(MULT, Op(X), Op(Z)), Op(MULT, Op(Y), Op(Z)))};
         std::string const what =
             std::string(OperatorRow(type).name) + " of " + std::to_string(a) + ", " + std::to_string(b);
         ASSERT_NO_FATAL_FAILURE(ExpectConformance(fields, {dims, 0.0, origin}, what));
@@ -95,7 +95,7 @@ TEST(Conformance, KernelsInAllForms)
             std::size_t const atA = form == static_cast<std::size_t>(SFKernelForm::SecondVaries) ? i / n : at;
             std::size_t const atB = form == static_cast<std::size_t>(SFKernelForm::FirstVaries) ? i / n : at;
             double const expected = ScalarOps::Apply(type, a[atA], b[atB]);
-            ASSERT_TRUE(SameBits(out[i], expected))
+            ASSERT_TRUE(Same(out[i], expected))
                 << kernels->name << " " << OperatorRow(type).name << "[" << form << "](" << a[atA] << ", " << b[atB]
                 << ") is " << out[i] << " instead of " << expected;
           }

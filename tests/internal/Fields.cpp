@@ -184,15 +184,15 @@ Node RandomGraph::Leaf()
 {
   switch (Below(8)) {
   case 0:
-    return Number(Simple());
+    return Constant(Simple());
   case 1:
     return std::make_shared<SFVariable>("p", Simple());
   case 2:
-    return std::make_shared<Probe>(HostField);
+    return std::make_shared<HostResource>(HostField);
   case 3:
     return Op(static_cast<SFNodeType>(static_cast<int>(X) + static_cast<int>(Below(3))));
   case 4:
-    return Op(MINUS, Op(MAX, Op(ABS, Op(X)), Op(ABS, Op(Y))), Number(Simple()));
+    return Op(MINUS, Op(MAX, Op(ABS, Op(X)), Op(ABS, Op(Y))), Constant(Simple()));
   default: {
     auto const at = [this] { return static_cast<double>(Below(40)) - 8.0; };
     double const x = at();

@@ -1,15 +1,12 @@
 #pragma once
 
-#include "ResourceToSF.h"
+#include "HostResource.h"
 #include "SFAffineTransform.h"
-#include "SFConstant.h"
 #include "SFCylindricalTransform.h"
-#include "SFOp.h"
 #include "SFTapeCompiler.h"
 #include "SFTapeSweep.h"
 #include "SFVariable.h"
 
-#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
@@ -23,7 +20,7 @@
 namespace SFTest {
 
 using namespace SF;
-using Node = std::shared_ptr<SFDagNode>;
+using Node = NodePtr;
 using Nodes = std::vector<Node>;
 using Values = std::vector<double>;
 using enum SF::SFNodeType;
@@ -39,46 +36,19 @@ inline Values const Nasty{
     NaN, -NaN, Inf, -Inf,  0.0,       -0.0, Tiny, -Tiny, Smallest, Largest,   1e300,    1e-300, -1e154,
     1.0, -1.0, 0.5, -0.75, 1.0 / 3.0, 2.0,  -3.0, 4.0,   0.1,      1e5 + 0.5, -Largest, 1e22,   3.141592653589793};
 
-/// Equal bit for bit, all NaN being one value. Sign and payload of a NaN are not specified: of two NaN operands
-/// a processor keeps the first, and compilers are free to swap the operands of a sum or product.
-template <class T>
-bool SameBits(T iA, T iB)
-{
-  if (std::isnan(iA) || std::isnan(iB))
-    return std::isnan(iA) && std::isnan(iB);
-  return iA == iB && std::signbit(iA) == std::signbit(iB);
-}
-
-/// The place of the first difference; the size when there is none.
+/// The place of the first difference in bits; the size when there is none. All NaN count as one value: of two NaN
+/// operands a processor keeps the first, and compilers are free to swap the operands of a sum or product.
 template <class T>
 std::size_t FirstDifference(std::vector<T> const& iA, std::vector<T> const& iB)
 {
   if (iA.size() != iB.size())
     return 0;
   std::size_t at = 0;
-  while (at < iA.size() && SameBits(iA[at], iB[at]))
+  while (at < iA.size() && Same(iA[at], iB[at]))
     ++at;
   return at;
 }
 
-/// A field of the host that is a function of the point.
-class Probe : public ResourceToSF
-{
-public:
-  using Function = std::function<double(ZULMathPoint const&)>;
-  explicit Probe(Function iFunction) : ResourceToSF(POLY), _function(std::move(iFunction)) {}
-  double GetScalar(ZULMathPoint const& iPoint) const override { return _function(iPoint); }
-
-private:
-  Function _function;
-};
-
-inline Node Op(SFNodeType iType, Node iA = {}, Node iB = {})
-{
-  auto node = std::make_shared<SFOp>(iType, std::move(iA), std::move(iB));
-  return node;
-}
-inline Node Number(double iValue) { return std::make_shared<SFConstant>(iValue); }
 inline Node Affine(std::array<double, 12> const& iRows, Node iOperand)
 {
   auto node = std::make_shared<SFAffineTransform>(ZULMathTransformation(iRows.data(), 12));
@@ -94,8 +64,8 @@ inline Node Cylindrical(std::array<double, 7> const& iParameters, Node iOperand)
 /// The distance from a sphere.
 inline Node Sphere(double iX, double iY, double iZ, double iRadius)
 {
-  auto const square = [](SFNodeType iAxis, double iAt) { return Op(SQUARE, Op(MINUS, Op(iAxis), Number(iAt))); };
-  return Op(MINUS, Op(ROOT, Op(PLUS, Op(PLUS, square(X, iX), square(Y, iY)), square(Z, iZ))), Number(iRadius));
+  auto const square = [](SFNodeType iAxis, double iAt) { return Op(SQUARE, Op(MINUS, Op(iAxis), Constant(iAt))); };
+  return Op(MINUS, Op(ROOT, Op(PLUS, Op(PLUS, square(X, iX), square(Y, iY)), square(Z, iZ))), Constant(iRadius));
 }
 /// `iOp` over all of some nodes, in order: one after the other, or halves first.
 inline Node Chain(SFNodeType iOp, Nodes const& iNodes, bool iBalanced)

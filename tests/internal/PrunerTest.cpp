@@ -1,5 +1,4 @@
 #include "Fields.h"
-#include "Support.h"
 
 #include <gtest/gtest.h>
 
@@ -114,8 +113,8 @@ TEST(Pruner, DropsOnStrictComparisonsOnly)
 TEST(Pruner, BoxesLeaveNothingBehind)
 {
   Nodes parts = Spheres(30);
-  parts.push_back(Op(SIGN, Op(MINUS, Op(X), Number(30.0))));
-  parts.push_back(Op(ABS, Op(MINUS, Op(MULT, Op(X), Op(Y)), Number(30.0))));
+  parts.push_back(Op(SIGN, Op(MINUS, Op(X), Constant(30.0))));
+  parts.push_back(Op(ABS, Op(MINUS, Op(MULT, Op(X), Op(Y)), Constant(30.0))));
   Node const root = Op(WITHOUT, Chain(MIN, parts, false), Chain(MAX, Spheres(3), true));
   Compiled const compiled({root, parts[3], root}, Grid);
   SFTapePruner const pruner(*compiled.runner);

@@ -1,5 +1,4 @@
 #include "Fields.h"
-#include "Support.h"
 
 #include "SFDagEvaluator.h"
 #include "SFNodeRenderer.h"

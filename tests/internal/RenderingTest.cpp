@@ -1,5 +1,4 @@
 #include "Fields.h"
-#include "Support.h"
 
 #include "SFDagEvaluator.h"
 #include "SFGridRenderer.h"
@@ -82,7 +81,7 @@ TEST(ThreadRendering, ExceptionsOfTheHostReachTheCaller)
     using std::runtime_error::runtime_error;
   };
   std::atomic<bool> broken{true};
-  Node const root = SolidAround(std::make_shared<Probe>([&](ZULMathPoint const& iP) {
+  Node const root = SolidAround(std::make_shared<HostResource>([&](ZULMathPoint const& iP) {
     if (broken && iP.x == 31.0 && iP.y == 7.0 && iP.z >= 11.0)
       throw HostError("the host's own words");
     return iP.x - 40.0;
@@ -112,7 +111,7 @@ TEST(ThreadRendering, HostFieldsAreAskedOnceAPoint)
   for (SFGrid const& grid :
        {GridOf(65, 17, 30), GridOf(1, 1, 1), GridOf(9, 1, 1), GridOf(1, 1, 7), GridOf(64, 64, 1)}) {
     std::vector<std::atomic<int>> calls(VolumeOf(grid));
-    Node const host = std::make_shared<Probe>([&](ZULMathPoint const& iP) {
+    Node const host = std::make_shared<HostResource>([&](ZULMathPoint const& iP) {
       ++calls.at(grid.Index(static_cast<unsigned int>(iP.x), static_cast<unsigned int>(iP.y),
                             static_cast<unsigned int>(iP.z)));
       return iP.x + iP.y == 9.0 ? NaN : iP.x - 12.0;
@@ -197,7 +196,7 @@ TEST(Rendering, LinesAreThoseOfTheDefinition)
     auto const definition = [&](double iValue) {
       return lines(Op(MIN, Op(X), std::make_shared<LateConstant>(iValue)), grid);
     };
-    auto const compiled = lines(Op(MIN, Op(X), Number(2.0)), grid);
+    auto const compiled = lines(Op(MIN, Op(X), Constant(2.0)), grid);
     EXPECT_EQ(compiled, definition(2.0));
     EXPECT_EQ(compiled.size(), 9U);
   }
