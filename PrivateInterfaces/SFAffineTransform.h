@@ -58,9 +58,10 @@ public:
     return S_OK;
   }
 
-private:
+  /// As GetInverse, but says nothing, and gives the node's own copy.
   HRESULT FindInverse(ZULMathTransformation const*& oInverse) const;
 
+private:
   ZULMathTransformation const _transformation;
   mutable std::mutex _inverseMutex;
   mutable std::atomic<bool> _inverseKnown{false};

@@ -49,6 +49,9 @@ public:
   /// coordinate is NaN. Always S_OK.
   HRESULT ApplyInverseTransformation(ZULMathPoint& ioPoint) const;
 
+  /// The angle of (u, w) in (0, 2 pi], NaN at the origin.
+  static double AngleOf(double iU, double iW);
+
 private:
   ZULMathPoint const _origin;
   ZULMathVector const _axis;

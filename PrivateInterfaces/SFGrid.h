@@ -47,6 +47,14 @@ struct SFGrid
       size[axis] = (static_cast<double>(dims[axis]) - 1.0) * h;
     return size;
   }
+  /// Whether every coordinate is finite and no larger than `iBound` in magnitude.
+  bool IsWithin(double iBound) const
+  {
+    for (std::size_t axis = 0; axis < 3; ++axis)
+      if (!(std::abs(origin[axis]) <= iBound) || !(std::abs(dims[axis] * h) <= iBound))
+        return false;
+    return true;
+  }
   double Diagonal() const
   {
     auto const [x, y, z] = DomainSize();

@@ -3,6 +3,7 @@
 #include "SFDagNode.h"
 #include "SFGrid.h"
 #include "SFSWContext.h"
+#include "SFTapeSweep.h"
 #include "ZULTolerance.h"
 
 #include <functional>
@@ -35,8 +36,15 @@ private:
   /// Renders the slices [iBegin, iEnd) with the contexts of task `iTask`.
   using Slab = std::function<HRESULT(unsigned int iBegin, unsigned int iEnd, unsigned int iTask)>;
 
+  /// The node lists that are evaluated at each point, one a result.
+  using Lists = std::vector<std::vector<SFDagNode const*>>;
+
   HRESULT Prepare(SFGrid const& iGrid, std::vector<float> const& iValues, void (*iReportNotReady)(HRESULT));
+  /// The field on a tape, ready to run over the grid; null when it has to be evaluated node by node.
+  static std::unique_ptr<SFTapeRunner> Compile(SFGrid const& iGrid, Lists const& iLists, double iVoxelSize,
+                                               unsigned int iWorkers);
   static HRESULT RunSlabs(SFGrid const& iGrid, unsigned int iWorkers, Slab const& iSlab);
+  static HRESULT RunCompiled(SFTapeRunner const& iRunner, unsigned int iWorkers, SFTapeSweep::Sink const& iSink);
 
   SFSWContext const& _context;
   SFDagNode const& _root;

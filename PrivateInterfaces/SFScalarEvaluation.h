@@ -4,6 +4,7 @@
 #include "SFEvaluationContext.h"
 #include "ZULMathPoint.h"
 
+#include <array>
 #include <vector>
 
 namespace SF {
@@ -41,5 +42,8 @@ private:
   std::vector<ZULMathPoint> _positions; ///< the point, mapped once more by each transform entered
   SFDagWalk<Frame> _walk;
 };
+
+/// The most that the evaluator subtracts from a field in cylindrical coordinates, at the distance 1 of the axis.
+double CylinderLimit(std::array<double, 3> const& iDomainSize, double iVoxelSize);
 
 } // namespace SF

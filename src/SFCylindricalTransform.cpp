@@ -28,21 +28,6 @@ ZULMathVector Normalized(ZULMathVector iVector)
   return iVector;
 }
 
-/// The angle of (u, w) in (0, 2 pi], NaN at the origin.
-double AngleOf(double iU, double iW)
-{
-  double const t = std::atan(std::abs(iW) / std::abs(iU));
-  if (iU > 0.0 && iW > 0.0)
-    return t;
-  if (iU <= 0.0 && iW > 0.0)
-    return ZULPI - t;
-  if (iU <= 0.0 && iW <= 0.0)
-    return ZULPI + t;
-  if (iU > 0.0 && iW <= 0.0)
-    return 2.0 * ZULPI - t;
-  return t; // u or w is NaN, and so is t
-}
-
 } // namespace
 
 SFCylindricalTransform::SFCylindricalTransform(ZULMathPoint const& iOrigin, ZULMathVector const& iAxis, double iScale,
@@ -85,6 +70,20 @@ SFCylindricalTransform::Frame const& SFCylindricalTransform::GetFrame() const
     _frameKnown.store(true, std::memory_order_release);
   }
   return _frame;
+}
+
+double SFCylindricalTransform::AngleOf(double iU, double iW)
+{
+  double const t = std::atan(std::abs(iW) / std::abs(iU));
+  if (iU > 0.0 && iW > 0.0)
+    return t;
+  if (iU <= 0.0 && iW > 0.0)
+    return ZULPI - t;
+  if (iU <= 0.0 && iW <= 0.0)
+    return ZULPI + t;
+  if (iU > 0.0 && iW <= 0.0)
+    return 2.0 * ZULPI - t;
+  return t; // u or w is NaN, and so is t
 }
 
 HRESULT SFCylindricalTransform::ApplyInverseTransformation(ZULMathPoint& ioPoint) const

@@ -3,11 +3,11 @@
 #include "SFDagOffset.h"
 #include "SFDagTraversal.h"
 #include "SFEvaluatorReports.h"
+#include "SFNodeRenderer.h"
 #include "SFScalarEvaluation.h"
-#include "ZULMathVector.h"
+#include "SFTapeCompiler.h"
 
 #include <algorithm>
-#include <cmath>
 #include <ctime>
 #include <future>
 #include <string>
@@ -46,70 +46,6 @@ private:
   ZULTolerance const* _before = nullptr;
 };
 
-/// Opens the slots 0 to `iCount` - 1 on every node, so that tasks only ever write slots of their own.
-void OpenSlots(std::vector<SFDagNode const*> const& iNodes, unsigned int iCount)
-{
-  SFEvaluationContext const last(static_cast<int>(iCount) - 1);
-  for (SFDagNode const* const node : iNodes) {
-    if (ClassOf(*node) == SFNodeClass::Foreign)
-      for (std::size_t open = node->GetContextCount(); open < iCount; ++open)
-        node->GetNewEvaluationContext(); // the class may have more to open than its own slot
-    node->ReserveEvaluationContexts(last);
-  }
-}
-
-/// Clears one context's slots of a graph between points: what Reset does, without walking the graph again.
-class SlotReset
-{
-public:
-  explicit SlotReset(std::vector<SFDagNode const*> const& iNodes)
-  {
-    for (SFDagNode const* const node : iNodes)
-      (ClassOf(*node) == SFNodeClass::Foreign ? _foreign : _plain).push_back(node);
-  }
-  void Reset(SFEvaluationContext const& iContext) const
-  {
-    for (SFDagNode const* const node : _plain)
-      node->GetContextInfos(iContext.GetIndex()) = {DBL_MAX, SFDagNode::ECacheReset};
-    for (SFDagNode const* const node : _foreign)
-      node->Reset(iContext);
-  }
-
-private:
-  std::vector<SFDagNode const*> _plain;
-  std::vector<SFDagNode const*> _foreign;
-};
-
-std::vector<SFDagNode const*> NodesOf(SFDagNode const& iRoot) { return PostOrder(iRoot, SFReach::OperandsAndDerived); }
-
-/// Calls `iAt(point, index)` for the points of some slices until one fails.
-template <class At>
-HRESULT ForEachPoint(SFGrid const& iGrid, unsigned int iBegin, unsigned int iEnd, At iAt)
-{
-  for (unsigned int k = iBegin; k < iEnd; ++k)
-    for (unsigned int j = 0; j < iGrid.dims[1]; ++j)
-      for (unsigned int i = 0; i < iGrid.dims[0]; ++i) {
-        HRESULT const hr = iAt(iGrid.Point(i, j, k), iGrid.Index(i, j, k));
-        if (Failed(hr))
-          return hr;
-      }
-  return S_OK;
-}
-
-SFEvaluationContext GridContext(int iIndex, SFGrid const& iGrid)
-{
-  SFEvaluationContext context(iIndex);
-  auto const [x, y, z] = iGrid.DomainSize();
-  context.SetDomainSize(x, y, z);
-  return context;
-}
-
-float Clamped(double iValue, double iDiagonal)
-{
-  double const value = std::isnan(iValue) ? iDiagonal : iValue;
-  return static_cast<float>((value > 0.0 ? 1.0 : -1.0) * std::min(iDiagonal, std::abs(value)));
-}
-
 /// Announces the tasks; returns how many there will be beside the calling thread.
 unsigned int AnnounceWorkers()
 {
@@ -121,11 +57,18 @@ unsigned int AnnounceWorkers()
   return workers;
 }
 
-void AnnounceElapsed(std::string iSentence, std::clock_t iStart)
+/// The end of a rendering: the time line and empty caches after a success, nothing after a failure.
+HRESULT Conclude(HRESULT iCode, std::string const& iSentence, std::clock_t iStart,
+                 std::vector<SFDagNode const*> const& iRoots)
 {
+  if (iCode != S_OK)
+    return iCode;
   std::string thousands;
   ToSFString(static_cast<double>((std::clock() - iStart) / 1000), thousands);
   Diagnostics::Sentence(iSentence + thousands);
+  for (SFDagNode const* const root : iRoots)
+    root->ResetEvaluationCache();
+  return S_OK;
 }
 
 } // namespace
@@ -164,6 +107,71 @@ HRESULT SFGridRenderer::RunSlabs(SFGrid const& iGrid, unsigned int iWorkers, Sla
   return hr;
 }
 
+HRESULT SFGridRenderer::RunCompiled(SFTapeRunner const& iRunner, unsigned int iWorkers, SFTapeSweep::Sink const& iSink)
+{
+  // The tasks draw regions from one counter instead of keeping to their slabs, which evens out the work.
+  SFTapeSweep sweep(iRunner, 0, iRunner.GetGrid().dims[2]);
+  return RunSlabs(iRunner.GetGrid(), iWorkers, [&](unsigned int, unsigned int, unsigned int) {
+    sweep.Work(iSink);
+    return S_OK;
+  });
+}
+
+std::unique_ptr<SFTapeRunner> SFGridRenderer::Compile(SFGrid const& iGrid, Lists const& iLists, double iVoxelSize,
+                                                      unsigned int iWorkers)
+{
+  if (iGrid.dims[0] == 0 || iGrid.dims[1] == 0 || iGrid.dims[2] == 0)
+    return nullptr;
+  SFTapeCompiler compiler(iGrid.IsWithin(SFTapeCompiler::LargestCoordinate));
+  for (auto const& list : iLists)
+    if (!compiler.AddList(list, &list == &iLists.front() ? EFieldLimit : EGradientLimit))
+      return nullptr;
+  std::array<double, ELimitCount> const limits{CylinderLimit(iGrid.DomainSize(), iVoxelSize),
+                                               CylinderLimit({0.0, 0.0, 0.0}, 0.0)};
+  auto runner = std::make_unique<SFTapeRunner>(compiler.Finish(), iGrid, limits);
+  runner->Prepare(iWorkers);
+  return runner;
+}
+
+namespace {
+
+/// Calls `iOnRow(j, k, index)` for the rows of a tile, with the index of a row's first voxel in the grid.
+template <class OnRow>
+void ForEachRow(SFGrid const& iGrid, SFTile const& iTile, OnRow iOnRow)
+{
+  for (unsigned int k = 0; k < iTile.count[2]; ++k)
+    for (unsigned int j = 0; j < iTile.count[1]; ++j)
+      iOnRow(j, k, iGrid.Index(iTile.begin[0], iTile.begin[1] + j, iTile.begin[2] + k));
+}
+
+/// Stores the one result of each tile as floats.
+SFTapeSweep::Sink ValueSink(SFTapeRunner const& iRunner, SFStoreKernel iStore, std::vector<float>& ioValues)
+{
+  double const diagonal = iRunner.GetGrid().Diagonal();
+  return
+      [&iRunner, iStore, diagonal, &ioValues](SFTile const& iTile, SFTapeList const& iList, SFTapeScratch& ioScratch) {
+        ForEachRow(iRunner.GetGrid(), iTile, [&](unsigned int iJ, unsigned int iK, std::size_t iIndex) {
+          double const* const row = iRunner.ResultRow(iList, 0, iTile, iJ, iK, ioScratch);
+          iStore(&ioValues[iIndex], row, iTile.count[0], diagonal);
+        });
+      };
+}
+
+/// Stores a value and three derivatives as a float and a unit normal.
+SFTapeSweep::Sink NormalSink(SFTapeRunner const& iRunner, std::vector<float>& ioValues, std::vector<float>& ioNormals)
+{
+  return [&](SFTile const& iTile, SFTapeList const& iList, SFTapeScratch& ioScratch) {
+    auto const& kernels = ActiveTapeKernels();
+    ForEachRow(iRunner.GetGrid(), iTile, [&](unsigned int iJ, unsigned int iK, std::size_t iIndex) {
+      auto const row = [&](std::size_t iResult) { return iRunner.ResultRow(iList, iResult, iTile, iJ, iK, ioScratch); };
+      kernels.storePlain(&ioValues[iIndex], row(0), iTile.count[0], 0.0);
+      kernels.storeNormals(&ioNormals[3 * iIndex], row(1), row(2), row(3), iTile.count[0]);
+    });
+  };
+}
+
+} // namespace
+
 HRESULT SFGridRenderer::RenderClamped(SFGrid const& iGrid, std::vector<float>& ioValues)
 {
   std::clock_t const start = std::clock();
@@ -173,32 +181,15 @@ HRESULT SFGridRenderer::RenderClamped(SFGrid const& iGrid, std::vector<float>& i
     return hr;
 
   unsigned int const workers = AnnounceWorkers();
-  auto const nodes = NodesOf(_root);
-  OpenSlots(nodes, workers + 1);
-  SlotReset const reset(nodes);
-  double const diagonal = iGrid.Diagonal();
-
-  hr = RunSlabs(iGrid, workers, [&](unsigned int iBegin, unsigned int iEnd, unsigned int iTask) {
-    SFScalarEvaluation evaluation;
-    SFEvaluationContext context = GridContext(static_cast<int>(iTask), iGrid);
-    context.SetVoxelSize(iGrid.h);
-    return ForEachPoint(iGrid, iBegin, iEnd, [&](ZULMathPoint const& iPoint, std::size_t iIndex) {
-      reset.Reset(context);
-      context.SetAtPosition(iPoint);
-      HRESULT const code = evaluation.Compute(context, _root);
-      if (Failed(code)) {
-        EvaluatorReports::PointFailed(code);
-        return code;
-      }
-      ioValues[iIndex] = Clamped(_root.GetContextInfos(context.GetIndex()).value, diagonal);
-      return S_OK;
+  if (auto const runner = Compile(iGrid, {{&_root}}, iGrid.h, workers))
+    hr = RunCompiled(*runner, workers, ValueSink(*runner, ActiveTapeKernels().storeClamped, ioValues));
+  else {
+    SFNodeRenderer const renderer(iGrid, {&_root}, workers + 1);
+    hr = RunSlabs(iGrid, workers, [&](unsigned int iBegin, unsigned int iEnd, unsigned int iTask) {
+      return renderer.Clamped(iBegin, iEnd, iTask, ioValues);
     });
-  });
-  if (hr != S_OK)
-    return hr;
-  AnnounceElapsed("Dag Evaluation Elapsed time : ", start);
-  _root.ResetEvaluationCache();
-  return S_OK;
+  }
+  return Conclude(hr, "Dag Evaluation Elapsed time : ", start, {&_root});
 }
 
 HRESULT SFGridRenderer::RenderUnrolled(SFGrid const& iGrid, std::vector<float>& ioValues)
@@ -210,36 +201,15 @@ HRESULT SFGridRenderer::RenderUnrolled(SFGrid const& iGrid, std::vector<float>& 
     return hr;
 
   unsigned int const workers = AnnounceWorkers();
-  auto const nodes = NodesOf(_root);
-  OpenSlots(nodes, workers + 1);
-  SlotReset const reset(nodes);
-  // The list of nodes from the root, left before right, one entry a path, is evaluated from its end. All but the
-  // last entry of a node find it done, which leaves each node once, operands first, right before left.
-  auto const list = PostOrder(_root, SFReach::OperandsRightFirst);
-
-  hr = RunSlabs(iGrid, workers, [&](unsigned int iBegin, unsigned int iEnd, unsigned int iTask) {
-    SFScalarEvaluation evaluation;
-    SFEvaluationContext context = GridContext(static_cast<int>(iTask), iGrid);
-    return ForEachPoint(iGrid, iBegin, iEnd, [&](ZULMathPoint const& iPoint, std::size_t iIndex) {
-      reset.Reset(context);
-      context.SetAtPosition(iPoint);
-      for (SFDagNode const* const node : list) {
-        HRESULT const code = evaluation.Compute(context, *node);
-        if (Failed(code)) {
-          EvaluatorReports::ListFailed(code);
-          Diagnostics::FailedSentence("Error in SFDagEvaluator::Render, ComputeScalar(ctx, iNode)", code);
-          return code;
-        }
-      }
-      ioValues[iIndex] = static_cast<float>(_root.GetContextInfos(context.GetIndex()).value);
-      return S_OK;
+  if (auto const runner = Compile(iGrid, {SFNodeRenderer::UnrolledOrder(_root)}, 0.0, workers))
+    hr = RunCompiled(*runner, workers, ValueSink(*runner, ActiveTapeKernels().storePlain, ioValues));
+  else {
+    SFNodeRenderer const renderer(iGrid, {&_root}, workers + 1);
+    hr = RunSlabs(iGrid, workers, [&](unsigned int iBegin, unsigned int iEnd, unsigned int iTask) {
+      return renderer.Unrolled(iBegin, iEnd, iTask, ioValues);
     });
-  });
-  if (hr != S_OK)
-    return hr;
-  AnnounceElapsed("Dag Evaluation Elapsed time : ", start);
-  _root.ResetEvaluationCache();
-  return S_OK;
+  }
+  return Conclude(hr, "Dag Evaluation Elapsed time : ", start, {&_root});
 }
 
 HRESULT SFGridRenderer::RenderWithNormals(SFGrid const& iGrid, std::vector<float>& ioValues,
@@ -262,55 +232,21 @@ HRESULT SFGridRenderer::RenderWithNormals(SFGrid const& iGrid, std::vector<float
     return E_INVALIDARG;
   }
 
-  // The field and its derivatives share nodes, so each of the four graphs has a context of its own in each task.
-  constexpr unsigned int graphs = 4;
   unsigned int const workers = AnnounceWorkers();
+  // The field and its derivatives share nodes; each of the four graphs has contexts of its own all the same.
   std::vector<SFDagNode const*> const roots{&_root, iGradientNodes[0].get(), iGradientNodes[1].get(),
                                             iGradientNodes[2].get()};
-  std::vector<SlotReset> resets;
-  for (SFDagNode const* const root : roots) {
-    root->ResetEvaluationCache();
-    resets.emplace_back(NodesOf(*root));
-  }
-  OpenSlots(PostOrder(roots, SFReach::OperandsAndDerived), graphs * (workers + 1));
-
-  hr = RunSlabs(iGrid, workers, [&](unsigned int iBegin, unsigned int iEnd, unsigned int iTask) {
-    SFScalarEvaluation evaluation;
-    std::vector<SFEvaluationContext> contexts;
-    for (unsigned int g = 0; g < graphs; ++g)
-      contexts.emplace_back(static_cast<int>(graphs * iTask + g));
-    contexts[0] = GridContext(contexts[0].GetIndex(), iGrid);
-    return ForEachPoint(iGrid, iBegin, iEnd, [&](ZULMathPoint const& iPoint, std::size_t iIndex) {
-      double values[graphs];
-      for (unsigned int g = 0; g < graphs; ++g) {
-        resets[g].Reset(contexts[g]);
-        contexts[g].SetAtPosition(iPoint);
-        HRESULT const code = evaluation.Compute(contexts[g], *roots[g]);
-        if (Failed(code)) {
-          Diagnostics::FailedSentence(
-              g == 0 ? "Error in SFDagEvaluator::Render, ComputeScalar(ctx, iNode)"
-                     : "Error in SFDagEvaluator::Render, ComputeScalar(gradientCtxs[i], *gradientNodes[i])",
-              code);
-          return code;
-        }
-        values[g] = roots[g]->GetContextInfos(contexts[g].GetIndex()).value;
-        if (g == 0)
-          ioValues[iIndex] = static_cast<float>(values[0]);
-      }
-      ZULMathVector normal{values[1], values[2], values[3]};
-      normal.Normalize();
-      ioNormals[3 * iIndex] = static_cast<float>(normal.x);
-      ioNormals[3 * iIndex + 1] = static_cast<float>(normal.y);
-      ioNormals[3 * iIndex + 2] = static_cast<float>(normal.z);
-      return S_OK;
-    });
-  });
-  if (hr != S_OK)
-    return hr;
-  AnnounceElapsed("Dag Evaluation Elapsed time (without PolyBodyToSF) : ", start);
   for (SFDagNode const* const root : roots)
     root->ResetEvaluationCache();
-  return S_OK;
+  if (auto const runner = Compile(iGrid, {{roots[0]}, {roots[1]}, {roots[2]}, {roots[3]}}, 0.0, workers))
+    hr = RunCompiled(*runner, workers, NormalSink(*runner, ioValues, ioNormals));
+  else {
+    SFNodeRenderer const renderer(iGrid, roots, workers + 1);
+    hr = RunSlabs(iGrid, workers, [&](unsigned int iBegin, unsigned int iEnd, unsigned int iTask) {
+      return renderer.WithNormals(iBegin, iEnd, iTask, ioValues, ioNormals);
+    });
+  }
+  return Conclude(hr, "Dag Evaluation Elapsed time (without PolyBodyToSF) : ", start, roots);
 }
 
 } // namespace SF

@@ -35,14 +35,6 @@ std::string OperandWords(SFNodeType iType, bool iLeft)
   }
 }
 
-/// What the evaluator subtracts from a field in cylindrical coordinates at the distance `iRadius` of the axis.
-double CylinderCorrection(SFEvaluationContext const& iContext, double iRadius)
-{
-  auto const [dx, dy, dz] = iContext.GetDomainSize();
-  double const limit = std::min(0.04 * std::sqrt(dx * dx + dy * dy + dz * dz), 20.0 * iContext.GetVoxelSize());
-  return limit / std::pow(iRadius, 4.0);
-}
-
 void ReportOperandEvaluation(SFOperand iOperand, HRESULT iCode)
 {
   Diagnostics::FailedSentence(iOperand == SFOperand::ELhs
@@ -52,6 +44,12 @@ void ReportOperandEvaluation(SFOperand iOperand, HRESULT iCode)
 }
 
 } // namespace
+
+double CylinderLimit(std::array<double, 3> const& iDomainSize, double iVoxelSize)
+{
+  auto const [dx, dy, dz] = iDomainSize;
+  return std::min(0.04 * std::sqrt(dx * dx + dy * dy + dz * dz), 20.0 * iVoxelSize);
+}
 
 HRESULT SFScalarEvaluation::Compute(SFEvaluationContext const& iContext, SFDagNode const& iNode)
 {
@@ -219,7 +217,8 @@ HRESULT SFScalarEvaluation::Finish(Frame const& iFrame, double iLast)
     double const radius = _positions.back().x;
     _positions.pop_back();
     if (type == SFNodeType::CYLINDRICALTRANSFORM)
-      return Store(*iFrame.node, iLast - CylinderCorrection(*_context, radius));
+      return Store(*iFrame.node,
+                   iLast - CylinderLimit(_context->GetDomainSize(), _context->GetVoxelSize()) / std::pow(radius, 4.0));
     return Store(*iFrame.node, iLast);
   }
   default:

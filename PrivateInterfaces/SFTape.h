@@ -1,0 +1,67 @@
+#pragma once
+
+#include "SFOperatorTable.h"
+#include "SFTypes.h"
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+namespace SF {
+
+class ResourceToSF;
+
+/// Number of a value on a tape: the position of the instruction that computes it.
+using SFValueId = std::uint32_t;
+
+/// What an instruction does: the operators under the numbers of their node kinds, CONSTANT, X, Y and Z, and
+/// three codes more.
+using SFTapeCode = std::uint8_t;
+constexpr SFTapeCode CodeOf(SFNodeType iType) { return static_cast<SFTapeCode>(iType); }
+constexpr SFTapeCode ResourceCode = CodeOf(SFNodeType::RESOLVEDREF); ///< a resource at the point (a, b, c)
+constexpr SFTapeCode AngleCode = SFNodeTypeCount;                    ///< the angle of (a, b) in (0, 2 pi]
+constexpr SFTapeCode LimitCode = SFNodeTypeCount + 1;                ///< the cylinder limit number `a` of the grid
+constexpr SFTapeCode InputCode = SFNodeTypeCount + 2;                ///< in lists: values already computed
+
+constexpr bool IsOperatorCode(SFTapeCode iCode) { return IsOperator(SFNodeType{iCode}); }
+/// How many of a, b, c name values.
+constexpr int ArityOf(SFTapeCode iCode)
+{
+  if (iCode == ResourceCode)
+    return 3;
+  if (iCode == AngleCode)
+    return 2;
+  return IsOperatorCode(iCode) ? OperatorRow(SFNodeType{iCode}).arity : 0;
+}
+
+/// A set of axes, a bit each: x 1, y 2, z 4.
+using SFAxes = std::uint8_t;
+constexpr SFAxes AllAxes = 7;
+
+struct SFTapeInstruction
+{
+  SFTapeCode code = 0;
+  SFAxes axes = 0; ///< which coordinates the value depends on
+  std::array<SFValueId, 3> operands{};
+  union {
+    double constant = 0.0;
+    ResourceToSF const* resource;
+  };
+};
+
+/// A field as a list of instructions, each after its operands. Equal operations on equal values are one value.
+struct SFTape
+{
+  std::vector<SFTapeInstruction> instructions;
+  std::vector<SFValueId> results; ///< one a root, in the order in which the roots were given
+};
+
+/// The places of the grid-dependent constants: the limit of the cylinder correction, per kind of context.
+enum SFTapeLimit : std::uint32_t
+{
+  EFieldLimit = 0,    ///< contexts with a domain size and perhaps a voxel size
+  EGradientLimit = 1, ///< contexts with a position only
+  ELimitCount = 2
+};
+
+} // namespace SF

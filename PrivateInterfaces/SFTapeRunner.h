@@ -1,0 +1,155 @@
+#pragma once
+
+#include "SFGrid.h"
+#include "SFInterval.h"
+#include "SFTape.h"
+#include "SFTapeKernels.h"
+
+#include <array>
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+namespace SF {
+
+/// A box of grid points.
+struct SFTile
+{
+  std::array<unsigned int, 3> begin{};
+  std::array<unsigned int, 3> count{};
+};
+
+/// One step of a list that a tile runs: the instruction of value `id`, its operands perhaps replaced.
+struct SFTapeStep
+{
+  SFValueId id = 0;
+  SFTapeCode code = 0;
+  SFAxes axes = 0;
+  std::array<SFValueId, 3> operands{};
+};
+
+/// What a tile runs: steps in the order of the tape, and the values that are its results.
+struct SFTapeList
+{
+  std::vector<SFTapeStep> steps;
+  std::vector<SFValueId> results;
+  std::size_t choices = 0; ///< steps that pruning might decide
+};
+
+/// Where a value lies: element (i, j, k) of the grid, or of the tile, is at data[i s0 + j s1 + k s2].
+struct SFTapePlace
+{
+  double const* data = nullptr;
+  std::array<std::ptrdiff_t, 3> strides{};
+  bool inTile = false; ///< counted from the tile's first point
+};
+
+/// The working memory of one thread.
+class SFTapeScratch
+{
+public:
+  std::vector<SFTapePlace> places;    ///< by value; those of values kept for the whole grid are set
+  std::vector<std::uint32_t> lastUse; ///< by value: the step after which its slot is free
+  struct Slot
+  {
+    std::int32_t number = -1;
+    SFAxes axes = 0;
+  };
+  std::vector<Slot> slotOf; ///< by value: its slot among those of its shape
+  struct Pool
+  {
+    std::vector<std::unique_ptr<double[]>> slots;
+    std::vector<std::int32_t> free;
+    std::size_t slotSize = 0;
+  };
+  std::array<Pool, 8> pools;             ///< by axes
+  std::vector<std::vector<double>> rows; ///< by result
+};
+
+/// Runs a tape over a grid. Each value is computed on the axes that it depends on and no others: what depends on
+/// one axis once a position, and what depends on two once a pair, for the whole grid while the memory budget
+/// allows. The order of operations is that of the tape, so the values are those of a point-by-point evaluation.
+///
+/// After Prepare the object is only read; threads run tiles at once, each with a scratch of its own.
+class SFTapeRunner
+{
+public:
+  static constexpr std::size_t DefaultBudget = std::size_t{64} << 20;
+
+  SFTapeRunner(SFTape iTape, SFGrid const& iGrid, std::array<double, ELimitCount> const& iLimits,
+               std::size_t iBudget = DefaultBudget);
+
+  /// Computes what is kept for the whole grid, with up to `iThreads` threads.
+  void Prepare(unsigned int iThreads);
+
+  SFGrid const& GetGrid() const { return _grid; }
+  SFTape const& GetTape() const { return _tape; }
+  SFTapeKernels const& GetKernels() const { return _kernels; }
+  SFTapeScratch MakeScratch() const;
+
+  /// Computes the values of a list over a tile; the results are then where ResultRow says.
+  void RunTile(SFTapeList const& iList, SFTile const& iTile, SFTapeScratch& ioScratch) const;
+
+  /// The values of one result along a row of a tile that has been run: a pointer into the scratch or the kept
+  /// values, or into the result's own row of `ioScratch.rows` when it does not vary along x.
+  double const* ResultRow(SFTapeList const& iList, std::size_t iResult, SFTile const& iTile, unsigned int iJ,
+                          unsigned int iK, SFTapeScratch& ioScratch) const;
+
+  /// The list for tiles anywhere in the grid.
+  SFTapeList const& GetList() const { return _list; }
+  /// The value of a result of a list when it has no axes.
+  double GetScalar(SFValueId iId) const { return _scalars[iId]; }
+  /// Whether the value is computed for the whole grid before the tiles.
+  bool IsKept(SFValueId iId) const { return _isKept[iId] != Keeping::No; }
+  /// Whether pruning might decide a step.
+  bool IsChoice(SFTapeStep const& iStep) const;
+  SFInterval CoordinateRange(std::size_t iAxis, SFTile const& iBox) const;
+  /// The range of a value of one axis that is kept: an InputCode step.
+  SFInterval InputRange(SFTapeStep const& iStep, SFTile const& iBox) const;
+
+  /// Values that pruning puts in the place of others.
+  SFValueId GetOne() const { return _constants; }
+  SFValueId GetMinusOne() const { return _constants + 1; }
+  SFValueId GetMinusInfinity() const { return _constants + 2; }
+
+private:
+  using Extents = std::array<std::size_t, 3>;
+  enum class Keeping : char
+  {
+    No,
+    ForOthers, ///< computed on the way to a value that is kept, then forgotten
+    Stored
+  };
+
+  void ReduceAxes();
+  void ComputeScalars();
+  void ChooseKept();
+  void RunKept(SFAxes iAxes, unsigned int iThreads);
+  void RunSteps(SFTapeList const& iList, SFTile const& iTile, SFTapeScratch& ioScratch, bool iKept) const;
+  void ComputeBlockRanges();
+  double* ValuesFor(SFTapeStep const& iStep, SFTile const& iTile, SFTapeScratch& ioScratch) const;
+  void RunStep(SFTapeStep const& iStep, SFTile const& iTile, SFTapeScratch& ioScratch, double* oValues,
+               Extents const& iExtents) const;
+  void RunPointwise(SFTapeStep const& iStep, SFTile const& iTile, SFTapeScratch& ioScratch, double* oValues,
+                    Extents const& iExtents) const;
+  static SFTapePlace InTile(SFTapePlace const& iPlace, SFTile const& iTile);
+
+  SFTape _tape;
+  SFGrid _grid;
+  std::size_t _budget;
+  SFTapeKernels const& _kernels;
+  std::array<double, ELimitCount> _limits;
+  std::vector<double> _scalars;                    ///< by value, for values without axes
+  std::array<std::vector<double>, 3> _coordinates; ///< by axis
+  std::vector<SFTapePlace> _places;                ///< by value, for scalars and kept values
+  std::vector<std::unique_ptr<double[]>> _kept;
+  static constexpr unsigned int BlockLength = 8;
+  std::vector<SFInterval> _blockRanges;   ///< of the kept values of one axis, over blocks of positions
+  std::vector<std::uint32_t> _firstBlock; ///< by value: where its blocks start
+  std::array<SFTapeList, 8> _keptLists;   ///< by axes: what RunKept computes
+  std::vector<Keeping> _isKept;           ///< by value
+  SFTapeList _list;
+  SFValueId _constants = 0;
+};
+
+} // namespace SF

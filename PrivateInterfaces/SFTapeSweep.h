@@ -1,0 +1,47 @@
+#pragma once
+
+#include "SFTapePruner.h"
+#include "SFTapeRunner.h"
+
+#include <atomic>
+#include <functional>
+#include <vector>
+
+namespace SF {
+
+/// Takes a tape over a range of slices of its grid: cuts the grid into regions that any number of threads draw
+/// from one counter, prunes the list of steps from large boxes to small ones, and hands out each finished tile.
+class SFTapeSweep
+{
+public:
+  /// Called with a tile that has been run and the list that it ran; read the results with ResultRow.
+  using Sink = std::function<void(SFTile const&, SFTapeList const&, SFTapeScratch&)>;
+
+  SFTapeSweep(SFTapeRunner const& iRunner, unsigned int iBegin, unsigned int iEnd);
+
+  /// Runs regions until none is left, or until `iStop` says so between two tiles. Call it from each thread.
+  void Work(Sink const& iSink, std::function<bool()> const& iStop = {});
+
+  std::size_t GetRegionCount() const { return _regionCount; }
+  std::size_t GetRegionsDone() const { return _done.load(std::memory_order_relaxed); }
+
+private:
+  using Size = std::array<unsigned int, 3>;
+  struct Worker;
+
+  void Visit(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList, std::size_t iLevel,
+             bool iLastWasVain) const;
+  void RunBox(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList) const;
+  SFTile RegionAt(std::size_t iNumber) const;
+
+  SFTapeRunner const& _runner;
+  SFTapePruner _pruner;
+  SFTile _all;
+  std::vector<Size> _levels; ///< sizes of the boxes that are pruned, from the region down
+  std::array<std::size_t, 3> _regions{};
+  std::size_t _regionCount = 0;
+  std::atomic<std::size_t> _next{0};
+  std::atomic<std::size_t> _done{0};
+};
+
+} // namespace SF

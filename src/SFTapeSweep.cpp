@@ -1,0 +1,137 @@
+#include "SFTapeSweep.h"
+
+#include <algorithm>
+
+namespace SF {
+namespace {
+
+/// Values of a tile: 8 KiB a slot, so that the few slots in use together stay in the first-level cache.
+constexpr std::size_t TileVolume = 1024;
+
+/// Calls `iCall(box)` for the boxes of a size that cover another.
+template <class Call>
+void ForEachBox(SFTile const& iAll, std::array<unsigned int, 3> const& iSize, Call iCall)
+{
+  SFTile box;
+  auto const cut = [&](std::size_t iAxis, std::size_t iOffset) { // wider than the counts, whose sums may overflow
+    auto const offset = static_cast<unsigned int>(iOffset);
+    box.begin[iAxis] = iAll.begin[iAxis] + offset;
+    box.count[iAxis] = std::min(iSize[iAxis], iAll.count[iAxis] - offset);
+  };
+  for (std::size_t z = 0; z < iAll.count[2]; z += iSize[2])
+    for (std::size_t y = 0; y < iAll.count[1]; y += iSize[1])
+      for (std::size_t x = 0; x < iAll.count[0]; x += iSize[0]) {
+        cut(0, x);
+        cut(1, y);
+        cut(2, z);
+        iCall(box);
+      }
+}
+
+/// The boxes to prune for, by how many axes the grid has. The last level is a tile.
+std::vector<std::array<unsigned int, 3>> PruningLevels(std::array<unsigned int, 3> const& iDims)
+{
+  auto const flat = std::count_if(iDims.begin(), iDims.end(), [](unsigned int iN) { return iN < 8; });
+  if (flat == 0)
+    return {{64, 64, 64}, {32, 32, 32}, {16, 8, 8}};
+  if (iDims[2] < 8)
+    return {{256, 256, 8}, {64, 64, 8}, {32, 32, 8}};
+  return {{256, 64, 64}, {64, 32, 32}, {16, 16, 16}};
+}
+
+} // namespace
+
+struct SFTapeSweep::Worker
+{
+  Sink const& sink;
+  std::function<bool()> const& stop;
+  SFTapeScratch scratch;
+  SFPrunerScratch pruning;
+  std::vector<SFTapeList> lists; ///< by level
+  bool stopped = false;
+};
+
+SFTapeSweep::SFTapeSweep(SFTapeRunner const& iRunner, unsigned int iBegin, unsigned int iEnd)
+  : _runner(iRunner), _pruner(iRunner)
+{
+  auto const& dims = iRunner.GetGrid().dims;
+  _all = {{0, 0, iBegin}, {dims[0], dims[1], iEnd - iBegin}};
+  if (iRunner.GetList().choices > 0)
+    _levels = PruningLevels(_all.count);
+  else {
+    unsigned int const rows = std::max(1U, 32768U / std::max(1U, dims[0]));
+    _levels = {{std::max(1U, dims[0]), rows, 1}};
+  }
+  _regionCount = 1;
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    _regions[axis] = (std::size_t{_all.count[axis]} + _levels[0][axis] - 1) / _levels[0][axis];
+    _regionCount *= _regions[axis];
+  }
+}
+
+SFTile SFTapeSweep::RegionAt(std::size_t iNumber) const
+{
+  std::array<std::size_t, 3> const at{iNumber % _regions[0], iNumber / _regions[0] % _regions[1],
+                                      iNumber / _regions[0] / _regions[1]};
+  SFTile region;
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    auto const offset = static_cast<unsigned int>(at[axis] * _levels[0][axis]);
+    region.begin[axis] = _all.begin[axis] + offset;
+    region.count[axis] = std::min(_levels[0][axis], _all.count[axis] - offset);
+  }
+  return region;
+}
+
+void SFTapeSweep::Work(Sink const& iSink, std::function<bool()> const& iStop)
+{
+  Worker worker{iSink, iStop, _runner.MakeScratch(), {}, {}};
+  bool const prunes = _runner.GetList().choices > 0;
+  if (prunes)
+    worker.pruning = _pruner.MakeScratch();
+  worker.lists.resize(_levels.size());
+  for (std::size_t region = _next++; region < _regionCount && !worker.stopped; region = _next++) {
+    SFTile const box = RegionAt(region);
+    if (prunes)
+      Visit(worker, box, _runner.GetList(), 0, false);
+    else
+      RunBox(worker, box, _runner.GetList());
+    ++_done;
+  }
+}
+
+/// Prunes for a box and goes on to its parts, while there is something left to decide. One attempt in vain does not
+/// say that smaller boxes decide nothing: a few parts spread over the first box all reach it.
+void SFTapeSweep::Visit(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList, std::size_t iLevel,
+                        bool iLastWasVain) const
+{
+  SFTapeList& list = ioWorker.lists[iLevel];
+  bool const vain = !_pruner.Prune(iList, iBox, ioWorker.pruning, list);
+  if ((vain && iLastWasVain) || list.choices == 0 || iLevel + 1 == _levels.size()) {
+    RunBox(ioWorker, iBox, list);
+    return;
+  }
+  ForEachBox(iBox, _levels[iLevel + 1], [&](SFTile const& iPart) {
+    if (!ioWorker.stopped)
+      Visit(ioWorker, iPart, list, iLevel + 1, vain);
+  });
+}
+
+void SFTapeSweep::RunBox(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList) const
+{
+  std::array<unsigned int, 3> size{};
+  std::size_t left = TileVolume;
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    size[axis] = static_cast<unsigned int>(std::clamp<std::size_t>(iBox.count[axis], 1, left));
+    left = std::max<std::size_t>(1, left / size[axis]);
+  }
+  ForEachBox(iBox, size, [&](SFTile const& iTile) {
+    if (ioWorker.stop && ioWorker.stop())
+      ioWorker.stopped = true;
+    if (ioWorker.stopped)
+      return;
+    _runner.RunTile(iList, iTile, ioWorker.scratch);
+    ioWorker.sink(iTile, iList, ioWorker.scratch);
+  });
+}
+
+} // namespace SF

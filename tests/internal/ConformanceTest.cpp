@@ -1,0 +1,168 @@
+#include "Fields.h"
+
+#include "SFScalarOps.h"
+#include "SFTapeKernels.h"
+
+#include <gtest/gtest.h>
+
+#include <iostream>
+
+using namespace SFTest;
+
+namespace {
+
+std::vector<SFNodeType> Operators()
+{
+  std::vector<SFNodeType> operators;
+  for (auto const& row : SFOperatorTable)
+    if (row.family == SFNodeFamily::Operator)
+      operators.push_back(row.type);
+  return operators;
+}
+
+/// Compares the tape and the pruned tape of some fields, on every kernel set, with the recursion.
+void ExpectConformance(Nodes const& iRoots, SFGrid const& iGrid, std::string const& iWhat)
+{
+  Values const expected = ByRecursion(iRoots, iGrid);
+  for (SFTapeKernels const* const kernels : AvailableTapeKernels()) {
+    KernelsInUse const inUse(kernels->name);
+    Compiled const compiled(iRoots, iGrid);
+    for (bool const pruned : {false, true}) {
+      Values const values = pruned ? compiled.OnPrunedTape() : compiled.OnTape();
+      std::size_t const at = FirstDifference(values, expected);
+      ASSERT_EQ(at, expected.size()) << iWhat << ", " << kernels->name << (pruned ? ", pruned" : "") << ": "
+                                     << values[at] << " instead of " << expected[at];
+    }
+  }
+}
+
+} // namespace
+
+// Every operator on every pair of nasty values: one field of them along x, the other along y. The second result is
+// a choice that pruning takes, so that the first one runs on a rewritten list too.
+TEST(Conformance, OperatorsOnNastyValues)
+{
+  auto const along = [](double ZULMathPoint::*iAxis) {
+    return std::make_shared<HostResource>(
+        [iAxis](ZULMathPoint const& iP) { return Nasty[static_cast<std::size_t>(iP.*iAxis)]; });
+  };
+  auto const count = static_cast<unsigned int>(Nasty.size());
+  unsigned int const dims[3] = {count, count, 1};
+  SFGrid const grid(dims, 1.0, nullptr);
+  Node const decided = Op(MIN, Op(X), Op(PLUS, Op(X), Constant(100.0)));
+  for (SFNodeType const type : Operators()) {
+    Node const field = Op(type, along(&ZULMathPoint::x), IsBinaryOperator(type) ? along(&ZULMathPoint::y) : nullptr);
+    ExpectConformance({field, decided}, grid, std::string(OperatorRow(type).name));
+  }
+}
+
+// The same from coordinates, constants and parameters, which fold, are kept for the whole grid, and have ranges.
+TEST(Conformance, OperatorsOnNastyCoordinatesAndConstants)
+{
+  for (SFNodeType const type : Operators())
+    for (double const a : Nasty)
+      for (double const b : Nasty) {
+        if (!IsBinaryOperator(type) && !Same(b, 0.0))
+          continue;
+        double const origin[3] = {a, b, 1.0};
+        unsigned int const dims[3] = {3, 9, 2};
+        Node const constant = std::make_shared<SFVariable>("b", b);
+        Nodes const fields{Op(type, Op(X), Op(Y)), Op(type, Op(X), constant), Op(type, Constant(a), Op(Y)),
+                           Op(type, Constant(a), constant), Op(type, Op(MULT, Op(X), Op(Z)), Op(MULT, Op(Y), Op(Z)))};
+        std::string const what =
+            std::string(OperatorRow(type).name) + " of " + std::to_string(a) + ", " + std::to_string(b);
+        ASSERT_NO_FATAL_FAILURE(ExpectConformance(fields, {dims, 0.0, origin}, what));
+      }
+}
+
+// All forms of each kernel on its own, at lengths that leave a remainder in every vector width.
+TEST(Conformance, KernelsInAllForms)
+{
+  for (SFTapeKernels const* const kernels : AvailableTapeKernels())
+    for (SFNodeType const type : Operators())
+      for (std::size_t form = 0; form < SFKernelFormCount; ++form)
+        for (std::size_t shift = 0; shift < Nasty.size(); ++shift) {
+          Values a(Nasty.size());
+          Values b = Nasty;
+          for (std::size_t i = 0; i < a.size(); ++i)
+            a[i] = Nasty[(i + shift) % a.size()];
+          Values out(2 * Nasty.size() - 2);
+          std::size_t const n = Nasty.size() - 1;
+          kernels->operators[static_cast<std::size_t>(type)][form](
+              {out.data(), n, 2, 1, {a.data(), 1, 0}, {b.data(), 1, 0}});
+          for (std::size_t i = 0; i < out.size(); ++i) {
+            std::size_t const at = i % n + i / n;
+            std::size_t const atA = form == static_cast<std::size_t>(SFKernelForm::SecondVaries) ? i / n : at;
+            std::size_t const atB = form == static_cast<std::size_t>(SFKernelForm::FirstVaries) ? i / n : at;
+            double const expected = ScalarOps::Apply(type, a[atA], b[atB]);
+            ASSERT_TRUE(Same(out[i], expected))
+                << kernels->name << " " << OperatorRow(type).name << "[" << form << "](" << a[atA] << ", " << b[atB]
+                << ") is " << out[i] << " instead of " << expected;
+          }
+        }
+}
+
+// The conversion to floats: clamping, NaN, zeros, vanishing and overflowing normals.
+TEST(Conformance, Stores)
+{
+  SFTapeKernels const& reference = *AvailableTapeKernels().back();
+  Values x, y, z;
+  for (double const a : Nasty)
+    for (double const b : Nasty) {
+      x.push_back(a);
+      y.push_back(b);
+      z.push_back(a == b ? 0.0 : a);
+    }
+  for (SFTapeKernels const* const kernels : AvailableTapeKernels())
+    for (double const diagonal : {0.0, 1.0, 17.5, Inf, NaN}) {
+      std::vector<float> got(3 * x.size());
+      std::vector<float> expected(3 * x.size());
+      auto const check = [&](char const* iWhat) {
+        EXPECT_EQ(FirstDifference(got, expected), expected.size()) << kernels->name << " " << iWhat << " " << diagonal;
+      };
+      kernels->storeClamped(got.data(), x.data(), x.size(), diagonal);
+      for (std::size_t i = 0; i < x.size(); ++i) {
+        double const value = std::isnan(x[i]) ? diagonal : x[i];
+        expected[i] = static_cast<float>((value > 0.0 ? 1.0 : -1.0) * std::min(diagonal, std::abs(value)));
+      }
+      check("clamped");
+      kernels->storePlain(got.data(), x.data(), x.size(), diagonal);
+      reference.storePlain(expected.data(), x.data(), x.size(), diagonal);
+      check("plain");
+      kernels->storeNormals(got.data(), x.data(), y.data(), z.data(), x.size());
+      for (std::size_t i = 0; i < x.size(); ++i) {
+        ZULMathVector normal{x[i], y[i], z[i]};
+        normal.Normalize();
+        expected[3 * i] = static_cast<float>(normal.x);
+        expected[3 * i + 1] = static_cast<float>(normal.y);
+        expected[3 * i + 2] = static_cast<float>(normal.z);
+      }
+      check("normals");
+    }
+}
+
+// Run by itself for each set, named by SF_KERNELS: which set a process really takes.
+TEST(ForcedKernels, TheNamedSetRuns)
+{
+  auto const& available = AvailableTapeKernels();
+  char const* const wanted = std::getenv("SF_KERNELS");
+  auto const has = [&](std::string_view iName) {
+    return std::any_of(available.begin(), available.end(), [&](auto const* iSet) { return iSet->name == iName; });
+  };
+  for (std::string_view const known : {"avx512", "avx2", "portable"})
+    std::cout << "kernels " << known << (has(known) ? " can run here\n" : " cannot run here\n");
+  if (wanted != nullptr && !has(wanted)) {
+    EXPECT_EQ(ActiveTapeKernels().name, "portable");
+    std::cout << "SF_KERNELS=" << wanted << " skipped: not on this machine\n";
+    GTEST_SKIP();
+  }
+  EXPECT_EQ(ActiveTapeKernels().name, wanted != nullptr ? wanted : available.front()->name);
+  std::cout << "running " << ActiveTapeKernels().name << "\n";
+
+  // A name is not enough: the sets must not share code, and a runner must call the one that is named.
+  for (SFTapeKernels const* const set : available)
+    EXPECT_EQ(set->operators[CodeOf(PLUS)][0] == ActiveTapeKernels().operators[CodeOf(PLUS)][0],
+              set == &ActiveTapeKernels());
+  unsigned int const dims[3] = {9, 5, 3};
+  EXPECT_EQ(&Compiled({Op(PLUS, Op(X), Op(Y))}, {dims, 1.0, nullptr}).runner->GetKernels(), &ActiveTapeKernels());
+}

@@ -1,0 +1,143 @@
+#include "Fields.h"
+
+#include <gtest/gtest.h>
+
+using namespace SFTest;
+
+namespace {
+
+constexpr unsigned int Dims[3] = {65, 33, 40};
+SFGrid const Grid(Dims, 1.0, nullptr);
+
+Nodes Spheres(std::size_t iCount)
+{
+  std::mt19937_64 random(7);
+  auto const at = [&](std::uint64_t iEnd) { return static_cast<double>(random() % iEnd); };
+  Nodes spheres;
+  for (std::size_t i = 0; i < iCount; ++i) {
+    double const x = at(Dims[0]);
+    double const y = at(Dims[1]);
+    double const z = at(Dims[2]);
+    spheres.push_back(Sphere(x, y, z, 2.0 + at(5)));
+  }
+  return spheres;
+}
+
+} // namespace
+
+// However a chain is associated, its tiles run lists of nearly the same length, with the same values.
+TEST(Pruner, ChainsOfAnyShapeShrinkAlike)
+{
+  constexpr std::size_t count = 120;
+  Nodes const parts = Spheres(count);
+  auto const without = [&](Node iSolid) { return Op(WITHOUT, std::move(iSolid), Sphere(30, 15, 20, 9)); };
+  struct Case
+  {
+    char const* what;
+    Node leftDeep, balanced;
+  };
+  Nodes complements;
+  for (Node const& part : parts)
+    complements.push_back(Op(NOT, part));
+  for (Case const& c :
+       {Case{"union", Chain(MIN, parts, false), Chain(MIN, parts, true)},
+        Case{"intersection of complements", Chain(MAX, complements, false), Chain(MAX, complements, true)},
+        Case{"difference", without(Chain(MIN, parts, false)), without(Chain(MIN, parts, true))},
+        Case{"subtracted one by one", Chain(WITHOUT, parts, false),
+             Op(WITHOUT, parts[0], Chain(MIN, Nodes(parts.begin() + 1, parts.end()), true))}}) {
+    double stepsLeft = 0.0;
+    double stepsBalanced = 0.0;
+    Compiled const left({c.leftDeep}, Grid);
+    Values const values = left.OnPrunedTape(&stepsLeft);
+    EXPECT_EQ(FirstDifference(values, left.OnTape()), values.size()) << c.what;
+    EXPECT_EQ(FirstDifference(values, Compiled({c.balanced}, Grid).OnPrunedTape(&stepsBalanced)), values.size())
+        << c.what;
+    EXPECT_LT(stepsLeft, 1.1 * stepsBalanced) << c.what;
+    EXPECT_LT(stepsBalanced, 1.1 * stepsLeft) << c.what;
+    EXPECT_LT(stepsLeft, 0.3 * static_cast<double>(left.runner->GetList().steps.size())) << c.what;
+  }
+}
+
+// What may be dropped where, and what may not: `steps` is what is left of the list over the whole grid, on which X,
+// Y and Z run over [0, 64], [0, 32] and [0, 39].
+TEST(Pruner, DropsOnStrictComparisonsOnly)
+{
+  struct Case
+  {
+    char const* text;
+    bool drops;
+  };
+  for (Case const& c : {
+           Case{"U * X Y + 1 f1 f2 $", false}, // folds to a chain with a constant inside the range
+           Case{"U * X Y f-1 $", true},        // 0 <= XY: never chosen
+           Case{"U f-1 * X Y $", true},
+           Case{"U * X Y f0 $", false}, // a tie at 0
+           Case{"U f0 * X Y $", false},
+           Case{"I * X Y f2048 $", false}, // a tie at the far corner
+           Case{"I * X Y f2049 $", true},
+           Case{"I * X Y f-0.001 $", true},
+           Case{"I * X Y f0 $", false},
+           Case{"U r - * X Y f1 f-1 $", false}, // may be NaN: MIN(NaN, -1) is NaN
+           Case{"U f-1 r - * X Y f1 $", false}, // MIN(-1, NaN) is -1, but that is not looked into
+           Case{"I r - * X Y f1 f-1 $", false},
+           Case{"U r + * X Y f1 f-1 $", true}, // a root that cannot be NaN
+           Case{"U / X Y f-1 $", false},       // 0/0
+           Case{"\\ * X Y f1 $", true},        // max(XY, -1) is XY
+           Case{"\\ * X Y f0 $", false},       // max(XY, -0) at XY = 0
+           Case{"\\ * X Y f-3000 $", true},    // 3000 everywhere
+           Case{"\\ * X Y l - * X Y f9 $", false},
+           Case{"a + * X Y f1 $", true},
+           Case{"a * X Y $", false}, // |-0| is not -0
+           Case{"? + * X Y f1 $", true},
+           Case{"? - * X Y f2048 $", true}, // 0 is not positive
+           Case{"? - * X Y f2047 $", false},
+           Case{"? l - * X Y f5000 $", false},
+           Case{"U * X Y U + * X Y f1 + * X Z f3000 $", true}, // the bound runs down into the inner minimum
+           Case{"I U * X Y f3 U * X Z f2 $", false},
+           Case{"I f4 U * X Y U f3 * X Z $", true}, // all of the minimum is below 4
+       }) {
+    Node const root = Build(c.text);
+    ASSERT_NE(root, nullptr) << c.text;
+    Compiled const compiled({root}, Grid, 0); // nothing kept, so every step is the pruner's
+    SFTapePruner const pruner(*compiled.runner);
+    auto scratch = pruner.MakeScratch();
+    SFTapeList list;
+    pruner.Prune(compiled.runner->GetList(), {{0, 0, 0}, {Dims[0], Dims[1], Dims[2]}}, scratch, list);
+    EXPECT_EQ(list.steps.size() < compiled.runner->GetList().steps.size(), c.drops) << c.text;
+    Values const expected = ByRecursion({root}, Grid);
+    EXPECT_EQ(FirstDifference(compiled.OnPrunedTape(), expected), expected.size()) << c.text;
+  }
+}
+
+// One thread's memory serves box after box: what one box has dropped, replaced or bounded must not show in another.
+TEST(Pruner, BoxesLeaveNothingBehind)
+{
+  Nodes parts = Spheres(30);
+  parts.push_back(Op(SIGN, Op(MINUS, Op(X), Constant(30.0))));
+  parts.push_back(Op(ABS, Op(MINUS, Op(MULT, Op(X), Op(Y)), Constant(30.0))));
+  Node const root = Op(WITHOUT, Chain(MIN, parts, false), Chain(MAX, Spheres(3), true));
+  Compiled const compiled({root, parts[3], root}, Grid);
+  SFTapePruner const pruner(*compiled.runner);
+  auto shared = pruner.MakeScratch();
+  SFTapeList ofShared;
+  std::mt19937_64 random(5);
+  for (int trial = 0; trial < 200; ++trial) {
+    SFTile box;
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+      box.begin[axis] = static_cast<unsigned int>(random() % Dims[axis]);
+      box.count[axis] = 1 + static_cast<unsigned int>(random() % (Dims[axis] - box.begin[axis]));
+    }
+    auto fresh = pruner.MakeScratch();
+    SFTapeList ofFresh;
+    EXPECT_EQ(pruner.Prune(compiled.runner->GetList(), box, shared, ofShared),
+              pruner.Prune(compiled.runner->GetList(), box, fresh, ofFresh));
+    ASSERT_EQ(ofShared.steps.size(), ofFresh.steps.size()) << trial;
+    EXPECT_EQ(ofShared.results, ofFresh.results);
+    EXPECT_EQ(ofShared.choices, ofFresh.choices);
+    for (std::size_t i = 0; i < ofFresh.steps.size(); ++i) {
+      EXPECT_EQ(ofShared.steps[i].id, ofFresh.steps[i].id);
+      EXPECT_EQ(ofShared.steps[i].axes, ofFresh.steps[i].axes);
+      EXPECT_EQ(ofShared.steps[i].operands, ofFresh.steps[i].operands);
+    }
+  }
+}
