@@ -1,0 +1,7 @@
+#include "SFProfilerItf.h"
+
+namespace SF {
+
+SFProfilerItf::~SFProfilerItf() = default;
+
+} // namespace SF
