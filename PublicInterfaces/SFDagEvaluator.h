@@ -104,6 +104,21 @@ public:
                                             SFEvaluationContext& ioDerivativeCtx, SFNodeType iVariable,
                                             double& oDerivative) const;
 
+  /// The largest and the smallest principal curvature of the zero set of a field, in the inverse of the length unit,
+  /// over the points of a grid (as in Render) whose values are within 0.8 `iVoxelSize` of zero. The curvature of a
+  /// sphere of radius R that is negative inside is -1 / R. -DBL_MAX and DBL_MAX when no point counts; a point with
+  /// undefined curvatures does not.
+  ///
+  /// The field must be ready. It is rewritten in place, as its gradient is built and simplified with the tolerance
+  /// (see SFDagDifferentialOperator::BuildGradientTree), and no other thread may use it meanwhile. The Hessian comes
+  /// from ComputeFirstOrderDerivative, so gradients that hold a MINUS or an ATAN follow the rules there.
+  ///
+  /// On failure the outputs are not written: E_FAIL, after lines, when there is no gradient; the code of the first
+  /// evaluation that fails, after lines; E_INVALIDARG without dimensions.
+  HRESULT ComputeMaxAndMinCurvature(double& oMaxCurvature, double& oMinCurvature, unsigned int* iDims,
+                                    double const* iOrigin, double iVoxelSize, std::shared_ptr<SFDagNode> iNode,
+                                    ZULTolerance const& iTolerance) const;
+
   /// Asks every resource of a graph (kinds POLY, UNRESOLVEDREF and RESOLVEDREF) to compute its values for a box,
   /// once each, right operands before left. The wires and resources of guided and discrete transforms are not
   /// operands and are not asked. A null node is an empty graph.
