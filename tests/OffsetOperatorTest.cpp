@@ -221,6 +221,7 @@ TEST(OffsetOperator, NeverBecomesAnotherField)
       {"one name for two values", Op(PLUS, Op(MULT, Op(X), parameter("a", 1)), parameter("a", 2)), false},
       {"one name for one value twice", Op(PLUS, Op(MULT, Op(X), parameter("a", 2)), parameter("a", 2)), true},
       {"a name with a bracket", Op(PLUS, Op(X), parameter("a[b", 1)), false},
+      {"a name that reads as another with the same value", Op(PLUS, Op(X), parameter("a[2", 2)), false},
       {"a name with a blank", Op(PLUS, Op(X), parameter(" q", 1)), false},
       {"zeros of both signs", Op(PLUS, Op(PLUS, Op(X), Op(SIN, C(-0.0))), Op(COS, C(0.0))), true},
       {"one moved sphere", Op(MAX, AffineOver(sphere(1), 1.0), Op(Y)), true},
