@@ -29,3 +29,11 @@ add_library(SF_warnings INTERFACE)
 target_compile_options(SF_warnings INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wswitch -Wnon-virtual-dtor
   $<$<BOOL:${SF_WARNINGS_AS_ERRORS}>:-Werror>)
+
+# Test programs. Instrumented code takes long to optimise, and the tests' own code runs once: most of a sanitizer build
+# would go into it.
+add_library(SF_test_options INTERFACE)
+target_link_libraries(SF_test_options INTERFACE SF_warnings)
+if(SF_SANITIZE)
+  target_compile_options(SF_test_options INTERFACE -O0)
+endif()

@@ -1,27 +1,32 @@
-# What the documents say is true: their links lead somewhere, the token table is that of the library, the program of
-# the README is built and run, and its commands give what it shows.
+# What the documents say is true: their links lead somewhere, the token table is that of the library, their programs
+# are built and run, and the commands of the README give what it shows.
 
 find_package(Python3 REQUIRED COMPONENTS Interpreter)
 
-set(readme "${PROJECT_SOURCE_DIR}/README.md")
-set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${readme}")
-set(fence "```cpp\n")
-file(READ "${readme}" text)
-string(FIND "${text}" "${fence}" begin)
-string(LENGTH "${fence}" length)
-math(EXPR begin "${begin} + ${length}")
-string(SUBSTRING "${text}" ${begin} -1 text)
-string(FIND "${text}" "```" end)
-string(SUBSTRING "${text}" 0 ${end} text)
-file(CONFIGURE OUTPUT readme_example.cpp CONTENT "${text}" @ONLY)
-
-add_executable(readme_example "${CMAKE_CURRENT_BINARY_DIR}/readme_example.cpp")
-target_link_libraries(readme_example PRIVATE SF::SF SF_warnings)
-
 set(check Python3::Interpreter "${CMAKE_CURRENT_SOURCE_DIR}/check_documents.py")
+
+# Builds the C++ program of a document, whose output the document shows in the text block after it.
+function(sf_add_document_example name document)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${document}")
+  set(fence "```cpp\n")
+  file(READ "${document}" text)
+  string(FIND "${text}" "${fence}" begin)
+  string(LENGTH "${fence}" length)
+  math(EXPR begin "${begin} + ${length}")
+  string(SUBSTRING "${text}" ${begin} -1 text)
+  string(FIND "${text}" "```" end)
+  string(SUBSTRING "${text}" 0 ${end} text)
+  file(CONFIGURE OUTPUT ${name}.cpp CONTENT "${text}" @ONLY)
+
+  add_executable(${name} "${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp")
+  target_link_libraries(${name} PRIVATE SF::SF SF_test_options)
+  add_test(NAME Documents.${name} COMMAND ${check} example "${document}" $<TARGET_FILE:${name}>)
+endfunction()
+
 add_test(NAME Documents.Links COMMAND ${check} links)
 add_test(NAME Documents.TokenTable COMMAND ${check} tokens)
-add_test(NAME Documents.Example COMMAND ${check} example $<TARGET_FILE:readme_example>)
+sf_add_document_example(readme_example "${PROJECT_SOURCE_DIR}/README.md")
+sf_add_document_example(compiled_field_example "${PROJECT_SOURCE_DIR}/docs/compiled_field.md")
 if(TARGET sfdag)
   add_test(NAME Documents.Commands COMMAND ${check} commands $<TARGET_FILE:sfdag>)
 endif()

@@ -10,7 +10,7 @@ target_link_libraries(SF_internals INTERFACE Threads::Threads)
 file(GLOB SF_INTERNAL_TEST_SOURCES CONFIGURE_DEPENDS internal/*.cpp)
 add_executable(sf_internal_tests ${SF_INTERNAL_TEST_SOURCES})
 target_include_directories(sf_internal_tests PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
-target_link_libraries(sf_internal_tests PRIVATE SF_internals SF_warnings GTest::gtest_main)
+target_link_libraries(sf_internal_tests PRIVATE SF_internals SF_test_options GTest::gtest_main)
 gtest_discover_tests(sf_internal_tests DISCOVERY_TIMEOUT 60)
 
 # Each kernel set once, in a process of its own; a set that the machine lacks shows as skipped.

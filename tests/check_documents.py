@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Checks what the documents claim.
 
-Usage: check_documents.py links | tokens | example PROGRAM | commands SFDAG
+Usage: check_documents.py links | tokens | example DOCUMENT PROGRAM | commands SFDAG
 """
 
 import os
@@ -50,13 +50,13 @@ def check_tokens():
         yield f"README.md lists {row}, which the operator table does not hold"
 
 
-def check_example(program):
-    """The program of the README prints the lines that are shown, in their order."""
+def check_example(document, program):
+    """The program of a document prints the lines that are shown, in their order."""
     printed = subprocess.run([program], check=True, capture_output=True, text=True).stdout
     remaining = iter(printed.splitlines())
-    for line in blocks(README, "text")[0].splitlines():
+    for line in re.search(r"```cpp\n.*?```text\n(.*?)```", Path(document).read_text(), re.DOTALL)[1].splitlines():
         if line not in remaining:
-            yield f"README.md shows {line!r}, the program printed:\n{printed}"
+            yield f"{document} shows {line!r}, the program printed:\n{printed}"
 
 
 def check_commands(sfdag):
