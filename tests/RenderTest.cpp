@@ -260,38 +260,28 @@ TEST(Render, SuccessTellsItsTime)
 
 TEST(Render, FailuresReportInOrder)
 {
+  if (Workers == 1)
+    GTEST_SKIP() << "one slice has a task of its own";
+  auto const expect = [](auto iRender, LineList const& iLines) {
+    Grid grid(2, 2, 1); // fewer slices than tasks: the calling thread renders
+    EXPECT_EQ(LinesAfterTheAnnouncement(LinesOf([&] { EXPECT_EQ(iRender(grid), E_FAIL); })), iLines);
+  };
   auto const bad = Build("#a");
   auto const x = Build("X");
   auto const deep = Op(UNRESOLVEDREF);
   deep->SetRank(4999);
+  auto const badTwice = Op(PLUS, Op(CONSTANT), bad); // node by node the right one comes first
   std::string const atPoint = FailedCall("operator()", Evaluator);
   std::string const atList = FailedCall("ComputeScalar", Evaluator);
   std::string const entry = FailedCall("Render", Evaluator);
   std::string const gradient =
       FailedWith("Error in SFDagEvaluator::Render, ComputeScalar(gradientCtxs[i], *gradientNodes[i])");
-  using Action = std::function<HRESULT(Grid&)>;
-  struct
-  {
-    Action render;
-    LineList lines;
-  } const cases[] = {{[&](Grid& g) { return g.Clamped(*bad); }, {NotSupported, atPoint, LastRange}},
-                     {[&](Grid& g) { return g.Entry(bad); }, {NotSupported, atPoint, LastRange, entry}},
-                     {[&](Grid& g) { return g.Unrolled(bad); }, {NotSupported, atList, NodeFailed, LastRange}},
-                     {[&](Grid& g) { return g.Entry(deep); }, {NotSupported, atList, NodeFailed, LastRange, entry}},
-                     {[&](Grid& g) {
-                        return g.WithNormals(*bad, {x, x, x});
-                      },
-                      {NotSupported, NodeFailed, LastRange}},
-                     {[&](Grid& g) {
-                        return g.WithNormals(*x, {x, x, bad});
-                      },
-                      {NotSupported, gradient, LastRange}}};
-  for (auto const& test : cases) {
-    if (Workers == 1)
-      GTEST_SKIP() << "one slice has a task of its own";
-    Grid grid(2, 2, 1); // fewer slices than tasks: the calling thread renders
-    EXPECT_EQ(LinesAfterTheAnnouncement(LinesOf([&] { EXPECT_EQ(test.render(grid), E_FAIL); })), test.lines);
-  }
+  expect([&](Grid& g) { return g.Clamped(*bad); }, {NotSupported, atPoint, LastRange});
+  expect([&](Grid& g) { return g.Entry(bad); }, {NotSupported, atPoint, LastRange, entry});
+  expect([&](Grid& g) { return g.Unrolled(badTwice); }, {NotSupported, atList, NodeFailed, LastRange});
+  expect([&](Grid& g) { return g.Entry(deep); }, {NotSupported, atList, NodeFailed, LastRange, entry});
+  expect([&](Grid& g) { return g.WithNormals(*bad, {x, x, x}); }, {NotSupported, NodeFailed, LastRange});
+  expect([&](Grid& g) { return g.WithNormals(*x, {x, x, bad}); }, {NotSupported, gradient, LastRange});
 }
 
 // Where one report stands in the source relative to others is part of the lines.
