@@ -92,6 +92,7 @@ TEST(Pruner, DropsOnStrictComparisonsOnly)
            Case{"? - * X Y f2048 $", true}, // 0 is not positive
            Case{"? - * X Y f2047 $", false},
            Case{"? l - * X Y f5000 $", false},
+           Case{"? + r - * X Y f5 f1 $", false},               // at least 1, or NaN, whose sign is -1
            Case{"U * X Y U + * X Y f1 + * X Z f3000 $", true}, // the bound runs down into the inner minimum
            Case{"I U * X Y f3 U * X Z f2 $", false},
            Case{"I f4 U * X Y U f3 * X Z $", true}, // all of the minimum is below 4
