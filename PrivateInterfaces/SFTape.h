@@ -14,20 +14,28 @@ class ResourceToSF;
 /// Number of a value on a tape: the position of the instruction that computes it.
 using SFValueId = std::uint32_t;
 
-/// What an instruction does: the operators under the numbers of their node kinds, CONSTANT, X, Y and Z, and
-/// three codes more.
+/// What an instruction does: the operators under the numbers of their node kinds, CONSTANT, X, Y and Z, and a few
+/// codes more. The last four occur on tapes with derivatives only, which are run at points and not on grids.
 using SFTapeCode = std::uint8_t;
 constexpr SFTapeCode CodeOf(SFNodeType iType) { return static_cast<SFTapeCode>(iType); }
 constexpr SFTapeCode ResourceCode = CodeOf(SFNodeType::RESOLVEDREF); ///< a resource at the point (a, b, c)
 constexpr SFTapeCode AngleCode = SFNodeTypeCount;                    ///< the angle of (a, b) in (0, 2 pi]
 constexpr SFTapeCode LimitCode = SFNodeTypeCount + 1;                ///< the cylinder limit number `a` of the grid
 constexpr SFTapeCode InputCode = SFNodeTypeCount + 2;                ///< in lists: values already computed
+constexpr SFTapeCode SelectCode = SFNodeTypeCount + 3;               ///< a > 0 ? b : c; c where a is NaN
+constexpr SFTapeCode GradientCode = SFNodeTypeCount + 4; ///< and the next two: a component of a resource's gradient
+
+/// Whether the instruction names a resource, at the point (a, b, c).
+constexpr bool IsResourceCode(SFTapeCode iCode)
+{
+  return iCode == ResourceCode || (iCode >= GradientCode && iCode < GradientCode + 3);
+}
 
 constexpr bool IsOperatorCode(SFTapeCode iCode) { return IsOperator(SFNodeType{iCode}); }
 /// How many of a, b, c name values.
 constexpr int ArityOf(SFTapeCode iCode)
 {
-  if (iCode == ResourceCode)
+  if (IsResourceCode(iCode) || iCode == SelectCode)
     return 3;
   if (iCode == AngleCode)
     return 2;

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "SFDagTraversal.h"
-#include "SFTape.h"
+#include "SFTapeBuilder.h"
 
 #include <array>
 #include <optional>
@@ -15,7 +15,7 @@ namespace SF {
 ///
 /// A graph that the evaluator would fail on cannot be compiled. Nothing is reported: the recursion is the one to
 /// say what is wrong.
-class SFTapeCompiler
+class SFTapeCompiler : private SFTapeBuilder
 {
 public:
   /// `iFinite`: the coordinates are finite, below `LargestCoordinate` in magnitude. The terms of a mapping with
@@ -30,7 +30,7 @@ public:
   bool AddList(std::vector<SFDagNode const*> const& iNodes, SFTapeLimit iLimit);
 
   /// The tape, without instructions that no result needs. The compiler is spent.
-  SFTape Finish();
+  using SFTapeBuilder::Finish;
 
   struct Frame
   {
@@ -57,20 +57,13 @@ private:
   SFValueId ValueOf(SFDagNode const& iNode) const { return _nodeValues[_nodes.Find(&iNode)]; }
   bool StartRoot(SFTapeLimit iLimit);
 
-  SFValueId Constant(double iValue);
-  SFValueId Emit(SFNodeType iOperator, SFValueId iA, SFValueId iB);
-  SFValueId Emit(SFNodeType iOperator, SFValueId iA) { return Emit(iOperator, iA, iA); }
-  SFValueId Number(SFTapeInstruction const& iInstruction);
   SFValueId MappedCoordinate(double const* iRow, Position const& iFrom);
-  void Grow();
 
   bool _finite;
-  SFTape _tape;
   SFTapeLimit _limit = EFieldLimit;
   std::vector<Position> _positions;
   SFNodeIndex _nodes;
   std::vector<SFValueId> _nodeValues; ///< by node number; Unknown before the node's visit has ended
-  std::vector<SFValueId> _numbering;  ///< open-addressing table of the instructions by what they compute
   SFDagWalk<Frame> _walk;
 };
 

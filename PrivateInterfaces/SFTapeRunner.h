@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -44,6 +45,9 @@ struct SFTapePlace
   bool inTile = false; ///< counted from the tile's first point
 };
 
+/// Asked again and again during long work: whether to end it before its time.
+using SFStopRequest = std::function<bool()>;
+
 /// The working memory of one thread.
 class SFTapeScratch
 {
@@ -64,6 +68,23 @@ public:
   };
   std::array<Pool, 8> pools;             ///< by axes
   std::vector<std::vector<double>> rows; ///< by result
+
+  /// The gradients of a resource at the points of a tile, from which each component takes its own.
+  struct Gradients
+  {
+    SFTapeStep step; ///< of the component that asked first
+    bool known = false;
+    std::array<std::vector<double>, 3> components;
+  };
+  Gradients gradients;
+
+  SFStopRequest const* stop = nullptr; ///< null when nothing stops the work
+  bool stopped = false;                ///< what was being computed is then incomplete
+  bool MustStop()
+  {
+    stopped = stopped || (stop != nullptr && *stop && (*stop)());
+    return stopped;
+  }
 };
 
 /// Runs a tape over a grid. Each value is computed on the axes that it depends on and no others: what depends on
@@ -79,14 +100,21 @@ public:
   SFTapeRunner(SFTape iTape, SFGrid const& iGrid, std::array<double, ELimitCount> const& iLimits,
                std::size_t iBudget = DefaultBudget);
 
-  /// Computes what is kept for the whole grid, with up to `iThreads` threads.
-  void Prepare(unsigned int iThreads);
+  /// A runner for points, which takes the place of Prepare: the tiles are {n, 1, 1}, all values vary along x, and
+  /// the caller sets the coordinates of a tile with SetPoints. There are no choices to prune.
+  static SFTapeRunner AtPoints(SFTape iTape, std::array<double, ELimitCount> const& iLimits);
+  void SetPoints(std::array<double const*, 3> const& iCoordinates, SFTapeScratch& ioScratch) const;
+
+  /// Computes what is kept for the whole grid, with up to `iThreads` threads. Once `iStop` has said so the values
+  /// are incomplete.
+  void Prepare(unsigned int iThreads, SFStopRequest const& iStop = {});
 
   SFGrid const& GetGrid() const { return _grid; }
   SFTape const& GetTape() const { return _tape; }
   SFTapeScratch MakeScratch() const;
 
-  /// Computes the values of a list over a tile; the results are then where ResultRow says.
+  /// Computes the values of a list over a tile; the results are then where ResultRow says, unless the scratch has
+  /// been stopped.
   void RunTile(SFTapeList const& iList, SFTile const& iTile, SFTapeScratch& ioScratch) const;
 
   /// The values of one result along a row of a tile that has been run: a pointer into the scratch or the kept
@@ -123,7 +151,7 @@ private:
   void ReduceAxes();
   void ComputeScalars();
   void ChooseKept();
-  void RunKept(SFAxes iAxes, unsigned int iThreads);
+  void RunKept(SFAxes iAxes, unsigned int iThreads, SFStopRequest const& iStop);
   void RunSteps(SFTapeList const& iList, SFTile const& iTile, SFTapeScratch& ioScratch, bool iKept) const;
   void ComputeBlockRanges();
   double* ValuesFor(SFTapeStep const& iStep, SFTile const& iTile, SFTapeScratch& ioScratch) const;
@@ -131,6 +159,8 @@ private:
                Extents const& iExtents) const;
   void RunPointwise(SFTapeStep const& iStep, SFTile const& iTile, SFTapeScratch& ioScratch, double* oValues,
                     Extents const& iExtents) const;
+  void RunDerivative(SFTapeStep const& iStep, SFTile const& iTile, SFTapeScratch& ioScratch, double* oValues) const;
+  void ComputeGradients(SFTapeStep const& iStep, SFTile const& iTile, SFTapeScratch& ioScratch) const;
   static SFTapePlace InTile(SFTapePlace const& iPlace, SFTile const& iTile);
 
   SFTape _tape;
@@ -147,6 +177,7 @@ private:
   std::vector<std::uint32_t> _firstBlock; ///< by value: where its blocks start
   std::array<SFTapeList, 8> _keptLists;   ///< by axes: what RunKept computes
   std::vector<Keeping> _isKept;           ///< by value
+  std::vector<SFValueId> _pointInputs;    ///< the coordinates that SetPoints sets
   SFTapeList _list;
   SFValueId _constants = 0;
 };

@@ -17,10 +17,14 @@ public:
   /// Called with a tile that has been run and the list that it ran; read the results with ResultRow.
   using Sink = std::function<void(SFTile const&, SFTapeList const&, SFTapeScratch&)>;
 
-  SFTapeSweep(SFTapeRunner const& iRunner, unsigned int iBegin, unsigned int iEnd);
+  /// Values of a tile: 8 KiB a slot, so that the few slots in use together stay in the first-level cache.
+  static constexpr std::size_t TileVolume = 1024;
 
-  /// Runs regions until none is left, or until `iStop` says so between two tiles. Call it from each thread.
-  void Work(Sink const& iSink, std::function<bool()> const& iStop = {});
+  SFTapeSweep(SFTapeRunner const& iRunner, unsigned int iBegin, unsigned int iEnd,
+              std::size_t iTileVolume = TileVolume);
+
+  /// Runs regions until none is left, or until `iStop` says so. Call it from each thread.
+  void Work(Sink const& iSink, SFStopRequest const& iStop = {});
 
   std::size_t GetRegionCount() const { return _regionCount; }
   std::size_t GetRegionsDone() const { return _done.load(std::memory_order_relaxed); }
@@ -36,6 +40,7 @@ private:
   SFTapeRunner const& _runner;
   SFTapePruner _pruner;
   SFTile _all;
+  std::size_t _tileVolume;
   std::vector<Size> _levels; ///< sizes of the boxes that are pruned, from the region down
   std::array<std::size_t, 3> _regions{};
   std::size_t _regionCount = 0;

@@ -3,9 +3,7 @@
 #include "ResourceToSF.h"
 #include "SFAffineTransform.h"
 #include "SFCylindricalTransform.h"
-#include "SFScalarOps.h"
 
-#include <bit>
 #include <cmath>
 
 namespace SF {
@@ -13,83 +11,9 @@ namespace {
 
 constexpr SFValueId Unknown = UINT32_MAX;
 
-/// What an instruction computes, as 64-bit words.
-std::array<std::uint64_t, 3> KeyOf(SFTapeInstruction const& iInstruction)
-{
-  auto const& o = iInstruction.operands;
-  std::uint64_t payload = 0;
-  if (iInstruction.code == CodeOf(SFNodeType::CONSTANT))
-    payload = std::bit_cast<std::uint64_t>(iInstruction.constant);
-  else if (iInstruction.code == ResourceCode)
-    payload = reinterpret_cast<std::uintptr_t>(iInstruction.resource);
-  return {(std::uint64_t{iInstruction.code} << 32) | o[0], (std::uint64_t{o[1]} << 32) | o[2], payload};
-}
-
-std::size_t HashOf(std::array<std::uint64_t, 3> const& iKey)
-{
-  std::uint64_t hash = 0;
-  for (std::uint64_t const word : iKey) {
-    hash = (hash ^ word) * 0x9E3779B97F4A7C15ULL;
-    hash ^= hash >> 32;
-  }
-  return static_cast<std::size_t>(hash);
-}
-
 bool IsNegativeZero(double iValue) { return iValue == 0.0 && std::signbit(iValue); }
 
 } // namespace
-
-// ---- values ---------------------------------------------------------------------------------------------------
-
-void SFTapeCompiler::Grow()
-{
-  _numbering.assign(_numbering.empty() ? 256 : 2 * _numbering.size(), Unknown);
-  std::size_t const mask = _numbering.size() - 1;
-  for (SFValueId id = 0; id < _tape.instructions.size(); ++id) {
-    std::size_t i = HashOf(KeyOf(_tape.instructions[id])) & mask;
-    while (_numbering[i] != Unknown)
-      i = (i + 1) & mask;
-    _numbering[i] = id;
-  }
-}
-
-/// The value of an instruction: that of an equal one met before, or a new one.
-SFValueId SFTapeCompiler::Number(SFTapeInstruction const& iInstruction)
-{
-  if (2 * (_tape.instructions.size() + 1) > _numbering.size())
-    Grow();
-  auto const key = KeyOf(iInstruction);
-  std::size_t const mask = _numbering.size() - 1;
-  std::size_t i = HashOf(key) & mask;
-  for (; _numbering[i] != Unknown; i = (i + 1) & mask)
-    if (KeyOf(_tape.instructions[_numbering[i]]) == key)
-      return _numbering[i];
-  _numbering[i] = static_cast<SFValueId>(_tape.instructions.size());
-  _tape.instructions.push_back(iInstruction);
-  return _numbering[i];
-}
-
-SFValueId SFTapeCompiler::Constant(double iValue)
-{
-  SFTapeInstruction instruction;
-  instruction.code = CodeOf(SFNodeType::CONSTANT);
-  instruction.constant = iValue;
-  return Number(instruction);
-}
-
-SFValueId SFTapeCompiler::Emit(SFNodeType iOperator, SFValueId iA, SFValueId iB)
-{
-  auto const& a = _tape.instructions[iA];
-  auto const& b = _tape.instructions[iB];
-  constexpr SFTapeCode constant = CodeOf(SFNodeType::CONSTANT);
-  if (a.code == constant && b.code == constant)
-    return Constant(ScalarOps::Apply(iOperator, a.constant, b.constant));
-  SFTapeInstruction instruction;
-  instruction.code = CodeOf(iOperator);
-  instruction.axes = a.axes | b.axes;
-  instruction.operands = {iA, iB, 0};
-  return Number(instruction);
-}
 
 // ---- positions ------------------------------------------------------------------------------------------------
 
@@ -143,7 +67,7 @@ bool SFTapeCompiler::EnterTransform(SFDagNode const& iNode)
     SFValueId const w = dot(frame.w);
     SFTapeInstruction angle;
     angle.code = AngleCode;
-    angle.axes = _tape.instructions[u].axes | _tape.instructions[w].axes;
+    angle.axes = At(u).axes | At(w).axes;
     angle.operands = {u, w, 0};
     double const scale = cylinder->GetScale();
     SFValueId const turned = Emit(SFNodeType::MULT, Constant(std::floor(scale + 1.0)), Number(angle));
@@ -285,39 +209,10 @@ bool SFTapeCompiler::AddList(std::vector<SFDagNode const*> const& iNodes, SFTape
   for (SFDagNode const* const node : iNodes)
     if (Failed(_walk.Run(*this, *node)))
       return false;
-  _tape.results.push_back(ValueOf(*iNodes.back()));
+  AddResult(ValueOf(*iNodes.back()));
   return true;
 }
 
 bool SFTapeCompiler::AddRoot(SFDagNode const& iRoot, SFTapeLimit iLimit) { return AddList({&iRoot}, iLimit); }
-
-SFTape SFTapeCompiler::Finish()
-{
-  auto& instructions = _tape.instructions;
-  std::vector<char> needed(instructions.size(), 0);
-  for (SFValueId const result : _tape.results)
-    needed[result] = 1;
-  for (std::size_t id = instructions.size(); id-- > 0;)
-    if (needed[id] != 0)
-      for (int i = 0; i < ArityOf(instructions[id].code); ++i)
-        needed[instructions[id].operands[static_cast<std::size_t>(i)]] = 1;
-
-  std::vector<SFValueId> renumbered(instructions.size(), Unknown);
-  SFTape tape;
-  for (std::size_t id = 0; id < instructions.size(); ++id) {
-    if (needed[id] == 0)
-      continue;
-    SFTapeInstruction instruction = instructions[id];
-    for (int i = 0; i < ArityOf(instruction.code); ++i) {
-      SFValueId& operand = instruction.operands[static_cast<std::size_t>(i)];
-      operand = renumbered[operand];
-    }
-    renumbered[id] = static_cast<SFValueId>(tape.instructions.size());
-    tape.instructions.push_back(instruction);
-  }
-  for (SFValueId const result : _tape.results)
-    tape.results.push_back(renumbered[result]);
-  return tape;
-}
 
 } // namespace SF

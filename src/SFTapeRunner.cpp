@@ -141,6 +141,8 @@ void SFTapeRunner::ComputeScalars()
       value = SFCylindricalTransform::AngleOf(operand(0), operand(1));
     else if (step.code == ResourceCode)
       value = step.resource->GetScalar({operand(0), operand(1), operand(2)});
+    else if (step.code == SelectCode)
+      value = operand(0) > 0.0 ? operand(1) : operand(2);
     else
       value = _coordinates[step.code - CodeOf(SFNodeType::X)][0];
     _places[id].data = &_scalars[id];
@@ -267,7 +269,7 @@ SFInterval SFTapeRunner::InputRange(SFTapeStep const& iStep, SFTile const& iBox)
 }
 
 /// Computes the kept values of a set of axes, cut into pieces along the last of them.
-void SFTapeRunner::RunKept(SFAxes iAxes, unsigned int iThreads)
+void SFTapeRunner::RunKept(SFAxes iAxes, unsigned int iThreads, SFStopRequest const& iStop)
 {
   auto const& list = _keptLists[iAxes];
   if (list.steps.empty())
@@ -277,7 +279,8 @@ void SFTapeRunner::RunKept(SFAxes iAxes, unsigned int iThreads)
   unsigned int const piece = plane ? 1U : 1024U;
   auto const run = [&](unsigned int iBegin, unsigned int iEnd) {
     SFTapeScratch scratch = MakeScratch();
-    for (unsigned int at = iBegin; at < iEnd; at += piece) {
+    scratch.stop = &iStop;
+    for (unsigned int at = iBegin; at < iEnd && !scratch.stopped; at += piece) {
       SFTile tile;
       for (std::size_t axis = 0; axis < 3; ++axis)
         tile.count[axis] = Varies(iAxes, axis) ? _grid.dims[axis] : 1;
@@ -296,7 +299,7 @@ void SFTapeRunner::RunKept(SFAxes iAxes, unsigned int iThreads)
     future.get();
 }
 
-void SFTapeRunner::Prepare(unsigned int iThreads)
+void SFTapeRunner::Prepare(unsigned int iThreads, SFStopRequest const& iStop)
 {
   for (std::size_t axis = 0; axis < 3; ++axis) {
     _coordinates[axis].resize(std::max(1U, _grid.dims[axis]));
@@ -307,7 +310,7 @@ void SFTapeRunner::Prepare(unsigned int iThreads)
   ChooseKept();
   constexpr std::array<SFAxes, 6> axesThenPlanes{1, 2, 4, 3, 5, 6};
   for (SFAxes const axes : axesThenPlanes)
-    RunKept(axes, iThreads);
+    RunKept(axes, iThreads, iStop);
   if (_list.choices > 0)
     ComputeBlockRanges();
 }
@@ -339,6 +342,7 @@ void SFTapeRunner::RunSteps(SFTapeList const& iList, SFTile const& iTile, SFTape
   for (SFValueId const result : iList.results)
     ioScratch.lastUse[result] = UINT32_MAX;
 
+  ioScratch.gradients.known = false;
   for (SFAxes axes = 0; axes <= AllAxes; ++axes) {
     auto& pool = ioScratch.pools[axes];
     std::size_t const size = VolumeOf(axes, iTile.count);
@@ -355,6 +359,8 @@ void SFTapeRunner::RunSteps(SFTapeList const& iList, SFTile const& iTile, SFTape
     SFTapeStep const& step = steps[at];
     if (IsKept(step.id) != iKept)
       continue;
+    if (ioScratch.MustStop())
+      return;
     RunStep(step, iTile, ioScratch, ValuesFor(step, iTile, ioScratch), ExtentsOf(step.axes, iTile.count));
     for (int i = 0; i < ArityOf(step.code); ++i) {
       SFValueId const operand = step.operands[static_cast<std::size_t>(i)];
@@ -390,6 +396,10 @@ double* SFTapeRunner::ValuesFor(SFTapeStep const& iStep, SFTile const& iTile, SF
 void SFTapeRunner::RunStep(SFTapeStep const& iStep, SFTile const& iTile, SFTapeScratch& ioScratch, double* oValues,
                            Extents const& iExtents) const
 {
+  if (iStep.code >= SelectCode) {
+    RunDerivative(iStep, iTile, ioScratch, oValues);
+    return;
+  }
   if (!IsOperatorCode(iStep.code)) {
     RunPointwise(iStep, iTile, ioScratch, oValues, iExtents);
     return;
@@ -422,9 +432,11 @@ void SFTapeRunner::RunPointwise(SFTapeStep const& iStep, SFTile const& iTile, SF
   for (at[2] = 0; at[2] < iExtents[2]; ++at[2])
     for (at[1] = 0; at[1] < iExtents[1]; ++at[1])
       for (at[0] = 0; at[0] < iExtents[0]; ++at[0])
-        if (iStep.code == ResourceCode)
+        if (iStep.code == ResourceCode) {
+          if (ioScratch.MustStop()) // a host's field may take its time
+            return;
           *oValues++ = resource->GetScalar({operand(0), operand(1), operand(2)});
-        else if (iStep.code == AngleCode)
+        } else if (iStep.code == AngleCode)
           *oValues++ = SFCylindricalTransform::AngleOf(operand(0), operand(1));
         else {
           std::size_t const axis = iStep.code - CodeOf(SFNodeType::X);

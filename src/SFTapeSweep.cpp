@@ -5,9 +5,6 @@
 namespace SF {
 namespace {
 
-/// Values of a tile: 8 KiB a slot, so that the few slots in use together stay in the first-level cache.
-constexpr std::size_t TileVolume = 1024;
-
 /// Calls `iCall(box)` for the boxes of a size that cover another.
 template <class Call>
 void ForEachBox(SFTile const& iAll, std::array<unsigned int, 3> const& iSize, Call iCall)
@@ -39,15 +36,14 @@ std::vector<std::array<unsigned int, 3>> PruningLevels(std::array<unsigned int, 
 struct SFTapeSweep::Worker
 {
   Sink const& sink;
-  std::function<bool()> const& stop;
   SFTapeScratch scratch;
   SFPrunerScratch pruning;
   std::vector<SFTapeList> lists; ///< by level
-  bool stopped = false;
 };
 
-SFTapeSweep::SFTapeSweep(SFTapeRunner const& iRunner, unsigned int iBegin, unsigned int iEnd)
-  : _runner(iRunner), _pruner(iRunner)
+SFTapeSweep::SFTapeSweep(SFTapeRunner const& iRunner, unsigned int iBegin, unsigned int iEnd,
+                         std::size_t iTileVolume)
+  : _runner(iRunner), _pruner(iRunner), _tileVolume(iTileVolume)
 {
   auto const& dims = iRunner.GetGrid().dims;
   _all = {{0, 0, iBegin}, {dims[0], dims[1], iEnd - iBegin}};
@@ -77,14 +73,15 @@ SFTile SFTapeSweep::RegionAt(std::size_t iNumber) const
   return region;
 }
 
-void SFTapeSweep::Work(Sink const& iSink, std::function<bool()> const& iStop)
+void SFTapeSweep::Work(Sink const& iSink, SFStopRequest const& iStop)
 {
-  Worker worker{iSink, iStop, _runner.MakeScratch(), {}, {}};
+  Worker worker{iSink, _runner.MakeScratch(), {}, {}};
+  worker.scratch.stop = &iStop;
   bool const prunes = _runner.GetList().choices > 0;
   if (prunes)
     worker.pruning = _pruner.MakeScratch();
   worker.lists.resize(_levels.size());
-  for (std::size_t region = _next++; region < _regionCount && !worker.stopped; region = _next++) {
+  for (std::size_t region = _next++; region < _regionCount && !worker.scratch.stopped; region = _next++) {
     SFTile const box = RegionAt(region);
     if (prunes)
       Visit(worker, box, _runner.GetList(), 0);
@@ -104,7 +101,7 @@ void SFTapeSweep::Visit(Worker& ioWorker, SFTile const& iBox, SFTapeList const& 
     return;
   }
   ForEachBox(iBox, _levels[iLevel + 1], [&](SFTile const& iPart) {
-    if (!ioWorker.stopped)
+    if (!ioWorker.scratch.MustStop())
       Visit(ioWorker, iPart, list, iLevel + 1);
   });
 }
@@ -112,18 +109,17 @@ void SFTapeSweep::Visit(Worker& ioWorker, SFTile const& iBox, SFTapeList const& 
 void SFTapeSweep::RunBox(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList) const
 {
   std::array<unsigned int, 3> size{};
-  std::size_t left = TileVolume;
+  std::size_t left = _tileVolume;
   for (std::size_t axis = 0; axis < 3; ++axis) {
     size[axis] = static_cast<unsigned int>(std::clamp<std::size_t>(iBox.count[axis], 1, left));
     left = std::max<std::size_t>(1, left / size[axis]);
   }
   ForEachBox(iBox, size, [&](SFTile const& iTile) {
-    if (ioWorker.stop && ioWorker.stop())
-      ioWorker.stopped = true;
-    if (ioWorker.stopped)
+    if (ioWorker.scratch.MustStop())
       return;
     _runner.RunTile(iList, iTile, ioWorker.scratch);
-    ioWorker.sink(iTile, iList, ioWorker.scratch);
+    if (!ioWorker.scratch.stopped)
+      ioWorker.sink(iTile, iList, ioWorker.scratch);
   });
 }
 
