@@ -9,19 +9,32 @@
 
 namespace SF {
 
-/// A regular voxel grid: nx x ny x nz points `voxelSize` apart, x fastest in memory.
+/// A regular voxel grid: nx x ny x nz points `voxelSize` apart, x fastest in memory; or some slices of one, which
+/// keep the coordinates, the domain size and the diagonal of the whole grid.
 struct SFGrid
 {
   /// `iDims` may be null, which makes an invalid grid; a null origin is (0, 0, 0).
   SFGrid(unsigned int const* iDims, double iVoxelSize, double const* iOrigin) : valid(iDims != nullptr), h(iVoxelSize)
   {
     for (std::size_t axis = 0; axis < 3; ++axis) {
-      dims[axis] = valid ? iDims[axis] : 0;
+      dims[axis] = whole[axis] = valid ? iDims[axis] : 0;
       origin[axis] = iOrigin != nullptr ? iOrigin[axis] : 0.0;
     }
   }
 
-  double Coordinate(std::size_t iAxis, unsigned int iIndex) const { return origin[iAxis] + iIndex * h; }
+  /// The slices [iBegin, iEnd), counted from 0 from here on.
+  SFGrid Slices(unsigned int iBegin, unsigned int iEnd) const
+  {
+    SFGrid slices = *this;
+    slices.dims[2] = iEnd - iBegin;
+    slices.firstSlice += iBegin;
+    return slices;
+  }
+
+  double Coordinate(std::size_t iAxis, unsigned int iIndex) const
+  {
+    return origin[iAxis] + (iAxis == 2 ? firstSlice + iIndex : iIndex) * h;
+  }
   ZULMathPoint Point(unsigned int iI, unsigned int iJ, unsigned int iK) const
   {
     return {Coordinate(0, iI), Coordinate(1, iJ), Coordinate(2, iK)};
@@ -44,14 +57,14 @@ struct SFGrid
   {
     std::array<double, 3> size{};
     for (std::size_t axis = 0; axis < 3; ++axis)
-      size[axis] = (static_cast<double>(dims[axis]) - 1.0) * h;
+      size[axis] = (static_cast<double>(whole[axis]) - 1.0) * h;
     return size;
   }
   /// Whether every coordinate is finite and no larger than `iBound` in magnitude.
   bool IsWithin(double iBound) const
   {
     for (std::size_t axis = 0; axis < 3; ++axis)
-      if (!(std::abs(origin[axis]) <= iBound) || !(std::abs(dims[axis] * h) <= iBound))
+      if (!(std::abs(origin[axis]) <= iBound) || !(std::abs(whole[axis] * h) <= iBound))
         return false;
     return true;
   }
@@ -63,6 +76,8 @@ struct SFGrid
 
   bool valid;
   std::array<unsigned int, 3> dims{};
+  std::array<unsigned int, 3> whole{}; ///< of the grid that the slices belong to
+  unsigned int firstSlice = 0;
   double h;
   std::array<double, 3> origin{};
 };

@@ -4,6 +4,7 @@
 #include "SFTypes.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -56,6 +57,17 @@ struct SFTapeInstruction
     ResourceToSF const* resource;
   };
 };
+
+/// Replaces the values that an instruction names by `iRenumbered(value)`. A unary operator names its operand twice.
+template <class Renumbered>
+void RenumberOperands(SFTapeInstruction& ioInstruction, Renumbered iRenumbered)
+{
+  int const arity = ArityOf(ioInstruction.code);
+  for (std::size_t i = 0; i < static_cast<std::size_t>(arity); ++i)
+    ioInstruction.operands[i] = iRenumbered(ioInstruction.operands[i]);
+  if (IsOperatorCode(ioInstruction.code) && arity == 1)
+    ioInstruction.operands[1] = ioInstruction.operands[0];
+}
 
 /// A field as a list of instructions, each after its operands. Equal operations on equal values are one value.
 struct SFTape

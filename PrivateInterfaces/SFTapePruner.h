@@ -7,6 +7,10 @@
 
 namespace SF {
 
+/// The range of an operator over ranges of its operands, from the one meaning that it has. A unary operator reads
+/// `iA` alone; the square of one value is recognised by `iA` and `iB` being one object.
+SFInterval RangeOfOperator(SFTapeCode iOperator, SFInterval const& iA, SFInterval const& iB);
+
 /// The working memory of one thread's pruning.
 struct SFPrunerScratch
 {

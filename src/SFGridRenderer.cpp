@@ -6,6 +6,7 @@
 #include "SFNodeRenderer.h"
 #include "SFScalarEvaluation.h"
 #include "SFTapeCompiler.h"
+#include "SFTapeSinks.h"
 
 #include <algorithm>
 #include <ctime>
@@ -135,28 +136,6 @@ std::unique_ptr<SFTapeRunner> SFGridRenderer::Compile(SFGrid const& iGrid, Lists
 
 namespace {
 
-/// Calls `iOnRow(j, k, index)` for the rows of a tile, with the index of a row's first voxel in the grid.
-template <class OnRow>
-void ForEachRow(SFGrid const& iGrid, SFTile const& iTile, OnRow iOnRow)
-{
-  for (unsigned int k = 0; k < iTile.count[2]; ++k)
-    for (unsigned int j = 0; j < iTile.count[1]; ++j)
-      iOnRow(j, k, iGrid.Index(iTile.begin[0], iTile.begin[1] + j, iTile.begin[2] + k));
-}
-
-/// Stores the one result of each tile as floats.
-SFTapeSweep::Sink ValueSink(SFTapeRunner const& iRunner, SFStoreKernel iStore, std::vector<float>& ioValues)
-{
-  double const diagonal = iRunner.GetGrid().Diagonal();
-  return
-      [&iRunner, iStore, diagonal, &ioValues](SFTile const& iTile, SFTapeList const& iList, SFTapeScratch& ioScratch) {
-        ForEachRow(iRunner.GetGrid(), iTile, [&](unsigned int iJ, unsigned int iK, std::size_t iIndex) {
-          double const* const row = iRunner.ResultRow(iList, 0, iTile, iJ, iK, ioScratch);
-          iStore(&ioValues[iIndex], row, iTile.count[0], diagonal);
-        });
-      };
-}
-
 /// Stores a value and three derivatives as a float and a unit normal.
 SFTapeSweep::Sink NormalSink(SFTapeRunner const& iRunner, std::vector<float>& ioValues, std::vector<float>& ioNormals)
 {
@@ -182,7 +161,7 @@ HRESULT SFGridRenderer::RenderClamped(SFGrid const& iGrid, std::vector<float>& i
 
   unsigned int const workers = AnnounceWorkers();
   if (auto const runner = Compile(iGrid, {{&_root}}, iGrid.h, workers))
-    hr = RunCompiled(*runner, workers, ValueSink(*runner, ActiveTapeKernels().storeClamped, ioValues));
+    hr = RunCompiled(*runner, workers, ValueSink(*runner, ActiveTapeKernels().storeClamped, ioValues.data()));
   else {
     SFNodeRenderer const renderer(iGrid, {&_root}, workers + 1);
     hr = RunSlabs(iGrid, workers, [&](unsigned int iBegin, unsigned int iEnd, unsigned int iTask) {
@@ -202,7 +181,7 @@ HRESULT SFGridRenderer::RenderUnrolled(SFGrid const& iGrid, std::vector<float>& 
 
   unsigned int const workers = AnnounceWorkers();
   if (auto const runner = Compile(iGrid, {SFNodeRenderer::UnrolledOrder(_root)}, 0.0, workers))
-    hr = RunCompiled(*runner, workers, ValueSink(*runner, ActiveTapeKernels().storePlain, ioValues));
+    hr = RunCompiled(*runner, workers, ValueSink(*runner, ActiveTapeKernels().storePlain, ioValues.data()));
   else {
     SFNodeRenderer const renderer(iGrid, {&_root}, workers + 1);
     hr = RunSlabs(iGrid, workers, [&](unsigned int iBegin, unsigned int iEnd, unsigned int iTask) {

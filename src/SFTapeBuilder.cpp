@@ -99,10 +99,7 @@ SFTape SFTapeBuilder::Finish()
     if (needed[id] == 0)
       continue;
     SFTapeInstruction instruction = instructions[id];
-    for (int i = 0; i < ArityOf(instruction.code); ++i) {
-      SFValueId& operand = instruction.operands[static_cast<std::size_t>(i)];
-      operand = renumbered[operand];
-    }
+    RenumberOperands(instruction, [&](SFValueId iId) { return renumbered[iId]; });
     renumbered[id] = static_cast<SFValueId>(tape.instructions.size());
     tape.instructions.push_back(instruction);
   }

@@ -169,8 +169,7 @@ SFTapeDifferentiation::Gradient SFTapeDifferentiation::OfResource(SFTapeInstruct
   for (std::size_t i = 0; i < 3; ++i) {
     SFTapeInstruction component = iInstruction;
     component.code = static_cast<SFTapeCode>(GradientCode + i);
-    for (SFValueId& operand : component.operands)
-      operand = _copies[operand];
+    RenumberOperands(component, [&](SFValueId iId) { return _copies[iId]; });
     components[i] = _builder.Number(component);
   }
   Gradient gradient{Zero, Zero, Zero};
@@ -185,12 +184,7 @@ SFTapeDifferentiation::Gradient SFTapeDifferentiation::OfResource(SFTapeInstruct
 SFValueId SFTapeDifferentiation::Copy(SFTapeInstruction const& iInstruction)
 {
   SFTapeInstruction copy = iInstruction;
-  for (int i = 0; i < ArityOf(iInstruction.code); ++i) {
-    SFValueId& operand = copy.operands[static_cast<std::size_t>(i)];
-    operand = _copies[operand];
-  }
-  if (IsOperatorCode(copy.code) && ArityOf(copy.code) == 1)
-    copy.operands[1] = copy.operands[0];
+  RenumberOperands(copy, [&](SFValueId iId) { return _copies[iId]; });
   return _builder.Number(copy);
 }
 
@@ -214,8 +208,7 @@ SFTapeDifferentiation::Gradient SFTapeDifferentiation::Differentiate(SFTapeInstr
                       arity == 2 ? _gradients[second][axis] : Zero};
     if (terms.da == Zero && terms.db == Zero)
       continue;
-    gradient[axis] =
-        iInstruction.code == AngleCode ? OfAngle(terms) : OfOperator(SFNodeType{iInstruction.code}, terms);
+    gradient[axis] = iInstruction.code == AngleCode ? OfAngle(terms) : OfOperator(SFNodeType{iInstruction.code}, terms);
     if (gradient[axis] != Zero && IsConstant(gradient[axis], 0.0))
       gradient[axis] = Zero;
   }

@@ -36,6 +36,11 @@ void Want(SFPrunerScratch& ioScratch, SFValueId iId, double iLower = -Infinity, 
 
 } // namespace
 
+SFInterval RangeOfOperator(SFTapeCode iOperator, SFInterval const& iA, SFInterval const& iB)
+{
+  return RangeOf(iOperator, iA, iB, std::make_index_sequence<SFNodeTypeCount>{});
+}
+
 SFPrunerScratch SFTapePruner::MakeScratch() const
 {
   auto const& instructions = _runner.GetTape().instructions;
@@ -56,8 +61,7 @@ void SFTapePruner::ComputeRanges(SFTapeList const& iList, SFTile const& iBox, SF
   for (SFTapeStep const& step : iList.steps) {
     SFInterval& range = ioScratch.ranges[step.id];
     if (IsOperatorCode(step.code))
-      range = RangeOf(step.code, ioScratch.ranges[step.operands[0]], ioScratch.ranges[step.operands[1]],
-                      std::make_index_sequence<SFNodeTypeCount>{});
+      range = RangeOfOperator(step.code, ioScratch.ranges[step.operands[0]], ioScratch.ranges[step.operands[1]]);
     else if (step.code == InputCode)
       range = _runner.InputRange(step, iBox);
     else if (step.code == ResourceCode || step.code == AngleCode)

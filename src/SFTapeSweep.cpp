@@ -41,8 +41,7 @@ struct SFTapeSweep::Worker
   std::vector<SFTapeList> lists; ///< by level
 };
 
-SFTapeSweep::SFTapeSweep(SFTapeRunner const& iRunner, unsigned int iBegin, unsigned int iEnd,
-                         std::size_t iTileVolume)
+SFTapeSweep::SFTapeSweep(SFTapeRunner const& iRunner, unsigned int iBegin, unsigned int iEnd, std::size_t iTileVolume)
   : _runner(iRunner), _pruner(iRunner), _tileVolume(iTileVolume)
 {
   auto const& dims = iRunner.GetGrid().dims;
