@@ -13,6 +13,7 @@ namespace SF {
 /// Derivatives that are zero everywhere are known as such and take no instructions. Where a value is chosen the
 /// derivative is that of the operand which the rule of the value chooses, on ties too: MIN and MAX take the left
 /// one, WITHOUT the left one, SYMDIFF the minimum. ABS has the derivative 1 above 0 and -1 elsewhere, SIGN has 0.
+/// Roots, arcs and powers of an operand that stands still do so too, even where their own slope is infinite.
 /// (Griewank and Walther, Evaluating Derivatives, 2nd edition, 2008, sections 3.1 and 14.)
 class SFTapeDifferentiation
 {
@@ -51,6 +52,7 @@ private:
   SFValueId Negative(SFValueId iA);
   SFValueId Product(SFValueId iFactor, SFValueId iDerivative);
   SFValueId Quotient(SFValueId iDerivative, SFValueId iDivisor);
+  SFValueId ZeroIfStill(SFValueId iDerivative, SFValueId iChained);
   SFValueId Written(SFValueId iDerivative);
   /// `iThen` where the value `iCondition` is above 0, else `iElse`.
   SFValueId Select(SFValueId iCondition, SFValueId iThen, SFValueId iElse);

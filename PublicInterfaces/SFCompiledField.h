@@ -54,7 +54,9 @@ public:
   /// Derivatives follow the rules of calculus, carried along with the values, and have their accuracy. At a kink
   /// they are those of one side: of the operand that the rule of the value takes (on ties the left one of MIN, MAX
   /// and WITHOUT, and that of the minimum for SYMDIFF); ABS has slope 1 above 0 and -1 elsewhere, SIGN slope 0.
-  /// Powers with a constant exponent have their derivative for negative bases too. A resource answers with its
+  /// Powers with a constant exponent have their derivative for
+  /// negative bases too. A root, an arc or a power of what does not move has the derivative 0, also at the end of its
+  /// domain. A resource answers with its
   /// GetGradient, called once a point and place in the graph; where that fails, or gives MissingValue, the
   /// component counts as NaN. Where the field has no value or no derivative the components may be NaN, infinite or
   /// without meaning.

@@ -53,6 +53,14 @@ SFValueId SFTapeDifferentiation::Quotient(SFValueId iDerivative, SFValueId iDivi
   return iDerivative == Zero ? Zero : Emit(DIV, iDerivative, iDivisor);
 }
 
+/// `iChained`, which is `iDerivative` times a slope that may be infinite; but 0 where `iDerivative` is 0.
+SFValueId SFTapeDifferentiation::ZeroIfStill(SFValueId iDerivative, SFValueId iChained)
+{
+  if (iChained == Zero || _builder.At(iDerivative).code == CodeOf(CONSTANT))
+    return iChained;
+  return Select(Emit(ABS, iDerivative), iChained, iDerivative);
+}
+
 SFValueId SFTapeDifferentiation::Select(SFValueId iCondition, SFValueId iThen, SFValueId iElse)
 {
   if (iThen == iElse)
@@ -78,7 +86,7 @@ SFValueId SFTapeDifferentiation::OfPower(Terms const& iTerms)
   else if (IsConstant(b, 2.0))
     alongBase = Product(Product(_builder.Constant(2.0), a), da);
   else if (da != Zero && !IsConstant(b, 1.0))
-    alongBase = Product(Emit(MULT, b, Emit(POW, a, Emit(MINUS, b, _builder.Constant(1.0)))), da);
+    alongBase = ZeroIfStill(da, Product(Emit(MULT, b, Emit(POW, a, Emit(MINUS, b, _builder.Constant(1.0)))), da));
   if (db == Zero)
     return alongBase;
   // The square root stands for "0 at 0, NaN below".
@@ -144,13 +152,13 @@ SFValueId SFTapeDifferentiation::OfOperator(SFNodeType iOperator, Terms const& i
   case TAN:
     return Product(Emit(PLUS, constant(1.0), Emit(SQUARE, value)), da);
   case ACOS:
-    return Negative(Quotient(da, cosineOfArc()));
+    return Negative(ZeroIfStill(da, Quotient(da, cosineOfArc())));
   case ASIN:
-    return Quotient(da, cosineOfArc());
+    return ZeroIfStill(da, Quotient(da, cosineOfArc()));
   case ATAN:
     return Quotient(da, Emit(PLUS, constant(1.0), Emit(SQUARE, a)));
   case ROOT:
-    return Quotient(da, Emit(MULT, constant(2.0), value));
+    return ZeroIfStill(da, Quotient(da, Emit(MULT, constant(2.0), value)));
   case EXP:
     return Product(value, da);
   case LN:
