@@ -268,26 +268,32 @@ SFInterval SFTapeRunner::InputRange(SFTapeStep const& iStep, SFTile const& iBox)
   return range;
 }
 
-/// Computes the kept values of a set of axes, cut into pieces along the last of them.
+/// Computes the kept values of a set of axes piece by piece: the last axis cut among the threads, rows not too long
+/// for the cache.
 void SFTapeRunner::RunKept(SFAxes iAxes, unsigned int iThreads, SFStopRequest const& iStop)
 {
   auto const& list = _keptLists[iAxes];
   if (list.steps.empty())
     return;
+  constexpr unsigned int piece = 1024;
+  std::size_t const first = Varies(iAxes, 0) ? 0 : Varies(iAxes, 1) ? 1 : 2;
   std::size_t const last = Varies(iAxes, 2) ? 2 : Varies(iAxes, 1) ? 1 : 0;
-  bool const plane = AxisCount(iAxes) == 2;
-  unsigned int const piece = plane ? 1U : 1024U;
+  bool const plane = first != last;
   auto const run = [&](unsigned int iBegin, unsigned int iEnd) {
     SFTapeScratch scratch = MakeScratch();
     scratch.stop = &iStop;
-    for (unsigned int at = iBegin; at < iEnd && !scratch.stopped; at += piece) {
-      SFTile tile;
-      for (std::size_t axis = 0; axis < 3; ++axis)
-        tile.count[axis] = Varies(iAxes, axis) ? _grid.dims[axis] : 1;
-      tile.begin[last] = at;
-      tile.count[last] = std::min(piece, iEnd - at);
-      RunSteps(list, tile, scratch, true);
-    }
+    SFTile tile{{0, 0, 0}, {1, 1, 1}};
+    auto const runRow = [&](unsigned int iFrom, unsigned int iTo) {
+      for (unsigned int at = iFrom; at < iTo && !scratch.stopped; at += tile.count[first]) {
+        tile.begin[first] = at;
+        tile.count[first] = std::min(piece, iTo - at);
+        RunSteps(list, tile, scratch, true);
+      }
+    };
+    if (!plane)
+      runRow(iBegin, iEnd);
+    for (tile.begin[last] = plane ? iBegin : iEnd; tile.begin[last] < iEnd && !scratch.stopped; ++tile.begin[last])
+      runRow(0, _grid.dims[first]);
   };
   unsigned int const extent = _grid.dims[last];
   unsigned int const threads = plane ? std::min(iThreads, extent) : 1;
