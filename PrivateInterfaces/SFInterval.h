@@ -211,7 +211,8 @@ inline SFInterval atan2(SFInterval const& iA, SFInterval const& iB)
 /// Tight for a base that is not negative and one exponent, the case that occurs; anything else is anything.
 inline SFInterval pow(SFInterval const& iA, SFInterval const& iB)
 {
-  if (!iB.IsPoint() || iA.lo < 0.0)
+  bool const pole = iA.lo == 0.0 && iB.lo < 0.0; // -0 has another sign there than 0
+  if (!iB.IsPoint() || iA.lo < 0.0 || pole)
     return SFInterval::Anything();
   double const a = std::pow(iA.lo, iB.lo);
   double const b = std::pow(iA.hi, iB.lo);
