@@ -117,7 +117,7 @@ SFValueId SFTapeDifferentiation::OfOperator(SFNodeType iOperator, Terms const& i
     return Zero;
   auto const constant = [&](double iValue) { return _builder.Constant(iValue); };
   auto const cosineOfArc = [&] { // sqrt(1 - a^2), without the cancellation near 1
-    return Emit(ROOT, Emit(MULT, Emit(MINUS, constant(1.0), a), Emit(PLUS, constant(1.0), a)));
+    return Emit(ROOT, Emit(MULT, Emit(MINUS, constant(1.0), iTerms.a), Emit(PLUS, constant(1.0), iTerms.a)));
   };
   // x > y exactly when x - y > 0: a difference of doubles is 0 for equal ones only, thanks to denormals.
   switch (iOperator) {

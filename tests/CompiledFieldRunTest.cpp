@@ -154,8 +154,12 @@ TEST(ThreadCompiledField, EndsAfterOneCallOfAResourceWhenCancelled)
         SFCompiledFieldOptions options = WithThreads(static_cast<unsigned int>(threads));
         options.cancel = inOptions ? &cancel : nullptr;
         CountedFieldResolver resolver;
-        FieldPtr const field = Compiled(Build("+ U #a X s Y $", &resolver), options);
-        resolver.made->onCall = [&](int iCall) { cancel = cancel || (armed && iCall == when); };
+        RootPtr const root = Build("+ U #a X s Y $", &resolver);
+        FieldPtr const field = Compiled(root, options);
+        resolver.made->onCall = [&](int iCall) {
+          if (armed && iCall == when)
+            cancel = true;
+        };
         EXPECT_EQ(operation.run(*field, inOptions ? nullptr : &cancel), E_ABORT) << operation.name;
         EXPECT_LE(std::max(resolver.made->values.load(), resolver.made->gradients.load()), when + 2 * threads)
             << operation.name;
@@ -164,6 +168,11 @@ TEST(ThreadCompiledField, EndsAfterOneCallOfAResourceWhenCancelled)
         EXPECT_EQ(resolver.made->values, calls);
         armed = cancel = false;
         EXPECT_EQ(operation.run(*field, inOptions ? nullptr : &cancel), S_OK);
+        Points points;
+        points.Add(1.0, 2.0, 3.0);
+        EXPECT_EQ(points.Evaluate(*field), S_OK);
+        SFEvaluationContext context = root->GetNewEvaluationContext();
+        EXPECT_EQ(points.values[0], ByRecursion(*root, context, {1.0, 2.0, 3.0}));
       }
 }
 

@@ -375,4 +375,18 @@ TEST(CompiledField, BoundsAreTightWhereTheyCanBe)
   }
 }
 
+TEST(CompiledField, BoundsHoldAtNegativeZero)
+{
+  for (std::string const text : {"^ X f-1 $", "/ f1 X $", "^ X f0.5 $", "? X $"}) {
+    FieldPtr const field = Compiled(Build(text));
+    Points points;
+    points.Add(-0.0, 0.0, 0.0);
+    ASSERT_EQ(points.Evaluate(*field), S_OK);
+    double low = NaN;
+    double high = NaN;
+    field->EvaluateInterval({{0, 0, 0}, {1, 1, 1}}, low, high);
+    EXPECT_TRUE(low <= points.values[0] && points.values[0] <= high) << text << " gives " << points.values[0];
+  }
+}
+
 } // namespace
