@@ -152,7 +152,7 @@ TEST(GradientSmoothing, AveragesOverTheOffsets)
       {far, {2, 0, 0}, {1, 1, 2, 3}}, // the first one would come from outside
       {far, {-2, 0, 0}, {2, 3, 4, 4}},
       {far, {-2, 0, 0, 0, 0, 0}, {1.5, 2.5, 3.5, 4}}, // from the field as it was, not as it becomes
-      {far, {0.5, 0, 0}, {1, 1, 2, 3}},               // a little below a voxel is the voxel before
+      {far, {0.5, 0, 0, -2, 0, 0}, {2, 2, 3, 3}},     // a little below a voxel is the voxel before
       {far, {-1.9, 0, 0}, {1, 2, 3, 4}},
       {far, {0, 0.1, 0}, {1, 2, 3, 4}}, // outside along another axis
       {far, {0, -0.1, 0, 2, -1.9, -1.9}, {1, 1.5, 2.5, 3.5}},
