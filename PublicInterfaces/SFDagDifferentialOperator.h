@@ -96,6 +96,39 @@ public:
 
   /// As above, with the tolerance's resolution. Callers keep their node when the result is null.
   static std::shared_ptr<SFDagNode> SimplifyTree(std::shared_ptr<SFDagNode> iNode, ZULTolerance const& iTolerance);
+
+  // ---- smoothing of sampled gradients ----
+
+  /// The bump exp(1 / (t - 1)) `iScale` / r^3 with t = |p|^2 / r^2, for a point of three coordinates; 0 unless
+  /// t < 1. Smooth everywhere.
+  static double BumpFunction(double const* iPoint, double iRadius, double iScale);
+
+  /// Draws `iCount` points that are distributed like the bump function: 3 `iCount` doubles, x, y, z of each. Every
+  /// call draws others. The scale does not matter to the distribution.
+  ///
+  /// S_OK; E_INVALIDARG, after a line and with `oSamples` unchanged, for a radius or scale of which the bump has no
+  /// finite peak above zero in magnitude: no point would ever be accepted.
+  static HRESULT RejectionSamplingFromBumpFunction(std::vector<double>& oSamples, double iRadius, double iScale,
+                                                   unsigned int iCount);
+
+  /// Smooths a gradient field sampled on a grid (x, y, z of voxel (i, j, k) at 3 ((k ny + j) nx + i); the voxel lies
+  /// at `iOrigin` + (i, j, k) `iVoxelSize`) where the values sampled with it are `iThreshold` or more. There, each
+  /// gradient becomes the mean of those of the voxels that hold the points at up to `SmoothingPoints` offsets,
+  /// drawn like a bump function of radius 8/9 `iThreshold`; where no offset leads into the grid it stays. Results
+  /// differ from call to call, as the offsets do. Floats behind those of the last voxel become 0.
+  ///
+  /// S_OK; E_INVALIDARG, after a line and with the gradients unchanged, for missing dimensions, for fewer values or
+  /// gradients than voxels, and for a threshold that RejectionSamplingFromBumpFunction refuses.
+  static HRESULT SmoothGradientField(std::vector<float>& ioGradients, unsigned int const* iDims, double iThreshold,
+                                     double iVoxelSize, ZULMathPoint const& iOrigin, std::vector<float> const& iValues);
+
+  /// As above with given offsets, x, y, z of each, in the order in which they are tried.
+  static HRESULT SmoothGradientField(std::vector<float>& ioGradients, unsigned int const* iDims, double iThreshold,
+                                     double iVoxelSize, ZULMathPoint const& iOrigin, std::vector<float> const& iValues,
+                                     std::vector<double> const& iOffsets);
+
+  static constexpr unsigned int SmoothingOffsets = 100000; ///< drawn for one field
+  static constexpr unsigned int SmoothingPoints = 1000;    ///< used for one voxel
 };
 
 } // namespace SF

@@ -83,7 +83,8 @@ TEST(Curvature, OfPlanesAndPoints)
   } const cases[] = {
       {"- + * f0.6 X * f0.8 Z f0.125", 0.0, 0.0},
       {"- Z * X Y", 1.0, -1.0},                      // a saddle
-      {"- Z * f3 q X", 6.0, 0.0},                    // a valley
+      {"* f-4 - Z * X Y", 1.0, -1.0},
+      {"- * f2 Z * f6 q X", 6.0, 0.0},                    // a valley
       {"- Z * X - X Y", 1.0, 1.0},                   // not the surface's 2.41 and -0.41: its gradient holds a MINUS
       {"- r + + q X q Y q Z f9", -DBL_MAX, DBL_MAX}, // nowhere near
       {"q X", -DBL_MAX, DBL_MAX},                    // no gradient: 0 / 0
