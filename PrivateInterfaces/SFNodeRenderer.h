@@ -2,6 +2,7 @@
 
 #include "SFDagNode.h"
 #include "SFGrid.h"
+#include "SFSlotReset.h"
 
 #include <vector>
 
@@ -29,23 +30,11 @@ public:
   static std::vector<SFDagNode const*> UnrolledOrder(SFDagNode const& iRoot);
 
 private:
-  /// Clears one context's slots of a graph between points: what Reset does, without walking the graph again.
-  class SlotReset
-  {
-  public:
-    explicit SlotReset(SFDagNode const& iRoot);
-    void Reset(SFEvaluationContext const& iContext) const;
-
-  private:
-    std::vector<SFDagNode const*> _plain;
-    std::vector<SFDagNode const*> _foreign;
-  };
-
   SFEvaluationContext GridContext(int iIndex) const;
 
   SFGrid const& _grid;
   std::vector<SFDagNode const*> _roots;
-  std::vector<SlotReset> _resets; ///< by root
+  std::vector<SFSlotReset> _resets; ///< by root
 };
 
 } // namespace SF

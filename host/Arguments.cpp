@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
 
@@ -102,6 +103,18 @@ void Arguments::Points(Option const& iOption, std::vector<Point>& oPoints)
   };
   Add(_verb, iOption, 3, take)->expected(1, CLI::detail::expected_max_vector_size)->allow_extra_args(false);
 }
+
+void Arguments::Choice(Option const& iOption, std::span<std::string_view const> iWords, std::size_t& oChoice)
+{
+  Add(_verb, iOption, 1, [=, &oChoice](Texts const& iTexts) {
+    auto const word = std::find(iWords.begin(), iWords.end(), iTexts.at(0));
+    if (word == iWords.end())
+      Reject(iOption, iTexts.at(0), "one of " + iOption.values);
+    oChoice = static_cast<std::size_t>(word - iWords.begin());
+  });
+}
+
+void Arguments::Flag(Option const& iOption, bool& oGiven) { _verb.add_flag(iOption.names, oGiven, iOption.help); }
 
 void Arguments::Examples(std::string const& iLines) { _verb.footer("Examples:\n" + iLines); }
 

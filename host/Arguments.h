@@ -6,6 +6,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace CLI {
@@ -49,6 +50,10 @@ public:
   void Number(Option const& iOption, std::optional<double>& oNumber, NumberRange iRange);
   void WholeNumbers(Option const& iOption, std::span<std::uint32_t> oNumbers, WholeRange iRange);
   void WholeNumber(Option const& iOption, std::optional<std::uint32_t>& oNumber, WholeRange iRange);
+  /// One of some words; `oChoice` is its number among them.
+  void Choice(Option const& iOption, std::span<std::string_view const> iWords, std::size_t& oChoice);
+  /// An option without a value.
+  void Flag(Option const& iOption, bool& oGiven);
   /// An option that may be given many times, each time with one point; infinities and NaN are allowed.
   void Points(Option const& iOption, std::vector<Point>& oPoints);
   /// The examples that end the verb's help.

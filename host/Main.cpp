@@ -26,6 +26,10 @@ constexpr Verb Verbs[] = {
     {"eval", "Evaluate a model at points, one value a line", AddEval},
     {"grid", "Sample a model on a voxel grid, into a NumPy or raw file", AddGrid},
     {"slice", "Draw one slice of a voxel grid as a PNG picture", AddSlice},
+    {"derive", "Differentiate a model along an axis, into text", AddDerive},
+    {"gradient", "Write the three components of a model's gradient, one a line", AddGradient},
+    {"simplify", "Simplify a model, into text", AddSimplify},
+    {"curvature", "Find the extreme curvatures of a model's surface on a voxel grid", AddCurvature},
 };
 
 constexpr int FailureStatus = 1;

@@ -1,7 +1,5 @@
-#include "Failure.h"
 #include "Model.h"
-#include "Output.h"
-#include "SFDagToExpression.h"
+#include "Text.h"
 #include "Verbs.h"
 
 namespace SFHost {
@@ -15,12 +13,7 @@ Action AddText(Arguments& ioArguments)
 
   return [options] {
     Model const model = LoadModel(*options);
-    std::string text;
-    Require(SF::SFDagToExpression(model.context).Export(*model.root, text, true, false), model.name,
-            "cannot be written as text at level " + std::to_string(options->level));
-    Output output("-");
-    output.Write(text + "\n");
-    output.Commit();
+    PrintLines({CanonicalText(model, *model.root)});
   };
 }
 

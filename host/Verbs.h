@@ -15,5 +15,9 @@ Action AddText(Arguments& ioArguments);
 Action AddEval(Arguments& ioArguments);
 Action AddGrid(Arguments& ioArguments);
 Action AddSlice(Arguments& ioArguments);
+Action AddDerive(Arguments& ioArguments);
+Action AddGradient(Arguments& ioArguments);
+Action AddSimplify(Arguments& ioArguments);
+Action AddCurvature(Arguments& ioArguments);
 
 } // namespace SFHost

@@ -52,20 +52,6 @@ float ClampedFloat(double iValue, double iDiagonal)
 
 } // namespace
 
-SFNodeRenderer::SlotReset::SlotReset(SFDagNode const& iRoot)
-{
-  for (SFDagNode const* const node : PostOrder(iRoot, SFReach::OperandsAndDerived))
-    (ClassOf(*node) == SFNodeClass::Foreign ? _foreign : _plain).push_back(node);
-}
-
-void SFNodeRenderer::SlotReset::Reset(SFEvaluationContext const& iContext) const
-{
-  for (SFDagNode const* const node : _plain)
-    node->GetContextInfos(iContext.GetIndex()) = {DBL_MAX, SFDagNode::ECacheReset};
-  for (SFDagNode const* const node : _foreign)
-    node->Reset(iContext);
-}
-
 SFNodeRenderer::SFNodeRenderer(SFGrid const& iGrid, std::vector<SFDagNode const*> iRoots, unsigned int iTasks)
   : _grid(iGrid), _roots(std::move(iRoots))
 {

@@ -1,0 +1,34 @@
+#include "Failure.h"
+#include "SFDagCloner.h"
+#include "SFDagDifferentialOperator.h"
+#include "Text.h"
+#include "Verbs.h"
+
+namespace SFHost {
+
+Action AddGradient(Arguments& ioArguments)
+{
+  auto const options = std::make_shared<ModelOptions>();
+  options->AddTo(ioArguments);
+  ioArguments.Examples("  sfdag gradient part.sf\n"
+                       "  sfdag gradient -x '- r + + q X q Y q Z f1'\n\n"
+                       "The lines are those of sfdag derive --simplify along x, y and z.");
+
+  return [options] {
+    Model const model = LoadModel(*options);
+    Require(model.root->GetReady(model.context), model.name, "cannot be made ready");
+    std::vector<std::string> lines;
+    for (SF::SFNodeType const variable : {SF::SFNodeType::X, SF::SFNodeType::Y, SF::SFNodeType::Z}) {
+      // A component rewrites the field that it came from, and the next one would see that.
+      auto const field = SF::SFDagCloner::Clone(model.root);
+      auto const component =
+          SF::SFDagDifferentialOperator::BuildGradientTree(field, variable, ZULGetDefaultTolerance());
+      if (component == nullptr)
+        throw Failure(model.name, "has no gradient");
+      lines.push_back(CanonicalText(model, *component));
+    }
+    PrintLines(lines);
+  };
+}
+
+} // namespace SFHost
