@@ -2,7 +2,6 @@
 
 #include "SFCalculusRules.h"
 #include "SFDagNode.h"
-#include "SFExport.h"
 #include "SFNodeIndex.h"
 
 #include <array>
@@ -14,7 +13,7 @@ namespace SF {
 
 /// Builds one derivative, from its root down: every new node is in its place before the derivatives below it are
 /// built, so what is still to do is a list and not a recursion. See SFDagDifferentialOperator for the result.
-class SF_EXPORT SFDifferentiation
+class SFDifferentiation
 {
 public:
   using NodePtr = std::shared_ptr<SFDagNode>;

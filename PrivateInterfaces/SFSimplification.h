@@ -2,7 +2,6 @@
 
 #include "SFCalculusRules.h"
 #include "SFDagNode.h"
-#include "SFExport.h"
 #include "SFNodeIndex.h"
 
 #include <array>
@@ -20,7 +19,7 @@ namespace SF {
 /// its result is remembered in place of visiting it again. So the outcome is that of the visits along all paths,
 /// at the cost of very few visits a node. A visit that writes a line is repeated, and its line with it, as long
 /// as no more than `MaxRepeatedLines` have been written.
-class SF_EXPORT SFSimplification
+class SFSimplification
 {
 public:
   using NodePtr = std::shared_ptr<SFDagNode>;

@@ -5,7 +5,6 @@
 #include "SFAffineTransform.h"
 #include "SFCylindricalTransform.h"
 #include "SFDagOffset.h"
-#include "SFDifferentiation.h"
 #include "ZULPI.h"
 
 #include <gtest/gtest.h>
@@ -379,22 +378,6 @@ TEST(Differentiation, OfCylindersAgreesWithCentralDifferences)
 }
 
 // ---- size -----------------------------------------------------------------------------------------------------
-
-TEST(Differentiation, SharingDerivativesChangesNoValue)
-{
-  auto const operators = OperatorsWithout({});
-  RandomTexts random(3, operators);
-  for (int i = 0; i < 300; ++i) {
-    std::string const text = random.Next(6);
-    NodePtr const field = Build(i % 5 == 0 ? std::string(halfTurn).append(" ").append(text) : text);
-    Captured const captured;
-    for (std::size_t const limit : {0, 10}) {
-      NodePtr const separate = SFDifferentiation(1000000).Differentiate(field, X);
-      NodePtr const shared = SFDifferentiation(limit).Differentiate(field, X);
-      EXPECT_EQ(TextOf(*shared), TextOf(*separate)) << text;
-    }
-  }
-}
 
 TEST(Differentiation, DeepGraphs)
 {

@@ -1,7 +1,5 @@
 #include "CalculusSupport.h"
 
-#include "SFSimplification.h"
-
 #include <gtest/gtest.h>
 
 using namespace SF;
@@ -278,45 +276,6 @@ TEST(Simplification, VisitsSharedNodesOncePerPath)
   NodePtr const division = Op(DIV, C(1), C(0));
   EXPECT_EQ(Simplified(Op(PLUS, Op(PLUS, division, division), Op(COS, division))).first, "f1 $");
   EXPECT_EQ(captured.Lines(), std::vector<std::string>(3, divisionLine));
-}
-
-namespace {
-/// A graph whose operators take their operands from the nodes made before, so that most nodes are shared.
-NodePtr RandomGraph(unsigned int iSeed)
-{
-  RandomTexts random(iSeed, {});
-  std::vector<NodePtr> nodes{Op(X), Op(Y), C(0), C(1), C(2), C(1)};
-  constexpr SFNodeType types[] = {PLUS, MINUS, MULT, DIV, POW, PLUS, MINUS, MULT, DIV, POW, COS, NOT, SQUARE, SIGN};
-  for (int i = 0; i < 14; ++i) {
-    SFNodeType const type = types[random.Below(std::size(types))];
-    auto const pick = [&] { return nodes[nodes.size() - 1 - random.Below(std::min<std::size_t>(nodes.size(), 8))]; };
-    NodePtr const lhs = pick();
-    nodes.push_back(Op(type, lhs, IsBinaryOperator(type) ? pick() : nullptr));
-  }
-  return nodes.back();
-}
-} // namespace
-
-TEST(Simplification, RemembersOnlyWhatAnotherVisitWouldGiveAgain)
-{
-  int rewritten = 0;
-  for (unsigned int seed = 0; seed < 3000; ++seed) {
-    auto const outcome = [seed](bool iRecall) {
-      Captured const captured;
-      NodePtr const root = RandomGraph(seed);
-      std::string const before = TextOf(*root);
-      auto const result = SFSimplification(Tolerance, iRecall).Run(root);
-      std::vector<std::string> all = captured.Lines();
-      all.push_back(TextOf(*root));
-      all.push_back(result.replacement != nullptr ? TextOf(*result.replacement) : "kept");
-      all.push_back(result.replacement != nullptr ? std::to_string(result.kind) : before);
-      return all;
-    };
-    auto const expected = outcome(false);
-    EXPECT_EQ(outcome(true), expected) << seed;
-    rewritten += expected.back() != expected[expected.size() - 3];
-  }
-  EXPECT_GT(rewritten, 1500);
 }
 
 TEST(Simplification, SharedLaddersCostNoMorePathsThanNodes)

@@ -124,6 +124,50 @@ class Results(SfdagTest):
         self.assertRegex(self.succeed("--version").decode(), r"^sfdag \d+\.\d+\.\d+\n$")
 
 
+class Calculus(SfdagTest):
+    def test_texts(self):
+        offset = "o0.5 * f2 X"  # the field is 2 X - 0.5 * 2
+        table = [
+            (["derive", "-x", "* X X", "--by", "x"], b"+ * f1 X * X f1 $\n"),
+            (["derive", "-x", "* X X", "--by", "x", "--simplify"], b"+ X X $\n"),
+            (["derive", "-x", "* X X", "--simplify", "--by", "z"], b"f0 $\n"),
+            (["derive", "-x", offset, "--by", "x", "--simplify"], b"f2 $\n"),
+            (["gradient", "-x", SPHERE], b"".join(b"/ * f2 %s * f2 r + + q X q Y q Z $\n" % v for v in [b"X", b"Y", b"Z"])),
+            # each component is that of the field as it was; another visit of the quotient would make it 0
+            (["gradient", "-x", "* Z e / f0 + Y f0"], b"f0 $\nf0 $\ne / f0 Y $\n"),
+            (["simplify", "-x", "+ * X f0 * f1 Y"], b"Y $\n"),
+            (["simplify", "-x", "U X + Y f0"], b"U X + Y f0 $\n"),
+        ]
+        for arguments, out in table:
+            self.assertEqual(self.succeed(*arguments), out, arguments)
+
+    def test_curvature(self):
+        out = self.succeed("curvature", "-x", SPHERE, "--dims", "25", "25", "25", "--voxel", "0.1", "--origin", "-1.2",
+                           "-1.2", "-1.2").decode()
+        values = re.fullmatch(r"maximum (\S+)\nminimum (\S+)\n", out)
+        for value in values.groups():
+            self.assertTrue(-1 / 0.92 <= float(value) <= -1 / 1.08, out)
+        self.assertLess(float(values[2]), -1)
+        self.assertGreater(float(values[1]), -1)
+
+    def test_failures(self):
+        grid = ["--dims", "3", "3", "3", "--voxel", "0.1"]
+        table = [
+            (2, "--by is required", ["derive", "-x", "X"]),
+            (2, r"--by: 'w' is not one of x\|y\|z", ["derive", "-x", "X", "--by", "w"]),
+            (1, "-x: has no derivative", ["derive", "-x", "#foo ", "--by", "x"]),
+            (1, "-x: has no gradient", ["gradient", "-x", "b1 X Y"]),
+            (1, r"-x: cannot be written as text at level 2 \(E_FAIL\)", ["derive", "-x", "+ X #foo ", "--by", "x"]),
+            (1, "-x: holds a resource, whose gradient has no text", ["derive", "-x", "+ X # 1", "--by", "x"]),
+            (1, r"-x: its curvature cannot be computed \(E_FAIL\)", ["curvature", "-x", "#foo ", *grid]),
+            (1, "-x: no point of the grid near the surface has a curvature", ["curvature", "-x", "f5", *grid]),
+        ]
+        for status, pattern, arguments in table:
+            self.fail(status, pattern, *arguments)
+        self.fail(1, "standard input: the text needs .* of memory, .* is free", "derive", "-", "--by", "x",
+                  stdin=b"U " * 1000 + b"X " * 1001)
+
+
 class Grids(SfdagTest):
     def test_values_are_those_of_eval_clamped(self):
         table = [
