@@ -26,6 +26,8 @@ constexpr Verb Verbs[] = {
     {"eval", "Evaluate a model at points, one value a line", AddEval},
     {"grid", "Sample a model on a voxel grid, into a NumPy or raw file", AddGrid},
     {"slice", "Draw one slice of a voxel grid as a PNG picture", AddSlice},
+    {"graph", "Draw the graph of a model, for GraphViz or as an SVG picture", AddGraph},
+    {"offset", "Write the text of a model whose surface is moved, or made a shell", AddOffset},
 };
 
 constexpr int FailureStatus = 1;

@@ -15,5 +15,7 @@ Action AddText(Arguments& ioArguments);
 Action AddEval(Arguments& ioArguments);
 Action AddGrid(Arguments& ioArguments);
 Action AddSlice(Arguments& ioArguments);
+Action AddGraph(Arguments& ioArguments);
+Action AddOffset(Arguments& ioArguments);
 
 } // namespace SFHost
