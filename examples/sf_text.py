@@ -109,6 +109,11 @@ def complement(a):
     return f"! {a}"
 
 
+def offset(distance, a):
+    """A field whose surface lies a distance outwards of that of another one."""
+    return f"o{distance:.6g} {a}"
+
+
 # ---- shapes -----------------------------------------------------------------------------------------------------
 
 

@@ -30,6 +30,8 @@ constexpr Verb Verbs[] = {
     {"gradient", "Write the three components of a model's gradient, one a line", AddGradient},
     {"simplify", "Simplify a model, into text", AddSimplify},
     {"curvature", "Find the extreme curvatures of a model's surface on a voxel grid", AddCurvature},
+    {"graph", "Draw the graph of a model, for GraphViz or as an SVG picture", AddGraph},
+    {"offset", "Write the text of a model whose surface is moved, or made a shell", AddOffset},
 };
 
 constexpr int FailureStatus = 1;

@@ -5,6 +5,8 @@
 #include "SFDagFromExpression.h"
 
 #include <algorithm>
+#include <unordered_set>
+#include <vector>
 
 namespace SFHost {
 namespace {
@@ -45,6 +47,23 @@ Model LoadModel(ModelOptions const& iOptions)
   std::string text = iOptions.file ? ReadInput(*iOptions.file) : *iOptions.expression;
   LayOutOnOneLine(text);
   return {name, SF::SFSWContext(static_cast<SF::SFSemanticLevel>(iOptions.level)), Build(text, name)};
+}
+
+bool HasNode(SF::SFDagNode const& iRoot, SF::SFNodeType iType)
+{
+  std::vector<SF::SFDagNode const*> open{&iRoot};
+  std::unordered_set<SF::SFDagNode const*> seen;
+  while (!open.empty()) {
+    SF::SFDagNode const* const node = open.back();
+    open.pop_back();
+    if (node == nullptr || !seen.insert(node).second)
+      continue;
+    if (node->GetTypeTag() == iType)
+      return true;
+    open.push_back(node->GetLhs().get());
+    open.push_back(node->GetRhs().get());
+  }
+  return false;
 }
 
 } // namespace SFHost

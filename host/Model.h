@@ -32,4 +32,7 @@ struct Model
 /// Throws a UsageError when not exactly one source is given, and a Failure for a text that cannot be read.
 Model LoadModel(ModelOptions const& iOptions);
 
+/// Whether a graph holds a node of a kind.
+bool HasNode(SF::SFDagNode const& iRoot, SF::SFNodeType iType);
+
 } // namespace SFHost

@@ -6,7 +6,6 @@
 #include "Verbs.h"
 
 #include <algorithm>
-#include <unordered_set>
 
 namespace SFHost {
 namespace {
@@ -25,30 +24,13 @@ struct SliceOptions
   std::string path;
 };
 
-/// Whether values depend on the extent of their grid, as those of a cylindrical transform do.
-bool DependsOnGrid(SF::SFDagNode const& iRoot)
-{
-  std::vector<SF::SFDagNode const*> open{&iRoot};
-  std::unordered_set<SF::SFDagNode const*> seen;
-  while (!open.empty()) {
-    SF::SFDagNode const* const node = open.back();
-    open.pop_back();
-    if (node == nullptr || !seen.insert(node).second)
-      continue;
-    if (node->GetTypeTag() == SF::SFNodeType::CYLINDRICALTRANSFORM)
-      return true;
-    open.push_back(node->GetLhs().get());
-    open.push_back(node->GetRhs().get());
-  }
-  return false;
-}
-
 /// The samples of slice `iZ`. Only this slice is rendered where that makes no difference.
 PlaneSamples RenderSlice(Model& ioModel, GridOptions const& iGrid, std::uint32_t iZ)
 {
   auto const [nx, ny, nz] = iGrid.dims;
   GridOptions grid = iGrid;
-  bool const needsAll = DependsOnGrid(*ioModel.root);
+  // The values of a cylindrical transform depend on the extent of the grid.
+  bool const needsAll = HasNode(*ioModel.root, SF::SFNodeType::CYLINDRICALTRANSFORM);
   if (!needsAll) {
     grid.dims[2] = 1;
     grid.origin[2] += iZ * grid.voxel;

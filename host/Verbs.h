@@ -19,5 +19,7 @@ Action AddDerive(Arguments& ioArguments);
 Action AddGradient(Arguments& ioArguments);
 Action AddSimplify(Arguments& ioArguments);
 Action AddCurvature(Arguments& ioArguments);
+Action AddGraph(Arguments& ioArguments);
+Action AddOffset(Arguments& ioArguments);
 
 } // namespace SFHost

@@ -6,6 +6,7 @@ import os
 import re
 import resource
 import shlex
+import shutil
 import signal
 import stat
 import struct
@@ -110,6 +111,56 @@ class Results(SfdagTest):
         for model, arguments, out in table:
             stdin = b"# x y z\r\n 1 2\t3\r\n\n0.5,0.25 , .75"
             self.assertEqual(self.succeed("eval", "-x", model, *arguments, stdin=stdin), out, model)
+
+    def test_offset(self):
+        sphere = [-0.5, 0.4, 1.5]  # values at the points below, which the offset lowers by its distance
+        points = [(0.5, 0, 0), (0, 1.4, 0), (0, 0, 2.5)]
+        table = [
+            (["--distance", "0.25"], [value - 0.25 for value in sphere]),
+            (["--distance", "-1e-1", "--order", "2"], [value + 0.1 for value in sphere]),
+            (["--distance", "0.3", "--order", "3"], [value - 0.3 for value in sphere]),
+            (["--distance", "0.5", "--sides", "1"], [(value - 0.25) * (value + 0.25) for value in sphere]),
+            (["--distance", "0.5", "--sides", "1", "--order", "2"], [(v - 0.25) * (v + 0.25) for v in sphere]),
+        ]
+        for arguments, expected in table:
+            text = self.succeed("offset", "-x", SPHERE, *arguments).decode()
+            self.assertTrue(text.endswith(" $\n"))
+            for value, wanted in zip(self.values(text, points), expected):
+                self.assertAlmostEqual(value, wanted, 6, arguments)
+        # An offset token, and an offset of one.
+        for model in ["o0.25 " + SPHERE, self.succeed("offset", "-x", "o.125 " + SPHERE, "--distance", ".125").decode()]:
+            for value, before in zip(self.values(model, points), sphere):
+                self.assertAlmostEqual(value, before - 0.25, 6, model)
+
+    def test_graph(self):
+        expected = """strict digraph G{
+\tnode [shape= record]
+\tdag->a;
+\ta [label = "<f1> OFFSET 0.5"];
+\ta->b;
+\tb [label ="<f1> X"];
+}
+
+"""
+        def drawing(text):
+            names = []
+            def letter(match):
+                names.extend([] if match[0] in names else [match[0]])
+                return chr(ord("a") + names.index(match[0]))
+            return re.sub(r"\d{8,}", letter, text.decode())
+
+        self.succeed("graph", "-x", "o.5 X", "-o", "out.DOT")
+        self.assertEqual(drawing(self.get("out.DOT")), expected)
+        self.assertEqual(drawing(self.succeed("graph", "-x", "o.5 X", "-o", "-", "--level", "1")), expected)
+        nowhere = {**os.environ, "PATH": self.folder}
+        self.fail(1, r"dot: not found; install GraphViz, or write a \.dot file",
+                  "graph", "-x", "X", "-o", "out.svg", env=nowhere)
+        self.put("dot", b"#!/bin/sh\necho half; exit 3\n")
+        os.chmod(self.path("dot"), 0o755)
+        self.fail(1, "dot: did not lay out the drawing", "graph", "-x", "X", "-o", "out.svg", env=nowhere)
+        if shutil.which("dot"):
+            self.succeed("graph", "-x", "+ q X q X", "-o", "out.svg")
+            self.assertEqual(len(re.findall(b'<g id="node', self.get("out.svg"))), 1 + 3)
 
     def test_help(self):
         self.put("points.csv", b"1,2,3\n")
@@ -308,6 +359,11 @@ class Failures(SfdagTest):
             ("--output is required", grid),
             (r"--output: 'a\.b/out\.txt' does not end in \.npy or \.raw", [*grid, "-o", "a.b/out.txt"]),
             (r"--output: 'out\.jpg' does not end in \.png", ["slice", *grid[1:], "-o", "out.jpg"]),
+            (r"--output: 'out\.png' does not end in \.dot or \.svg", ["graph", "-x", "X", "-o", "out.png"]),
+            ("--distance is required", ["offset", "-x", "X"]),
+            ("--distance: 'inf' is not a finite number", ["offset", "-x", "X", "--distance", "inf"]),
+            ("--sides: '2' is not .*", ["offset", "-x", "X", "--distance", "1", "--sides", "2"]),
+            ("--order: '0' is not .*", ["offset", "-x", "X", "--distance", "1", "--order", "0"]),
             ("--z: there is no slice 2, the last one is 1", ["slice", *grid[1:], "-o", "out.png", "--z", "2"]),
             ("--scale: '0' is not .*", ["slice", *grid[1:], "-o", "out.png", "--scale", "0"]),
             ("the picture would be 1000001 pixels long.*",
@@ -342,6 +398,9 @@ class Failures(SfdagTest):
             ("-x: cannot be written as text at level 1 .*", ["text", "-x", "b1 X Y", "--level", "1"], b""),
             (r"q: cannot be evaluated \(E_FAIL\)", ["eval", "q", *at], b""),
             (r"-x: cannot be rendered \(E_FAIL\)", ["grid", "-x", "+ X", *GRID, "-o", "out.npy"], b""),
+            ("-x: cannot be drawn, an operand is missing", ["graph", "-x", "+ X", "-o", "out.dot"], b""),
+            ("-x: has no offset by that distance", ["offset", "-x", "b1 X Y", "--distance", "1"], b""),
+            (r"-x: cannot be made ready \(E_FAIL\)", ["offset", "-x", "o1 b1 X Y", "--distance", "1"], b""),
             ("--dims 4294967295 4294967295 4294967295: the grid needs .*",
              ["grid", "-x", "X", "--dims", *["4294967295"] * 3, "--voxel", "1", "-o", "out.npy"], b""),
             ("the picture needs .*",
