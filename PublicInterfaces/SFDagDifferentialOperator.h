@@ -35,8 +35,10 @@ public:
   /// where u < v and 0 where u > v. Write MIN as NOT(MAX(NOT, NOT)) first where the true derivative is needed. SYMDIFF
   /// goes through MIN. At u = v the rules of MIN and MAX, and at u = 0 that of ABS, take SIGN(0) = -1.
   ///
-  /// The derivative of an affine transform carries the inverse of the transform that it came from; where that
-  /// has none a line says so and the identity takes its place. The derivative of a cylindrical transform carries
+  /// The derivative of an affine transform carries the inverse of the transform that it came from, so that it is
+  /// evaluated at the point mapped by that transform, where evaluation maps by the inverse: it is the derivative of
+  /// the field where the transform is its own inverse, or where both points have the same derivatives. Where there is
+  /// no inverse, a line says so and the identity takes its place. The derivative of a cylindrical transform carries
   /// the same cylinder; what the evaluator subtracts near the axis is not differentiated. An OFFSET node is
   /// differentiated through its derived graph, so it must be ready.
   ///

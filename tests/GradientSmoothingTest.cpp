@@ -198,7 +198,7 @@ TEST(GradientSmoothing, DrawsItsOffsetsFromABump)
     before[3 * v] = v % n >= 10 ? 1.0F : 0.0F;
   std::vector<float> values(voxels, 0.0F);
   std::size_t const middle = (std::size_t{10} * 21 + 10) * n;
-  for (std::size_t const i : {1, 5, 10, 19})
+  for (std::size_t const i : {1U, 5U, 10U, 19U})
     values[middle + i] = 9.0F;
 
   constexpr int calls = 20; // of 1000 offsets used each

@@ -54,7 +54,7 @@ TEST(DerivativeBuilder, SharingDerivativesChangesNoValue)
     std::string const text = random.Next(6);
     NodePtr const field = Build(i % 5 == 0 ? "m[0;1;0;0;1;0;0;0;0;0;-1;3;0;0;0;1] " + text : text);
     Captured const captured;
-    for (std::size_t const limit : {0, 10}) {
+    for (std::size_t const limit : {0U, 10U}) {
       NodePtr const separate = SFDifferentiation(1000000).Differentiate(field, X);
       NodePtr const shared = SFDifferentiation(limit).Differentiate(field, X);
       EXPECT_EQ(TextOf(*shared), TextOf(*separate)) << text;
