@@ -12,6 +12,11 @@ bracket=(examples/gyroid_bracket.sf --dims 184 132 172 --voxel 0.5 --origin -46 
 through_plate=12 # 5 mm up
 through_seat=126 # 62 mm up, in the middle of the bearing seat
 
+# The bushing lies in x and y -30..30, z 0..40 millimetres.
+bushing=(examples/shelled_bushing.sf --dims 248 248 168 --voxel 0.25 --origin -31 -31 -1)
+through_flange=24 # 5 mm up
+through_hub=100   # 24 mm up
+
 fail() {
   echo "demo: $*" >&2
   exit 1
@@ -35,6 +40,9 @@ echo "Rendering examples/gyroid_bracket.sf: ${bracket[*]:1}"
 quietly "$sfdag" grid "${bracket[@]}" -o "$out/gyroid_bracket.npy"
 quietly "$sfdag" slice "${bracket[@]}" --z $through_plate -o "$out/gyroid_bracket_plate.png"
 quietly "$sfdag" slice "${bracket[@]}" --z $through_seat -o "$out/gyroid_bracket_seat.png"
+echo "Rendering examples/shelled_bushing.sf: ${bushing[*]:1}"
+quietly "$sfdag" slice "${bushing[@]}" --z $through_flange -o "$out/shelled_bushing_flange.png"
+quietly "$sfdag" slice "${bushing[@]}" --z $through_hub -o "$out/shelled_bushing_hub.png"
 echo "Rendering the mesh example"
 quietly "$mesh_resource" -o "$out/nut_on_plate.npy"
 
@@ -45,4 +53,6 @@ echo "Written:"
 describe gyroid_bracket.npy "the bracket on 184 x 132 x 172 points: numpy.load, 32-bit floats, negative inside"
 describe gyroid_bracket_plate.png "its slice through the plate, 5 mm up"
 describe gyroid_bracket_seat.png "its slice through the bearing seat, 62 mm up"
+describe shelled_bushing_flange.png "a bushing with an offset skin and gyroid walls, through its flange, 5 mm up"
+describe shelled_bushing_hub.png "the same through its hub, 24 mm up"
 describe nut_on_plate.npy "a triangle mesh joined with analytic shapes"
