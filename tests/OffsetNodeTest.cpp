@@ -113,10 +113,10 @@ TEST(OffsetNode, ReportsWhatItCannotBuildAndTriesAgain)
                      {true, 1, OneSidedOnly(), functor}, {false, 2, Level2(), functor},
                      {false, 0, Level2(), nothing},      {false, 1, Level2(), nothing},
                      {false, 0, OneSidedOnly(), nothing}};
-  for (auto const& [field, sides, context, lines] : cases) {
-    SFDagOffset const node(field ? Build("X $") : nullptr, 0.5, sides);
+  for (auto const& test : cases) {
+    SFDagOffset const node(test.field ? Build("X $") : nullptr, 0.5, test.sides);
     for (int attempt = 0; attempt < 2; ++attempt)
-      EXPECT_EQ(LinesOf([&] { EXPECT_EQ(node.GetReady(context), E_FAIL); }), lines);
+      EXPECT_EQ(LinesOf([&] { EXPECT_EQ(node.GetReady(test.context), E_FAIL); }), test.lines);
     EXPECT_EQ(node.GetDerivedDag(), nullptr);
   }
 

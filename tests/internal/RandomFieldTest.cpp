@@ -93,7 +93,7 @@ TEST(Random, ResultsUnderAllBudgets)
     Nodes const roots{graph.Root(), graph.Any(), graph.Any(), graph.Any(), graph.Root()};
     SFGrid const grid = graph.Grid(6000);
     Values const expected = ByRecursion(roots, grid);
-    for (std::size_t const budget : {0, 600, 5000, 40000, 1 << 26}) {
+    for (std::size_t const budget : std::initializer_list<std::size_t>{0, 600, 5000, 40000, 1 << 26}) {
       Compiled const compiled(roots, grid, budget);
       EXPECT_EQ(FirstDifference(compiled.OnTape(), expected), expected.size()) << "seed " << seed << ", " << budget;
       EXPECT_EQ(FirstDifference(compiled.OnPrunedTape(), expected), expected.size())
