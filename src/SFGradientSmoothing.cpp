@@ -34,7 +34,7 @@ HRESULT SFDagDifferentialOperator::RejectionSamplingFromBumpFunction(std::vector
     Diagnostics::NotSatisfied("RejectionSamplingFromBumpFunction", "std::isfinite(peak) && peak != 0.0");
     return E_INVALIDARG;
   }
-  std::random_device device("default");
+  std::random_device device; // another sequence for every call
   std::mt19937 engine(static_cast<std::uint32_t>(device()));
   auto const uniform = [&engine] {
     return std::generate_canonical<double, std::numeric_limits<double>::digits>(engine);

@@ -100,7 +100,8 @@ TEST(Cloner, KeepsParametersToTheLastBit)
 
   ZULTolerance const tolerance(0.25);
   NodePtr const offset = std::make_shared<SFDagOffset>(Op(X), digits, SFDagOffset::ETwoSided, &tolerance);
-  auto const& copy = As<SFDagOffset>(SFDagCloner::Clone(offset));
+  NodePtr const offsetClone = SFDagCloner::Clone(offset);
+  auto const& copy = As<SFDagOffset>(offsetClone);
   EXPECT_EQ(copy.GetSides(), SFDagOffset::ETwoSided);
   EXPECT_EQ(copy.GetTolerance(), &tolerance);
   EXPECT_EQ(copy.GetDerivedDag(), nullptr);
