@@ -24,7 +24,7 @@ def blocks(document, language):
 
 
 def check_links():
-    """Every link, and every file of this project in backticks, exists."""
+    """Every link, every file of this project in backticks, and every document that a header names exists."""
     for document in DOCUMENTS:
         text = document.read_text()
         prose = re.sub(r"^ *```.*?^ *```$", "", text, flags=re.MULTILINE | re.DOTALL)
@@ -33,6 +33,10 @@ def check_links():
         for target in [document.parent / link for link in links] + [ROOT / path for path in paths]:
             if not target.exists():
                 yield f"{document.name}: {os.path.relpath(target, ROOT)} does not exist"
+    for header in sorted(ROOT.glob("*Interfaces/*.h")):
+        for named in re.findall(r"docs/\w+\.md", header.read_text()):
+            if not (ROOT / named).exists():
+                yield f"{header.name}: {named} does not exist"
 
 
 def check_tokens():
