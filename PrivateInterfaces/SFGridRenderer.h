@@ -44,7 +44,7 @@ private:
   static std::unique_ptr<SFTapeRunner> Compile(SFGrid const& iGrid, Lists const& iLists, double iVoxelSize,
                                                unsigned int iWorkers);
   static HRESULT RunSlabs(SFGrid const& iGrid, unsigned int iWorkers, Slab const& iSlab);
-  static HRESULT RunCompiled(SFTapeRunner const& iRunner, unsigned int iWorkers, SFTapeSweep::Sink const& iSink);
+  static HRESULT RunCompiled(SFTapeRunner const& iRunner, unsigned int iWorkers, SFTapeSweep::Output const& iOutput);
 
   SFSWContext const& _context;
   SFDagNode const& _root;

@@ -4,6 +4,7 @@
 #include "SFTypes.h"
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -46,6 +47,8 @@ constexpr int ArityOf(SFTapeCode iCode)
 /// A set of axes, a bit each: x 1, y 2, z 4.
 using SFAxes = std::uint8_t;
 constexpr SFAxes AllAxes = 7;
+/// The first axis of a set that is not empty.
+constexpr std::size_t FirstAxis(SFAxes iAxes) { return static_cast<std::size_t>(std::countr_zero(iAxes)); }
 
 struct SFTapeInstruction
 {

@@ -36,6 +36,7 @@ public:
   {
     explicit Frame(SFDagNode const& iNode) : node(&iNode) {}
     SFDagNode const* node;
+    std::uint32_t number = 0; ///< of the node among those met
     int operandsEntered = 0;
     SFValueId lhs = 0;
   };
@@ -52,9 +53,8 @@ private:
   HRESULT Begin(Frame& ioFrame, SFDagNode const*& oNext);
   bool EnterTransform(SFDagNode const& iNode);
   HRESULT EnterOperand(Frame& ioFrame, SFDagNode const*& oNext);
-  HRESULT Keep(SFDagNode const& iNode, SFValueId iValue);
-  HRESULT Leave(Frame const& iFrame, SFValueId iLast);
-  SFValueId ValueOf(SFDagNode const& iNode) const { return _nodeValues[_nodes.Find(&iNode)]; }
+  HRESULT Keep(Frame const& iFrame, SFValueId iValue);
+  HRESULT Leave(Frame const& iFrame);
   bool StartRoot(SFTapeLimit iLimit);
 
   SFValueId MappedCoordinate(double const* iRow, Position const& iFrom);
@@ -64,6 +64,7 @@ private:
   std::vector<Position> _positions;
   SFNodeIndex _nodes;
   std::vector<SFValueId> _nodeValues; ///< by node number; Unknown before the node's visit has ended
+  SFValueId _last = 0;                ///< the value of the node whose visit ended last
   SFDagWalk<Frame> _walk;
 };
 

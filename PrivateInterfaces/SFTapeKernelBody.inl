@@ -1,5 +1,6 @@
 // The kernels, included once for each instruction set inside a namespace of its own. SF_KERNEL_TARGET is the
-// attribute that selects the set; SF_KERNEL_NAME its name. Only plain loops here: they are what the compiler
+// attribute that selects the set; SF_KERNEL_NAME its name, SF_KERNEL_BYTES the width of its registers and
+// SF_KERNEL_REGISTERS how many of them a value takes in a chain. Only plain loops here: they are what the compiler
 // turns into vector code, and the scalar operations inlined into them come from SFScalarOps.h.
 
 template <SFNodeType Op, bool AVaries, bool BVaries>
@@ -21,22 +22,231 @@ SF_KERNEL_TARGET void Loop(SFKernelBox const& iBox)
     }
 }
 
-SF_KERNEL_TARGET void StoreClamped(float* __restrict oFloats, double const* __restrict iValues, std::size_t iCount,
-                                   double iDiagonal)
+// ---- chains ---------------------------------------------------------------------------------------------------
+
+/// One vector register, and a load that needs no alignment.
+using Vector = double __attribute__((vector_size(SF_KERNEL_BYTES)));
+using Loaded = double __attribute__((vector_size(SF_KERNEL_BYTES), aligned(alignof(double)), may_alias));
+constexpr std::size_t VectorLanes = SF_KERNEL_BYTES / sizeof(double);
+
+/// As many registers as hold a value and an operand with some to spare.
+template <std::size_t N>
+struct Registers
 {
-  for (std::size_t i = 0; i < iCount; ++i) {
-    double const value = iValues[i] == iValues[i] ? iValues[i] : iDiagonal;
-    double const magnitude = __builtin_fabs(value);
-    double const limited = magnitude < iDiagonal ? magnitude : iDiagonal;
-    oFloats[i] = static_cast<float>((value > 0.0 ? 1.0 : -1.0) * limited);
+  Vector v[N];
+};
+
+/// The difference with 0 is the value itself, a zero of either sign included.
+SF_KERNEL_TARGET SF_KERNEL_INLINE Vector Broadcast(double iValue) { return iValue - Vector{}; }
+
+template <std::size_t N>
+SF_KERNEL_TARGET SF_KERNEL_INLINE void Load(Registers<N>& oValue, double const* iFrom, bool iVaries)
+{
+  if (iVaries) {
+    SF_KERNEL_UNROLL
+    for (std::size_t r = 0; r < N; ++r)
+      oValue.v[r] = *reinterpret_cast<Loaded const*>(iFrom + r * VectorLanes);
+  } else {
+    Vector const value = Broadcast(*iFrom);
+    SF_KERNEL_UNROLL
+    for (std::size_t r = 0; r < N; ++r)
+      oValue.v[r] = value;
   }
 }
 
-SF_KERNEL_TARGET void StorePlain(float* __restrict oFloats, double const* __restrict iValues, std::size_t iCount,
-                                 double)
+/// Lane by lane the one meaning that the operator has, which the compiler joins to one vector instruction. It fails to
+/// join selections; theirs are the same expressions once more, over whole vectors.
+template <SFNodeType Op>
+SF_KERNEL_TARGET SF_KERNEL_INLINE Vector Combined(Vector iA, Vector iB)
 {
-  for (std::size_t i = 0; i < iCount; ++i)
-    oFloats[i] = static_cast<float>(iValues[i]);
+  if constexpr (Op == SFNodeType::MIN)
+    return iB < iA ? iB : iA;
+  if constexpr (Op == SFNodeType::MAX)
+    return iB > iA ? iB : iA;
+  if constexpr (Op == SFNodeType::WITHOUT)
+    return -iB > iA ? -iB : iA;
+  Vector result;
+  for (std::size_t lane = 0; lane < VectorLanes; ++lane)
+    result[lane] = ScalarOps::Apply<Op>(iA[lane], iB[lane]);
+  return result;
+}
+
+template <SFNodeType Op, std::size_t N>
+SF_KERNEL_TARGET SF_KERNEL_INLINE void Combine(Registers<N>& ioValue, Registers<N> const& iOther, bool iSwapped)
+{
+  SF_KERNEL_UNROLL
+  for (std::size_t r = 0; r < N; ++r)
+    ioValue.v[r] = iSwapped ? Combined<Op>(iOther.v[r], ioValue.v[r]) : Combined<Op>(ioValue.v[r], iOther.v[r]);
+}
+
+template <std::size_t N>
+SF_KERNEL_TARGET SF_KERNEL_INLINE void Apply(SFChainLink const& iLink, Registers<N>& ioValue,
+                                             Registers<N> const& iOther)
+{
+  bool const swapped = iLink.swapped;
+  switch (SFNodeType{iLink.code}) {
+#define SF_CHAINED(iKind)                                                                                              \
+  case SFNodeType::iKind:                                                                                              \
+    return swapped ? Combine<SFNodeType::iKind>(ioValue, iOther, true)                                                 \
+                   : Combine<SFNodeType::iKind>(ioValue, iOther, false);
+    SF_CHAINED(PLUS)
+    SF_CHAINED(MINUS)
+    SF_CHAINED(MULT)
+    SF_CHAINED(DIV)
+    SF_CHAINED(MIN)
+    SF_CHAINED(MAX)
+    SF_CHAINED(WITHOUT)
+#undef SF_CHAINED
+  case SFNodeType::SQUARE:
+    return Combine<SFNodeType::SQUARE>(ioValue, ioValue, false);
+  case SFNodeType::NOT:
+    return Combine<SFNodeType::NOT>(ioValue, ioValue, false);
+  case SFNodeType::ROOT:
+    return Combine<SFNodeType::ROOT>(ioValue, ioValue, false);
+  case SFNodeType::ABS:
+    return Combine<SFNodeType::ABS>(ioValue, ioValue, false);
+  default:
+    __builtin_unreachable();
+  }
+}
+
+/// What is stored for a value.
+SF_KERNEL_TARGET SF_KERNEL_INLINE double Clamped(double iValue, double iDiagonal)
+{
+  double const value = iValue == iValue ? iValue : iDiagonal;
+  double const magnitude = __builtin_fabs(value);
+  double const limited = magnitude < iDiagonal ? magnitude : iDiagonal;
+  return (value > 0.0 ? 1.0 : -1.0) * limited;
+}
+
+/// Through the first-level cache: the compiler vectorises this loop over memory, but not one over registers.
+template <std::size_t N>
+SF_KERNEL_TARGET SF_KERNEL_INLINE void StoreFloats(Registers<N> const& iValue, SFChainBox const& iBox,
+                                                   float* __restrict oFloats)
+{
+  constexpr std::size_t count = N * VectorLanes;
+  double values[count];
+  SF_KERNEL_UNROLL
+  for (std::size_t r = 0; r < N; ++r)
+    *reinterpret_cast<Loaded*>(values + r * VectorLanes) = iValue.v[r];
+  double const diagonal = iBox.diagonal;
+  if (iBox.clamps)
+    for (std::size_t i = 0; i < count; ++i)
+      oFloats[i] = static_cast<float>(Clamped(values[i], diagonal));
+  else
+    for (std::size_t i = 0; i < count; ++i)
+      oFloats[i] = static_cast<float>(values[i]);
+}
+
+/// The rows of a chain's operands.
+struct ChainRow
+{
+  double const* first;
+  double const* operands[SFLongestChain];
+  double* out;
+  float* floats;
+};
+
+template <std::size_t N>
+SF_KERNEL_TARGET SF_KERNEL_INLINE void RunPiece(SFChainBox const& iBox, ChainRow const& iRow, std::size_t iAt)
+{
+  Registers<N> value{};
+  Registers<N> other{};
+  Load(value, iRow.first + (iBox.firstVaries ? iAt : 0), iBox.firstVaries);
+  for (std::size_t l = 0; l < iBox.linkCount; ++l) {
+    SFChainLink const& link = iBox.links[l];
+    if (iRow.operands[l] != nullptr)
+      Load(other, iRow.operands[l] + (link.varies ? iAt : 0), link.varies);
+    Apply(link, value, other);
+  }
+  if (iRow.out == nullptr)
+    StoreFloats(value, iBox, iRow.floats + iAt);
+  else
+    SF_KERNEL_UNROLL
+    for (std::size_t r = 0; r < N; ++r)
+      *reinterpret_cast<Loaded*>(iRow.out + iAt + r * VectorLanes) = value.v[r];
+}
+
+SF_KERNEL_TARGET void Chain(SFChainBox const& iBox)
+{
+  constexpr std::size_t piece = SF_KERNEL_REGISTERS * VectorLanes;
+  for (std::size_t k = 0; k < iBox.n2; ++k)
+    for (std::size_t j = 0; j < iBox.n1; ++j) {
+      auto const slice = static_cast<std::ptrdiff_t>(k);
+      auto const number = static_cast<std::ptrdiff_t>(j);
+      auto const at = [&](SFKernelOperand const& iOperand) {
+        return iOperand.data == nullptr ? nullptr : iOperand.data + slice * iOperand.s2 + number * iOperand.s1;
+      };
+      ChainRow row;
+      row.first = at(iBox.first);
+      for (std::size_t l = 0; l < iBox.linkCount; ++l)
+        row.operands[l] = at(iBox.links[l].operand);
+      row.out = iBox.out == nullptr ? nullptr : iBox.out + (k * iBox.n1 + j) * iBox.n0;
+      row.floats = iBox.out == nullptr ? iBox.floats + slice * iBox.s2 + number * iBox.s1 : nullptr;
+      std::size_t i = 0;
+      for (; i + piece <= iBox.n0; i += piece)
+        RunPiece<SF_KERNEL_REGISTERS>(iBox, row, i);
+      for (; i + VectorLanes <= iBox.n0; i += VectorLanes)
+        RunPiece<1>(iBox, row, i);
+      if (i < iBox.n0) // the last few once more, together with what is left
+        RunPiece<1>(iBox, row, iBox.n0 - VectorLanes);
+    }
+}
+
+// ---- ranges ---------------------------------------------------------------------------------------------------
+
+template <SFNodeType Op>
+SF_KERNEL_TARGET void Ranges(SFRanges<SFRangeLanes>& oRanges, SFRanges<SFRangeLanes> const& iA,
+                             SFRanges<SFRangeLanes> const& iB)
+{
+  if constexpr (Op == SFNodeType::MULT)
+    if (&iA == &iB)
+      return Ranges<SFNodeType::SQUARE>(oRanges, iA, iA);
+  for (std::size_t lane = 0; lane < SFRangeLanes; ++lane) {
+    SFInterval const a{iA.lo[lane], iA.hi[lane], iA.nan[lane] != 0};
+    SFInterval const b{iB.lo[lane], iB.hi[lane], iB.nan[lane] != 0};
+    SFInterval const range = ScalarOps::Apply<Op>(a, b);
+    oRanges.lo[lane] = range.lo;
+    oRanges.hi[lane] = range.hi;
+    oRanges.nan[lane] = range.nan ? 1 : 0;
+  }
+}
+
+template <SFNodeType Op>
+SF_KERNEL_TARGET void NarrowLanes(SFRanges<SFRangeLanes> const& iA, SFRanges<SFRangeLanes> const& iB,
+                                  SFNeeds<SFRangeLanes> const& iNeeds, SFNarrowed<SFRangeLanes>& oNarrowed)
+{
+  Narrow<Op>(iA, iB, iNeeds, oNarrowed);
+}
+
+SF_KERNEL_TARGET void WidenLanes(SFNeeds<SFRangeLanes>& ioNeeds, SFNeeds<SFRangeLanes> const& iBy, SFBoxes iBoxes)
+{
+  Widen(ioNeeds, iBy, iBoxes);
+}
+
+template <bool Clamps, bool Varies>
+SF_KERNEL_TARGET void StoreRows(SFStoreBox const& iBox, double iDiagonal)
+{
+  for (std::size_t k = 0; k < iBox.n2; ++k)
+    for (std::size_t j = 0; j < iBox.n1; ++j) {
+      auto const slice = static_cast<std::ptrdiff_t>(k);
+      auto const row = static_cast<std::ptrdiff_t>(j);
+      float* __restrict const floats = iBox.out + slice * iBox.s2 + row * iBox.s1;
+      double const* __restrict const values = iBox.values.data + slice * iBox.values.s2 + row * iBox.values.s1;
+      for (std::size_t i = 0; i < iBox.n0; ++i) {
+        double const value = values[Varies ? i : 0];
+        floats[i] = static_cast<float>(Clamps ? Clamped(value, iDiagonal) : value);
+      }
+    }
+}
+
+template <bool Clamps>
+SF_KERNEL_TARGET void Store(SFStoreBox const& iBox, double iDiagonal)
+{
+  if (iBox.varies)
+    StoreRows<Clamps, true>(iBox, iDiagonal);
+  else
+    StoreRows<Clamps, false>(iBox, iDiagonal);
 }
 
 /// The operations of ZULMathVector::Normalize, a component at a time.
@@ -75,11 +285,14 @@ constexpr void Fill(SFTapeKernels& ioKernels)
     ioKernels.operators[Kind][0] = &Loop<op, true, true>;
     ioKernels.operators[Kind][1] = &Loop<op, true, false>;
     ioKernels.operators[Kind][2] = &Loop<op, false, true>;
+    ioKernels.ranges[Kind] = &Ranges<op>;
+    if constexpr (IsNarrowing(op))
+      ioKernels.narrow[Kind] = &NarrowLanes<op>;
   }
 }
 
 constexpr SFTapeKernels kernels = [] {
-  SFTapeKernels set{SF_KERNEL_NAME, {}, &StoreClamped, &StorePlain, &StoreNormals};
+  SFTapeKernels set{SF_KERNEL_NAME, {}, &Chain, {}, {}, &WidenLanes, &Store<true>, &Store<false>, &StoreNormals};
   [&]<std::size_t... Kind>(std::index_sequence<Kind...>) {
     (Fill<Kind>(set), ...);
   }(std::make_index_sequence<SFNodeTypeCount>{});

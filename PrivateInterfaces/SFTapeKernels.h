@@ -1,5 +1,6 @@
 #pragma once
 
+#include "SFRanges.h"
 #include "SFTape.h"
 
 #include <cstddef>
@@ -38,8 +39,63 @@ enum class SFKernelForm : std::size_t
 };
 constexpr std::size_t SFKernelFormCount = 3;
 
-/// Writes `iCount` values as the floats that a rendering stores. With `iClamp` they are limited to the diagonal.
-using SFStoreKernel = void (*)(float* oFloats, double const* iValues, std::size_t iCount, double iDiagonal);
+/// One operator of a chain: its other operand, or none for a unary one.
+struct SFChainLink
+{
+  SFTapeCode code = 0;
+  bool swapped = false; ///< the value so far is the second operand
+  bool varies = false;  ///< whether the other operand varies along a row
+  SFKernelOperand operand;
+};
+constexpr std::size_t SFLongestChain = 16;
+
+/// Operators of which each takes the value of the one before, over a box whose rows are at least SFShortestRow long.
+/// The value stays in registers from the first operand to the last operator.
+struct SFChainBox
+{
+  std::size_t n0 = 1;
+  std::size_t n1 = 1;
+  std::size_t n2 = 1;
+  SFKernelOperand first;
+  bool firstVaries = true;
+  SFChainLink const* links = nullptr;
+  std::size_t linkCount = 0;
+  /// The values are written contiguously to `out`, or, when it is null, stored as floats: float (i, j, k) is
+  /// floats[i + j s1 + k s2]. Neither overlaps an operand.
+  double* out = nullptr;
+  float* floats = nullptr;
+  std::ptrdiff_t s1 = 0;
+  std::ptrdiff_t s2 = 0;
+  bool clamps = false; ///< to the diagonal, as rendering does
+  double diagonal = 0.0;
+};
+using SFChainKernel = void (*)(SFChainBox const&);
+constexpr std::size_t SFShortestRow = 8;
+
+/// Whether chains may hold an operator: those that are a vector instruction or two.
+constexpr bool IsChainable(SFTapeCode iCode)
+{
+  using enum SFNodeType;
+  auto const type = SFNodeType{iCode};
+  return type == PLUS || type == SQUARE || type == MINUS || type == MULT || type == MIN || type == MAX || type == NOT ||
+         type == ROOT || type == DIV || type == ABS || type == WITHOUT;
+}
+
+/// A box of n0 x n1 x n2 values to be stored as floats: float (i, j, k) is out[i + j s1 + k s2].
+struct SFStoreBox
+{
+  float* out = nullptr;
+  std::ptrdiff_t s1 = 0;
+  std::ptrdiff_t s2 = 0;
+  std::size_t n0 = 1;
+  std::size_t n1 = 1;
+  std::size_t n2 = 1;
+  SFKernelOperand values;
+  bool varies = true; ///< whether the values vary along a row
+};
+
+/// Writes values as the floats that a rendering stores, either limited to the diagonal or plain.
+using SFStoreKernel = void (*)(SFStoreBox const&, double iDiagonal);
 
 /// Writes `iCount` vectors, given by component and divided by their lengths, as floats x, y, z, x, y, z...
 using SFNormalKernel = void (*)(float* oFloats, double const* iX, double const* iY, double const* iZ,
@@ -51,6 +107,13 @@ struct SFTapeKernels
   std::string_view name;
   /// By operator code and form; null for codes that are not operators.
   SFKernel operators[SFNodeTypeCount][SFKernelFormCount];
+  SFChainKernel chain;
+  /// Of operators over ranges, by code; null for others. The square of one value is recognised by both operands
+  /// being one object.
+  SFRangeKernel ranges[SFNodeTypeCount];
+  /// Of the choices that narrow what matters of their operands, by code; null for others.
+  SFNarrowKernel narrow[SFNodeTypeCount];
+  SFWidenKernel widen;
   SFStoreKernel storeClamped;
   SFStoreKernel storePlain;
   SFNormalKernel storeNormals;

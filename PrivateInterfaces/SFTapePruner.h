@@ -1,8 +1,9 @@
 #pragma once
 
-#include "SFInterval.h"
+#include "SFRanges.h"
 #include "SFTapeRunner.h"
 
+#include <span>
 #include <vector>
 
 namespace SF {
@@ -11,22 +12,39 @@ namespace SF {
 /// `iA` alone; the square of one value is recognised by `iA` and `iB` being one object.
 SFInterval RangeOfOperator(SFTapeCode iOperator, SFInterval const& iA, SFInterval const& iB);
 
+/// What pruning knows of one step of a list, for W boxes at once.
+template <std::size_t W>
+struct SFPrunedStep
+{
+  SFRanges<W> range;
+  SFNeeds<W> needs;
+  SFValueId standIns[W]; ///< the value that takes its place, where one does
+  SFAxes axes[W];        ///< which axes it depends on after the pruning
+  SFBoxes needed;
+  SFBoxes replaced; ///< where a stand-in takes its place
+  SFBoxes bare;     ///< where its first operand becomes minus infinity
+  SFBoxes altered;  ///< where those that name it must be rewritten: it is replaced, or of other axes than before
+};
+
+/// What a list will be used for. To be run it needs no steps that serve the ranges alone, and to be pruned again it
+/// does.
+enum class SFListUse
+{
+  ToPrune,
+  ToRun
+};
+
 /// The working memory of one thread's pruning.
 struct SFPrunerScratch
 {
-  struct Need
-  {
-    double lower = SFInterval::Infinity;
-    double upper = -SFInterval::Infinity;
-    bool needed = false;
-  };
-  std::vector<SFInterval> ranges;  ///< by value; those of scalars are set
-  std::vector<Need> needs;         ///< by value
-  std::vector<SFValueId> standIns; ///< by value: the one that takes its place
-  std::vector<SFAxes> axes;        ///< by value: which axes it depends on after the pruning
+  std::vector<std::uint32_t> positions; ///< by value: its step's place in the list
+  std::vector<SFPrunedStep<1>> single;
+  std::vector<SFPrunedStep<SFRangeLanes>> several;
+  SFStopRequest const* stop = nullptr; ///< asked now and then in a long list
+  bool stopped = false;                ///< what was being pruned is then of no use
 };
 
-/// Shortens the list of steps for a box: drops what provably cannot be chosen at any of its points, and what
+/// Shortens the list of steps for boxes: drops what provably cannot be chosen at any of a box's points, and what
 /// only that needed. What stays keeps its order and gives the same bits.
 ///
 /// Each needed value carries the range in which it matters: a value above `upper` may be any other value above
@@ -36,17 +54,19 @@ struct SFPrunerScratch
 class SFTapePruner
 {
 public:
+  /// How many boxes it takes at once. Neighbours share the walk over the list, and the vector units.
+  static constexpr std::size_t MaxBoxes = SFRangeLanes;
+
   explicit SFTapePruner(SFTapeRunner const& iRunner) : _runner(iRunner) {}
 
   SFPrunerScratch MakeScratch() const;
 
-  /// Fills `oList` with what `iList` needs over the points of `iBox`. False when nothing could be dropped.
-  bool Prune(SFTapeList const& iList, SFTile const& iBox, SFPrunerScratch& ioScratch, SFTapeList& oList) const;
+  /// Fills a list for each box with what `iList` needs over the points of that box. Returns the boxes for which
+  /// something could be dropped.
+  SFBoxes Prune(SFTapeList const& iList, std::span<SFTile const> iBoxes, SFListUse iUse, SFPrunerScratch& ioScratch,
+                SFTapeList* oLists) const;
 
 private:
-  void ComputeRanges(SFTapeList const& iList, SFTile const& iBox, SFPrunerScratch& ioScratch) const;
-  bool PushNeeds(SFTapeStep& ioStep, SFPrunerScratch& ioScratch) const;
-
   SFTapeRunner const& _runner;
 };
 

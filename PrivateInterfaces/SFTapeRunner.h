@@ -1,7 +1,7 @@
 #pragma once
 
 #include "SFGrid.h"
-#include "SFInterval.h"
+#include "SFRanges.h"
 #include "SFTape.h"
 #include "SFTapeKernels.h"
 
@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <span>
 #include <vector>
 
 namespace SF {
@@ -35,14 +36,36 @@ struct SFTapeList
   std::vector<SFTapeStep> steps;
   std::vector<SFValueId> results;
   std::size_t choices = 0; ///< steps that pruning might decide
+  std::size_t cost = 0;    ///< of a point, in additions
 };
+
+/// Whether pruning might decide a step with this code.
+constexpr bool IsChoice(SFTapeCode iCode)
+{
+  auto const type = SFNodeType{iCode};
+  return type == SFNodeType::ABS || type == SFNodeType::SIGN || IsNarrowing(type);
+}
+/// What a step with this code costs at a point, in additions.
+constexpr std::size_t CostOf(SFTapeCode iCode)
+{
+  using enum SFNodeType;
+  constexpr std::size_t function = 50;
+  auto const type = SFNodeType{iCode};
+  if (type == ROOT || type == DIV)
+    return 6;
+  if (!IsOperatorCode(iCode) || type == COS || type == SIN || type == EXP || type == LN || type == POW ||
+      type == ACOS || type == ASIN || type == TAN || type == ATAN)
+    return function;
+  return 1;
+}
 
 /// Where a value lies: element (i, j, k) of the grid, or of the tile, is at data[i s0 + j s1 + k s2].
 struct SFTapePlace
 {
   double const* data = nullptr;
   std::array<std::ptrdiff_t, 3> strides{};
-  bool inTile = false; ///< counted from the tile's first point
+  SFAxes axes = 0;
+  bool inTile = false; ///< counted from the tile's first point, and contiguous
 };
 
 /// Asked again and again during long work: whether to end it before its time.
@@ -52,14 +75,56 @@ using SFStopRequest = std::function<bool()>;
 class SFTapeScratch
 {
 public:
-  std::vector<SFTapePlace> places;    ///< by value; those of values kept for the whole grid are set
-  std::vector<std::uint32_t> lastUse; ///< by value: the step after which its slot is free
+  std::vector<SFTapePlace> places; ///< by value; those of values kept for the whole grid are set
+  /// What the list that is planned makes of a value.
+  struct Value
+  {
+    std::uint32_t at = 0;      ///< its step's position
+    std::uint32_t uses = 0;    ///< how many steps and results name it
+    std::uint32_t lastUse = 0; ///< the position after which its slot is free
+  };
+  std::vector<Value> values; ///< by value
   struct Slot
   {
     std::int32_t number = -1;
     SFAxes axes = 0;
   };
   std::vector<Slot> slotOf; ///< by value: its slot among those of its shape
+
+  /// One step of the plan for tiles of one size, or several that are run as a chain: all but what depends on where
+  /// the tile lies.
+  struct Call
+  {
+    SFKernel kernel = nullptr; ///< null for a chain, and for a step that no kernel runs
+    SFKernelBox box;
+    /// Where values that are kept for the whole grid lie; null for those of the tile, whose place is settled.
+    SFTapePlace const* a = nullptr;
+    SFTapePlace const* b = nullptr;
+    SFTapePlace const* out = nullptr;
+    SFTapeStep step;
+    /// Of a chain: where its first operand lies, if kept, and its links among those of the plan.
+    SFChainBox chain;
+    SFTapePlace const* first = nullptr;
+    std::size_t firstLink = 0;
+    bool storesFloats = false; ///< its values are the result, and go to the target
+  };
+  std::vector<Call> plan;
+  std::vector<SFChainLink> links;
+  std::vector<SFTapePlace const*> linkPlaces; ///< by link: where its operand lies, if kept
+  std::vector<std::uint32_t> absorbedBy;      ///< by position in the list: that of the step whose chain takes it in
+  std::vector<std::uint32_t> chainEnds;       ///< by position: that of the last step of its chain
+  std::vector<std::uint32_t> chain;           ///< the positions of the chain that is planned
+
+  /// Where the one result of each tile goes as floats, for the whole grid; null when a sink takes the results.
+  struct Target
+  {
+    float* floats = nullptr;
+    bool clamps = false;
+    double diagonal = 0.0;
+  };
+  Target target;
+  bool targetIsDone = false; ///< whether running the plan stores the result
+
   struct Pool
   {
     std::vector<std::unique_ptr<double[]>> slots;
@@ -68,6 +133,16 @@ public:
   };
   std::array<Pool, 8> pools;             ///< by axes
   std::vector<std::vector<double>> rows; ///< by result
+
+  /// What follows from the size of a tile, by axes.
+  struct Shape
+  {
+    std::array<std::size_t, 3> extents{1, 1, 1};
+    std::array<std::ptrdiff_t, 3> strides{};
+    std::size_t volume = 1;
+  };
+  std::array<Shape, 8> shapes;
+  std::array<unsigned int, 3> count{}; ///< the size of the tiles that they and the plan hold for
 
   /// The gradients of a resource at the points of a tile, from which each component takes its own.
   struct Gradients
@@ -114,10 +189,21 @@ public:
   SFTapeKernels const& GetKernels() const { return _kernels; }
   SFTapeScratch MakeScratch() const;
 
-  /// Computes the values of a list over a tile; the results are then where ResultRow says, unless the scratch has
-  /// been stopped.
-  void RunTile(SFTapeList const& iList, SFTile const& iTile, SFTapeScratch& ioScratch) const;
+  /// Settles where the values of a list lie when it runs on tiles of a size. Holds until the next plan.
+  void Plan(SFTapeList const& iList, std::array<unsigned int, 3> const& iCount, SFTapeScratch& ioScratch) const
+  {
+    PlanSteps(iList, iCount, ioScratch, false);
+  }
+  /// Computes the values of the planned list over a tile of the planned size; the results are then where ResultPlace
+  /// and ResultRow say, unless the scratch has been stopped.
+  void RunTile(SFTile const& iTile, SFTapeScratch& ioScratch) const;
 
+  /// Where the values of one result over a tile lie after it has been run, counted from the tile's first point.
+  SFTapePlace ResultPlace(SFTapeList const& iList, std::size_t iResult, SFTile const& iTile,
+                          SFTapeScratch const& iScratch) const
+  {
+    return InTile(iScratch.places[iList.results[iResult]], iTile);
+  }
   /// The values of one result along a row of a tile that has been run: a pointer into the scratch or the kept
   /// values, or into the result's own row of `ioScratch.rows` when it does not vary along x.
   double const* ResultRow(SFTapeList const& iList, std::size_t iResult, SFTile const& iTile, unsigned int iJ,
@@ -129,10 +215,17 @@ public:
   double GetScalar(SFValueId iId) const { return _scalars[iId]; }
   /// Whether the value is computed for the whole grid before the tiles.
   bool IsKept(SFValueId iId) const { return _isKept[iId] != Keeping::No; }
-  /// Whether pruning might decide a step.
-  bool IsChoice(SFTapeStep const& iStep) const;
+  /// Adds a step to a list.
+  void Append(SFTapeStep const& iStep, SFTapeList& ioList) const
+  {
+    ioList.steps.push_back(iStep);
+    if (IsKept(iStep.id))
+      return;
+    ioList.choices += IsChoice(iStep.code) ? 1 : 0;
+    ioList.cost += iStep.axes == _present ? CostOf(iStep.code) : 0;
+  }
   SFInterval CoordinateRange(std::size_t iAxis, SFTile const& iBox) const;
-  /// The range of a value of one axis that is kept: an InputCode step.
+  /// The range of a value of one axis that is kept: an InputCode step with an axis.
   SFInterval InputRange(SFTapeStep const& iStep, SFTile const& iBox) const;
 
   /// Values that pruning puts in the place of others.
@@ -152,12 +245,21 @@ private:
   void ReduceAxes();
   void ComputeScalars();
   void ChooseKept();
+  void AddToList(SFValueId iId, SFTapeCode iCode);
   void RunKept(SFAxes iAxes, unsigned int iThreads, SFStopRequest const& iStop);
-  void RunSteps(SFTapeList const& iList, SFTile const& iTile, SFTapeScratch& ioScratch, bool iKept) const;
+  void PlanSteps(SFTapeList const& iList, std::array<unsigned int, 3> const& iCount, SFTapeScratch& ioScratch,
+                 bool iKept) const;
   void ComputeBlockRanges();
-  double* ValuesFor(SFTapeStep const& iStep, SFTile const& iTile, SFTapeScratch& ioScratch) const;
-  void RunStep(SFTapeStep const& iStep, SFTile const& iTile, SFTapeScratch& ioScratch, double* oValues,
-               Extents const& iExtents) const;
+  static void ShapeFor(std::array<unsigned int, 3> const& iCount, SFTapeScratch& ioScratch);
+  double* SlotFor(SFTapeStep const& iStep, SFTapeScratch& ioScratch) const;
+  void FindChains(SFTapeList const& iList, SFTapeScratch& ioScratch, bool iKept) const;
+  void PlanChain(SFTapeList const& iList, std::uint32_t iEnd, SFTapeScratch& ioScratch) const;
+  std::size_t PlanPiece(SFTapeList const& iList, std::size_t iFrom, SFTapeScratch& ioScratch) const;
+  void PlanLinks(SFTapeList const& iList, std::size_t iFrom, std::size_t iTo,
+                 std::span<SFTapePlace const* const> iPlaces, bool iStores, SFTapeScratch& ioScratch) const;
+  void PlanStep(SFTapeStep const& iStep, SFTapeScratch& ioScratch) const;
+  void RunChain(SFTapeScratch::Call& ioCall, SFTile const& iTile, SFTapeScratch& ioScratch) const;
+  void RunStep(SFTapeScratch::Call const& iCall, SFTile const& iTile, SFTapeScratch& ioScratch) const;
   void RunPointwise(SFTapeStep const& iStep, SFTile const& iTile, SFTapeScratch& ioScratch, double* oValues,
                     Extents const& iExtents) const;
   void RunDerivative(SFTapeStep const& iStep, SFTile const& iTile, SFTapeScratch& ioScratch, double* oValues) const;
@@ -173,11 +275,11 @@ private:
   std::array<std::vector<double>, 3> _coordinates; ///< by axis
   std::vector<SFTapePlace> _places;                ///< by value, for scalars and kept values
   std::vector<std::unique_ptr<double[]>> _kept;
-  static constexpr unsigned int BlockLength = 8;
   std::vector<SFInterval> _blockRanges;   ///< of the kept values of one axis, over blocks of positions
   std::vector<std::uint32_t> _firstBlock; ///< by value: where its blocks start
   std::array<SFTapeList, 8> _keptLists;   ///< by axes: what RunKept computes
   std::vector<Keeping> _isKept;           ///< by value
+  SFAxes _present = 0;                    ///< the axes with more than one position
   std::vector<SFValueId> _pointInputs;    ///< the coordinates that SetPoints sets
   SFTapeList _list;
   SFValueId _constants = 0;

@@ -14,16 +14,33 @@ void ForEachRow(SFGrid const& iGrid, SFTile const& iTile, OnRow iOnRow)
       iOnRow(j, k, iGrid.Index(iTile.begin[0], iTile.begin[1] + j, iTile.begin[2] + k));
 }
 
-/// Stores the one result of each tile as floats, at the place of its voxels in the grid.
-inline SFTapeSweep::Sink ValueSink(SFTapeRunner const& iRunner, SFStoreKernel iStore, float* oValues)
+/// Stores a result of a tile as floats, at the place of its voxels in the grid.
+inline void StoreTile(SFTapeRunner const& iRunner, SFStoreKernel iStore, SFTile const& iTile, SFTapePlace const& iFrom,
+                      double iDiagonal, float* oValues)
+{
+  SFGrid const& grid = iRunner.GetGrid();
+  auto const row = static_cast<std::ptrdiff_t>(grid.dims[0]);
+  iStore({oValues + grid.Index(iTile.begin[0], iTile.begin[1], iTile.begin[2]),
+          row,
+          row * static_cast<std::ptrdiff_t>(grid.dims[1]),
+          iTile.count[0],
+          iTile.count[1],
+          iTile.count[2],
+          {iFrom.data, iFrom.strides[1], iFrom.strides[2]},
+          iFrom.strides[0] != 0},
+         iDiagonal);
+}
+
+/// Stores the one result of each tile, clamped or plain.
+inline SFTapeSweep::Output ValueOutput(SFTapeRunner const& iRunner, bool iClamps, float* oValues)
 {
   double const diagonal = iRunner.GetGrid().Diagonal();
-  return [&iRunner, iStore, diagonal, oValues](SFTile const& iTile, SFTapeList const& iList, SFTapeScratch& ioScratch) {
-    ForEachRow(iRunner.GetGrid(), iTile, [&](unsigned int iJ, unsigned int iK, std::size_t iIndex) {
-      double const* const row = iRunner.ResultRow(iList, 0, iTile, iJ, iK, ioScratch);
-      iStore(oValues + iIndex, row, iTile.count[0], diagonal);
-    });
-  };
+  auto const& kernels = iRunner.GetKernels();
+  auto const store = iClamps ? kernels.storeClamped : kernels.storePlain;
+  return {{oValues, iClamps, diagonal},
+          [&iRunner, store, diagonal, oValues](SFTile const& iTile, SFTapeList const& iList, SFTapeScratch& ioScratch) {
+            StoreTile(iRunner, store, iTile, iRunner.ResultPlace(iList, 0, iTile, ioScratch), diagonal, oValues);
+          }};
 }
 
 } // namespace SF

@@ -16,15 +16,23 @@ class SFTapeSweep
 public:
   /// Called with a tile that has been run and the list that it ran; read the results with ResultRow.
   using Sink = std::function<void(SFTile const&, SFTapeList const&, SFTapeScratch&)>;
+  /// What becomes of the results. With a target the sink is called for tiles only whose result has not gone there.
+  struct Output
+  {
+    SFTapeScratch::Target target;
+    Sink sink;
+  };
 
-  /// Values of a tile: 8 KiB a slot, so that the few slots in use together stay in the first-level cache.
-  static constexpr std::size_t TileVolume = 1024;
+  /// Values of a tile that is not pruned for: 16 KiB a slot, so that the few slots in use together stay near.
+  static constexpr std::size_t TileVolume = 2048;
 
-  SFTapeSweep(SFTapeRunner const& iRunner, unsigned int iBegin, unsigned int iEnd,
+  /// Of the slices [iBegin, iEnd), with up to `iThreads` threads.
+  SFTapeSweep(SFTapeRunner const& iRunner, unsigned int iBegin, unsigned int iEnd, unsigned int iThreads,
               std::size_t iTileVolume = TileVolume);
 
-  /// Runs regions until none is left, or until `iStop` says so. Call it from each thread.
-  void Work(Sink const& iSink, SFStopRequest const& iStop = {});
+  /// Runs regions until none is left, or until `iStop` says so; `iOnTile` is called after each tile. Call it from each
+  /// thread.
+  void Work(Output const& iOutput, SFStopRequest const& iStop = {}, std::function<void()> const& iOnTile = {});
 
   std::size_t GetRegionCount() const { return _regionCount; }
   std::size_t GetRegionsDone() const { return _done.load(std::memory_order_relaxed); }
@@ -33,14 +41,19 @@ private:
   using Size = std::array<unsigned int, 3>;
   struct Worker;
 
-  void Visit(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList, std::size_t iLevel,
+  void Visit(Worker& ioWorker, std::span<SFTile const> iBoxes, SFTapeList const& iList, std::size_t iLevel,
              bool iLastWasVain) const;
+  void VisitParts(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList, std::size_t iLevel,
+                  bool iLastWasVain) const;
   void RunBox(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList) const;
+  bool Prunes() const;
+  std::size_t DrawRegions(SFTile* oBoxes);
   SFTile RegionAt(std::size_t iNumber) const;
 
   SFTapeRunner const& _runner;
   SFTapePruner _pruner;
   SFTile _all;
+  std::size_t _threads;
   std::size_t _tileVolume;
   std::vector<Size> _levels; ///< sizes of the boxes that are pruned, from the region down
   std::array<std::size_t, 3> _regions{};

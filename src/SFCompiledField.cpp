@@ -225,16 +225,12 @@ HRESULT SFCompiledField::RenderSlices(unsigned int const* iDims, unsigned int iB
   HRESULT hr = call.Run(1, [&](bool) { runner.Prepare(plan.threads, call.GetStopRequest()); });
   if (Failed(hr))
     return hr;
-  SFTapeSweep sweep(runner, 0, slices.dims[2], plan.volume);
-  auto const store = ValueSink(runner, ActiveTapeKernels().storeClamped, ioValues.data());
+  SFTapeSweep sweep(runner, 0, slices.dims[2], plan.threads, plan.volume);
+  auto const output = ValueOutput(runner, true, ioValues.data());
   double const regions = static_cast<double>(sweep.GetRegionCount());
   hr = call.Run(plan.threads, [&](bool iIsCaller) {
-    SFTapeSweep::Sink const storeAndReport = [&](SFTile const& iTile, SFTapeList const& iList,
-                                                 SFTapeScratch& ioScratch) {
-      store(iTile, iList, ioScratch);
-      call.Report(static_cast<double>(sweep.GetRegionsDone()) / regions);
-    };
-    sweep.Work(iIsCaller ? storeAndReport : store, call.GetStopRequest());
+    auto const report = [&] { call.Report(static_cast<double>(sweep.GetRegionsDone()) / regions); };
+    sweep.Work(output, call.GetStopRequest(), iIsCaller ? std::function<void()>(report) : nullptr);
   });
   return call.Conclude(hr);
 }

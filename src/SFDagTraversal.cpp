@@ -13,19 +13,43 @@
 #include "SFVariable.h"
 #include "TetMeshToSF.h"
 
+#include <algorithm>
+#include <iterator>
 #include <typeinfo>
 
 namespace SF {
 
+namespace {
+
+std::type_info const* const PlainTypes[] = {
+    &typeid(SFOp),
+    &typeid(SFConstant),
+    &typeid(SFVariable),
+    &typeid(SFAffineTransform),
+    &typeid(SFCylindricalTransform),
+    &typeid(SFBlendNode),
+    &typeid(SFGCGuidedTransform),
+    &typeid(SFDiscreteTransformNode),
+    &typeid(ResourceToSF),
+    &typeid(ResourceGradientToSF),
+    &typeid(ExplicitToSF),
+    &typeid(TetMeshToSF),
+};
+
+} // namespace
+
 SFNodeClass ClassOf(SFDagNode const& iNode)
 {
   auto const& type = typeid(iNode);
-  if (type == typeid(SFOp) || type == typeid(SFConstant) || type == typeid(SFVariable) ||
-      type == typeid(SFAffineTransform) || type == typeid(SFCylindricalTransform) || type == typeid(SFBlendNode) ||
-      type == typeid(SFGCGuidedTransform) || type == typeid(SFDiscreteTransformNode) || type == typeid(ResourceToSF) ||
-      type == typeid(ResourceGradientToSF) || type == typeid(ExplicitToSF) || type == typeid(TetMeshToSF))
-    return SFNodeClass::Plain;
-  return type == typeid(SFDagOffset) ? SFNodeClass::Functor : SFNodeClass::Foreign;
+  // By address first: types that differ are compared by their names, and a walk asks for every node.
+  for (auto const* const plain : PlainTypes)
+    if (plain == &type)
+      return SFNodeClass::Plain;
+  if (type == typeid(SFDagOffset))
+    return SFNodeClass::Functor;
+  bool const isPlain = std::any_of(std::begin(PlainTypes), std::end(PlainTypes),
+                                   [&](std::type_info const* iPlain) { return *iPlain == type; });
+  return isPlain ? SFNodeClass::Plain : SFNodeClass::Foreign;
 }
 
 SFDagNode const* DerivedDagOf(SFDagNode const& iNode)

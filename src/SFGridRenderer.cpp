@@ -108,12 +108,13 @@ HRESULT SFGridRenderer::RunSlabs(SFGrid const& iGrid, unsigned int iWorkers, Sla
   return hr;
 }
 
-HRESULT SFGridRenderer::RunCompiled(SFTapeRunner const& iRunner, unsigned int iWorkers, SFTapeSweep::Sink const& iSink)
+HRESULT SFGridRenderer::RunCompiled(SFTapeRunner const& iRunner, unsigned int iWorkers,
+                                    SFTapeSweep::Output const& iOutput)
 {
   // The tasks draw regions from one counter instead of keeping to their slabs, which evens out the work.
-  SFTapeSweep sweep(iRunner, 0, iRunner.GetGrid().dims[2]);
+  SFTapeSweep sweep(iRunner, 0, iRunner.GetGrid().dims[2], iWorkers);
   return RunSlabs(iRunner.GetGrid(), iWorkers, [&](unsigned int, unsigned int, unsigned int) {
-    sweep.Work(iSink);
+    sweep.Work(iOutput);
     return S_OK;
   });
 }
@@ -140,10 +141,11 @@ namespace {
 SFTapeSweep::Sink NormalSink(SFTapeRunner const& iRunner, std::vector<float>& ioValues, std::vector<float>& ioNormals)
 {
   return [&](SFTile const& iTile, SFTapeList const& iList, SFTapeScratch& ioScratch) {
-    auto const& kernels = ActiveTapeKernels();
+    auto const& kernels = iRunner.GetKernels();
+    StoreTile(iRunner, kernels.storePlain, iTile, iRunner.ResultPlace(iList, 0, iTile, ioScratch), 0.0,
+              ioValues.data());
     ForEachRow(iRunner.GetGrid(), iTile, [&](unsigned int iJ, unsigned int iK, std::size_t iIndex) {
       auto const row = [&](std::size_t iResult) { return iRunner.ResultRow(iList, iResult, iTile, iJ, iK, ioScratch); };
-      kernels.storePlain(&ioValues[iIndex], row(0), iTile.count[0], 0.0);
       kernels.storeNormals(&ioNormals[3 * iIndex], row(1), row(2), row(3), iTile.count[0]);
     });
   };
@@ -161,7 +163,7 @@ HRESULT SFGridRenderer::RenderClamped(SFGrid const& iGrid, std::vector<float>& i
 
   unsigned int const workers = AnnounceWorkers();
   if (auto const runner = Compile(iGrid, {{&_root}}, iGrid.h, workers))
-    hr = RunCompiled(*runner, workers, ValueSink(*runner, ActiveTapeKernels().storeClamped, ioValues.data()));
+    hr = RunCompiled(*runner, workers, ValueOutput(*runner, true, ioValues.data()));
   else {
     SFNodeRenderer const renderer(iGrid, {&_root}, workers + 1);
     hr = RunSlabs(iGrid, workers, [&](unsigned int iBegin, unsigned int iEnd, unsigned int iTask) {
@@ -181,7 +183,7 @@ HRESULT SFGridRenderer::RenderUnrolled(SFGrid const& iGrid, std::vector<float>& 
 
   unsigned int const workers = AnnounceWorkers();
   if (auto const runner = Compile(iGrid, {SFNodeRenderer::UnrolledOrder(_root)}, 0.0, workers))
-    hr = RunCompiled(*runner, workers, ValueSink(*runner, ActiveTapeKernels().storePlain, ioValues.data()));
+    hr = RunCompiled(*runner, workers, ValueOutput(*runner, false, ioValues.data()));
   else {
     SFNodeRenderer const renderer(iGrid, {&_root}, workers + 1);
     hr = RunSlabs(iGrid, workers, [&](unsigned int iBegin, unsigned int iEnd, unsigned int iTask) {
@@ -218,7 +220,7 @@ HRESULT SFGridRenderer::RenderWithNormals(SFGrid const& iGrid, std::vector<float
   for (SFDagNode const* const root : roots)
     root->ResetEvaluationCache();
   if (auto const runner = Compile(iGrid, {{roots[0]}, {roots[1]}, {roots[2]}, {roots[3]}}, 0.0, workers))
-    hr = RunCompiled(*runner, workers, NormalSink(*runner, ioValues, ioNormals));
+    hr = RunCompiled(*runner, workers, {{}, NormalSink(*runner, ioValues, ioNormals)});
   else {
     SFNodeRenderer const renderer(iGrid, roots, workers + 1);
     hr = RunSlabs(iGrid, workers, [&](unsigned int iBegin, unsigned int iEnd, unsigned int iTask) {

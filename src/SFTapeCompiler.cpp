@@ -82,9 +82,9 @@ bool SFTapeCompiler::EnterTransform(SFDagNode const& iNode)
 
 // ---- nodes ----------------------------------------------------------------------------------------------------
 
-HRESULT SFTapeCompiler::Keep(SFDagNode const& iNode, SFValueId iValue)
+HRESULT SFTapeCompiler::Keep(Frame const& iFrame, SFValueId iValue)
 {
-  _nodeValues[_nodes.Find(&iNode)] = iValue;
+  _last = _nodeValues[iFrame.number] = iValue;
   return S_OK;
 }
 
@@ -94,16 +94,13 @@ HRESULT SFTapeCompiler::Step(Frame& ioFrame, SFDagNode const*& oNext)
   switch (ioFrame.operandsEntered) {
   case 0:
     return Begin(ioFrame, oNext);
-  case 1: {
-    SFNodeType const type = node.GetTypeTag();
-    SFDagNode const* const first = FamilyOf(type) == SFNodeFamily::Offset ? DerivedDagOf(node) : node.GetLhs().get();
-    if (!IsBinaryOperator(type))
-      return Leave(ioFrame, ValueOf(*first));
-    ioFrame.lhs = ValueOf(*first);
+  case 1:
+    if (!IsBinaryOperator(node.GetTypeTag()))
+      return Leave(ioFrame);
+    ioFrame.lhs = _last;
     return EnterOperand(ioFrame, oNext);
-  }
   default:
-    return Leave(ioFrame, ValueOf(*node.GetRhs()));
+    return Leave(ioFrame);
   }
 }
 
@@ -111,20 +108,23 @@ HRESULT SFTapeCompiler::Begin(Frame& ioFrame, SFDagNode const*& oNext)
 {
   SFDagNode const& node = *ioFrame.node;
   auto const [number, isNew] = _nodes.Insert(&node);
+  ioFrame.number = number;
   if (isNew)
     _nodeValues.push_back(Unknown);
-  else if (_nodeValues[number] != Unknown)
+  else if (_nodeValues[number] != Unknown) {
+    _last = _nodeValues[number];
     return S_OK;
+  }
 
   SFNodeType const type = node.GetTypeTag();
   auto const& position = _positions.back().values;
   switch (FamilyOf(type)) {
   case SFNodeFamily::Coordinate:
-    return Keep(node, position[static_cast<std::size_t>(type) - static_cast<std::size_t>(SFNodeType::X)]);
+    return Keep(ioFrame, position[static_cast<std::size_t>(type) - static_cast<std::size_t>(SFNodeType::X)]);
   case SFNodeFamily::Constant: {
     double value = 0.0;
     HRESULT const hr = node.GetConstant(value);
-    return Failed(hr) ? hr : Keep(node, Constant(value));
+    return Failed(hr) ? hr : Keep(ioFrame, Constant(value));
   }
   case SFNodeFamily::Resource: {
     auto const* const resource = NodeAs<ResourceToSF>(node);
@@ -136,7 +136,7 @@ HRESULT SFTapeCompiler::Begin(Frame& ioFrame, SFDagNode const*& oNext)
     instruction.axes = AllAxes;
     instruction.operands = position;
     instruction.resource = resource;
-    return Keep(node, Number(instruction));
+    return Keep(ioFrame, Number(instruction));
   }
   case SFNodeFamily::Operator:
     return EnterOperand(ioFrame, oNext);
@@ -162,24 +162,24 @@ HRESULT SFTapeCompiler::EnterOperand(Frame& ioFrame, SFDagNode const*& oNext)
   return oNext != nullptr ? S_OK : E_FAIL;
 }
 
-HRESULT SFTapeCompiler::Leave(Frame const& iFrame, SFValueId iLast)
+HRESULT SFTapeCompiler::Leave(Frame const& iFrame)
 {
   SFDagNode const& node = *iFrame.node;
   SFNodeType const type = node.GetTypeTag();
   if (IsOperator(type))
-    return Keep(node, IsBinaryOperator(type) ? Emit(type, iFrame.lhs, iLast) : Emit(type, iLast));
+    return Keep(iFrame, IsBinaryOperator(type) ? Emit(type, iFrame.lhs, _last) : Emit(type, _last));
   if (FamilyOf(type) == SFNodeFamily::Offset)
-    return Keep(node, iLast);
+    return Keep(iFrame, _last);
 
   SFValueId const radius = _positions.back().values[0];
   _positions.pop_back();
   if (NodeAs<SFCylindricalTransform>(node) == nullptr)
-    return Keep(node, iLast);
+    return Keep(iFrame, _last);
   SFTapeInstruction limit;
   limit.code = LimitCode;
   limit.operands = {_limit, 0, 0};
   SFValueId const correction = Emit(SFNodeType::DIV, Number(limit), Emit(SFNodeType::POW, radius, Constant(4.0)));
-  return Keep(node, Emit(SFNodeType::MINUS, iLast, correction));
+  return Keep(iFrame, Emit(SFNodeType::MINUS, _last, correction));
 }
 
 bool SFTapeCompiler::StartRoot(SFTapeLimit iLimit)
@@ -209,7 +209,7 @@ bool SFTapeCompiler::AddList(std::vector<SFDagNode const*> const& iNodes, SFTape
   for (SFDagNode const* const node : iNodes)
     if (Failed(_walk.Run(*this, *node)))
       return false;
-  AddResult(ValueOf(*iNodes.back()));
+  AddResult(_last);
   return true;
 }
 

@@ -7,13 +7,25 @@
 
 namespace SF {
 
+// Inlined for the sake of the registers: a value must not pass through memory between two operators.
+#define SF_KERNEL_INLINE __attribute__((always_inline)) inline
+#if defined(__clang__)
+#define SF_KERNEL_UNROLL _Pragma("unroll")
+#else
+#define SF_KERNEL_UNROLL _Pragma("GCC unroll 8")
+#endif
+
 namespace Portable {
 namespace {
 #define SF_KERNEL_TARGET
 #define SF_KERNEL_NAME "portable"
+#define SF_KERNEL_BYTES 16
+#define SF_KERNEL_REGISTERS 4
 #include "SFTapeKernelBody.inl"
 #undef SF_KERNEL_TARGET
 #undef SF_KERNEL_NAME
+#undef SF_KERNEL_BYTES
+#undef SF_KERNEL_REGISTERS
 } // namespace
 } // namespace Portable
 
@@ -23,9 +35,13 @@ namespace Avx2 {
 namespace {
 #define SF_KERNEL_TARGET __attribute__((target("avx2")))
 #define SF_KERNEL_NAME "avx2"
+#define SF_KERNEL_BYTES 32
+#define SF_KERNEL_REGISTERS 4
 #include "SFTapeKernelBody.inl"
 #undef SF_KERNEL_TARGET
 #undef SF_KERNEL_NAME
+#undef SF_KERNEL_BYTES
+#undef SF_KERNEL_REGISTERS
 } // namespace
 } // namespace Avx2
 
@@ -37,9 +53,13 @@ namespace {
 #define SF_KERNEL_TARGET __attribute__((target("avx512f,avx512dq,avx512vl,prefer-vector-width=512")))
 #endif
 #define SF_KERNEL_NAME "avx512"
+#define SF_KERNEL_BYTES 64
+#define SF_KERNEL_REGISTERS 8
 #include "SFTapeKernelBody.inl"
 #undef SF_KERNEL_TARGET
 #undef SF_KERNEL_NAME
+#undef SF_KERNEL_BYTES
+#undef SF_KERNEL_REGISTERS
 } // namespace
 } // namespace Avx512
 #endif

@@ -65,7 +65,9 @@ HRESULT SFTapePoints::Run(std::size_t iCount, std::array<double const*, 3> const
       std::size_t const count = std::min(_plan.volume, iCount - first);
       SFTile const tile{{0, 0, 0}, {static_cast<unsigned int>(count), 1, 1}};
       _runner.SetPoints({iPoints[0] + first, iPoints[1] + first, iPoints[2] + first}, *scratch);
-      _runner.RunTile(_runner.GetList(), tile, *scratch);
+      if (scratch->count != tile.count)
+        _runner.Plan(_runner.GetList(), tile.count, *scratch);
+      _runner.RunTile(tile, *scratch);
       if (scratch->MustStop())
         return;
       iSink(first, count,

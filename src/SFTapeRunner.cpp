@@ -3,6 +3,7 @@
 #include "ResourceToSF.h"
 #include "SFCylindricalTransform.h"
 #include "SFScalarOps.h"
+#include "SFTapeShape.h"
 
 #include <algorithm>
 #include <future>
@@ -17,73 +18,7 @@ SFTapeStep StepOf(SFTape const& iTape, SFValueId iId)
   return {iId, instruction.code, instruction.axes, instruction.operands};
 }
 
-bool Varies(SFAxes iAxes, std::size_t iAxis) { return (iAxes >> iAxis & 1U) != 0; }
-
-/// The extents of a value over a box, 1 along the axes that it does not depend on.
-std::array<std::size_t, 3> ExtentsOf(SFAxes iAxes, std::array<unsigned int, 3> const& iCount)
-{
-  std::array<std::size_t, 3> extents{};
-  for (std::size_t axis = 0; axis < 3; ++axis)
-    extents[axis] = Varies(iAxes, axis) ? iCount[axis] : 1;
-  return extents;
-}
-
-std::size_t VolumeOf(SFAxes iAxes, std::array<unsigned int, 3> const& iCount)
-{
-  auto const extents = ExtentsOf(iAxes, iCount);
-  return extents[0] * extents[1] * extents[2];
-}
-
-/// The strides of a value stored contiguously over a box, 0 along the axes that it does not depend on.
-std::array<std::ptrdiff_t, 3> StridesOf(SFAxes iAxes, std::array<unsigned int, 3> const& iCount)
-{
-  std::array<std::ptrdiff_t, 3> strides{};
-  std::ptrdiff_t next = 1;
-  for (std::size_t axis = 0; axis < 3; ++axis)
-    if (Varies(iAxes, axis)) {
-      strides[axis] = next;
-      next *= static_cast<std::ptrdiff_t>(iCount[axis]);
-    }
-  return strides;
-}
-
 int AxisCount(SFAxes iAxes) { return (iAxes & 1) + (iAxes >> 1 & 1) + (iAxes >> 2 & 1); }
-
-/// The loop over a box for one or two operands: axes along which all operands run on are merged. The strides of
-/// the innermost axis are 0 or 1, as the kernels expect.
-struct LoopPlan
-{
-  std::array<std::size_t, 3> n{1, 1, 1};
-  std::array<std::ptrdiff_t, 3> a{};
-  std::array<std::ptrdiff_t, 3> b{};
-};
-
-LoopPlan PlanLoop(std::array<std::size_t, 3> const& iExtents, SFTapePlace const& iA, SFTapePlace const& iB)
-{
-  LoopPlan plan;
-  std::size_t used = 0;
-  for (std::size_t axis = 0; axis < 3; ++axis) {
-    if (iExtents[axis] == 1)
-      continue;
-    std::ptrdiff_t const a = iA.strides[axis];
-    std::ptrdiff_t const b = iB.strides[axis];
-    // A box one point wide, out of values that are kept for a wider grid: rows of one.
-    if (used == 0 && (a > 1 || b > 1))
-      used = 1;
-    if (used > 0) {
-      auto const inner = static_cast<std::ptrdiff_t>(plan.n[used - 1]);
-      if (plan.a[used - 1] * inner == a && plan.b[used - 1] * inner == b) {
-        plan.n[used - 1] *= iExtents[axis];
-        continue;
-      }
-    }
-    plan.n[used] = iExtents[axis];
-    plan.a[used] = a;
-    plan.b[used] = b;
-    ++used;
-  }
-  return plan;
-}
 
 } // namespace
 
@@ -104,12 +39,11 @@ SFTapeRunner::SFTapeRunner(SFTape iTape, SFGrid const& iGrid, std::array<double,
 /// An axis with one position is no axis.
 void SFTapeRunner::ReduceAxes()
 {
-  SFAxes present = 0;
   for (std::size_t axis = 0; axis < 3; ++axis)
     if (_grid.dims[axis] > 1)
-      present = static_cast<SFAxes>(present | 1U << axis);
+      _present = static_cast<SFAxes>(_present | 1U << axis);
   for (auto& instruction : _tape.instructions)
-    instruction.axes &= present;
+    instruction.axes &= _present;
 }
 
 SFTapePlace SFTapeRunner::InTile(SFTapePlace const& iPlace, SFTile const& iTile)
@@ -191,44 +125,43 @@ void SFTapeRunner::ChooseKept()
 
   _isKept.assign(instructions.size(), Keeping::No);
   _list.results = _tape.results;
-  for (SFValueId id = 0; id < instructions.size(); ++id) {
+  for (SFValueId id = 0; id < instructions.size(); ++id)
+    if (instructions[id].axes == 0)
+      _isKept[id] = Keeping::Stored;
+  for (SFValueId id = _constants; id < instructions.size(); ++id)
+    AddToList(id, InputCode); // first: any step may come to name them
+  for (SFValueId id = 0; id < _constants; ++id) {
     SFAxes const axes = instructions[id].axes;
-    if (axes == 0)
+    if (axes == 0) {
+      if (wanted[id] != 0)
+        AddToList(id, InputCode);
       continue;
-    SFTapeStep step = StepOf(_tape, id);
+    }
     if (keep[axes]) {
-      _keptLists[axes].steps.push_back(step);
+      _keptLists[axes].steps.push_back(StepOf(_tape, id));
       _isKept[id] = Keeping::ForOthers;
       if (wanted[id] != 0) {
         _isKept[id] = Keeping::Stored;
         _kept.push_back(std::make_unique_for_overwrite<double[]>(VolumeOf(axes, _grid.dims)));
-        _places[id] = {_kept.back().get(), StridesOf(axes, _grid.dims), false};
+        _places[id] = {_kept.back().get(), StridesOf(axes, _grid.dims), axes, false};
       }
     }
-    if (keep[axes] && AxisCount(axes) == 1) {
-      if (_isKept[id] == Keeping::ForOthers)
-        continue;
-      step.code = InputCode;
-    }
-    _list.steps.push_back(step);
-    _list.choices += IsChoice(step) ? 1 : 0;
+    if (!keep[axes] || AxisCount(axes) != 1)
+      AddToList(id, instructions[id].code);
+    else if (_isKept[id] == Keeping::Stored)
+      AddToList(id, InputCode);
   }
   if (!_grid.IsWithin(std::numeric_limits<double>::max()))
     _list.choices = 0; // ranges need coordinates that are numbers
+  if (_list.choices == 0)
+    std::erase_if(_list.steps, [](SFTapeStep const& iStep) { return iStep.code == InputCode; });
 }
 
-bool SFTapeRunner::IsChoice(SFTapeStep const& iStep) const
+void SFTapeRunner::AddToList(SFValueId iId, SFTapeCode iCode)
 {
-  switch (SFNodeType{iStep.code}) {
-  case SFNodeType::MIN:
-  case SFNodeType::MAX:
-  case SFNodeType::WITHOUT:
-  case SFNodeType::ABS:
-  case SFNodeType::SIGN:
-    return !IsKept(iStep.id);
-  default:
-    return false;
-  }
+  SFTapeStep step = StepOf(_tape, iId);
+  step.code = iCode;
+  Append(step, _list);
 }
 
 SFInterval SFTapeRunner::CoordinateRange(std::size_t iAxis, SFTile const& iBox) const
@@ -239,40 +172,70 @@ SFInterval SFTapeRunner::CoordinateRange(std::size_t iAxis, SFTile const& iBox) 
   return {std::min(a, b), std::max(a, b), false};
 }
 
-/// The extremes of the kept values of one axis over short blocks, from which those over boxes follow.
+namespace {
+
+/// The ranges of a value of one axis are kept over blocks of 8, 16, 32 and 64 positions: those of the boxes that are
+/// pruned for, most of which are of such a size.
+constexpr std::size_t BlockLength = 8;
+constexpr std::size_t BlockLevels = 4;
+std::size_t BlockCount(std::size_t iCount, std::size_t iLevel)
+{
+  std::size_t const length = BlockLength << iLevel;
+  return (iCount + length - 1) / length;
+}
+
+SFInterval Hull(SFInterval const& iA, SFInterval const& iB)
+{
+  return {std::min(iA.lo, iB.lo), std::max(iA.hi, iB.hi), iA.nan || iB.nan};
+}
+
+SFInterval RangeOfValues(double const* iBegin, double const* iEnd)
+{
+  SFInterval range{SFInterval::Infinity, -SFInterval::Infinity, false};
+  for (; iBegin != iEnd; ++iBegin) {
+    range.lo = *iBegin < range.lo ? *iBegin : range.lo;
+    range.hi = *iBegin > range.hi ? *iBegin : range.hi;
+    range.nan = range.nan || *iBegin != *iBegin;
+  }
+  return range.nan ? SFInterval::Anything() : range;
+}
+
+} // namespace
+
 void SFTapeRunner::ComputeBlockRanges()
 {
   _firstBlock.assign(_tape.instructions.size(), 0);
   for (SFTapeStep const& step : _list.steps) {
-    if (step.code != InputCode)
+    if (step.code != InputCode || step.axes == 0)
       continue;
     _firstBlock[step.id] = static_cast<std::uint32_t>(_blockRanges.size());
     std::size_t const count = VolumeOf(step.axes, _grid.dims);
     double const* const values = _places[step.id].data;
-    for (std::size_t from = 0; from < count; from += BlockLength) {
-      SFInterval range{SFInterval::Infinity, -SFInterval::Infinity, false};
-      for (std::size_t i = from; i < std::min(count, from + BlockLength); ++i) {
-        range.lo = values[i] < range.lo ? values[i] : range.lo;
-        range.hi = values[i] > range.hi ? values[i] : range.hi;
-        range.nan = range.nan || values[i] != values[i];
-      }
-      _blockRanges.push_back(range.nan ? SFInterval::Anything() : range);
+    for (std::size_t from = 0; from < count; from += BlockLength)
+      _blockRanges.push_back(RangeOfValues(values + from, values + std::min(count, from + BlockLength)));
+    for (std::size_t level = 1; level < BlockLevels; ++level) {
+      std::size_t const finer = BlockCount(count, level - 1);
+      std::size_t const first = _blockRanges.size() - finer;
+      for (std::size_t i = 0; i < finer; i += 2)
+        _blockRanges.push_back(Hull(_blockRanges[first + i], _blockRanges[first + std::min(i + 1, finer - 1)]));
     }
   }
 }
 
 SFInterval SFTapeRunner::InputRange(SFTapeStep const& iStep, SFTile const& iBox) const
 {
-  std::size_t const axis = Varies(iStep.axes, 0) ? 0 : Varies(iStep.axes, 1) ? 1 : 2;
-  SFInterval const* const blocks = &_blockRanges[_firstBlock[iStep.id]];
-  std::size_t const first = iBox.begin[axis] / BlockLength;
-  std::size_t const last = (iBox.begin[axis] + iBox.count[axis] - 1) / BlockLength;
+  std::size_t const axis = FirstAxis(iStep.axes);
+  std::size_t const begin = iBox.begin[axis];
+  std::size_t const count = iBox.count[axis];
+  SFInterval const* blocks = &_blockRanges[_firstBlock[iStep.id]];
+  std::size_t level = 0;
+  for (; level + 1 < BlockLevels && BlockLength << (level + 1) <= count; ++level)
+    blocks += BlockCount(_grid.dims[axis], level);
+  std::size_t const first = begin / (BlockLength << level);
+  std::size_t const last = (begin + count - 1) / (BlockLength << level);
   SFInterval range = blocks[first];
-  for (std::size_t i = first + 1; i <= last; ++i) {
-    range.lo = std::min(range.lo, blocks[i].lo);
-    range.hi = std::max(range.hi, blocks[i].hi);
-    range.nan = range.nan || blocks[i].nan;
-  }
+  for (std::size_t i = first + 1; i <= last; ++i)
+    range = Hull(range, blocks[i]);
   return range;
 }
 
@@ -284,7 +247,7 @@ void SFTapeRunner::RunKept(SFAxes iAxes, unsigned int iThreads, SFStopRequest co
   if (list.steps.empty())
     return;
   constexpr unsigned int piece = 1024;
-  std::size_t const first = Varies(iAxes, 0) ? 0 : Varies(iAxes, 1) ? 1 : 2;
+  std::size_t const first = FirstAxis(iAxes);
   std::size_t const last = Varies(iAxes, 2) ? 2 : Varies(iAxes, 1) ? 1 : 0;
   bool const plane = first != last;
   auto const run = [&](unsigned int iBegin, unsigned int iEnd) {
@@ -295,7 +258,9 @@ void SFTapeRunner::RunKept(SFAxes iAxes, unsigned int iThreads, SFStopRequest co
       for (unsigned int at = iFrom; at < iTo && !scratch.stopped; at += tile.count[first]) {
         tile.begin[first] = at;
         tile.count[first] = std::min(piece, iTo - at);
-        RunSteps(list, tile, scratch, true);
+        if (scratch.plan.empty() || scratch.count != tile.count)
+          PlanSteps(list, tile.count, scratch, true);
+        RunTile(tile, scratch);
       }
     };
     if (!plane)
@@ -335,97 +300,54 @@ SFTapeScratch SFTapeRunner::MakeScratch() const
 {
   SFTapeScratch scratch;
   scratch.places = _places;
-  scratch.lastUse.assign(_tape.instructions.size(), 0);
+  scratch.values.assign(_tape.instructions.size(), {});
   scratch.slotOf.assign(_tape.instructions.size(), {});
   scratch.rows.resize(_tape.results.size());
   return scratch;
 }
 
-void SFTapeRunner::RunTile(SFTapeList const& iList, SFTile const& iTile, SFTapeScratch& ioScratch) const
+void SFTapeRunner::RunTile(SFTile const& iTile, SFTapeScratch& ioScratch) const
 {
-  RunSteps(iList, iTile, ioScratch, false);
-}
-
-/// Runs the steps of a list that are, or are not, computed for the whole grid.
-void SFTapeRunner::RunSteps(SFTapeList const& iList, SFTile const& iTile, SFTapeScratch& ioScratch, bool iKept) const
-{
-  auto const& steps = iList.steps;
-  for (std::uint32_t at = 0; at < steps.size(); ++at)
-    for (int i = 0; i < ArityOf(steps[at].code); ++i)
-      ioScratch.lastUse[steps[at].operands[static_cast<std::size_t>(i)]] = at;
-  for (SFValueId const result : iList.results)
-    ioScratch.lastUse[result] = UINT32_MAX;
-
   ioScratch.gradients.known = false;
-  for (SFAxes axes = 0; axes <= AllAxes; ++axes) {
-    auto& pool = ioScratch.pools[axes];
-    std::size_t const size = VolumeOf(axes, iTile.count);
-    if (pool.slotSize < size) {
-      pool.slots.clear();
-      pool.slotSize = size;
-    }
-    pool.free.clear();
-    for (std::size_t slot = pool.slots.size(); slot-- > 0;)
-      pool.free.push_back(static_cast<std::int32_t>(slot));
-  }
-
-  for (std::uint32_t at = 0; at < steps.size(); ++at) {
-    SFTapeStep const& step = steps[at];
-    if (IsKept(step.id) != iKept)
-      continue;
+  for (auto& call : ioScratch.plan) {
     if (ioScratch.MustStop())
       return;
-    RunStep(step, iTile, ioScratch, ValuesFor(step, iTile, ioScratch), ExtentsOf(step.axes, iTile.count));
-    for (int i = 0; i < ArityOf(step.code); ++i) {
-      SFValueId const operand = step.operands[static_cast<std::size_t>(i)];
-      auto& slot = ioScratch.slotOf[operand];
-      if (slot.number >= 0 && ioScratch.lastUse[operand] == at) {
-        ioScratch.pools[slot.axes].free.push_back(slot.number);
-        slot.number = -1;
-      }
-    }
+    if (call.out != nullptr)
+      call.box.out = const_cast<double*>(InTile(*call.out, iTile).data);
+    if (call.a != nullptr)
+      call.box.a.data = InTile(*call.a, iTile).data;
+    if (call.b != nullptr)
+      call.box.b.data = InTile(*call.b, iTile).data;
+    if (call.kernel != nullptr)
+      call.kernel(call.box);
+    else if (call.chain.linkCount > 0)
+      RunChain(call, iTile, ioScratch);
+    else
+      RunStep(call, iTile, ioScratch);
   }
-  for (SFValueId const result : iList.results)
-    ioScratch.slotOf[result].number = -1;
 }
 
-/// Where the values of a step go: to their place in the grid, or to a free slot.
-double* SFTapeRunner::ValuesFor(SFTapeStep const& iStep, SFTile const& iTile, SFTapeScratch& ioScratch) const
+void SFTapeRunner::RunChain(SFTapeScratch::Call& ioCall, SFTile const& iTile, SFTapeScratch& ioScratch) const
 {
-  if (_isKept[iStep.id] == Keeping::Stored)
-    return const_cast<double*>(InTile(_places[iStep.id], iTile).data);
-  auto& pool = ioScratch.pools[iStep.axes];
-  if (pool.free.empty()) {
-    pool.free.push_back(static_cast<std::int32_t>(pool.slots.size()));
-    pool.slots.push_back(std::make_unique_for_overwrite<double[]>(pool.slotSize));
-  }
-  std::int32_t const slot = pool.free.back();
-  pool.free.pop_back();
-  double* const values = pool.slots[static_cast<std::size_t>(slot)].get();
-  ioScratch.slotOf[iStep.id] = {slot, iStep.axes};
-  ioScratch.places[iStep.id] = {values, StridesOf(iStep.axes, iTile.count), true};
-  return values;
+  SFChainBox& box = ioCall.chain;
+  if (ioCall.first != nullptr)
+    box.first.data = InTile(*ioCall.first, iTile).data;
+  for (std::size_t l = 0; l < box.linkCount; ++l)
+    if (SFTapePlace const* const place = ioScratch.linkPlaces[ioCall.firstLink + l])
+      ioScratch.links[ioCall.firstLink + l].operand.data = InTile(*place, iTile).data;
+  box.links = &ioScratch.links[ioCall.firstLink];
+  box.out = ioCall.box.out;
+  if (ioCall.storesFloats)
+    box.floats = ioScratch.target.floats + _grid.Index(iTile.begin[0], iTile.begin[1], iTile.begin[2]);
+  _kernels.chain(box);
 }
 
-void SFTapeRunner::RunStep(SFTapeStep const& iStep, SFTile const& iTile, SFTapeScratch& ioScratch, double* oValues,
-                           Extents const& iExtents) const
+void SFTapeRunner::RunStep(SFTapeScratch::Call const& iCall, SFTile const& iTile, SFTapeScratch& ioScratch) const
 {
-  if (iStep.code >= SelectCode) {
-    RunDerivative(iStep, iTile, ioScratch, oValues);
-    return;
-  }
-  if (!IsOperatorCode(iStep.code)) {
-    RunPointwise(iStep, iTile, ioScratch, oValues, iExtents);
-    return;
-  }
-  SFTapePlace const a = InTile(ioScratch.places[iStep.operands[0]], iTile);
-  SFTapePlace const b = InTile(ioScratch.places[iStep.operands[1]], iTile);
-  LoopPlan const plan = PlanLoop(iExtents, a, b);
-  auto const form = plan.a[0] == 0   ? SFKernelForm::SecondVaries
-                    : plan.b[0] == 0 ? SFKernelForm::FirstVaries
-                                     : SFKernelForm::BothVary;
-  _kernels.operators[iStep.code][static_cast<std::size_t>(form)](
-      {oValues, plan.n[0], plan.n[1], plan.n[2], {a.data, plan.a[1], plan.a[2]}, {b.data, plan.b[1], plan.b[2]}});
+  if (iCall.step.code >= SelectCode)
+    RunDerivative(iCall.step, iTile, ioScratch, iCall.box.out);
+  else
+    RunPointwise(iCall.step, iTile, ioScratch, iCall.box.out, ioScratch.shapes[iCall.step.axes].extents);
 }
 
 /// The few instructions that no kernel runs.
@@ -461,7 +383,7 @@ void SFTapeRunner::RunPointwise(SFTapeStep const& iStep, SFTile const& iTile, SF
 double const* SFTapeRunner::ResultRow(SFTapeList const& iList, std::size_t iResult, SFTile const& iTile,
                                       unsigned int iJ, unsigned int iK, SFTapeScratch& ioScratch) const
 {
-  SFTapePlace const place = InTile(ioScratch.places[iList.results[iResult]], iTile);
+  SFTapePlace const place = ResultPlace(iList, iResult, iTile, ioScratch);
   double const* const first = place.data + place.strides[1] * static_cast<std::ptrdiff_t>(iJ) +
                               place.strides[2] * static_cast<std::ptrdiff_t>(iK);
   if (place.strides[0] != 0)

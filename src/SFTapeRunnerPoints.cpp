@@ -39,8 +39,9 @@ SFTapeRunner SFTapeRunner::AtPoints(SFTape iTape, std::array<double, ELimitCount
 
 void SFTapeRunner::SetPoints(std::array<double const*, 3> const& iCoordinates, SFTapeScratch& ioScratch) const
 {
+  // Their address changes from call to call, so a plan must look it up: they count as kept for the whole grid.
   for (SFValueId const id : _pointInputs)
-    ioScratch.places[id] = {iCoordinates[AxisOf(_tape.instructions[id].code)], {1, 0, 0}, true};
+    ioScratch.places[id] = {iCoordinates[AxisOf(_tape.instructions[id].code)], {1, 0, 0}, AlongPoints, false};
 }
 
 void SFTapeRunner::RunDerivative(SFTapeStep const& iStep, SFTile const& iTile, SFTapeScratch& ioScratch,

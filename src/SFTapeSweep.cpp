@@ -25,33 +25,51 @@ void ForEachBox(SFTile const& iAll, std::array<unsigned int, 3> const& iSize, Ca
       }
 }
 
-/// The boxes to prune for, by how many axes the grid has. The last level is a tile.
+/// Faster than the comparison of the arrays, which goes through a function on memory just written.
+bool SameSize(std::array<unsigned int, 3> const& iA, std::array<unsigned int, 3> const& iB)
+{
+  return iA[0] == iB[0] && iA[1] == iB[1] && iA[2] == iB[2];
+}
+
+/// The boxes to prune for, by how many axes the grid has, from the regions down to a tile.
 std::vector<std::array<unsigned int, 3>> PruningLevels(std::array<unsigned int, 3> const& iDims)
 {
   auto const flat = std::count_if(iDims.begin(), iDims.end(), [](unsigned int iN) { return iN < 8; });
   if (flat == 0)
-    return {{64, 64, 64}, {32, 32, 32}, {16, 8, 8}};
+    return {{64, 64, 64}, {32, 32, 32}, {16, 16, 16}, {16, 8, 8}};
   if (iDims[2] < 8)
     return {{256, 256, 8}, {64, 64, 8}, {32, 32, 8}};
   return {{256, 64, 64}, {64, 32, 32}, {16, 16, 16}};
 }
 
+/// A list that costs less at a point, in additions, is run without further ado: in long rows, which a smaller box
+/// would cut.
+constexpr std::size_t WorthPruning = 8;
+
 } // namespace
 
 struct SFTapeSweep::Worker
 {
-  Sink const& sink;
+  Output const& output;
+  std::function<void()> const& onTile;
   SFTapeScratch scratch;
   SFPrunerScratch pruning;
-  std::vector<SFTapeList> lists; ///< by level
+  std::vector<std::array<SFTapeList, SFTapePruner::MaxBoxes>> lists; ///< by level
+
+  bool MustStop()
+  {
+    scratch.stopped = scratch.stopped || pruning.stopped;
+    return scratch.MustStop();
+  }
 };
 
-SFTapeSweep::SFTapeSweep(SFTapeRunner const& iRunner, unsigned int iBegin, unsigned int iEnd, std::size_t iTileVolume)
-  : _runner(iRunner), _pruner(iRunner), _tileVolume(iTileVolume)
+SFTapeSweep::SFTapeSweep(SFTapeRunner const& iRunner, unsigned int iBegin, unsigned int iEnd, unsigned int iThreads,
+                         std::size_t iTileVolume)
+  : _runner(iRunner), _pruner(iRunner), _threads(std::max(1U, iThreads)), _tileVolume(iTileVolume)
 {
   auto const& dims = iRunner.GetGrid().dims;
   _all = {{0, 0, iBegin}, {dims[0], dims[1], iEnd - iBegin}};
-  if (iRunner.GetList().choices > 0)
+  if (Prunes())
     _levels = PruningLevels(_all.count);
   else {
     unsigned int const rows = std::max(1U, 32768U / std::max(1U, dims[0]));
@@ -77,39 +95,79 @@ SFTile SFTapeSweep::RegionAt(std::size_t iNumber) const
   return region;
 }
 
-void SFTapeSweep::Work(Sink const& iSink, SFStopRequest const& iStop)
+void SFTapeSweep::Work(Output const& iOutput, SFStopRequest const& iStop, std::function<void()> const& iOnTile)
 {
-  Worker worker{iSink, _runner.MakeScratch(), {}, {}};
+  Worker worker{iOutput, iOnTile, _runner.MakeScratch(), {}, {}};
   worker.scratch.stop = &iStop;
-  bool const prunes = _runner.GetList().choices > 0;
-  if (prunes)
+  worker.scratch.target = iOutput.target;
+  if (Prunes()) {
     worker.pruning = _pruner.MakeScratch();
+    worker.pruning.stop = &iStop;
+  }
   worker.lists.resize(_levels.size());
-  for (std::size_t region = _next++; region < _regionCount && !worker.scratch.stopped; region = _next++) {
-    SFTile const box = RegionAt(region);
-    if (prunes)
-      Visit(worker, box, _runner.GetList(), 0, false);
+  std::array<SFTile, SFTapePruner::MaxBoxes> boxes;
+  while (!worker.MustStop()) {
+    std::size_t const count = DrawRegions(boxes.data());
+    if (count == 0)
+      return;
+    if (Prunes())
+      Visit(worker, {boxes.data(), count}, _runner.GetList(), 0, false);
     else
-      RunBox(worker, box, _runner.GetList());
-    ++_done;
+      RunBox(worker, boxes[0], _runner.GetList());
+    _done += count;
   }
 }
 
-/// Prunes for a box and goes on to its parts, while there is something left to decide. One attempt in vain does not
-/// say that smaller boxes decide nothing: a few parts spread over the first box all reach it.
-void SFTapeSweep::Visit(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList, std::size_t iLevel,
+bool SFTapeSweep::Prunes() const { return _runner.GetList().choices > 0 && _runner.GetList().cost >= WorthPruning; }
+
+/// Takes the next regions; none when none is left. Several at once, to be pruned for together, while there are many
+/// for each thread.
+std::size_t SFTapeSweep::DrawRegions(SFTile* oBoxes)
+{
+  std::size_t const next = _next.load(std::memory_order_relaxed);
+  std::size_t const left = _regionCount - std::min(next, _regionCount);
+  std::size_t const wanted = Prunes() ? std::clamp<std::size_t>(left / (4 * _threads), 1, SFTapePruner::MaxBoxes) : 1;
+  std::size_t const first = _next.fetch_add(wanted);
+  std::size_t const count = std::min(_regionCount - std::min(first, _regionCount), wanted);
+  for (std::size_t i = 0; i < count; ++i)
+    oBoxes[i] = RegionAt(first + i);
+  return count;
+}
+
+/// Prunes for some boxes and goes on to their parts, while there is something left to decide. One attempt in vain
+/// does not say that smaller boxes decide nothing: a few parts spread over the first box all reach it.
+void SFTapeSweep::Visit(Worker& ioWorker, std::span<SFTile const> iBoxes, SFTapeList const& iList, std::size_t iLevel,
                         bool iLastWasVain) const
 {
-  SFTapeList& list = ioWorker.lists[iLevel];
-  bool const vain = !_pruner.Prune(iList, iBox, ioWorker.pruning, list);
-  if ((vain && iLastWasVain) || list.choices == 0 || iLevel + 1 == _levels.size()) {
-    RunBox(ioWorker, iBox, list);
-    return;
+  auto& lists = ioWorker.lists[iLevel];
+  bool const isLast = iLevel + 1 == _levels.size();
+  SFBoxes const changed =
+      _pruner.Prune(iList, iBoxes, isLast ? SFListUse::ToRun : SFListUse::ToPrune, ioWorker.pruning, lists.data());
+  for (std::size_t i = 0; i < iBoxes.size() && !ioWorker.MustStop(); ++i) {
+    bool const vain = (changed >> i & 1U) == 0;
+    if ((vain && iLastWasVain) || lists[i].choices == 0 || lists[i].cost < WorthPruning || isLast)
+      RunBox(ioWorker, iBoxes[i], lists[i]);
+    else
+      VisitParts(ioWorker, iBoxes[i], lists[i], iLevel + 1, vain);
   }
-  ForEachBox(iBox, _levels[iLevel + 1], [&](SFTile const& iPart) {
-    if (!ioWorker.scratch.MustStop())
-      Visit(ioWorker, iPart, list, iLevel + 1, vain);
+}
+
+void SFTapeSweep::VisitParts(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList, std::size_t iLevel,
+                             bool iLastWasVain) const
+{
+  std::array<SFTile, SFTapePruner::MaxBoxes> parts;
+  std::size_t count = 0;
+  auto const visit = [&] {
+    if (count > 0 && !ioWorker.MustStop())
+      Visit(ioWorker, {parts.data(), count}, iList, iLevel, iLastWasVain);
+    count = 0;
+  };
+  ForEachBox(iBox, _levels[iLevel], [&](SFTile const& iPart) {
+    parts[count++] = iPart;
+    if (count == parts.size())
+      visit();
   });
+  visit();
 }
 
 void SFTapeSweep::RunBox(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList) const
@@ -120,12 +178,20 @@ void SFTapeSweep::RunBox(Worker& ioWorker, SFTile const& iBox, SFTapeList const&
     size[axis] = static_cast<unsigned int>(std::clamp<std::size_t>(iBox.count[axis], 1, left));
     left = std::max<std::size_t>(1, left / size[axis]);
   }
+  bool isNew = true;
   ForEachBox(iBox, size, [&](SFTile const& iTile) {
     if (ioWorker.scratch.MustStop())
       return;
-    _runner.RunTile(iList, iTile, ioWorker.scratch);
-    if (!ioWorker.scratch.stopped)
-      ioWorker.sink(iTile, iList, ioWorker.scratch);
+    if (isNew || !SameSize(ioWorker.scratch.count, iTile.count))
+      _runner.Plan(iList, iTile.count, ioWorker.scratch);
+    isNew = false;
+    _runner.RunTile(iTile, ioWorker.scratch);
+    if (ioWorker.scratch.stopped)
+      return;
+    if (!ioWorker.scratch.targetIsDone)
+      ioWorker.output.sink(iTile, iList, ioWorker.scratch);
+    if (ioWorker.onTile)
+      ioWorker.onTile();
   });
 }
 

@@ -144,14 +144,16 @@ TEST(Conformance, Stores)
       auto const check = [&](char const* iWhat) {
         EXPECT_EQ(FirstDifference(got, expected), expected.size()) << kernels->name << " " << iWhat << " " << diagonal;
       };
-      kernels->storeClamped(got.data(), x.data(), x.size(), diagonal);
+      SFStoreBox box{got.data(), 0, 0, x.size(), 1, 1, {x.data(), 0, 0}, true};
+      kernels->storeClamped(box, diagonal);
       for (std::size_t i = 0; i < x.size(); ++i) {
         double const value = std::isnan(x[i]) ? diagonal : x[i];
         expected[i] = static_cast<float>((value > 0.0 ? 1.0 : -1.0) * std::min(diagonal, std::abs(value)));
       }
       check("clamped");
-      kernels->storePlain(got.data(), x.data(), x.size(), diagonal);
-      reference.storePlain(expected.data(), x.data(), x.size(), diagonal);
+      kernels->storePlain(box, diagonal);
+      box.out = expected.data();
+      reference.storePlain(box, diagonal);
       check("plain");
       kernels->storeNormals(got.data(), x.data(), y.data(), z.data(), x.size());
       for (std::size_t i = 0; i < x.size(); ++i) {

@@ -66,7 +66,8 @@ Values Compiled::OnTape() const
   for (unsigned int k = 0; k < dims[2]; ++k)
     for (unsigned int j = 0; j < dims[1]; ++j) {
       SFTile const tile{{0, j, k}, {dims[0], 1, 1}};
-      runner->RunTile(runner->GetList(), tile, scratch);
+      runner->Plan(runner->GetList(), tile.count, scratch);
+      runner->RunTile(tile, scratch);
       sink(tile, runner->GetList(), scratch);
     }
   return values;
@@ -77,11 +78,11 @@ Values Compiled::OnPrunedTape(double* oStepsPerVoxel) const
   Values values;
   auto const store = Into(values, *runner);
   double steps = 0.0;
-  SFTapeSweep sweep(*runner, 0, runner->GetGrid().dims[2]);
-  sweep.Work([&](SFTile const& iTile, SFTapeList const& iList, SFTapeScratch& ioScratch) {
-    store(iTile, iList, ioScratch);
-    steps += static_cast<double>(iList.steps.size()) * iTile.count[0] * iTile.count[1] * iTile.count[2];
-  });
+  SFTapeSweep sweep(*runner, 0, runner->GetGrid().dims[2], 1);
+  sweep.Work({{}, [&](SFTile const& iTile, SFTapeList const& iList, SFTapeScratch& ioScratch) {
+                store(iTile, iList, ioScratch);
+                steps += static_cast<double>(iList.steps.size()) * iTile.count[0] * iTile.count[1] * iTile.count[2];
+              }});
   if (oStepsPerVoxel != nullptr)
     *oStepsPerVoxel =
         steps * static_cast<double>(runner->GetTape().results.size()) / static_cast<double>(values.size());

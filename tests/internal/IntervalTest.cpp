@@ -171,9 +171,9 @@ TEST(Interval, RangesOfTapesHoldTheirValues)
     SFTapeList list;
     SFTile const box{{grid.dims[0] / 3, 0, grid.dims[2] / 2}, {(grid.dims[0] + 1) / 2, grid.dims[1], 1}};
     auto const& all = compiled.runner->GetList();
-    pruner.Prune(all, box, scratch, list);
+    pruner.Prune(all, {&box, 1}, SFListUse::ToPrune, scratch, &list);
     for (std::size_t r = 0; r < roots.size(); ++r) {
-      SFInterval const& range = scratch.ranges[all.results[r]];
+      SFInterval const range = scratch.single[scratch.positions[all.results[r]]].range.At(0);
       ranges += range.hi - range.lo < Inf ? 1 : 0;
       for (unsigned int j = 0; j < box.count[1]; ++j)
         for (unsigned int i = 0; i < box.count[0]; ++i) {

@@ -103,42 +103,67 @@ TEST(Pruner, DropsOnStrictComparisonsOnly)
     SFTapePruner const pruner(*compiled.runner);
     auto scratch = pruner.MakeScratch();
     SFTapeList list;
-    pruner.Prune(compiled.runner->GetList(), {{0, 0, 0}, {Dims[0], Dims[1], Dims[2]}}, scratch, list);
+    SFTile const all{{0, 0, 0}, {Dims[0], Dims[1], Dims[2]}};
+    bool const drops = pruner.Prune(compiled.runner->GetList(), {&all, 1}, SFListUse::ToPrune, scratch, &list) != 0;
+    EXPECT_EQ(drops, c.drops) << c.text;
     EXPECT_EQ(list.steps.size() < compiled.runner->GetList().steps.size(), c.drops) << c.text;
     Values const expected = ByRecursion({root}, Grid);
     EXPECT_EQ(FirstDifference(compiled.OnPrunedTape(), expected), expected.size()) << c.text;
   }
 }
 
-// One thread's memory serves box after box: what one box has dropped, replaced or bounded must not show in another.
-TEST(Pruner, BoxesLeaveNothingBehind)
+namespace {
+
+void ExpectSameLists(SFTapeList const& iA, SFTapeList const& iB)
+{
+  ASSERT_EQ(iA.steps.size(), iB.steps.size());
+  EXPECT_EQ(iA.results, iB.results);
+  EXPECT_EQ(iA.choices, iB.choices);
+  EXPECT_EQ(iA.cost, iB.cost);
+  for (std::size_t i = 0; i < iA.steps.size(); ++i) {
+    EXPECT_EQ(iA.steps[i].id, iB.steps[i].id);
+    EXPECT_EQ(iA.steps[i].code, iB.steps[i].code);
+    EXPECT_EQ(iA.steps[i].axes, iB.steps[i].axes);
+    EXPECT_EQ(iA.steps[i].operands, iB.steps[i].operands);
+  }
+}
+
+} // namespace
+
+// However many boxes are pruned for together, and by which kernels, each gets the list that it gets alone. One
+// thread's memory serves pruning after pruning: what one box has dropped, replaced or bounded must not show in another.
+TEST(Pruner, BoxesPrunedTogetherDoNotMixUp)
 {
   Nodes parts = Spheres(30);
   parts.push_back(Op(SIGN, Op(MINUS, Op(X), Constant(30.0))));
   parts.push_back(Op(ABS, Op(MINUS, Op(MULT, Op(X), Op(Y)), Constant(30.0))));
+  parts.push_back(Op(NOT, Op(MAX, Op(MULT, Op(Y), Op(Z)), Op(LN, Op(MINUS, Op(X), Constant(20.0))))));
   Node const root = Op(WITHOUT, Chain(MIN, parts, false), Chain(MAX, Spheres(3), true));
-  Compiled const compiled({root, parts[3], root}, Grid);
-  SFTapePruner const pruner(*compiled.runner);
-  auto shared = pruner.MakeScratch();
-  SFTapeList ofShared;
-  std::mt19937_64 random(5);
-  for (int trial = 0; trial < 200; ++trial) {
-    SFTile box;
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-      box.begin[axis] = static_cast<unsigned int>(random() % Dims[axis]);
-      box.count[axis] = 1 + static_cast<unsigned int>(random() % (Dims[axis] - box.begin[axis]));
-    }
-    auto fresh = pruner.MakeScratch();
-    SFTapeList ofFresh;
-    EXPECT_EQ(pruner.Prune(compiled.runner->GetList(), box, shared, ofShared),
-              pruner.Prune(compiled.runner->GetList(), box, fresh, ofFresh));
-    ASSERT_EQ(ofShared.steps.size(), ofFresh.steps.size()) << trial;
-    EXPECT_EQ(ofShared.results, ofFresh.results);
-    EXPECT_EQ(ofShared.choices, ofFresh.choices);
-    for (std::size_t i = 0; i < ofFresh.steps.size(); ++i) {
-      EXPECT_EQ(ofShared.steps[i].id, ofFresh.steps[i].id);
-      EXPECT_EQ(ofShared.steps[i].axes, ofFresh.steps[i].axes);
-      EXPECT_EQ(ofShared.steps[i].operands, ofFresh.steps[i].operands);
+  for (SFTapeKernels const* const kernels : AvailableTapeKernels()) {
+    KernelsInUse const forced(kernels->name);
+    Compiled const compiled({root, parts[3], root}, Grid);
+    SFTapeList const& all = compiled.runner->GetList();
+    SFTapePruner const pruner(*compiled.runner);
+    auto shared = pruner.MakeScratch();
+    std::array<SFTapeList, SFTapePruner::MaxBoxes> together;
+    std::mt19937_64 random(5);
+    for (int trial = 0; trial < 60; ++trial) {
+      std::array<SFTile, SFTapePruner::MaxBoxes> boxes;
+      for (SFTile& box : boxes)
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+          box.begin[axis] = static_cast<unsigned int>(random() % Dims[axis]);
+          box.count[axis] = 1 + static_cast<unsigned int>(random() % (Dims[axis] - box.begin[axis]));
+        }
+      std::size_t const count = 1 + random() % boxes.size();
+      SFListUse const use = trial % 2 == 0 ? SFListUse::ToPrune : SFListUse::ToRun;
+      SFBoxes const changed = pruner.Prune(all, {boxes.data(), count}, use, shared, together.data());
+      for (std::size_t i = 0; i < count; ++i) {
+        auto fresh = pruner.MakeScratch();
+        SFTapeList alone;
+        EXPECT_EQ(pruner.Prune(all, {&boxes[i], 1}, use, fresh, &alone), changed >> i & 1U);
+        ExpectSameLists(together[i], alone);
+        ASSERT_FALSE(HasFailure()) << kernels->name << ", trial " << trial << ", box " << i;
+      }
     }
   }
 }
