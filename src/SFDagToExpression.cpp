@@ -7,6 +7,7 @@
 #include "SFDiscreteTransformNode.h"
 #include "SFGCGuidedTransform.h"
 #include "SFOperatorTable.h"
+#include "SFTextPass.h"
 
 #include <span>
 
@@ -146,8 +147,10 @@ struct Frame
 class Writer
 {
 public:
-  Writer(SFSWContext const& iContext, SFExportContext const& iExport, std::string& ioText)
-    : _context(iContext), _export(iExport), _text(ioText)
+  /// With `ioChecked` only checks: no text is kept, and a node is entered at the first of its parents alone.
+  Writer(SFSWContext const& iContext, SFExportContext const& iExport, std::string& ioText,
+         SFNodeIndex* ioChecked = nullptr)
+    : _context(iContext), _export(iExport), _text(ioText), _checked(ioChecked)
   {
   }
 
@@ -160,16 +163,23 @@ public:
         return hr;
       ioFrame.operandsEntered = 0;
     }
-    if (ioFrame.operandsEntered < OperatorRow(node.GetTypeTag()).arity) {
+    while (ioFrame.operandsEntered < OperatorRow(node.GetTypeTag()).arity) {
       bool const left = ioFrame.operandsEntered++ == 0;
-      oNext = (left ? node.GetLhs() : node.GetRhs()).get();
-      if (oNext != nullptr)
+      SFDagNode const* const operand = (left ? node.GetLhs() : node.GetRhs()).get();
+      if (operand == nullptr) {
+        Diagnostics::Sentence(left
+                                  ? "Error in SFDagToExpression::ExportUnaryOpGraph, lhs is null which is unexpected!"
+                                  : "Error in SFDagToExpression::ExportUnaryOpGraph, rhs is null which is unexpected!");
+        Diagnostics::FailedCall("Export", E_FAIL);
+        return E_FAIL;
+      }
+      if (_checked == nullptr || _checked->Insert(operand).second) {
+        oNext = operand;
         return S_OK;
-      Diagnostics::Sentence(left ? "Error in SFDagToExpression::ExportUnaryOpGraph, lhs is null which is unexpected!"
-                                 : "Error in SFDagToExpression::ExportUnaryOpGraph, rhs is null which is unexpected!");
-      Diagnostics::FailedCall("Export", E_FAIL);
-      return E_FAIL;
+      }
     }
+    if (_checked != nullptr)
+      return S_OK;
     node.ReserveEvaluationContexts(_export);
     node.GetContextInfos(_export.GetIndex()).state = SFDagNode::ECacheDone;
     return S_OK;
@@ -204,7 +214,7 @@ private:
       Diagnostics::FailedCall("Export", hr);
       return hr;
     }
-    if (HasToken(iNode.GetTypeTag()))
+    if (_checked == nullptr && HasToken(iNode.GetTypeTag()))
       _text.append(1, ' ').append(_token);
     return S_OK;
   }
@@ -212,6 +222,7 @@ private:
   SFSWContext const& _context;
   SFExportContext const& _export;
   std::string& _text;
+  SFNodeIndex* _checked;
   std::string _token;
 };
 
@@ -240,6 +251,18 @@ HRESULT SFDagToExpression::Export(SFDagNode const& iDagNode, std::string& oExpre
   }
   // Throws when nothing was written: there is no first blank to leave out.
   oExpression = text.substr(1) + (iTerminate ? " $" : " ");
+  return hr;
+}
+
+HRESULT CheckExport(SFSWContext const& iContext, SFDagNode const& iRoot)
+{
+  SFExportContext const unmarked(0);
+  std::string text;
+  SFNodeIndex checked;
+  Writer writer(iContext, unmarked, text, &checked);
+  HRESULT const hr = SFDagWalk<Frame>().Run(writer, iRoot);
+  if (Failed(hr))
+    Diagnostics::FailedCall("Export", hr);
   return hr;
 }
 
