@@ -9,7 +9,9 @@
 #include "SFOperatorTable.h"
 #include "SFTextPass.h"
 
+#include <algorithm>
 #include <span>
+#include <vector>
 
 namespace SF {
 namespace {
@@ -137,6 +139,25 @@ bool HasToken(SFNodeType iType)
   return iType == SFNodeType::RESOLVEDREF || (iType != SFNodeType::END && OperatorRow(iType).token != 0);
 }
 
+/// How many characters a graph would add to a text; no more than one beyond `iLimit` are counted.
+std::size_t TextLength(SFDagNode const& iRoot, std::size_t iLimit)
+{
+  SFNodeIndex index;
+  std::vector<std::size_t> lengths;
+  std::string token;
+  for (SFDagNode const* const node : PostOrder(iRoot, SFReach::Operands)) {
+    SFNodeType const type = node->GetTypeTag();
+    bool const isWritten = HasToken(type) && !IsIncomplete(*node) && Succeeded(TokenOf(*node, token));
+    std::size_t length = isWritten ? token.size() + 1 : 0;
+    for (int i = 0; i < OperatorRow(type).arity; ++i)
+      if (SFDagNode const* const operand = ChildOf(*node, i, SFReach::Operands))
+        length = std::min(iLimit + 1, length + lengths[index.Find(operand)]);
+    index.Insert(node);
+    lengths.push_back(length);
+  }
+  return lengths.back();
+}
+
 struct Frame
 {
   explicit Frame(SFDagNode const& iNode) : node(&iNode) {}
@@ -148,9 +169,9 @@ class Writer
 {
 public:
   /// With `ioChecked` only checks: no text is kept, and a node is entered at the first of its parents alone.
-  Writer(SFSWContext const& iContext, SFExportContext const& iExport, std::string& ioText,
+  Writer(SFSWContext const& iContext, SFExportContext const& iExport, SFDagNode const& iRoot, std::string& ioText,
          SFNodeIndex* ioChecked = nullptr)
-    : _context(iContext), _export(iExport), _text(ioText), _checked(ioChecked)
+    : _context(iContext), _export(iExport), _root(iRoot), _start(ioText.size()), _text(ioText), _checked(ioChecked)
   {
   }
 
@@ -208,7 +229,8 @@ private:
       return E_FAIL;
     }
     HRESULT hr = TokenOf(iNode, _token);
-    if (Succeeded(hr) && _text.size() + _token.size() + 1 > SFDagToExpression::MaxLength)
+    if (Succeeded(hr) &&
+        (_text.size() + _token.size() + 1 > SFDagToExpression::MaxLength || (IsRepetitive(iNode) && IsTooLong())))
       hr = E_FAIL;
     if (Failed(hr)) {
       Diagnostics::FailedCall("Export", hr);
@@ -219,8 +241,35 @@ private:
     return S_OK;
   }
 
+  /// Whether the text so far has become long by writing the same nodes again and again; asked once for each token,
+  /// says so once. There may be no end to such a text, and counting its characters costs less than it has cost.
+  bool IsRepetitive(SFDagNode const& iNode)
+  {
+    constexpr std::size_t longEnough = 100000;
+    constexpr std::size_t often = 8;
+    auto const index = static_cast<std::size_t>(_export.GetIndex());
+    bool const isNew =
+        iNode.GetContextCount() <= index || iNode.GetContextInfos(_export.GetIndex()).state != SFDagNode::ECacheDone;
+    _newNodes += isNew ? 1 : 0;
+    if (_checked != nullptr || _hasCounted || ++_tokens < longEnough || _tokens < often * _newNodes)
+      return false;
+    _hasCounted = true;
+    return true;
+  }
+
+  bool IsTooLong() const
+  {
+    std::size_t const room = SFDagToExpression::MaxLength - std::min(_start, SFDagToExpression::MaxLength);
+    return TextLength(_root, room) > room;
+  }
+
   SFSWContext const& _context;
   SFExportContext const& _export;
+  SFDagNode const& _root;
+  std::size_t _start; ///< where the text of the root starts
+  std::size_t _tokens = 0;
+  std::size_t _newNodes = 0; ///< tokens of nodes that had none before
+  bool _hasCounted = false;
   std::string& _text;
   SFNodeIndex* _checked;
   std::string _token;
@@ -234,7 +283,7 @@ HRESULT SFDagToExpression::Export(SFExportContext iContext, SFDagNode const& iDa
 {
   if (iContext.GetIndex() < 0) // names no slot
     return E_INVALIDARG;
-  Writer writer(GetContext(), iContext, ioExpression);
+  Writer writer(GetContext(), iContext, iDagNode, ioExpression);
   return SFDagWalk<Frame>().Run(writer, iDagNode);
 }
 
@@ -259,7 +308,7 @@ HRESULT CheckExport(SFSWContext const& iContext, SFDagNode const& iRoot)
   SFExportContext const unmarked(0);
   std::string text;
   SFNodeIndex checked;
-  Writer writer(iContext, unmarked, text, &checked);
+  Writer writer(iContext, unmarked, iRoot, text, &checked);
   HRESULT const hr = SFDagWalk<Frame>().Run(writer, iRoot);
   if (Failed(hr))
     Diagnostics::FailedCall("Export", hr);
