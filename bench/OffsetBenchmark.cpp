@@ -105,6 +105,9 @@ constexpr Shape Shapes[] = {
     {"doublings", [](std::size_t n) { return Doublings(n); }},
 };
 
+/// The sizes measured, by order.
+constexpr std::array<std::array<std::size_t, 2>, 3> Sizes{{{10'000, 100'000}, {1'000, 10'000}, {200, 1'000}}};
+
 std::size_t CountNodes(NodePtr const& iRoot)
 {
   std::unordered_set<SF::SFDagNode const*> met;
@@ -181,10 +184,7 @@ int main(int iCount, char** iArguments)
     for (Shape const& shape : Shapes)
       if (only.empty() || only == shape.name)
         for (int order = 1; order <= 3; ++order)
-          for (std::size_t nodes = 200; nodes <= (order == 1   ? 1'000'000U
-                                                  : order == 2 ? 10'000U
-                                                               : 1'000U);
-               nodes *= nodes == 200 ? 5 : 10)
+          for (std::size_t const nodes : Sizes[static_cast<std::size_t>(order) - 1])
             PrintRow(shape, nodes, order);
     return 0;
   } catch (std::exception const& error) {
