@@ -18,9 +18,12 @@ class SFDifferentiation
 public:
   using NodePtr = std::shared_ptr<SFDagNode>;
 
-  /// After `iMaxSeparate` derivatives of nodes, a node of the field gets one derivative for each variable,
+  /// After more than `iMaxSeparate` derivatives of nodes, a node of the field gets one derivative for each variable,
   /// however many paths reach it.
   explicit SFDifferentiation(std::size_t iMaxSeparate) : _maxSeparate(iMaxSeparate) {}
+  /// As above for `iField`, whose nodes get one derivative for each variable from the start. Only those whose
+  /// derivatives write lines stay separate, so that each path has its lines.
+  SFDifferentiation(std::size_t iMaxSeparate, SFDagNode const& iField);
 
   NodePtr Differentiate(NodePtr const& iNode, SFNodeType iVariable);
   /// By the rule of an operator, whatever the type of the node, of which only the operands are read.
@@ -58,13 +61,15 @@ private:
   NodePtr const& At(Place const& iPlace) const;
   void Later(NodePtr iSource, SFNodeType iVariable, Place const& iPlace);
 
-  bool IsSharing() const { return _count > _maxSeparate; }
+  bool Shares(Task const& iTask);
   Built& BuiltFor(SFNodeType iVariable);
   bool Reuse(Task const& iTask);
   void Remember(Task const& iTask);
 
   std::size_t _maxSeparate;
-  std::size_t _count = 0; ///< of the derivatives built so far
+  std::size_t _separate = 0; ///< derivatives built for one path each
+  SFNodeIndex _field;        ///< the nodes of the field, where they are known
+  std::vector<bool> _speaks; ///< by index: whether its derivative writes lines
   NodePtr _root;
   std::vector<Task> _tasks; ///< the next one last
   std::array<Built, 4> _built;

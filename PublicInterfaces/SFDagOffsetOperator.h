@@ -18,11 +18,15 @@ namespace SF {
 /// by finite differences of physical problems", 1911). A positive distance moves the zero set towards positive
 /// values, which is outwards for fields that are negative inside. See docs/offsets.md for what to expect.
 ///
-/// Results are written as text and read back, which merges their equal parts and rounds their numbers to 6
-/// significant digits. An offset is never silently another field: where text cannot say what the graph holds (a
-/// host's resource, a number that is not finite, an OFFSET node that is two-sided or has a tolerance of its own, a
-/// cylinder with a reference direction of its own), where reading would merge what differs, or where the text
-/// would have more than `MaxTokens` tokens, the operation fails.
+/// Results are as if they had been written as text and read back, which merges their equal parts and rounds their
+/// numbers to 6 significant digits; no text is made, as that has a place for every path. An offset is never silently
+/// another field: where text cannot say what the graph holds (a host's resource, a number that is not finite, an
+/// OFFSET node that is two-sided or has a tolerance of its own, a cylinder with a reference direction of its own, a
+/// parameter's name or a reference with characters that end it early), or where reading would merge what differs, the
+/// operation fails.
+///
+/// Time and memory are in proportion to the nodes of the field and of the results of the steps, however many paths
+/// lead through them. A step that would start from more than `MaxNodes` nodes fails.
 ///
 /// The field given is rewritten in place by the simplification of its derivatives
 /// (SFDagDifferentialOperator::BuildGradientTree), and results may hold its nodes: a host that wants it untouched
@@ -60,7 +64,7 @@ public:
   std::shared_ptr<SFDagNode> BuildTwoSidedOffsetTree(std::shared_ptr<SFDagNode> iNode, double iDistance,
                                                      ZULTolerance const& iTolerance, int iOrder) const;
 
-  static constexpr std::size_t MaxTokens = std::size_t{1} << 26;
+  static constexpr std::size_t MaxNodes = std::size_t{1} << 21;
 
 private:
   std::shared_ptr<SFDagNode> PassThroughText(std::shared_ptr<SFDagNode> iTree, void (*iReport)(HRESULT)) const;

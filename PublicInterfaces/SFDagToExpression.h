@@ -22,8 +22,9 @@ public:
   /// that several parents share is written at each of them; numbers keep 6 significant digits.
   ///
   /// E_FAIL, after a line from the failing node outwards and with `oExpression` untouched, when the context does
-  /// not support a node's kind, an operand is missing or the text would exceed `MaxLength`. Kinds without a
-  /// token (NONE, END, POLYGRADIENT, UNDEFINED) write nothing; std::out_of_range when the root is one of them.
+  /// not support a node's kind, an operand is missing or the text would exceed `MaxLength`, which is found out early
+  /// where it is many paths to few nodes that make it long. Kinds without a token (NONE, END, POLYGRADIENT,
+  /// UNDEFINED) write nothing; std::out_of_range when the root is one of them.
   HRESULT Export(SFDagNode const& iDagNode, std::string& oExpression, bool iTerminate, bool iExportFlag) const;
 
   /// Appends the text of a graph, with a blank before each token, and marks the slot of `iContext` as done on

@@ -7,7 +7,7 @@ ResourceGradientToSF::ResourceGradientToSF(std::shared_ptr<ResourceToSF> iResour
 {
 }
 ResourceGradientToSF::ResourceGradientToSF(ResourceGradientToSF const&) = default;
-ResourceGradientToSF::~ResourceGradientToSF() = default;
+ResourceGradientToSF::~ResourceGradientToSF() { Release(std::move(_resource)); } // may be a gradient itself
 
 _GUID ResourceGradientToSF::GetSFResourceTypeS()
 {

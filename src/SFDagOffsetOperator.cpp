@@ -1,13 +1,14 @@
 #include "SFDagOffsetOperator.h"
 
 #include "SFConstant.h"
-#include "SFDagDifferentialOperator.h"
-#include "SFDagFromExpression.h"
-#include "SFDagToExpression.h"
+#include "SFDagTraversal.h"
+#include "SFDifferentiation.h"
 #include "SFOp.h"
-#include "SFTextFidelity.h"
+#include "SFSimplification.h"
+#include "SFTextPass.h"
 
 #include <utility>
+#include <vector>
 
 namespace SF {
 namespace {
@@ -29,6 +30,35 @@ bool IsProvided(NodePtr const& iNode)
   if (iNode == nullptr)
     Diagnostics::Sentence("SFDagEvaluator::OffsetFunctionTree, no function provided ! ");
   return iNode != nullptr;
+}
+
+/// The nodes of a derivative that are none of the field's.
+SFNodeIndex NodesMadeFor(SFDagNode const& iDerivative, std::vector<SFDagNode const*> const& iField)
+{
+  SFNodeIndex field;
+  for (SFDagNode const* const node : iField)
+    field.Insert(node);
+  SFNodeIndex made;
+  for (SFDagNode const* const node : PostOrder(iDerivative, SFReach::Operands))
+    if (field.Find(node) == SFNodeIndex::Absent)
+      made.Insert(node);
+  return made;
+}
+
+/// What SFDagDifferentialOperator::BuildGradientTree gives and does, but for one thing: nodes that it makes anew for
+/// every path are shared. In text that makes no difference.
+NodePtr GradientComponent(NodePtr const& iField, SFNodeType iVariable, ZULTolerance const& iTolerance)
+{
+  auto const field = PostOrder(*iField, SFReach::OperandsAndDerived);
+  NodePtr const derivative =
+      SFDifferentiation(SFSimplification::MaxRepeatedLines, *iField).Differentiate(iField, iVariable);
+  if (derivative == nullptr)
+    return nullptr;
+  SFSimplification simplification(iTolerance.GetResolution(), NodesMadeFor(*derivative, field));
+  auto const result = simplification.Run(derivative);
+  if (result.replacement != nullptr)
+    return result.replacement;
+  return result.copy != nullptr ? result.copy : derivative;
 }
 
 void ReportOffsetNotWritten(HRESULT iCode) { Diagnostics::FailedCall("NthOrderApproximationOffset", iCode); }
@@ -95,8 +125,12 @@ NodePtr SFDagOffsetOperator::GradientNorm(NodePtr iNode, ZULTolerance const& iTo
 {
   if (!IsProvided(iNode))
     return nullptr;
+  if (PostOrder(*iNode, SFReach::OperandsAndDerived).size() > MaxNodes) {
+    ReportNormNotWritten(E_FAIL);
+    return nullptr;
+  }
   auto const squared = [&](SFNodeType iVariable) {
-    return Op(SFNodeType::SQUARE, SFDagDifferentialOperator::BuildGradientTree(iNode, iVariable, iTolerance));
+    return Op(SFNodeType::SQUARE, GradientComponent(iNode, iVariable, iTolerance));
   };
   NodePtr const x = squared(SFNodeType::X);
   NodePtr const y = squared(SFNodeType::Y);
@@ -108,27 +142,16 @@ NodePtr SFDagOffsetOperator::GradientNorm(NodePtr iNode, ZULTolerance const& iTo
   return norm;
 }
 
-/// The tree as text says it. Null, after a line, when the text would say something else; null when it cannot be
-/// read.
+/// The tree as text says it. Null, after a line, when the text could not be written or would say something else.
 NodePtr SFDagOffsetOperator::PassThroughText(NodePtr iTree, void (*iReport)(HRESULT)) const
 {
-  if (!TextCanSay(*iTree, MaxTokens)) {
-    iReport(E_FAIL);
-    return nullptr;
-  }
-  std::string text;
-  HRESULT const hr = SFDagToExpression(GetContext()).Export(*iTree, text, false, false);
-  // The writer has marked slots as done, some of them on nodes of the field, which may be evaluated next.
+  SFTextPass pass(*iTree);
+  HRESULT const hr = pass.CanBeSaid() ? CheckExport(GetContext(), *iTree) : E_FAIL;
+  // Slots of the field may hold values of before it was rewritten.
   iTree->ResetEvaluationCache();
-  if (Failed(hr)) {
-    iReport(hr);
-    return nullptr;
-  }
-  NodePtr read = SFDagFromExpression::BuildFromExpression(text, nullptr);
-  if (read != nullptr && !TextSays(*read, *iTree)) {
-    iReport(E_FAIL);
-    return nullptr;
-  }
+  NodePtr read = Succeeded(hr) ? pass.Read() : nullptr;
+  if (read == nullptr)
+    iReport(Failed(hr) ? hr : E_FAIL);
   return read;
 }
 

@@ -7,8 +7,11 @@
 #include "SFDiscreteTransformNode.h"
 #include "SFGCGuidedTransform.h"
 #include "SFOperatorTable.h"
+#include "SFTextPass.h"
 
+#include <algorithm>
 #include <span>
+#include <vector>
 
 namespace SF {
 namespace {
@@ -136,6 +139,25 @@ bool HasToken(SFNodeType iType)
   return iType == SFNodeType::RESOLVEDREF || (iType != SFNodeType::END && OperatorRow(iType).token != 0);
 }
 
+/// How many characters a graph would add to a text; no more than one beyond `iLimit` are counted.
+std::size_t TextLength(SFDagNode const& iRoot, std::size_t iLimit)
+{
+  SFNodeIndex index;
+  std::vector<std::size_t> lengths;
+  std::string token;
+  for (SFDagNode const* const node : PostOrder(iRoot, SFReach::Operands)) {
+    SFNodeType const type = node->GetTypeTag();
+    bool const isWritten = HasToken(type) && !IsIncomplete(*node) && Succeeded(TokenOf(*node, token));
+    std::size_t length = isWritten ? token.size() + 1 : 0;
+    for (int i = 0; i < OperatorRow(type).arity; ++i)
+      if (SFDagNode const* const operand = ChildOf(*node, i, SFReach::Operands))
+        length = std::min(iLimit + 1, length + lengths[index.Find(operand)]);
+    index.Insert(node);
+    lengths.push_back(length);
+  }
+  return lengths.back();
+}
+
 struct Frame
 {
   explicit Frame(SFDagNode const& iNode) : node(&iNode) {}
@@ -146,8 +168,10 @@ struct Frame
 class Writer
 {
 public:
-  Writer(SFSWContext const& iContext, SFExportContext const& iExport, std::string& ioText)
-    : _context(iContext), _export(iExport), _text(ioText)
+  /// With `ioChecked` only checks: no text is kept, and a node is entered at the first of its parents alone.
+  Writer(SFSWContext const& iContext, SFExportContext const& iExport, SFDagNode const& iRoot, std::string& ioText,
+         SFNodeIndex* ioChecked = nullptr)
+    : _context(iContext), _export(iExport), _root(iRoot), _start(ioText.size()), _text(ioText), _checked(ioChecked)
   {
   }
 
@@ -160,16 +184,23 @@ public:
         return hr;
       ioFrame.operandsEntered = 0;
     }
-    if (ioFrame.operandsEntered < OperatorRow(node.GetTypeTag()).arity) {
+    while (ioFrame.operandsEntered < OperatorRow(node.GetTypeTag()).arity) {
       bool const left = ioFrame.operandsEntered++ == 0;
-      oNext = (left ? node.GetLhs() : node.GetRhs()).get();
-      if (oNext != nullptr)
+      SFDagNode const* const operand = (left ? node.GetLhs() : node.GetRhs()).get();
+      if (operand == nullptr) {
+        Diagnostics::Sentence(left
+                                  ? "Error in SFDagToExpression::ExportUnaryOpGraph, lhs is null which is unexpected!"
+                                  : "Error in SFDagToExpression::ExportUnaryOpGraph, rhs is null which is unexpected!");
+        Diagnostics::FailedCall("Export", E_FAIL);
+        return E_FAIL;
+      }
+      if (_checked == nullptr || _checked->Insert(operand).second) {
+        oNext = operand;
         return S_OK;
-      Diagnostics::Sentence(left ? "Error in SFDagToExpression::ExportUnaryOpGraph, lhs is null which is unexpected!"
-                                 : "Error in SFDagToExpression::ExportUnaryOpGraph, rhs is null which is unexpected!");
-      Diagnostics::FailedCall("Export", E_FAIL);
-      return E_FAIL;
+      }
     }
+    if (_checked != nullptr)
+      return S_OK;
     node.ReserveEvaluationContexts(_export);
     node.GetContextInfos(_export.GetIndex()).state = SFDagNode::ECacheDone;
     return S_OK;
@@ -198,20 +229,49 @@ private:
       return E_FAIL;
     }
     HRESULT hr = TokenOf(iNode, _token);
-    if (Succeeded(hr) && _text.size() + _token.size() + 1 > SFDagToExpression::MaxLength)
+    if (Succeeded(hr) &&
+        (_text.size() + _token.size() + 1 > SFDagToExpression::MaxLength || (IsRepetitive(iNode) && IsTooLong())))
       hr = E_FAIL;
     if (Failed(hr)) {
       Diagnostics::FailedCall("Export", hr);
       return hr;
     }
-    if (HasToken(iNode.GetTypeTag()))
+    if (_checked == nullptr && HasToken(iNode.GetTypeTag()))
       _text.append(1, ' ').append(_token);
     return S_OK;
   }
 
+  /// Whether the text so far has become long by writing the same nodes again and again; asked once for each token,
+  /// says so once. There may be no end to such a text, and counting its characters costs less than it has cost.
+  bool IsRepetitive(SFDagNode const& iNode)
+  {
+    constexpr std::size_t longEnough = 100000;
+    constexpr std::size_t often = 8;
+    auto const index = static_cast<std::size_t>(_export.GetIndex());
+    bool const isNew =
+        iNode.GetContextCount() <= index || iNode.GetContextInfos(_export.GetIndex()).state != SFDagNode::ECacheDone;
+    _newNodes += isNew ? 1 : 0;
+    if (_checked != nullptr || _hasCounted || ++_tokens < longEnough || _tokens < often * _newNodes)
+      return false;
+    _hasCounted = true;
+    return true;
+  }
+
+  bool IsTooLong() const
+  {
+    std::size_t const room = SFDagToExpression::MaxLength - std::min(_start, SFDagToExpression::MaxLength);
+    return TextLength(_root, room) > room;
+  }
+
   SFSWContext const& _context;
   SFExportContext const& _export;
+  SFDagNode const& _root;
+  std::size_t _start; ///< where the text of the root starts
+  std::size_t _tokens = 0;
+  std::size_t _newNodes = 0; ///< tokens of nodes that had none before
+  bool _hasCounted = false;
   std::string& _text;
+  SFNodeIndex* _checked;
   std::string _token;
 };
 
@@ -223,7 +283,7 @@ HRESULT SFDagToExpression::Export(SFExportContext iContext, SFDagNode const& iDa
 {
   if (iContext.GetIndex() < 0) // names no slot
     return E_INVALIDARG;
-  Writer writer(GetContext(), iContext, ioExpression);
+  Writer writer(GetContext(), iContext, iDagNode, ioExpression);
   return SFDagWalk<Frame>().Run(writer, iDagNode);
 }
 
@@ -240,6 +300,18 @@ HRESULT SFDagToExpression::Export(SFDagNode const& iDagNode, std::string& oExpre
   }
   // Throws when nothing was written: there is no first blank to leave out.
   oExpression = text.substr(1) + (iTerminate ? " $" : " ");
+  return hr;
+}
+
+HRESULT CheckExport(SFSWContext const& iContext, SFDagNode const& iRoot)
+{
+  SFExportContext const unmarked(0);
+  std::string text;
+  SFNodeIndex checked;
+  Writer writer(iContext, unmarked, iRoot, text, &checked);
+  HRESULT const hr = SFDagWalk<Frame>().Run(writer, iRoot);
+  if (Failed(hr))
+    Diagnostics::FailedCall("Export", hr);
   return hr;
 }
 

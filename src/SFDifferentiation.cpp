@@ -62,6 +62,47 @@ std::array<NodePtr, 3> CylinderFactors(SFCylindricalTransform const& iCylinder, 
   return {combination(u, w), Op(DIV, combination(k * w, -k * u), Op(X)), Constant(Along(frame.axis, iVariable))};
 }
 
+bool ReadsDerivatives(SFCalculusRules const& iRules)
+{
+  auto const steps = iRules.derivative.Steps();
+  return std::any_of(steps.begin(), steps.end(), [](SFTreeTemplate::Step const& iStep) {
+    return iStep.kind == StepKind::LhsDerivative || iStep.kind == StepKind::RhsDerivative ||
+           iStep.kind == StepKind::Derivative;
+  });
+}
+
+/// Whether building the derivative of a node writes a line; `iSpeaks` tells it of the nodes below, null included.
+template <class Speaks>
+bool WritesLine(SFDagNode const& iNode, Speaks iSpeaks)
+{
+  SFNodeType const type = iNode.GetTypeTag();
+  switch (FamilyOf(type)) {
+  case SFNodeFamily::Coordinate:
+  case SFNodeFamily::Constant:
+    return false;
+  case SFNodeFamily::Resource:
+    return type != POLY || NodeAs<ResourceToSF>(iNode) == nullptr;
+  case SFNodeFamily::Operator:
+    return ReadsDerivatives(CalculusRulesOf(type)) &&
+           (iSpeaks(iNode.GetLhs().get()) || (IsBinaryOperator(type) && iSpeaks(iNode.GetRhs().get())));
+  case SFNodeFamily::Transform: {
+    auto const* const affine = NodeAs<SFAffineTransform>(iNode);
+    ZULMathTransformation const* inverse = nullptr;
+    bool const hasRule =
+        affine != nullptr ? Succeeded(affine->FindInverse(inverse)) : NodeAs<SFCylindricalTransform>(iNode) != nullptr;
+    return !hasRule || iSpeaks(iNode.GetLhs().get());
+  }
+  case SFNodeFamily::Offset:
+    return iSpeaks(DerivedDagOf(iNode));
+  case SFNodeFamily::None:
+  case SFNodeFamily::End:
+  case SFNodeFamily::Reference:
+  case SFNodeFamily::Blend:
+    break;
+  }
+  return true;
+}
+
 } // namespace
 
 /// Turns a tree template over one node into new nodes, in place.
@@ -111,6 +152,16 @@ private:
   SFNodeType _variable;
 };
 
+SFDifferentiation::SFDifferentiation(std::size_t iMaxSeparate, SFDagNode const& iField) : _maxSeparate(iMaxSeparate)
+{
+  auto const speaks = [this](SFDagNode const* iNode) { return iNode == nullptr || _speaks[_field.Find(iNode)]; };
+  for (SFDagNode const* const node : PostOrder(iField, SFReach::OperandsAndDerived)) {
+    bool const writesLine = WritesLine(*node, speaks);
+    _field.Insert(node);
+    _speaks.push_back(writesLine);
+  }
+}
+
 // ---- the list of tasks ----------------------------------------------------------------------------------------
 
 NodePtr SFDifferentiation::Differentiate(NodePtr const& iNode, SFNodeType iVariable)
@@ -132,12 +183,12 @@ NodePtr SFDifferentiation::Run()
   while (!_tasks.empty()) {
     Task const task = std::move(_tasks.back());
     _tasks.pop_back();
-    if (IsSharing() && Reuse(task))
+    bool const isShared = Shares(task);
+    if (isShared && Reuse(task))
       continue;
-    ++_count;
     std::size_t const before = _tasks.size();
     bool const done = Build(task);
-    if (done && IsSharing())
+    if (done && isShared)
       Remember(task);
     for (std::size_t i = before; i < _tasks.size() && !done; ++i)
       _tasks[i].owner = task.owner; // handed on to another tree, which gives the same derivative
@@ -173,6 +224,17 @@ SFDifferentiation::Built& SFDifferentiation::BuiltFor(SFNodeType iVariable)
 {
   auto const position = std::find(Coordinates.begin(), Coordinates.end(), iVariable);
   return _built[static_cast<std::size_t>(position - Coordinates.begin())];
+}
+
+/// Whether all paths to a node share one derivative from here on. Counts those that do not.
+bool SFDifferentiation::Shares(Task const& iTask)
+{
+  if (_speaks.empty())
+    return ++_separate > _maxSeparate;
+  std::uint32_t const number = _field.Find(iTask.owner.get());
+  if (number == SFNodeIndex::Absent) // made by a rule, for one use or two
+    return false;
+  return !_speaks[number] || ++_separate > _maxSeparate;
 }
 
 bool SFDifferentiation::Reuse(Task const& iTask)

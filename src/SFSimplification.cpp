@@ -1,5 +1,6 @@
 #include "SFSimplification.h"
 
+#include "SFAffineTransform.h"
 #include "SFConstant.h"
 #include "SFDagDifferentialOperator.h"
 #include "SFOp.h"
@@ -87,6 +88,14 @@ SFRewriting RewritingOf(SFNodeType iType)
   return iType == SFNodeType::AFFINETRANSFORM ? SFRewriting::Fold : CalculusRulesOf(iType).rewriting;
 }
 
+/// A node that was made for a derivative, without its operands.
+NodePtr CopyOf(SFDagNode const& iNode)
+{
+  if (iNode.GetTypeTag() == SFNodeType::AFFINETRANSFORM)
+    return std::make_shared<SFAffineTransform>(static_cast<SFAffineTransform const&>(iNode).GetTransformation());
+  return std::make_shared<SFOp>(iNode.GetTypeTag());
+}
+
 } // namespace
 
 SFSimplification::Result SFSimplification::Run(NodePtr const& iRoot)
@@ -135,7 +144,7 @@ bool SFSimplification::Enter(NodePtr const& iNode, Result& oResult)
   SFRewriting const rewriting = RewritingOf(iNode->GetTypeTag());
   if (rewriting == SFRewriting::None || Recall(*iNode, oResult))
     return true;
-  _frames.push_back({iNode.get(), rewriting});
+  _frames.push_back({iNode.get(), rewriting, IsMade(*iNode)});
   return false;
 }
 
@@ -146,7 +155,7 @@ bool SFSimplification::Recall(SFDagNode const& iNode, Result& oResult)
     return false;
   oResult = _settledResults[number];
   double value = 0.0;
-  if (!oResult.isNew)
+  if (!oResult.isNew || IsMade(iNode))
     return true;
   if (Succeeded(oResult.replacement->GetConstant(value)))
     oResult.replacement = std::make_shared<SFConstant>(value);
@@ -171,37 +180,32 @@ SFSimplification::Result SFSimplification::Decide(Frame& ioFrame)
 SFSimplification::Result SFSimplification::DecideUnary(Frame& ioFrame)
 {
   Result const& operand = ioFrame.operands[0];
-  if (operand.replacement == nullptr)
-    return {};
-  if (operand.kind == Operator::EGeneral) {
-    Store(ioFrame, SFOperand::ELhs);
-    return {};
-  }
-  return Fold(ioFrame, operand.replacement, nullptr);
+  if (operand.replacement != nullptr && operand.kind != Operator::EGeneral)
+    return Fold(ioFrame, {operand.replacement, nullptr});
+  return Keep(ioFrame, OperandsNow(ioFrame));
 }
 
 SFSimplification::Result SFSimplification::DecideBinary(Frame& ioFrame)
 {
-  Store(ioFrame, SFOperand::ELhs);
-  Store(ioFrame, SFOperand::ERhs);
-  SFDagNode const& node = *ioFrame.node;
+  Operands const operands = OperandsNow(ioFrame);
+  auto const& [lhs, rhs] = operands;
   auto const kindOf = [](Result const& iOperand) { return iOperand.replacement == nullptr ? Kept : iOperand.kind; };
   Result result;
   switch (VerdictOn(ioFrame.rewriting, kindOf(ioFrame.operands[0]), kindOf(ioFrame.operands[1]))) {
   case Verdict::Keep:
-    return {};
+    return Keep(ioFrame, operands);
   case Verdict::Fold:
-    return Fold(ioFrame, node.GetLhs(), node.GetRhs());
+    return Fold(ioFrame, operands);
   case Verdict::Lhs:
-    result = {node.GetLhs(), Operator::EGeneral};
+    result = {lhs, Operator::EGeneral};
     break;
   case Verdict::Rhs:
-    result = {node.GetRhs(), Operator::EGeneral};
+    result = {rhs, Operator::EGeneral};
     break;
   case Verdict::LhsZero:
-    return {node.GetLhs(), Operator::EZero};
+    return {lhs, Operator::EZero};
   case Verdict::RhsZero:
-    return {node.GetRhs(), Operator::EZero};
+    return {rhs, Operator::EZero};
   case Verdict::OneAsZero:
     return MakeConstant(1.0, Operator::EZero);
   case Verdict::OneAsOne:
@@ -209,41 +213,69 @@ SFSimplification::Result SFSimplification::DecideBinary(Frame& ioFrame)
   case Verdict::OneAsGeneral:
     return MakeConstant(1.0, Operator::EGeneral);
   }
-  if (node.GetTypeTag() == SFNodeType::MINUS && result.replacement == node.GetRhs()) {
-    result.replacement = std::make_shared<SFOp>(SFNodeType::NOT, node.GetRhs());
+  if (ioFrame.node->GetTypeTag() == SFNodeType::MINUS && result.replacement == rhs) {
+    result.replacement = std::make_shared<SFOp>(SFNodeType::NOT, rhs);
     result.isNew = true;
   }
   return result;
 }
 
-/// Puts what an operand became into the node.
-void SFSimplification::Store(Frame& ioFrame, SFOperand iOperand)
+/// What the operands have become. A node of the field has them from now on, whatever becomes of itself.
+SFSimplification::Operands SFSimplification::OperandsNow(Frame& ioFrame)
 {
-  bool const left = iOperand == SFOperand::ELhs;
-  NodePtr const& replacement = ioFrame.operands[left ? 0 : 1].replacement;
-  NodePtr const& current = left ? ioFrame.node->GetLhs() : ioFrame.node->GetRhs();
-  if (replacement == nullptr || replacement == current)
-    return;
-  _replaced.push_back(current);
-  ioFrame.settled = false;
-  if (left)
-    ioFrame.node->SetLhs(replacement);
-  else
-    ioFrame.node->SetRhs(replacement);
+  auto const now = [](Result const& iResult, NodePtr const& iBefore) {
+    return iResult.replacement != nullptr ? iResult.replacement : iResult.copy != nullptr ? iResult.copy : iBefore;
+  };
+  SFDagNode& node = *ioFrame.node;
+  Operands operands{now(ioFrame.operands[0], node.GetLhs()), now(ioFrame.operands[1], node.GetRhs())};
+  if (!ioFrame.isMade && (operands[0] != node.GetLhs() || operands[1] != node.GetRhs())) {
+    ioFrame.settled = false;
+    Store(node, operands);
+  }
+  return operands;
 }
 
-SFSimplification::Result SFSimplification::Fold(Frame& ioFrame, NodePtr const& iLhs, NodePtr const& iRhs)
+void SFSimplification::Store(SFDagNode& ioNode, Operands const& iOperands)
 {
+  if (iOperands[0] != ioNode.GetLhs()) {
+    _replaced.push_back(ioNode.GetLhs());
+    ioNode.SetLhs(iOperands[0]);
+  }
+  if (iOperands[1] != ioNode.GetRhs()) {
+    _replaced.push_back(ioNode.GetRhs());
+    ioNode.SetRhs(iOperands[1]);
+  }
+}
+
+SFSimplification::Result SFSimplification::Keep(Frame& ioFrame, Operands const& iOperands)
+{
+  SFDagNode& node = *ioFrame.node;
+  if (!ioFrame.isMade || (iOperands[0] == node.GetLhs() && iOperands[1] == node.GetRhs()))
+    return {};
+  if (ioFrame.settled) {
+    Store(node, iOperands);
+    return {};
+  }
+  Result result;
+  result.copy = CopyOf(node);
+  result.copy->SetLhs(iOperands[0]);
+  result.copy->SetRhs(iOperands[1]);
+  return result;
+}
+
+SFSimplification::Result SFSimplification::Fold(Frame& ioFrame, Operands const& iOperands)
+{
+  auto const& [lhs, rhs] = iOperands;
   double value = 0.0;
-  HRESULT const hr = Operator::EvaluateSimplification(value, ioFrame.node->GetTypeTag(), iLhs, iRhs);
+  HRESULT const hr = Operator::EvaluateSimplification(value, ioFrame.node->GetTypeTag(), lhs, rhs);
   double divisor = 1.0;
   bool const byZero =
-      ioFrame.rewriting == SFRewriting::Quotient && Succeeded(iRhs->GetConstant(divisor)) && divisor == 0.0;
+      ioFrame.rewriting == SFRewriting::Quotient && Succeeded(rhs->GetConstant(divisor)) && divisor == 0.0;
   if ((byZero || Failed(hr)) && RepeatsLine())
     ioFrame.settled = false;
   if (Failed(hr)) {
     Diagnostics::Sentence("Error in SFDagEvaluator::SimplifyTree, failed to evaluate simplification ! ");
-    return {};
+    return ioFrame.isMade ? Keep(ioFrame, iOperands) : Result{};
   }
   return MakeConstant(value, Operator::GetScalarType(value, _tolerance));
 }

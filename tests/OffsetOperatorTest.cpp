@@ -257,17 +257,42 @@ TEST(OffsetOperator, LeavesNoMarksOnTheField)
   EXPECT_EQ(field->GetContextInfos(0).value, 2.0);
 }
 
-TEST(OffsetOperator, RefusesTextsBeyondMeasure)
+TEST(OffsetOperator, SharingCostsNothing)
 {
-  // Shared doublings: some 2^200 tokens.
+  // Shared doublings: a text of some 2^200 tokens.
   NodePtr field = Build("s X $");
   for (int i = 0; i < 200; ++i)
     field = Op(SFNodeType::PLUS, field, field);
+  for (int order = 1; order <= 3; ++order) {
+    auto const offset = OneSided(field, 0.1, order);
+    ASSERT_NE(offset, nullptr);
+    EXPECT_LT(NodesOf(*offset).size(), 10000U);
+  }
+  EXPECT_NEAR(ValueAt(*OneSided(field, 0.1, 1), {0.0, 0, 0}) / std::ldexp(1.0, 200), -0.1, 1e-12);
+
+  // A transform has three derivatives, each of which has three below it.
+  NodePtr moved = Build("+ + q X q Y q Z $");
+  for (int i = 0; i < 200; ++i)
+    moved = AffineOver(moved, 0.25);
+  EXPECT_NE(OneSided(moved, 0.1, 1), nullptr);
+
+  // Nothing below the blend has a derivative: no line twice where the paths are beyond any count.
+  NodePtr failing = Build("b0.5 X Y $");
+  for (int i = 0; i < 200; ++i)
+    failing = Op(SFNodeType::PLUS, failing, failing);
   Captured const captured;
-  EXPECT_EQ(OneSided(field, 0.1, 1), nullptr);
+  EXPECT_EQ(OneSided(failing, 0.1, 1), nullptr);
   auto const lines = captured.Lines();
-  EXPECT_EQ(lines.front(), NormFailed);
   EXPECT_EQ(lines.back(), OffsetFailed);
+  EXPECT_LT(lines.size(), 1000000U);
+}
+
+TEST(OffsetOperator, RefusesFieldsBeyondMeasure)
+{
+  NodePtr field = Op(SFNodeType::X);
+  for (std::size_t i = 0; i < SFDagOffsetOperator::MaxNodes; ++i)
+    field = Op(SFNodeType::NOT, field);
+  EXPECT_EQ(LinesOf([&] { EXPECT_EQ(offsets.GradientNorm(field, tolerance), nullptr); }), LineList{NormFailed});
 }
 
 TEST(OffsetOperator, ItsLinesStandInTheStatedOrder)

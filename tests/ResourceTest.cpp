@@ -1,3 +1,4 @@
+#include "CalculusSupport.h"
 #include "HostResource.h"
 
 #include "BRXResourceToSFExecutionInfo.h"
@@ -143,4 +144,12 @@ TEST(Resource, ExecutionInfosReferToTheHost)
   brx.SetRef(&object); // is not the object of the modeller
   EXPECT_EQ(brx.GetRef(), nullptr);
   EXPECT_EQ(BRXResourceToSFExecutionInfo(brx).GetBRXObject(), &body);
+}
+
+TEST(Resource, ChainsOfGradientsAreDismantledWithoutRecursion)
+{
+  std::shared_ptr<ResourceToSF> chain = std::make_shared<ExplicitToSF>(SFNodeType::POLY);
+  for (int i = 0; i < 1000000; ++i)
+    chain = std::make_shared<ResourceGradientToSF>(std::move(chain), SFNodeType::X);
+  OnSmallStack([&] { chain.reset(); });
 }

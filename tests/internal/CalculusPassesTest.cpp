@@ -7,23 +7,6 @@ using namespace SF;
 using namespace SFTest;
 using enum SFNodeType;
 
-namespace {
-/// A graph whose operators take their operands from the nodes made before, so that most nodes are shared.
-NodePtr RandomGraph(unsigned int iSeed)
-{
-  RandomTexts random(iSeed, {});
-  std::vector<NodePtr> nodes{Op(X), Op(Y), C(0), C(1), C(2), C(1)};
-  constexpr SFNodeType types[] = {PLUS, MINUS, MULT, DIV, POW, PLUS, MINUS, MULT, DIV, POW, COS, NOT, SQUARE, SIGN};
-  for (int i = 0; i < 14; ++i) {
-    SFNodeType const type = types[random.Below(std::size(types))];
-    auto const pick = [&] { return nodes[nodes.size() - 1 - random.Below(std::min<std::size_t>(nodes.size(), 8))]; };
-    NodePtr const lhs = pick();
-    nodes.push_back(Op(type, lhs, IsBinaryOperator(type) ? pick() : nullptr));
-  }
-  return nodes.back();
-}
-} // namespace
-
 TEST(SimplificationPass, RemembersOnlyWhatAnotherVisitWouldGiveAgain)
 {
   int rewritten = 0;
