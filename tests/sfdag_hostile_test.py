@@ -38,9 +38,8 @@ class Bytes(SfdagTest):
 
     def test_random_models(self):
         randomly = random.Random(7)
-        tokens = [b"X", b"Y", b"Z", b"f1 ", b"f", b"+", b"*", b"/", b"^", b"U", b"I", b"D", b"\\", b"q", b"r", b"l", b"#a ",
-                  b"# 3 ", b"pa[1] ", b"b1 ", b"o1 ", b"m[1;0;0;1;0;1;0;0;0;0;1;0] ", b"n[0;0;0;0;0;1;1] ", b"d[#a;#b] ",
-                  b"g[[#a;#b]] ", b"$", b" ", b"[", b"]", b";", b"\n", b"\0", b"\xff"]
+        tokens = [*(bytes([letter]) for letter in b"XYZf+*/^UID\\qrl$ []; \n\0\xff"), b"f1 ", b"#a ", b"# 3 ",
+                  b"pa[1] ", b"b1 ", b"o1 ", b"m[1;0;0;1;0;1;0;0;0;0;1;0] ", b"n[0;0;0;0;0;1;1] ", b"d[#a;#b] ", b"g[[#a;#b]] "]
         for verb in VERBS:
             for _ in range(3):
                 self.check([*verb, "-"], bytes(randomly.randrange(256) for _ in range(randomly.randrange(1, 300))))
@@ -49,13 +48,14 @@ class Bytes(SfdagTest):
     def test_random_points(self):
         randomly = random.Random(8)
         for _ in range(20):
-            junk = bytes(randomly.choice(b"0123456789.,+-e \t\n\rnaif#\0\xff") for _ in range(randomly.randrange(1, 60)))
+            junk = bytes(randomly.choices(b"0123456789.,+-e \t\n\rnaif#\0\xff", k=randomly.randrange(1, 60)))
             self.check(["eval", "-x", "X", "--points", "-"], junk)
 
     def test_random_command_lines(self):
         randomly = random.Random(9)
-        words = ["-", "--", "-x", "X", "--dims", "--voxel", "--origin", "-o", "--at", "--level", "1", "-1", "nan", "1e999",
-                 "0x10", "", " ", "--output=-", "--dims=1", "-xX", "--by", "x", "--help", "\n", "\x7f", "%s%n", "é"]
+        words = ["-", "--", "-x", "X", "--dims", "--voxel", "--origin", "-o", "--at", "--level", "1", "-1", "nan",
+                 "1e999", "0x10", "", " ", "--output=-", "--dims=1", "-xX", "--by", "x", "--help", "\n", "\x7f", "%s%n",
+                 "é"]
         for _ in range(100):
             arguments = [randomly.choice(VERBS)[0], *randomly.choices(words, k=randomly.randrange(6))]
             done = self.run_tool(*arguments)
@@ -76,7 +76,7 @@ class CommandLines(SfdagTest):
         """Numbers that are none, or none that can be used; whatever is finite is used."""
         table = [("--origin", "a finite number", ["nan", "inf", "-inf", "1e999", "one", "0x", ""]),
                  ("--voxel", "a positive number", ["nan", "inf", "0", "-0", "-1", "1e-999", "1e999", "1,5"]),
-                 ("--dims", "a whole number .*", ["0", "-1", "1.0", "1e3", "4294967296", "99999999999999999999", "+1", ""])]
+                 ("--dims", "a whole number .*", ["0", "-1", "1.0", "1e3", "4294967296", "9" * 30, "+1", ""])]
         for option, expected, texts in table:
             for text in texts:
                 values = {"--origin": ["0"] * 3, "--voxel": ["1"], "--dims": ["1"] * 3}
@@ -85,8 +85,8 @@ class CommandLines(SfdagTest):
                 self.fail(2, option + ": '.*' is not " + expected, "grid", "-x", "X", *arguments, "-o", "out.npy")
         for voxel, origin in [("1e308", "1e308"), ("5e-324", "-1e308"), ("1e308", "-1e308")]:
             for verb, out in [("grid", "out.npy"), ("slice", "out.png")]:
-                self.succeed(verb, "-x", "/ X - Y X", "--dims", "4", "4", "4", "--voxel", voxel, "--origin", origin, "0",
-                             origin, "-o", out)
+                self.succeed(verb, "-x", "/ X - Y X", "--dims", "4", "4", "4", "--voxel", voxel,
+                             "--origin", origin, "0", origin, "-o", out)
 
     def test_output_over_the_model(self):
         """A model is not replaced by what was made of it."""
@@ -136,11 +136,13 @@ class Files(SfdagTest):
         """A file system of 64 KiB, in a name space of the process alone."""
         inside = ["unshare", "--mount", "--map-root-user", "sh", "-c"]
         mount = "mount -t tmpfs -o size=64k none '%s' && " % self.folder
-        if not shutil.which("unshare") or subprocess.run([*inside, mount + "true"], stderr=subprocess.DEVNULL).returncode:
+        possible = shutil.which("unshare") and subprocess.run([*inside, mount + "true"], stderr=subprocess.DEVNULL)
+        if not possible or possible.returncode:
             self.skipTest("no file system may be mounted here")
         script = mount + """cd '%s' && echo kept > out.npy && "$0" grid -x X --dims 40 40 40 --voxel 1 -o out.npy
             echo "status $?"; ls -A; cat out.npy""" % self.folder
-        done = subprocess.run([*inside, script, sfdag_test.SFDAG], stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=60)
+        done = subprocess.run([*inside, script, sfdag_test.SFDAG], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                              timeout=60)
         self.assertEqual(own_lines(done.stderr), ["sfdag: out.npy: No space left on device"])
         self.assertEqual(done.stdout, b"status 1\nout.npy\nkept\n")
 
@@ -152,14 +154,17 @@ class Files(SfdagTest):
         wait_for(lambda: os.listdir(self.path("folder")))
         shutil.rmtree(self.path("folder"))
         _, stderr = tool.communicate(timeout=60)
-        self.assertEqual((tool.returncode, own_lines(stderr)), (1, ["sfdag: folder/out.npy: No such file or directory"]))
+        self.assertEqual(own_lines(stderr), ["sfdag: folder/out.npy: No such file or directory"])
+        self.assertEqual(tool.returncode, 1)
 
     def test_little_memory(self):
         """More memory than the process may have, for the grid and for the text."""
         limit = 400 << 20
         options = {"preexec_fn": lambda: resource.setrlimit(resource.RLIMIT_AS, (limit, limit))}
-        for arguments, stdin in [(["grid", "-x", "X", "--dims", "600", "600", "600", "--voxel", "1", "-o", "out.npy"], b""),
-                                 (["text", "-"], b"q " * 10000000 + b"X")]:
+        if self.run_tool("text", "-x", "X", **options).returncode != 0:
+            self.skipTest("a sanitizer needs more to begin with")
+        grid = ["grid", "-x", "X", "--dims", "600", "600", "600", "--voxel", "1", "-o", "out.npy"]
+        for arguments, stdin in [(grid, b""), (["text", "-"], b"q " * 10000000 + b"X")]:
             done = self.run_tool(*arguments, stdin=stdin, **options)
             self.assertEqual((done.returncode, own_lines(done.stderr)), (1, ["sfdag: out of memory"]), arguments)
         self.assertEqual(self.contents(), {})
@@ -173,8 +178,8 @@ class Streams(SfdagTest):
             with open("/dev/full", "wb") as full:
                 self.fail(1, "standard output: No space left on device", *arguments, stdout=full)
             self.fail(1, "standard output: Bad file descriptor", *arguments, preexec_fn=lambda: os.close(1))
-            for disposition, status, lines in [
-                    (signal.SIG_IGN, 1, ["sfdag: standard output: Broken pipe"]), (signal.SIG_DFL, -signal.SIGPIPE, [])]:
+            for disposition, status, lines in [(signal.SIG_IGN, 1, ["sfdag: standard output: Broken pipe"]),
+                                               (signal.SIG_DFL, -signal.SIGPIPE, [])]:
                 reader, writer = os.pipe()
                 os.close(reader)
                 done = self.run_tool(*arguments, stdout=writer, restore_signals=False,
@@ -186,9 +191,10 @@ class Streams(SfdagTest):
         self.check_signal(signal.SIGTERM, "-", ["sfdag: interrupted"])
 
     def test_signals_while_rendering(self):
-        self.check_signal(signal.SIGINT, "out.npy", ["sfdag: out.npy: interrupted, not written"])
-        self.check_signal(signal.SIGTERM, "out.npy", ["sfdag: out.npy: interrupted, not written"])
-        self.check_signal(signal.SIGHUP, "out.npy", ["sfdag: out.npy: interrupted, not written"])
+        self.put("out.npy", b"kept")
+        for stop in [signal.SIGINT, signal.SIGTERM, signal.SIGHUP]:
+            self.check_signal(stop, "out.npy", ["sfdag: out.npy: interrupted, not written"])
+        self.check_signal(signal.SIGPIPE, "out.npy", [])
 
     def check_signal(self, stop, out, lines):
         model = self.put("slow.sf", SLOW)
