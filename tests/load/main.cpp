@@ -7,6 +7,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -81,24 +82,33 @@ struct Load
     std::mt19937 random(iThread);
     while (Clock::now() < end && differences == 0) {
       Task const& task = tasks[random() % tasks.size()];
-      std::uint64_t const result = task.job->run(*task.model, iThread);
+      try {
+        if (task.job->run(*task.model, iThread) != task.expected)
+          Report(task, "gives another result");
+      } catch (std::exception const& error) {
+        Report(task, error.what());
+      }
       ++done;
-      if (result != task.expected)
-        Report(task);
     }
   }
 
 private:
-  void Report(Task const& iTask)
+  void Report(Task const& iTask, char const* iWhat)
   {
     ++differences;
     std::lock_guard<std::mutex> const lock(reporting);
-    std::fprintf(stderr, "sf_load: %s of %s gives another result\n", iTask.job->name, iTask.model->name.c_str());
+    std::fprintf(stderr, "sf_load: %s of %s: %s\n", iTask.job->name, iTask.model->name.c_str(), iWhat);
   }
 };
 
-/// Runs the threads. Returns the memory after a third of the time, by when every piece of work has had its turn.
-double RunThreads(Load& ioLoad, Options const& iOptions)
+/// MiB in memory at two moments when all threads are at work.
+struct Memory
+{
+  double warm = 0.0; ///< after a third of the time, by when every piece of work has had its turn
+  double late = 0.0;
+};
+
+Memory RunThreads(Load& ioLoad, Options const& iOptions)
 {
   auto const length = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(iOptions.seconds));
   auto const begin = Clock::now();
@@ -106,11 +116,14 @@ double RunThreads(Load& ioLoad, Options const& iOptions)
   std::vector<std::thread> threads;
   for (unsigned int i = 0; i < iOptions.threads; ++i)
     threads.emplace_back([&ioLoad, i] { ioLoad.Work(i); });
+  Memory memory;
   std::this_thread::sleep_until(begin + length / 3);
-  double const warm = ResidentMemory();
+  memory.warm = ResidentMemory();
+  std::this_thread::sleep_until(ioLoad.end);
+  memory.late = ResidentMemory();
   for (std::thread& thread : threads)
     thread.join();
-  return warm;
+  return memory;
 }
 
 int Run(Options const& iOptions)
@@ -121,15 +134,14 @@ int Run(Options const& iOptions)
   auto const models = MakeModels(iOptions.threads);
   Load load;
   load.tasks = MakeTasks(models);
-  double const warm = RunThreads(load, iOptions);
-  double const atEnd = ResidentMemory();
+  Memory const memory = RunThreads(load, iOptions);
   std::cout.rdbuf(before);
 
   std::printf("%zu pieces of work by %u threads in %g s, %zu with another result\n", load.done.load(), iOptions.threads,
               iOptions.seconds, load.differences.load());
-  std::printf("memory: %.1f MiB at the start, %.1f MiB warm, %.1f MiB at the end\n", atStart, warm, atEnd);
-  bool const grown = atEnd > warm + iOptions.slack;
-  bool const tooMuch = atEnd > iOptions.ceiling || warm > iOptions.ceiling;
+  std::printf("memory: %.1f MiB at the start, %.1f MiB warm, %.1f MiB at the end\n", atStart, memory.warm, memory.late);
+  bool const grown = memory.late > memory.warm + iOptions.slack;
+  bool const tooMuch = std::max(memory.warm, memory.late) > iOptions.ceiling;
   if (grown || tooMuch)
     std::fprintf(stderr, "sf_load: %s\n", grown ? "memory has grown" : "more memory than allowed");
   return load.differences == 0 && load.done > 0 && !grown && !tooMuch ? 0 : 1;
