@@ -8,7 +8,6 @@
 #include "SFOp.h"
 #include "TetMeshToSF.h"
 
-#include <atomic>
 #include <cmath>
 #include <functional>
 #include <limits>
@@ -101,15 +100,6 @@ double ThrowAtSome(ZULMathPoint const& iPoint)
   return Smooth(iPoint);
 }
 
-OddField::Field ThrowAtSecondCall()
-{
-  return [calls = std::make_shared<std::atomic<int>>(0)](ZULMathPoint const& iPoint) {
-    if (++*calls == 2)
-      throw HostError();
-    return Smooth(iPoint);
-  };
-}
-
 NodePtr DeepChain()
 {
   constexpr int depth = 3000;
@@ -151,8 +141,6 @@ SF::ResourceToSF* OddResolver::Resolve(std::string const& iText)
     return new OddField([](ZULMathPoint const& iPoint) { return IsBad(iPoint) ? Inf : -Inf; });
   case 's':
     return new OddField(ThrowAtSome);
-  case 'S':
-    return new OddField(ThrowAtSecondCall());
   case 'f':
   case 'q':
     return new FailingGradient(iText[at + 1] == 'q');

@@ -10,11 +10,11 @@ namespace SFFuzz {
 ///   n  null                                 t  throws HostError
 ///   v  a smooth field                       k  a field with kinks, ties, signed zeros
 ///   N  NaN                                  i  an infinity of either sign
-///   s  throws at some points                S  throws at the second call
+///   s  throws at some points                m  a mesh without a mesh
 ///   f  its gradient fails                   q  its gradient throws
-///   m  a mesh without a mesh                e  an explicit field without values
-///   g  a gradient of no resource            G  one component of the gradient of another field
-///   h  a field that holds the shared graph  o  one that holds operators without operands
+///   e  an explicit field without values     g  a gradient of no resource
+///   G  a gradient along no axis
+///   h  a field that holds the shared graph  o  one that holds an operator without operands
 ///   d  one that holds a deep chain          r  one that is never ready
 ///   c  one that opens its slots itself      O  one that claims another kind, once it is relabelled
 /// Any other character: a field like v.
