@@ -157,9 +157,11 @@ int main(int iCount, char** iArguments)
   app.add_option("--threads", options.threads, "How many threads")->check(CLI::Range(1, 1024));
   app.add_option("--memory", options.ceiling, "MiB that the process may take");
   app.add_option("--slack", options.slack, "MiB that memory may grow by after a third of the time");
-  CLI11_PARSE(app, iCount, iArguments);
   try {
+    app.parse(iCount, iArguments);
     return Run(options);
+  } catch (CLI::ParseError const& error) {
+    return app.exit(error) == 0 ? 0 : 2;
   } catch (std::exception const& error) {
     std::fprintf(stderr, "sf_load: %s\n", error.what());
     return 1;
