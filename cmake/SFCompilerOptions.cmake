@@ -24,6 +24,9 @@ if(SF_SANITIZE)
   add_compile_definitions(_GLIBCXX_ASSERTIONS)
   add_link_options(-fsanitize=${SF_SANITIZE})
 endif()
+if(SF_BUILD_FUZZERS) # the counters that steer libFuzzer
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
 
 add_library(SF_warnings INTERFACE)
 target_compile_options(SF_warnings INTERFACE

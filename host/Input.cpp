@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <memory>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace SFHost {
 namespace {
@@ -40,6 +42,19 @@ std::string ReadInput(std::string const& iPath)
     throw Failure(InputName(iPath), "more than 256 MiB of text");
   bytes.resize(size);
   return bytes;
+}
+
+bool IsFileOf(std::string const& iInput, std::string const& iPath)
+{
+  struct stat input
+  {
+  };
+  struct stat file
+  {
+  };
+  bool const found = (iInput == "-" ? fstat(STDIN_FILENO, &input) : stat(iInput.c_str(), &input)) == 0 &&
+                     stat(iPath.c_str(), &file) == 0;
+  return found && S_ISREG(input.st_mode) && input.st_dev == file.st_dev && input.st_ino == file.st_ino;
 }
 
 } // namespace SFHost

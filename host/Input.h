@@ -11,6 +11,9 @@ std::string InputName(std::string const& iPath);
 /// read or holds more than `MaxInput` bytes, which also ends the reading of endless devices.
 std::string ReadInput(std::string const& iPath);
 
+/// Whether an input is the very file of a path, so that writing there would replace it. Devices and pipes never are.
+bool IsFileOf(std::string const& iInput, std::string const& iPath);
+
 constexpr std::size_t MaxInput = std::size_t{256} << 20;
 
 } // namespace SFHost

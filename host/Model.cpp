@@ -39,6 +39,12 @@ void ModelOptions::AddTo(Arguments& ioArguments)
                            {.least = 1, .most = 2});
 }
 
+void RequireOtherFile(ModelOptions const& iOptions, std::string const& iOutput)
+{
+  if (iOutput != "-" && iOptions.file && IsFileOf(*iOptions.file, iOutput))
+    throw UsageError("--output: " + Quoted(iOutput) + " is the model's own file");
+}
+
 Model LoadModel(ModelOptions const& iOptions)
 {
   if (iOptions.file.has_value() == iOptions.expression.has_value())

@@ -28,6 +28,9 @@ struct Model
   std::shared_ptr<SF::SFDagNode> root;
 };
 
+/// Throws a UsageError when a file that is to be written is the one that the model is read from.
+void RequireOtherFile(ModelOptions const& iOptions, std::string const& iOutput);
+
 /// Reads the model. White space of any kind counts as a blank, so that a text may be laid out on many lines.
 /// Throws a UsageError when not exactly one source is given, and a Failure for a text that cannot be read.
 Model LoadModel(ModelOptions const& iOptions);

@@ -20,6 +20,7 @@ struct GraphOptions
 void Graph(GraphOptions const& iOptions)
 {
   bool const asSvg = FormatOf(iOptions.path, Formats) == "svg";
+  RequireOtherFile(iOptions.model, iOptions.path);
   Model const model = LoadModel(iOptions.model);
   if (HasNode(*model.root, SF::SFNodeType::END))
     throw Failure(model.name, "cannot be drawn, an operand is missing");

@@ -35,6 +35,7 @@ std::string NpyHeader(std::array<std::uint32_t, 3> const& iDims)
 void Grid(GridVerbOptions const& iOptions)
 {
   auto const format = FormatOf(iOptions.path, Formats);
+  RequireOtherFile(iOptions.model, iOptions.path);
   Model model = LoadModel(iOptions.model);
   std::vector<float> values = MakeValues(iOptions.grid);
   Output output(iOptions.path); // before the work, which may be long, and of no use without a place for it

@@ -59,6 +59,7 @@ void Slice(SliceOptions const& iOptions)
                      " pixels long, the most is " + std::to_string(MostPixels));
   RequireMemory(PictureMemory(nx, ny, scale), "the picture");
 
+  RequireOtherFile(iOptions.model, iOptions.path);
   Model model = LoadModel(iOptions.model);
   Output output(iOptions.path);
   PlaneSamples samples = RenderSlice(model, iOptions.grid, z);

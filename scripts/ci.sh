@@ -6,6 +6,7 @@
 #   clang        the same with the second compiler, but for the packaging tests
 #   asan-ubsan   the whole suite on instrumented code, leaks included
 #   tsan         the tests that render or start threads, on instrumented code
+#   fuzz         each fuzzer for 30 seconds, from the kept inputs (scripts/fuzz.sh)
 #   summary      what the steps have given since build/logs was removed, the suite's closing line last
 #
 # Environment: STRICT=1 makes any warning a failure. The output of a step is kept in build/logs/STEP.log.
@@ -27,14 +28,27 @@ refuse_warnings() {
 
 configure_and_build() { cmake --preset "$1" -DSF_WARNINGS_AS_ERRORS=$warnings_as_errors && cmake --build --preset "$1"; }
 
-closing_line() { grep -E '^[0-9]+% tests passed, [0-9]+ tests failed out of [0-9]+$' "$1" | tail -n 1; }
+# The last line of a whole run: that of the tests, or of the fuzzers.
+closing_line() {
+  grep -E '^([0-9]+% tests passed, [0-9]+ tests failed out of [0-9]+|fuzz: .* inputs, none failed)$' "$1" | tail -n 1
+}
 
+build_and_test() {
+  local step=$1 log=$2
+  configure_and_build "$step" 2>&1 | tee "$log" && refuse_warnings "$log" && ctest --preset "$step" 2>&1 | tee -a "$log"
+}
+
+build_and_fuzz() {
+  local log=$2
+  WARNINGS_AS_ERRORS=$warnings_as_errors scripts/fuzz.sh 2>&1 | tee "$log" && refuse_warnings "$log"
+}
+
+# run_step STEP COMMAND: the command is given the step and its log.
 run_step() {
-  local step=$1 log=$logs/$1.log begin=$SECONDS code=0 line
+  local step=$1 command=$2 log=$logs/$1.log begin=$SECONDS code=0 line
   mkdir -p "$logs"
   echo "== $step"
-  configure_and_build "$step" 2>&1 | tee "$log" && refuse_warnings "$log" &&
-    ctest --preset "$step" 2>&1 | tee -a "$log" || code=1
+  "$command" "$step" "$log" || code=1
   line=$(closing_line "$log") || line="failed before its tests, see $log"
   printf '%s\t%s\t%s\t%s\n' "$code" "$step" "$((SECONDS - begin))" "$line" >>"$results"
   return $code
@@ -51,7 +65,8 @@ summary() {
 [[ $# -gt 0 ]] || { sed -n '2,/^set/s/^# \{0,1\}//p' "${BASH_SOURCE[0]}"; exit 2; }
 for step in "$@"; do
   case $step in
-  release | clang | asan-ubsan | tsan) run_step "$step" ;;
+  release | clang | asan-ubsan | tsan) run_step "$step" build_and_test ;;
+  fuzz) run_step "$step" build_and_fuzz ;;
   summary) summary ;;
   *)
     echo "ci: no step is called '$step'" >&2

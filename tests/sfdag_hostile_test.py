@@ -1,0 +1,234 @@
+"""Runs the command-line host on what nobody should give it: sfdag_hostile_test.py SFDAG [unittest arguments].
+
+Whatever happens: one line that says what is wrong, the right exit status, no partial file, no temporary file.
+"""
+
+import os
+import random
+import re
+import resource
+import shutil
+import signal
+import subprocess
+import sys
+import time
+import unittest
+
+import sfdag_test
+from sfdag_test import GRID, SfdagTest, own_lines
+
+VERBS = [
+    ["text"], ["eval", "--at", "1", "2", "3"], ["grid", *GRID, "-o", "-"], ["slice", *GRID, "-o", "-"],
+    ["derive", "--by", "x"], ["gradient"], ["simplify"], ["curvature", *GRID], ["graph", "-o", "-"],
+    ["offset", "--distance", "0.5"],
+]
+SLOW = b"s" * 4000 + b"+ X + Y Z"  # a grid of this takes many seconds, as the sine is not made faster
+SLOW_GRID = ["--dims", "100", "100", "100", "--voxel", "1"]
+
+
+class Bytes(SfdagTest):
+    def check(self, arguments, stdin=b""):
+        """Success, or one line and status 1; no crash, no file."""
+        done = self.run_tool(*arguments, stdin=stdin)
+        self.assertIn(done.returncode, [0, 1], (arguments, stdin, done.stderr[-500:]))
+        self.assertEqual(len(own_lines(done.stderr)), done.returncode, (arguments, stdin))
+        if done.returncode == 1:
+            self.assertEqual(done.stdout, b"", (arguments, stdin))
+        self.assertEqual(self.contents(), {}, (arguments, stdin))
+
+    def test_random_models(self):
+        randomly = random.Random(7)
+        tokens = [*(bytes([letter]) for letter in b"XYZf+*/^UID\\qrl$ []; \n\0\xff"), b"f1 ", b"#a ", b"# 3 ",
+                  b"pa[1] ", b"b1 ", b"o1 ", b"m[1;0;0;1;0;1;0;0;0;0;1;0] ", b"n[0;0;0;0;0;1;1] ", b"d[#a;#b] ", b"g[[#a;#b]] "]
+        for verb in VERBS:
+            for _ in range(3):
+                self.check([*verb, "-"], bytes(randomly.randrange(256) for _ in range(randomly.randrange(1, 300))))
+                self.check([*verb, "-"], b"".join(randomly.choices(tokens, k=randomly.randrange(1, 40))))
+
+    def test_random_points(self):
+        randomly = random.Random(8)
+        for _ in range(20):
+            junk = bytes(randomly.choices(b"0123456789.,+-e \t\n\rnaif#\0\xff", k=randomly.randrange(1, 60)))
+            self.check(["eval", "-x", "X", "--points", "-"], junk)
+
+    def test_random_command_lines(self):
+        randomly = random.Random(9)
+        words = ["-", "--", "-x", "X", "--dims", "--voxel", "--origin", "-o", "--at", "--level", "1", "-1", "nan",
+                 "1e999", "0x10", "", " ", "--output=-", "--dims=1", "-xX", "--by", "x", "--help", "\n", "\x7f", "%s%n",
+                 "é"]
+        for _ in range(100):
+            arguments = [randomly.choice(VERBS)[0], *randomly.choices(words, k=randomly.randrange(6))]
+            done = self.run_tool(*arguments)
+            self.assertIn(done.returncode, [0, 1, 2], arguments)
+            self.assertEqual(len(own_lines(done.stderr)), min(done.returncode, 1), arguments)
+            self.assertEqual(self.contents(), {}, arguments)
+
+
+class CommandLines(SfdagTest):
+    def test_options_given_twice(self):
+        for verb, option, value in [("text", "--expression", "X"), ("text", "--level", "2"), ("grid", "--voxel", "1"),
+                                    ("grid", "--output", "out.npy"), ("derive", "--by", "x"),
+                                    ("offset", "--distance", "1")]:
+            given = {"grid": ["-x", "X", "--dims", "1", "1", "1"]}.get(verb, ["-x", "X"])
+            self.fail(2, ".*" + option + ".*", verb, *given, option, value, option, value)
+
+    def test_numbers(self):
+        """Numbers that are none, or none that can be used; whatever is finite is used."""
+        table = [("--origin", "a finite number", ["nan", "inf", "-inf", "1e999", "one", "0x", ""]),
+                 ("--voxel", "a positive number", ["nan", "inf", "0", "-0", "-1", "1e-999", "1e999", "1,5"]),
+                 ("--dims", "a whole number .*", ["0", "-1", "1.0", "1e3", "4294967296", "9" * 30, "+1", ""])]
+        for option, expected, texts in table:
+            for text in texts:
+                values = {"--origin": ["0"] * 3, "--voxel": ["1"], "--dims": ["1"] * 3}
+                values[option][0] = text
+                arguments = [word for name, words in values.items() for word in [name, *words]]
+                self.fail(2, option + ": '.*' is not " + expected, "grid", "-x", "X", *arguments, "-o", "out.npy")
+        for voxel, origin in [("1e308", "1e308"), ("5e-324", "-1e308"), ("1e308", "-1e308")]:
+            for verb, out in [("grid", "out.npy"), ("slice", "out.png")]:
+                self.succeed(verb, "-x", "/ X - Y X", "--dims", "4", "4", "4", "--voxel", voxel,
+                             "--origin", origin, "0", origin, "-o", out)
+
+    def test_output_over_the_model(self):
+        """A model is not replaced by what was made of it."""
+        self.put("part.dot", b"+ X Y")
+        os.symlink("part.dot", self.path("link.dot"))
+        os.link(self.path("part.dot"), self.path("same.png"))
+        table = [(["graph", "part.dot", "-o", "part.dot"], "part.dot"),
+                 (["graph", "link.dot", "-o", "./part.dot"], "./part.dot"),
+                 (["graph", "part.dot", "-o", "link.dot"], "link.dot"),
+                 (["slice", "part.dot", *GRID, "-o", "same.png"], "same.png")]
+        for arguments, name in table:
+            self.fail(2, "--output: '%s' is the model's own file" % re.escape(name), *arguments)
+        os.rename(self.path("part.dot"), self.path("part"))
+        self.fail(2, "--output: 'part' is the model's own file", "grid", "part", *GRID, "-o", "part")
+        with open(self.path("part"), "rb") as model:
+            done = subprocess.run([sfdag_test.SFDAG, "grid", "-", *GRID, "-o", "part"], stdin=model, cwd=self.folder,
+                                  stderr=subprocess.PIPE, timeout=60)
+        self.assertEqual((done.returncode, self.get("part")), (2, b"+ X Y"))
+
+
+class Files(SfdagTest):
+    def test_forbidden(self):
+        """Neither a file nor a folder that may not be used."""
+        self.put("secret", b"X")
+        os.mkdir(self.path("closed"))
+        self.put("kept.npy", b"kept")
+        os.chmod(self.path("secret"), 0)
+        os.chmod(self.path("kept.npy"), 0o444)
+        os.chmod(self.path("closed"), 0o555)
+        os.chmod(self.folder, 0o755)
+        options = {"preexec_fn": (lambda: os.setuid(65534)) if os.geteuid() == 0 else None}
+        try:
+            self.succeed("text", "-x", "X", **options)
+        except PermissionError:
+            self.skipTest("the program is out of reach for others")
+        grid = ["grid", "-x", "X", *GRID, "-o"]
+        table = [("secret: Permission denied", ["text", "secret"]),
+                 ("secret: Permission denied", ["eval", "-x", "X", "--points", "secret"]),
+                 ("kept.npy: Permission denied", [*grid, "kept.npy"]),
+                 ("closed/out.npy: Permission denied", [*grid, "closed/out.npy"])]
+        for pattern, arguments in table:
+            done = self.run_tool(*arguments, **options)
+            self.assertEqual((done.returncode, own_lines(done.stderr)), (1, ["sfdag: " + pattern]))
+        self.assertEqual((self.get("kept.npy"), os.listdir(self.path("closed"))), (b"kept", []))
+
+    def test_full_disk(self):
+        """A file system of 64 KiB, in a name space of the process alone."""
+        inside = ["unshare", "--mount", "--map-root-user", "sh", "-c"]
+        mount = "mount -t tmpfs -o size=64k none '%s' && " % self.folder
+        possible = shutil.which("unshare") and subprocess.run([*inside, mount + "true"], stderr=subprocess.DEVNULL)
+        if not possible or possible.returncode:
+            self.skipTest("no file system may be mounted here")
+        script = mount + """cd '%s' && echo kept > out.npy && "$0" grid -x X --dims 40 40 40 --voxel 1 -o out.npy
+            echo "status $?"; ls -A; cat out.npy""" % self.folder
+        done = subprocess.run([*inside, script, sfdag_test.SFDAG], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                              timeout=60)
+        self.assertEqual(own_lines(done.stderr), ["sfdag: out.npy: No space left on device"])
+        self.assertEqual(done.stdout, b"status 1\nout.npy\nkept\n")
+
+    def test_folder_that_goes_away(self):
+        os.mkdir(self.path("folder"))
+        model = self.put("slow.sf", SLOW)
+        tool = subprocess.Popen([sfdag_test.SFDAG, "grid", model, "--dims", "20", "20", "20", "--voxel", "1", "-o",
+                                 "folder/out.npy"], cwd=self.folder, stderr=subprocess.PIPE)
+        wait_for(lambda: os.listdir(self.path("folder")))
+        shutil.rmtree(self.path("folder"))
+        _, stderr = tool.communicate(timeout=60)
+        self.assertEqual(own_lines(stderr), ["sfdag: folder/out.npy: No such file or directory"])
+        self.assertEqual(tool.returncode, 1)
+
+    def test_little_memory(self):
+        """More memory than the process may have, for the grid and for the text."""
+        limit = 400 << 20
+        options = {"preexec_fn": lambda: resource.setrlimit(resource.RLIMIT_AS, (limit, limit))}
+        if self.run_tool("text", "-x", "X", **options).returncode != 0:
+            self.skipTest("a sanitizer needs more to begin with")
+        grid = ["grid", "-x", "X", "--dims", "600", "600", "600", "--voxel", "1", "-o", "out.npy"]
+        for arguments, stdin in [(grid, b""), (["text", "-"], b"q " * 10000000 + b"X")]:
+            done = self.run_tool(*arguments, stdin=stdin, **options)
+            self.assertEqual((done.returncode, own_lines(done.stderr)), (1, ["sfdag: out of memory"]), arguments)
+        self.assertEqual(self.contents(), {})
+
+
+class Streams(SfdagTest):
+    def test_standard_output(self):
+        """Full, closed, or read by nobody."""
+        for verb in VERBS:
+            arguments = [*verb, "-x", "- r + + q X q Y q Z f1"]
+            with open("/dev/full", "wb") as full:
+                self.fail(1, "standard output: No space left on device", *arguments, stdout=full)
+            self.fail(1, "standard output: Bad file descriptor", *arguments, preexec_fn=lambda: os.close(1))
+            for disposition, status, lines in [(signal.SIG_IGN, 1, ["sfdag: standard output: Broken pipe"]),
+                                               (signal.SIG_DFL, -signal.SIGPIPE, [])]:
+                reader, writer = os.pipe()
+                os.close(reader)
+                done = self.run_tool(*arguments, stdout=writer, restore_signals=False,
+                                     preexec_fn=lambda: signal.signal(signal.SIGPIPE, disposition))
+                os.close(writer)
+                self.assertEqual((done.returncode, own_lines(done.stderr)), (status, lines), arguments)
+
+    def test_signals_while_the_standard_output_is_written(self):
+        self.check_signal(signal.SIGTERM, "-", ["sfdag: interrupted"])
+
+    def test_signals_while_rendering(self):
+        self.put("out.npy", b"kept")
+        for stop in [signal.SIGINT, signal.SIGTERM, signal.SIGHUP]:
+            self.check_signal(stop, "out.npy", ["sfdag: out.npy: interrupted, not written"])
+        self.check_signal(signal.SIGPIPE, "out.npy", [])
+
+    def check_signal(self, stop, out, lines):
+        model = self.put("slow.sf", SLOW)
+        before = self.contents()
+        tool = subprocess.Popen([sfdag_test.SFDAG, "grid", model, *SLOW_GRID, "-o", out], cwd=self.folder,
+                                stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                preexec_fn=lambda: signal.signal(stop, signal.SIG_DFL))
+        # The rendering has begun when the library announces its tasks, and lasts far longer than this takes.
+        line = tool.stderr.readline()
+        self.assertIn(b"virtual cores", line)
+        time.sleep(0.2)
+        self.assertIsNone(tool.poll(), "the model is not slow enough")
+        tool.send_signal(stop)
+        stdout, stderr = tool.communicate(timeout=30)
+        self.assertEqual((tool.returncode, own_lines(stderr), stdout), (-stop, lines, b""))
+        self.assertEqual(self.contents(), before)
+
+    def test_signals_that_the_caller_ignores(self):
+        model = self.put("slow.sf", SLOW)
+        tool = subprocess.Popen([sfdag_test.SFDAG, "grid", model, "--dims", "20", "20", "20", "--voxel", "1", "-o",
+                                 "out.raw"], cwd=self.folder, stderr=subprocess.PIPE, restore_signals=False,
+                                preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN))
+        tool.stderr.readline()
+        tool.send_signal(signal.SIGHUP)
+        tool.communicate(timeout=60)
+        self.assertEqual((tool.returncode, len(self.get("out.raw"))), (0, 4 * 20 ** 3))
+
+
+def wait_for(condition):
+    deadline = time.monotonic() + 30
+    while not condition() and time.monotonic() < deadline:
+        time.sleep(0.01)
+
+
+if __name__ == "__main__":
+    sfdag_test.SFDAG = os.path.abspath(sys.argv.pop(1))
+    unittest.main()
