@@ -44,5 +44,8 @@ void RotatedGyroid(Grid const& iGrid, unsigned iBegin, unsigned iEnd, float* oVa
 /// One pass over all parts for each row of the grid: csg_balanced.sf and csg_chain.sf, which have one value.
 void Csg(Grid const& iGrid, unsigned iBegin, unsigned iEnd, float* oValues, CsgPart const* iParts, std::size_t iCount);
 
+/// panel.sf without leaving anything out, as make_straight_line.py writes it: rows [iBegin, iEnd) of a flat grid.
+void Panel(Grid const& iGrid, unsigned iBegin, unsigned iEnd, float* oValues);
+
 } // namespace HandLoops
 } // namespace SFBench

@@ -1,5 +1,6 @@
 #include "Workloads.h"
 
+#include "SFDagDifferentialOperator.h"
 #include "SFDagEvaluator.h"
 #include "SFDagFromExpression.h"
 
@@ -101,6 +102,7 @@ Workload::Loop CsgLoop(std::string const&)
 }
 
 Workload::Loop SphereLoop(std::string const&) { return HandLoops::Sphere; }
+Workload::Loop PanelLoop(std::string const&) { return HandLoops::Panel; }
 Workload::Loop GyroidShellLoop(std::string const&) { return HandLoops::GyroidShell; }
 
 } // namespace
@@ -108,13 +110,13 @@ Workload::Loop GyroidShellLoop(std::string const&) { return HandLoops::GyroidShe
 std::vector<Workload::Description> const& Workload::All()
 {
   static std::vector<Description> const all{
-      {"sphere", "sphere.sf", {-1.5, -1.5, -1.5}, 3.0, false, 128, SphereLoop},
-      {"gyroid_shell", "gyroid_shell.sf", {-11.0, -11.0, -11.0}, 22.0, false, 128, GyroidShellLoop},
+      {"sphere", "sphere.sf", {-1.5, -1.5, -1.5}, 3.0, false, 256, SphereLoop},
+      {"gyroid_shell", "gyroid_shell.sf", {-11.0, -11.0, -11.0}, 22.0, false, 256, GyroidShellLoop},
       {"rotated_gyroid", "rotated_gyroid.sf", {-11.0, -11.0, -11.0}, 22.0, false, 128, RotatedGyroidLoop},
       {"bracket", "../../examples/gyroid_bracket.sf", {-46.0, -46.0, -4.0}, 92.0, false, 128, nullptr},
-      {"csg_balanced", "csg_balanced.sf", {0.0, 0.0, 0.0}, 100.0, false, 32, CsgLoop},
-      {"csg_chain", "csg_chain.sf", {0.0, 0.0, 0.0}, 100.0, false, 32, CsgLoop},
-      {"panel", "panel.sf", {-100.0, -100.0, 0.0}, 200.0, true, 256, nullptr},
+      {"csg_balanced", "csg_balanced.sf", {0.0, 0.0, 0.0}, 100.0, false, 256, CsgLoop},
+      {"csg_chain", "csg_chain.sf", {0.0, 0.0, 0.0}, 100.0, false, 256, CsgLoop},
+      {"panel", "panel.sf", {-100.0, -100.0, 0.0}, 200.0, true, 1024, PanelLoop},
   };
   return all;
 }
@@ -151,10 +153,25 @@ void Workload::Render()
   _isRendered = true;
 }
 
+void Workload::RenderNormals()
+{
+  Quiet const quiet;
+  if (_gradient.empty())
+    for (auto const axis : {SF::SFNodeType::X, SF::SFNodeType::Y, SF::SFNodeType::Z})
+      _gradient.push_back(SF::SFDagDifferentialOperator::BuildGradientTree(_root, axis, ZULGetDefaultTolerance()));
+  _normals.resize(3 * _grid.Count());
+  HRESULT const hr =
+      SF::SFDagEvaluator(Level2()).Render(_grid.dims, _rendered, _normals, _grid.h, _grid.origin, *_root, _gradient,
+                                          ZULGetDefaultTolerance(), ZULGMSFDiscretizationAccuracyLevel::EMedium);
+  _isRendered = false; // these values are not clamped
+  if (Failed(hr))
+    throw std::runtime_error(_name + ": Render with normals failed with " + std::to_string(hr));
+}
+
 void Workload::RunLoop()
 {
   unsigned const tasks = TaskCount();
-  unsigned const slices = _grid.dims[2];
+  unsigned const slices = _grid.dims[2] == 1 ? _grid.dims[1] : _grid.dims[2]; // rows of a flat grid
   std::vector<std::future<void>> futures;
   for (unsigned t = 0; t < tasks; ++t)
     futures.push_back(std::async(std::launch::async, [this, tasks, slices, t] {

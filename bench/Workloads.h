@@ -47,6 +47,8 @@ public:
   void Touch();
   /// Each throws std::runtime_error when the library reports a failure.
   void Render();
+  /// The values and the unit normals.
+  void RenderNormals();
   /// On as many tasks as Render uses.
   void RunLoop();
   /// The values at about `iCount` points spread over the grid, by one thread; returns how many.
@@ -64,6 +66,8 @@ private:
   Loop _loop;
   std::vector<float> _rendered;
   std::vector<float> _looped;
+  std::vector<std::shared_ptr<SF::SFDagNode>> _gradient; ///< made when first asked for
+  std::vector<float> _normals;
   struct PointValue
   {
     std::size_t index;

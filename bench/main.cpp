@@ -74,6 +74,13 @@ void Register(Workload& ioWorkload)
       ioWorkload.RunLoop();
       return ioWorkload.GetGrid().Count();
     });
+  if (ioWorkload.Name() == "gyroid_shell") {
+    ioWorkload.RenderNormals(); // builds the gradient
+    add("normals", [&ioWorkload] {
+      ioWorkload.RenderNormals();
+      return ioWorkload.GetGrid().Count();
+    });
+  }
   add("recursion", [&ioWorkload] { return ioWorkload.RunRecursion(RecursionPoints); });
 }
 
