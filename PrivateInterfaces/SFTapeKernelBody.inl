@@ -249,32 +249,55 @@ SF_KERNEL_TARGET void Store(SFStoreBox const& iBox, double iDiagonal)
     StoreRows<Clamps, false>(iBox, iDiagonal);
 }
 
+/// Up to this many vectors at once, so that their components stay in the first-level cache.
+constexpr std::size_t NormalPiece = 64;
+
 /// The operations of ZULMathVector::Normalize, a component at a time.
-SF_KERNEL_TARGET void StoreNormals(float* __restrict oFloats, double const* __restrict iX, double const* __restrict iY,
-                                   double const* __restrict iZ, std::size_t iCount)
+SF_KERNEL_TARGET void StoreUnits(float* __restrict oFloats, double const* __restrict iX, double const* __restrict iY,
+                                 double const* __restrict iZ, std::size_t iCount)
 {
-  constexpr std::size_t piece = 64;
-  float x[piece];
-  float y[piece];
-  float z[piece];
-  for (std::size_t from = 0; from < iCount; from += piece) {
-    std::size_t const n = iCount - from < piece ? iCount - from : piece;
-    for (std::size_t i = 0; i < n; ++i) {
-      double const a = iX[from + i];
-      double const b = iY[from + i];
-      double const c = iZ[from + i];
-      double const length = __builtin_sqrt(a * a + b * b + c * c);
-      double const divisor = length == 0.0 ? 1.0 : length;
-      x[i] = static_cast<float>(a / divisor);
-      y[i] = static_cast<float>(b / divisor);
-      z[i] = static_cast<float>(c / divisor);
-    }
-    for (std::size_t i = 0; i < n; ++i) {
-      oFloats[3 * (from + i)] = x[i];
-      oFloats[3 * (from + i) + 1] = y[i];
-      oFloats[3 * (from + i) + 2] = z[i];
-    }
+  float x[NormalPiece];
+  float y[NormalPiece];
+  float z[NormalPiece];
+  for (std::size_t i = 0; i < iCount; ++i) {
+    double const a = iX[i];
+    double const b = iY[i];
+    double const c = iZ[i];
+    double const length = __builtin_sqrt(a * a + b * b + c * c);
+    double const divisor = length == 0.0 ? 1.0 : length;
+    x[i] = static_cast<float>(a / divisor);
+    y[i] = static_cast<float>(b / divisor);
+    z[i] = static_cast<float>(c / divisor);
   }
+  for (std::size_t i = 0; i < iCount; ++i) {
+    oFloats[3 * i] = x[i];
+    oFloats[3 * i + 1] = y[i];
+    oFloats[3 * i + 2] = z[i];
+  }
+}
+
+SF_KERNEL_TARGET void StoreNormals(SFNormalBox const& iBox)
+{
+  double constants[3][NormalPiece];
+  double const* from[3];
+  for (std::size_t k = 0; k < iBox.n2; ++k)
+    for (std::size_t j = 0; j < iBox.n1; ++j) {
+      auto const slice = static_cast<std::ptrdiff_t>(k);
+      auto const row = static_cast<std::ptrdiff_t>(j);
+      for (std::size_t axis = 0; axis < 3; ++axis) {
+        SFKernelOperand const& component = iBox.components[axis];
+        from[axis] = component.data + slice * component.s2 + row * component.s1;
+        if (!iBox.vary[axis])
+          for (double& constant : constants[axis])
+            constant = *from[axis];
+      }
+      float* const floats = iBox.out + slice * iBox.s2 + row * iBox.s1;
+      for (std::size_t i = 0; i < iBox.n0; i += NormalPiece) {
+        auto const values = [&](std::size_t iAxis) { return iBox.vary[iAxis] ? from[iAxis] + i : constants[iAxis]; };
+        StoreUnits(floats + 3 * i, values(0), values(1), values(2),
+                   iBox.n0 - i < NormalPiece ? iBox.n0 - i : NormalPiece);
+      }
+    }
 }
 
 template <std::size_t Kind>

@@ -3,6 +3,7 @@
 #include "SFRanges.h"
 #include "SFTape.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -97,9 +98,20 @@ struct SFStoreBox
 /// Writes values as the floats that a rendering stores, either limited to the diagonal or plain.
 using SFStoreKernel = void (*)(SFStoreBox const&, double iDiagonal);
 
-/// Writes `iCount` vectors, given by component and divided by their lengths, as floats x, y, z, x, y, z...
-using SFNormalKernel = void (*)(float* oFloats, double const* iX, double const* iY, double const* iZ,
-                                std::size_t iCount);
+/// A box of n0 x n1 x n2 vectors to be stored as floats x, y, z, x, y, z..., divided by their lengths: those of
+/// (i, j, k) begin at out[3 i + j s1 + k s2].
+struct SFNormalBox
+{
+  float* out = nullptr;
+  std::ptrdiff_t s1 = 0;
+  std::ptrdiff_t s2 = 0;
+  std::size_t n0 = 1;
+  std::size_t n1 = 1;
+  std::size_t n2 = 1;
+  std::array<SFKernelOperand, 3> components;
+  std::array<bool, 3> vary{true, true, true}; ///< whether the components vary along a row
+};
+using SFNormalKernel = void (*)(SFNormalBox const&);
 
 /// The kernels of one instruction set.
 struct SFTapeKernels

@@ -5,15 +5,6 @@
 
 namespace SF {
 
-/// Calls `iOnRow(j, k, index)` for the rows of a tile, with the index of a row's first voxel in the grid.
-template <class OnRow>
-void ForEachRow(SFGrid const& iGrid, SFTile const& iTile, OnRow iOnRow)
-{
-  for (unsigned int k = 0; k < iTile.count[2]; ++k)
-    for (unsigned int j = 0; j < iTile.count[1]; ++j)
-      iOnRow(j, k, iGrid.Index(iTile.begin[0], iTile.begin[1] + j, iTile.begin[2] + k));
-}
-
 /// Stores a result of a tile as floats, at the place of its voxels in the grid.
 inline void StoreTile(SFTapeRunner const& iRunner, SFStoreKernel iStore, SFTile const& iTile, SFTapePlace const& iFrom,
                       double iDiagonal, float* oValues)

@@ -41,10 +41,10 @@ private:
   using Size = std::array<unsigned int, 3>;
   struct Worker;
 
-  void Visit(Worker& ioWorker, std::span<SFTile const> iBoxes, SFTapeList const& iList, std::size_t iLevel,
-             bool iLastWasVain) const;
+  void Visit(Worker& ioWorker, std::span<SFTile const> iBoxes, SFTile const* iWhole, SFTapeList const& iList,
+             std::size_t iLevel, bool iLastWasPoor) const;
   void VisitParts(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList, std::size_t iLevel,
-                  bool iLastWasVain) const;
+                  bool iLastWasPoor) const;
   void RunBox(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList) const;
   bool Prunes() const;
   std::size_t DrawRegions(SFTile* oBoxes);

@@ -142,12 +142,24 @@ SFTapeSweep::Sink NormalSink(SFTapeRunner const& iRunner, std::vector<float>& io
 {
   return [&](SFTile const& iTile, SFTapeList const& iList, SFTapeScratch& ioScratch) {
     auto const& kernels = iRunner.GetKernels();
-    StoreTile(iRunner, kernels.storePlain, iTile, iRunner.ResultPlace(iList, 0, iTile, ioScratch), 0.0,
-              ioValues.data());
-    ForEachRow(iRunner.GetGrid(), iTile, [&](unsigned int iJ, unsigned int iK, std::size_t iIndex) {
-      auto const row = [&](std::size_t iResult) { return iRunner.ResultRow(iList, iResult, iTile, iJ, iK, ioScratch); };
-      kernels.storeNormals(&ioNormals[3 * iIndex], row(1), row(2), row(3), iTile.count[0]);
-    });
+    SFGrid const& grid = iRunner.GetGrid();
+    auto const place = [&](std::size_t iResult) { return iRunner.ResultPlace(iList, iResult, iTile, ioScratch); };
+    StoreTile(iRunner, kernels.storePlain, iTile, place(0), 0.0, ioValues.data());
+    auto const row = static_cast<std::ptrdiff_t>(grid.dims[0]);
+    SFNormalBox box{ioNormals.data() + 3 * grid.Index(iTile.begin[0], iTile.begin[1], iTile.begin[2]),
+                    3 * row,
+                    3 * row * static_cast<std::ptrdiff_t>(grid.dims[1]),
+                    iTile.count[0],
+                    iTile.count[1],
+                    iTile.count[2],
+                    {},
+                    {}};
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+      SFTapePlace const from = place(axis + 1);
+      box.components[axis] = {from.data, from.strides[1], from.strides[2]};
+      box.vary[axis] = from.strides[0] != 0;
+    }
+    kernels.storeNormals(box);
   };
 }
 

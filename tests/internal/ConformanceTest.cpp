@@ -155,7 +155,14 @@ TEST(Conformance, Stores)
       box.out = expected.data();
       reference.storePlain(box, diagonal);
       check("plain");
-      kernels->storeNormals(got.data(), x.data(), y.data(), z.data(), x.size());
+      kernels->storeNormals({got.data(),
+                             0,
+                             0,
+                             x.size(),
+                             1,
+                             1,
+                             {{{x.data(), 0, 0}, {y.data(), 0, 0}, {z.data(), 0, 0}}},
+                             {true, true, true}});
       for (std::size_t i = 0; i < x.size(); ++i) {
         ZULMathVector normal{x[i], y[i], z[i]};
         normal.Normalize();
