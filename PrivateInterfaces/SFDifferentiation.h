@@ -21,9 +21,10 @@ public:
   /// After more than `iMaxSeparate` derivatives of nodes, a node of the field gets one derivative for each variable,
   /// however many paths reach it.
   explicit SFDifferentiation(std::size_t iMaxSeparate) : _maxSeparate(iMaxSeparate) {}
-  /// As above for `iField`, whose nodes get one derivative for each variable from the start. Only those whose
-  /// derivatives write lines stay separate, so that each path has its lines.
-  SFDifferentiation(std::size_t iMaxSeparate, SFDagNode const& iField);
+  /// As above for a field, whose nodes get one derivative for each variable from the start. Only those whose
+  /// derivatives write lines stay separate, so that each path has its lines. `iField` lists its nodes and those of the
+  /// derived graphs in it, operands first.
+  SFDifferentiation(std::size_t iMaxSeparate, std::vector<SFDagNode const*> const& iField);
 
   NodePtr Differentiate(NodePtr const& iNode, SFNodeType iVariable);
   /// By the rule of an operator, whatever the type of the node, of which only the operands are read.

@@ -39,9 +39,16 @@ SFNodeIndex NodesMadeFor(SFDagNode const& iDerivative, std::vector<SFDagNode con
   for (SFDagNode const* const node : iField)
     field.Insert(node);
   SFNodeIndex made;
-  for (SFDagNode const* const node : PostOrder(iDerivative, SFReach::Operands))
-    if (field.Find(node) == SFNodeIndex::Absent)
-      made.Insert(node);
+  std::vector<SFDagNode const*> open{&iDerivative};
+  while (!open.empty()) {
+    SFDagNode const* const node = open.back();
+    open.pop_back();
+    if (field.Find(node) != SFNodeIndex::Absent || !made.Insert(node).second)
+      continue;
+    for (SFDagNode const* const operand : {node->GetLhs().get(), node->GetRhs().get()})
+      if (operand != nullptr)
+        open.push_back(operand);
+  }
   return made;
 }
 
@@ -51,7 +58,7 @@ NodePtr GradientComponent(NodePtr const& iField, SFNodeType iVariable, ZULTolera
 {
   auto const field = PostOrder(*iField, SFReach::OperandsAndDerived);
   NodePtr const derivative =
-      SFDifferentiation(SFSimplification::MaxRepeatedLines, *iField).Differentiate(iField, iVariable);
+      SFDifferentiation(SFSimplification::MaxRepeatedLines, field).Differentiate(iField, iVariable);
   if (derivative == nullptr)
     return nullptr;
   SFSimplification simplification(iTolerance.GetResolution(), NodesMadeFor(*derivative, field));
@@ -135,6 +142,7 @@ NodePtr SFDagOffsetOperator::GradientNorm(NodePtr iNode, ZULTolerance const& iTo
   NodePtr const x = squared(SFNodeType::X);
   NodePtr const y = squared(SFNodeType::Y);
   NodePtr const z = squared(SFNodeType::Z);
+  iNode->ResetEvaluationCache(); // whose slots may hold values of before it was rewritten
   NodePtr norm = Op(SFNodeType::ROOT, Op(SFNodeType::PLUS, Op(SFNodeType::PLUS, x, y), z));
   norm = PassThroughText(std::move(norm), ReportNormNotWritten);
   if (norm != nullptr)
@@ -147,8 +155,6 @@ NodePtr SFDagOffsetOperator::PassThroughText(NodePtr iTree, void (*iReport)(HRES
 {
   SFTextPass pass(*iTree);
   HRESULT const hr = pass.CanBeSaid() ? CheckExport(GetContext(), *iTree) : E_FAIL;
-  // Slots of the field may hold values of before it was rewritten.
-  iTree->ResetEvaluationCache();
   NodePtr read = Succeeded(hr) ? pass.Read() : nullptr;
   if (read == nullptr)
     iReport(Failed(hr) ? hr : E_FAIL);

@@ -152,10 +152,11 @@ private:
   SFNodeType _variable;
 };
 
-SFDifferentiation::SFDifferentiation(std::size_t iMaxSeparate, SFDagNode const& iField) : _maxSeparate(iMaxSeparate)
+SFDifferentiation::SFDifferentiation(std::size_t iMaxSeparate, std::vector<SFDagNode const*> const& iField)
+  : _maxSeparate(iMaxSeparate)
 {
   auto const speaks = [this](SFDagNode const* iNode) { return iNode == nullptr || _speaks[_field.Find(iNode)]; };
-  for (SFDagNode const* const node : PostOrder(iField, SFReach::OperandsAndDerived)) {
+  for (SFDagNode const* const node : iField) {
     bool const writesLine = WritesLine(*node, speaks);
     _field.Insert(node);
     _speaks.push_back(writesLine);

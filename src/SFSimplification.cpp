@@ -249,13 +249,14 @@ void SFSimplification::Store(SFDagNode& ioNode, Operands const& iOperands)
 
 SFSimplification::Result SFSimplification::Keep(Frame& ioFrame, Operands const& iOperands)
 {
-  SFDagNode& node = *ioFrame.node;
-  if (!ioFrame.isMade || (iOperands[0] == node.GetLhs() && iOperands[1] == node.GetRhs()))
+  if (!ioFrame.isMade)
     return {};
+  SFDagNode& node = *ioFrame.node;
   if (ioFrame.settled) {
     Store(node, iOperands);
     return {};
   }
+  // A copy even where nothing has changed: another visit may rewrite the node.
   Result result;
   result.copy = CopyOf(node);
   result.copy->SetLhs(iOperands[0]);

@@ -210,7 +210,8 @@ TEST(OffsetText, RandomOperators)
 /// Where many paths lead to the nodes, what simplification leaves depends on the order of its visits.
 TEST(OffsetText, RandomGraphs)
 {
-  for (unsigned int seed = 0; seed < 1500; ++seed) {
+  // In graph 102357, among others, a node keeps its operands on the first path and gets others on the second.
+  for (unsigned int seed = 100000; seed < 103000; ++seed) {
     int const order = seed % 20 == 0 ? 2 : 1;
     ASSERT_EQ(WhereTheyDiffer(RandomGraph(seed), RandomGraph(seed), 0.3, order), "") << seed;
   }
