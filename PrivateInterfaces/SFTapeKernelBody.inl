@@ -24,9 +24,11 @@ SF_KERNEL_TARGET void Loop(SFKernelBox const& iBox)
 
 // ---- chains ---------------------------------------------------------------------------------------------------
 
-/// One vector register, and a load that needs no alignment.
+/// One vector register, and a load that needs no alignment. Written otherwise, clang drops the attribute of the latter
+/// without a word.
 using Vector = double __attribute__((vector_size(SF_KERNEL_BYTES)));
-using Loaded = double __attribute__((vector_size(SF_KERNEL_BYTES), aligned(alignof(double)), may_alias));
+using Loaded __attribute__((aligned(alignof(double)), may_alias)) = Vector;
+static_assert(alignof(Loaded) == alignof(double));
 constexpr std::size_t VectorLanes = SF_KERNEL_BYTES / sizeof(double);
 
 /// As many registers as hold a value and an operand with some to spare.
