@@ -21,6 +21,13 @@ struct SFTile
   std::array<unsigned int, 3> count{};
 };
 
+/// A run of the blocks over which the ranges of a kept value are known.
+struct SFBlocks
+{
+  std::size_t first = 0;
+  std::size_t count = 0;
+};
+
 /// One step of a list that a tile runs: the instruction of value `id`, its operands perhaps replaced.
 struct SFTapeStep
 {
@@ -226,7 +233,9 @@ public:
   }
   SFInterval CoordinateRange(std::size_t iAxis, SFTile const& iBox) const;
   /// The range of a value of one axis that is kept: an InputCode step with an axis.
-  SFInterval InputRange(SFTapeStep const& iStep, SFTile const& iBox) const;
+  SFInterval InputRange(SFTapeStep const& iStep, SFBlocks const& iBlocks) const;
+  /// The blocks over which that range is taken for a box, the same for all values of an axis.
+  SFBlocks BlocksOf(std::size_t iAxis, SFTile const& iBox) const;
 
   /// Values that pruning puts in the place of others.
   SFValueId GetOne() const { return _constants; }

@@ -42,9 +42,9 @@ private:
   struct Worker;
 
   void Visit(Worker& ioWorker, std::span<SFTile const> iBoxes, SFTile const* iWhole, SFTapeList const& iList,
-             std::size_t iLevel, bool iLastWasPoor) const;
+             std::size_t iLevel, bool iLastWasVain) const;
   void VisitParts(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList, std::size_t iLevel,
-                  bool iLastWasPoor) const;
+                  bool iLastWasVain) const;
   void RunBox(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList) const;
   bool Prunes() const;
   std::size_t DrawRegions(SFTile* oBoxes);

@@ -23,11 +23,19 @@ struct LoopPlan
   std::array<std::size_t, 3> n{1, 1, 1};
   std::array<std::size_t, 3> axes{NoAxis, NoAxis, NoAxis}; ///< the first axis that each level of the loop runs along
 
-  LoopPlan(std::array<std::size_t, 3> const& iExtents, std::span<SFTapePlace const* const> iOperands)
+  LoopPlan(SFAxes iAxes, SFTapeScratch::Shape const& iShape, std::span<SFTapePlace const* const> iOperands)
   {
+    if (std::all_of(iOperands.begin(), iOperands.end(), [iAxes](SFTapePlace const* iPlace) {
+          return iPlace->axes == 0 || (iPlace->inTile && iPlace->axes == iAxes);
+        })) { // most steps of most tiles: one row
+      n[0] = iShape.volume;
+      axes[0] = iAxes != 0 ? FirstAxis(iAxes) : NoAxis;
+      return;
+    }
+    auto const& extents = iShape.extents;
     std::size_t used = 0;
     for (std::size_t axis = 0; axis < 3; ++axis) {
-      if (iExtents[axis] == 1)
+      if (extents[axis] == 1)
         continue;
       // A box one point wide, out of values that are kept for a wider grid: rows of one.
       if (used == 0 && std::any_of(iOperands.begin(), iOperands.end(),
@@ -38,10 +46,10 @@ struct LoopPlan
             return Stride(*iPlace, used - 1) * static_cast<std::ptrdiff_t>(n[used - 1]) == iPlace->strides[axis];
           });
       if (runsOn) {
-        n[used - 1] *= iExtents[axis];
+        n[used - 1] *= extents[axis];
         continue;
       }
-      n[used] = iExtents[axis];
+      n[used] = extents[axis];
       axes[used++] = axis;
     }
   }
@@ -180,7 +188,7 @@ std::size_t SFTapeRunner::PlanPiece(SFTapeList const& iList, std::size_t iFrom, 
   std::array<SFTapePlace const*, SFLongestChain + 2> places{};
   std::size_t placeCount = 0;
   auto const runsTogether = [&] {
-    std::size_t const row = LoopPlan(shape.extents, {places.data(), placeCount}).n[0];
+    std::size_t const row = LoopPlan(first.axes, shape, {places.data(), placeCount}).n[0];
     return row >= WorthChaining || (row == shape.volume && row >= SFShortestRow);
   };
 
@@ -226,8 +234,8 @@ void SFTapeRunner::PlanLinks(SFTapeList const& iList, std::size_t iFrom, std::si
 {
   auto const& chain = ioScratch.chain;
   SFTapeStep const& last = iList.steps[chain[iTo - 1]];
-  LoopPlan const plan(ioScratch.shapes[last.axes].extents, iPlaces);
-  SFTapeScratch::Call call;
+  LoopPlan const plan(last.axes, ioScratch.shapes[last.axes], iPlaces);
+  SFTapeScratch::Call& call = ioScratch.plan.emplace_back();
   call.step = last;
   call.firstLink = ioScratch.links.size();
   auto const addLink = [&](SFTapeStep const& iStep, bool iSwapped, SFTapePlace const* iOperand) {
@@ -263,12 +271,11 @@ void SFTapeRunner::PlanLinks(SFTapeList const& iList, std::size_t iFrom, std::si
     ioScratch.targetIsDone = true;
   } else
     call.box.out = SlotFor(last, ioScratch);
-  ioScratch.plan.push_back(call);
 }
 
 void SFTapeRunner::PlanStep(SFTapeStep const& iStep, SFTapeScratch& ioScratch) const
 {
-  SFTapeScratch::Call call;
+  SFTapeScratch::Call& call = ioScratch.plan.emplace_back();
   call.step = iStep;
   if (_isKept[iStep.id] == Keeping::Stored)
     call.out = &_places[iStep.id];
@@ -278,7 +285,7 @@ void SFTapeRunner::PlanStep(SFTapeStep const& iStep, SFTapeScratch& ioScratch) c
     SFTapePlace const& a = ioScratch.places[iStep.operands[0]];
     SFTapePlace const& b = ioScratch.places[iStep.operands[1]];
     std::array<SFTapePlace const*, 2> const operands{&a, &b};
-    LoopPlan const plan(ioScratch.shapes[iStep.axes].extents, operands);
+    LoopPlan const plan(iStep.axes, ioScratch.shapes[iStep.axes], operands);
     auto const form = !plan.Varies(a)   ? SFKernelForm::SecondVaries
                       : !plan.Varies(b) ? SFKernelForm::FirstVaries
                                         : SFKernelForm::BothVary;
@@ -287,7 +294,6 @@ void SFTapeRunner::PlanStep(SFTapeStep const& iStep, SFTapeScratch& ioScratch) c
     call.a = Moving(a);
     call.b = Moving(b);
   }
-  ioScratch.plan.push_back(call);
 }
 
 /// Slots large enough, and what else follows from the size of the tiles.

@@ -66,7 +66,8 @@ private:
   struct Pieces
   {
     std::size_t count = 1;
-    std::array<SFTile, W> boxes; ///< one of those that cover it
+    std::array<SFTile, W> boxes;    ///< one of those that cover it
+    std::array<SFBlocks, W> blocks; ///< of kept values
     std::array<std::uint8_t, W> of{};
   };
 
@@ -111,6 +112,8 @@ void Pass<W>::FindPieces(std::size_t iAxis)
       pieces.boxes[pieces.count++] = box;
     pieces.of[lane] = static_cast<std::uint8_t>(at);
   }
+  for (std::size_t i = 0; i < pieces.count; ++i)
+    pieces.blocks[i] = _runner.BlocksOf(iAxis, pieces.boxes[i]);
 }
 
 template <std::size_t W>
@@ -123,7 +126,7 @@ void Pass<W>::ReadLeaf(SFTapeStep const& iStep, SFRanges<W>& oRanges) const
   Pieces const& pieces = _pieces[FirstAxis(iStep.axes)];
   std::array<SFInterval, W> ranges;
   for (std::size_t i = 0; i < pieces.count; ++i)
-    ranges[i] = iStep.code == InputCode ? _runner.InputRange(iStep, pieces.boxes[i])
+    ranges[i] = iStep.code == InputCode ? _runner.InputRange(iStep, pieces.blocks[i])
                                         : _runner.CoordinateRange(iStep.code - CodeOf(SFNodeType::X), pieces.boxes[i]);
   for (std::size_t lane = 0; lane < W; ++lane)
     oRanges.Set(lane, ranges[pieces.of[lane]]);

@@ -222,19 +222,23 @@ void SFTapeRunner::ComputeBlockRanges()
   }
 }
 
-SFInterval SFTapeRunner::InputRange(SFTapeStep const& iStep, SFTile const& iBox) const
+SFBlocks SFTapeRunner::BlocksOf(std::size_t iAxis, SFTile const& iBox) const
 {
-  std::size_t const axis = FirstAxis(iStep.axes);
-  std::size_t const begin = iBox.begin[axis];
-  std::size_t const count = iBox.count[axis];
-  SFInterval const* blocks = &_blockRanges[_firstBlock[iStep.id]];
+  std::size_t const count = iBox.count[iAxis];
+  std::size_t offset = 0;
   std::size_t level = 0;
   for (; level + 1 < BlockLevels && BlockLength << (level + 1) <= count; ++level)
-    blocks += BlockCount(_grid.dims[axis], level);
-  std::size_t const first = begin / (BlockLength << level);
-  std::size_t const last = (begin + count - 1) / (BlockLength << level);
-  SFInterval range = blocks[first];
-  for (std::size_t i = first + 1; i <= last; ++i)
+    offset += BlockCount(_grid.dims[iAxis], level);
+  std::size_t const first = iBox.begin[iAxis] / (BlockLength << level);
+  std::size_t const last = (iBox.begin[iAxis] + count - 1) / (BlockLength << level);
+  return {offset + first, last - first + 1};
+}
+
+SFInterval SFTapeRunner::InputRange(SFTapeStep const& iStep, SFBlocks const& iBlocks) const
+{
+  SFInterval const* const blocks = &_blockRanges[_firstBlock[iStep.id] + iBlocks.first];
+  SFInterval range = blocks[0];
+  for (std::size_t i = 1; i < iBlocks.count; ++i)
     range = Hull(range, blocks[i]);
   return range;
 }

@@ -134,43 +134,44 @@ std::size_t SFTapeSweep::DrawRegions(SFTile* oBoxes)
   return count;
 }
 
-/// Prunes for some boxes and goes on to their parts, while there is something left to decide and the lists become much
-/// shorter. One poor attempt does not say that smaller boxes decide nothing: a few parts spread over the first box all
-/// reach it. Where the boxes make up `iWhole` and pruning was poor, that is run with the list it had, in longer rows.
+/// Prunes for some boxes and goes on to their parts, while there is something left to decide. One attempt in vain does
+/// not say that smaller boxes decide nothing: a few parts spread over the first box all reach it. Where the boxes make
+/// up `iWhole` and little has been gained by the smallest of them, that is run with the list it had, in longer rows.
 void SFTapeSweep::Visit(Worker& ioWorker, std::span<SFTile const> iBoxes, SFTile const* iWhole, SFTapeList const& iList,
-                        std::size_t iLevel, bool iLastWasPoor) const
+                        std::size_t iLevel, bool iLastWasVain) const
 {
   bool const isLast = iLevel + 1 == _levels.size();
   auto& lists = ioWorker.lists[iLevel];
-  _pruner.Prune(iList, iBoxes, isLast ? SFListUse::ToRun : SFListUse::ToPrune, ioWorker.pruning, lists.data());
+  SFBoxes const changed =
+      _pruner.Prune(iList, iBoxes, isLast ? SFListUse::ToRun : SFListUse::ToPrune, ioWorker.pruning, lists.data());
   if (ioWorker.MustStop())
     return;
-  auto const isPoor = [&](std::size_t iCost, std::size_t iBefore) { return 4 * iCost > 3 * iBefore; };
-  std::size_t total = 0;
+  std::size_t cost = 0;
   for (std::size_t i = 0; i < iBoxes.size(); ++i)
-    total += lists[i].cost;
-  if (iWhole != nullptr && (isLast || iLastWasPoor) && isPoor(total, iBoxes.size() * iList.cost)) {
+    cost += lists[i].cost;
+  bool const gainsLittle = isLast ? 4 * cost > 3 * iBoxes.size() * iList.cost : changed == 0 && iLastWasVain;
+  if (iWhole != nullptr && gainsLittle) {
     RunBox(ioWorker, *iWhole, iList);
     return;
   }
   for (std::size_t i = 0; i < iBoxes.size() && !ioWorker.MustStop(); ++i) {
-    bool const poor = isPoor(lists[i].cost, iList.cost);
-    if (isLast || (poor && iLastWasPoor) || lists[i].choices == 0 || lists[i].cost < WorthPruning)
+    bool const vain = (changed >> i & 1U) == 0;
+    if (isLast || (vain && iLastWasVain) || lists[i].choices == 0 || lists[i].cost < WorthPruning)
       RunBox(ioWorker, iBoxes[i], lists[i]);
     else
-      VisitParts(ioWorker, iBoxes[i], lists[i], iLevel + 1, poor);
+      VisitParts(ioWorker, iBoxes[i], lists[i], iLevel + 1, vain);
   }
 }
 
 void SFTapeSweep::VisitParts(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList, std::size_t iLevel,
-                             bool iLastWasPoor) const
+                             bool iLastWasVain) const
 {
   std::array<SFTile, SFTapePruner::MaxBoxes> parts;
   std::size_t count = 0;
   bool isFirst = true;
   auto const visit = [&](bool iIsLast) {
     if (count > 0 && !ioWorker.MustStop())
-      Visit(ioWorker, {parts.data(), count}, isFirst && iIsLast ? &iBox : nullptr, iList, iLevel, iLastWasPoor);
+      Visit(ioWorker, {parts.data(), count}, isFirst && iIsLast ? &iBox : nullptr, iList, iLevel, iLastWasVain);
     count = 0;
     isFirst = false;
   };
