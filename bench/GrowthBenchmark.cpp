@@ -102,7 +102,8 @@ void GrowWithGrid(std::string const& iFolder)
   }
 }
 
-/// The peak of the resident memory of a process that renders a workload on 512^3 points, less the output, in MiB.
+/// The peak of the resident memory of a process that renders a workload on 512^3 points, less its arrays of values,
+/// in MiB.
 double MemoryBesideOutput(Workload::Description const& iDescription)
 {
   constexpr unsigned side = 512;
@@ -111,7 +112,9 @@ double MemoryBesideOutput(Workload::Description const& iDescription)
     throw std::runtime_error("a process cannot be started");
   if (child == 0) {
     try {
-      Workload(iDescription, side).Render();
+      Workload workload(iDescription, side);
+      workload.Touch();
+      workload.Render();
     } catch (std::exception const& error) {
       std::cerr << "sf_growth_bench: " << error.what() << '\n';
       _exit(1);
@@ -122,7 +125,8 @@ double MemoryBesideOutput(Workload::Description const& iDescription)
   rusage usage{};
   if (wait4(child, &status, 0, &usage) != child || status != 0)
     throw std::runtime_error("a process has failed");
-  return static_cast<double>(usage.ru_maxrss) / 1024.0 - std::size_t{side} * side * side * sizeof(float) / 1048576.0;
+  double const arrays = iDescription.makeLoop != nullptr ? 2.0 : 1.0; // that of the loop is there, if not computed
+  return static_cast<double>(usage.ru_maxrss) / 1024.0 - arrays * side * side * side * sizeof(float) / 1048576.0;
 }
 
 } // namespace
