@@ -19,6 +19,7 @@ packages=(
   pkg-config # a consumer without CMake
   python3    # checks of the documents
   graphviz   # drawings
+  gnuplot-nox # plots of the documents, by bench/growth.gp
   git
 )
 ci_packages=(
