@@ -59,6 +59,10 @@ public:
 
   explicit SFTapePruner(SFTapeRunner const& iRunner) : _runner(iRunner) {}
 
+  /// How many boxes are worth pruning a list for together: of a long one the memory for several would not stay near,
+  /// nor would their lists be few.
+  static std::size_t BoxesFor(SFTapeList const& iList) { return iList.steps.size() <= LongList ? MaxBoxes : 1; }
+
   SFPrunerScratch MakeScratch() const;
 
   /// Fills a list for each box with what `iList` needs over the points of that box. Returns the boxes for which
@@ -67,6 +71,8 @@ public:
                 SFTapeList* oLists) const;
 
 private:
+  static constexpr std::size_t LongList = 16384;
+
   SFTapeRunner const& _runner;
 };
 

@@ -109,18 +109,23 @@ public:
     SFTapePlace const* b = nullptr;
     SFTapePlace const* out = nullptr;
     SFTapeStep step;
-    /// Of a chain: where its first operand lies, if kept, and its links among those of the plan.
-    SFChainBox chain;
-    SFTapePlace const* first = nullptr;
-    std::size_t firstLink = 0;
-    bool storesFloats = false; ///< its values are the result, and go to the target
+    static constexpr std::uint32_t NoChain = UINT32_MAX;
+    std::uint32_t chain = NoChain; ///< its number among the chains of the plan
+  };
+  struct Chain
+  {
+    SFChainBox box;
+    SFTapePlace const* first = nullptr; ///< where its first operand lies, if kept
+    std::size_t firstLink = 0;          ///< its first link among those of the plan
+    bool storesFloats = false;          ///< its values are the result, and go to the target
   };
   std::vector<Call> plan;
+  std::vector<Chain> chains;
   std::vector<SFChainLink> links;
   std::vector<SFTapePlace const*> linkPlaces; ///< by link: where its operand lies, if kept
   std::vector<std::uint32_t> absorbedBy;      ///< by position in the list: that of the step whose chain takes it in
   std::vector<std::uint32_t> chainEnds;       ///< by position: that of the last step of its chain
-  std::vector<std::uint32_t> chain;           ///< the positions of the chain that is planned
+  std::vector<std::uint32_t> positions;       ///< of the steps of the chain that is planned
 
   /// Where the one result of each tile goes as floats, for the whole grid; null when a sink takes the results.
   struct Target
@@ -267,7 +272,7 @@ private:
   void PlanLinks(SFTapeList const& iList, std::size_t iFrom, std::size_t iTo,
                  std::span<SFTapePlace const* const> iPlaces, bool iStores, SFTapeScratch& ioScratch) const;
   void PlanStep(SFTapeStep const& iStep, SFTapeScratch& ioScratch) const;
-  void RunChain(SFTapeScratch::Call& ioCall, SFTile const& iTile, SFTapeScratch& ioScratch) const;
+  void RunChain(SFTapeScratch::Call const& iCall, SFTile const& iTile, SFTapeScratch& ioScratch) const;
   void RunStep(SFTapeScratch::Call const& iCall, SFTile const& iTile, SFTapeScratch& ioScratch) const;
   void RunPointwise(SFTapeStep const& iStep, SFTile const& iTile, SFTapeScratch& ioScratch, double* oValues,
                     Extents const& iExtents) const;

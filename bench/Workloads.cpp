@@ -153,12 +153,16 @@ void Workload::Render()
   _isRendered = true;
 }
 
+void Workload::PrepareNormals()
+{
+  Quiet const quiet;
+  for (auto const axis : {SF::SFNodeType::X, SF::SFNodeType::Y, SF::SFNodeType::Z})
+    _gradient.push_back(SF::SFDagDifferentialOperator::BuildGradientTree(_root, axis, ZULGetDefaultTolerance()));
+}
+
 void Workload::RenderNormals()
 {
   Quiet const quiet;
-  if (_gradient.empty())
-    for (auto const axis : {SF::SFNodeType::X, SF::SFNodeType::Y, SF::SFNodeType::Z})
-      _gradient.push_back(SF::SFDagDifferentialOperator::BuildGradientTree(_root, axis, ZULGetDefaultTolerance()));
   _normals.resize(3 * _grid.Count());
   HRESULT const hr =
       SF::SFDagEvaluator(Level2()).Render(_grid.dims, _rendered, _normals, _grid.h, _grid.origin, *_root, _gradient,

@@ -47,7 +47,8 @@ public:
   void Touch();
   /// Each throws std::runtime_error when the library reports a failure.
   void Render();
-  /// The values and the unit normals.
+  /// The values and the unit normals, from derivatives that are made before.
+  void PrepareNormals();
   void RenderNormals();
   /// On as many tasks as Render uses.
   void RunLoop();
@@ -66,7 +67,7 @@ private:
   Loop _loop;
   std::vector<float> _rendered;
   std::vector<float> _looped;
-  std::vector<std::shared_ptr<SF::SFDagNode>> _gradient; ///< made when first asked for
+  std::vector<std::shared_ptr<SF::SFDagNode>> _gradient;
   std::vector<float> _normals;
   struct PointValue
   {

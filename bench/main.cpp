@@ -75,7 +75,7 @@ void Register(Workload& ioWorkload)
       return ioWorkload.GetGrid().Count();
     });
   if (ioWorkload.Name() == "gyroid_shell") {
-    ioWorkload.RenderNormals(); // builds the gradient
+    ioWorkload.PrepareNormals();
     add("normals", [&ioWorkload] {
       ioWorkload.RenderNormals();
       return ioWorkload.GetGrid().Count();

@@ -102,8 +102,8 @@ std::size_t MostLiveValues(SFTape const& iTape)
 
 SFWorkPlan PlanWork(SFTape const& iTape, unsigned int iThreads, std::size_t iVolume, std::size_t iBudget)
 {
-  // Of the working arrays by value: places, slots, ranges, needs, and the lists of the pruning levels.
-  constexpr std::size_t bytesPerValue = 256;
+  // Of the working arrays by value: places, slots, ranges, needs, the lists of the pruning levels, and the plan.
+  constexpr std::size_t bytesPerValue = 384;
   constexpr std::size_t leastVolume = 64;
   std::size_t const fixed = iTape.instructions.size() * bytesPerValue;
   std::size_t const perElement = (MostLiveValues(iTape) + 1) * sizeof(double);

@@ -83,6 +83,7 @@ void SFTapeRunner::PlanSteps(SFTapeList const& iList, std::array<unsigned int, 3
       pool.free.push_back(static_cast<std::int32_t>(slot));
   }
   ioScratch.plan.clear();
+  ioScratch.chains.clear();
   ioScratch.links.clear();
   ioScratch.linkPlaces.clear();
   ioScratch.targetIsDone = false;
@@ -146,7 +147,7 @@ void SFTapeRunner::FindChains(SFTapeList const& iList, SFTapeScratch& ioScratch,
 /// Plans the chain that ends with a step: in one piece, or in several where the rows would become too short.
 void SFTapeRunner::PlanChain(SFTapeList const& iList, std::uint32_t iEnd, SFTapeScratch& ioScratch) const
 {
-  auto& chain = ioScratch.chain;
+  auto& chain = ioScratch.positions;
   chain.assign(1, iEnd);
   for (;;) {
     SFTapeStep const& step = iList.steps[chain.back()];
@@ -180,7 +181,7 @@ void SFTapeRunner::PlanChain(SFTapeList const& iList, std::uint32_t iEnd, SFTape
 /// Plans the steps of the chain from one on, as many as can run together. Returns which step is the next.
 std::size_t SFTapeRunner::PlanPiece(SFTapeList const& iList, std::size_t iFrom, SFTapeScratch& ioScratch) const
 {
-  auto const& chain = ioScratch.chain;
+  auto const& chain = ioScratch.positions;
   auto const stepAt = [&](std::size_t i) -> SFTapeStep const& { return iList.steps[chain[i]]; };
   auto const place = [&](SFValueId iId) { return &ioScratch.places[iId]; };
   SFTapeStep const& first = stepAt(iFrom);
@@ -232,12 +233,14 @@ std::size_t SFTapeRunner::PlanPiece(SFTapeList const& iList, std::size_t iFrom, 
 void SFTapeRunner::PlanLinks(SFTapeList const& iList, std::size_t iFrom, std::size_t iTo,
                              std::span<SFTapePlace const* const> iPlaces, bool iStores, SFTapeScratch& ioScratch) const
 {
-  auto const& chain = ioScratch.chain;
+  auto const& chain = ioScratch.positions;
   SFTapeStep const& last = iList.steps[chain[iTo - 1]];
   LoopPlan const plan(last.axes, ioScratch.shapes[last.axes], iPlaces);
   SFTapeScratch::Call& call = ioScratch.plan.emplace_back();
   call.step = last;
-  call.firstLink = ioScratch.links.size();
+  call.chain = static_cast<std::uint32_t>(ioScratch.chains.size());
+  SFTapeScratch::Chain& planned = ioScratch.chains.emplace_back();
+  planned.firstLink = ioScratch.links.size();
   auto const addLink = [&](SFTapeStep const& iStep, bool iSwapped, SFTapePlace const* iOperand) {
     SFChainLink link{iStep.code, iSwapped, false, {}};
     if (iOperand != nullptr) {
@@ -255,19 +258,19 @@ void SFTapeRunner::PlanLinks(SFTapeList const& iList, std::size_t iFrom, std::si
     bool const swapped = i > iFrom && !IsUnary(step) && step.operands[0] != iList.steps[chain[i - 1]].id;
     addLink(step, swapped, IsUnary(step) ? nullptr : iPlaces[operand++]);
   }
-  call.first = Moving(start);
-  call.chain.n0 = plan.n[0];
-  call.chain.n1 = plan.n[1];
-  call.chain.n2 = plan.n[2];
-  call.chain.first = plan.Operand(start);
-  call.chain.firstVaries = plan.Varies(start);
-  call.chain.linkCount = iTo - iFrom;
-  call.storesFloats = iStores;
+  planned.first = Moving(start);
+  planned.box.n0 = plan.n[0];
+  planned.box.n1 = plan.n[1];
+  planned.box.n2 = plan.n[2];
+  planned.box.first = plan.Operand(start);
+  planned.box.firstVaries = plan.Varies(start);
+  planned.box.linkCount = iTo - iFrom;
+  planned.storesFloats = iStores;
   if (iStores) {
-    call.chain.s1 = plan.Stride(*iPlaces.back(), 1);
-    call.chain.s2 = plan.Stride(*iPlaces.back(), 2);
-    call.chain.clamps = ioScratch.target.clamps;
-    call.chain.diagonal = ioScratch.target.diagonal;
+    planned.box.s1 = plan.Stride(*iPlaces.back(), 1);
+    planned.box.s2 = plan.Stride(*iPlaces.back(), 2);
+    planned.box.clamps = ioScratch.target.clamps;
+    planned.box.diagonal = ioScratch.target.diagonal;
     ioScratch.targetIsDone = true;
   } else
     call.box.out = SlotFor(last, ioScratch);

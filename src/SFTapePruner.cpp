@@ -400,9 +400,7 @@ SFPrunerScratch SFTapePruner::MakeScratch() const
 SFBoxes SFTapePruner::Prune(SFTapeList const& iList, std::span<SFTile const> iBoxes, SFListUse iUse,
                             SFPrunerScratch& ioScratch, SFTapeList* oLists) const
 {
-  // Of a list that long the memory for all boxes at once would not stay near.
-  constexpr std::size_t longList = 16384;
-  if (iBoxes.size() > 1 && iList.steps.size() <= longList)
+  if (iBoxes.size() > 1 && BoxesFor(iList) > 1)
     return PruneFor<SFRangeLanes>(_runner, iList, iBoxes, iUse, ioScratch, ioScratch.several, oLists);
   SFBoxes changed = 0;
   for (std::size_t i = 0; i < iBoxes.size() && !ioScratch.stopped; ++i)

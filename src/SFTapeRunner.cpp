@@ -324,24 +324,25 @@ void SFTapeRunner::RunTile(SFTile const& iTile, SFTapeScratch& ioScratch) const
       call.box.b.data = InTile(*call.b, iTile).data;
     if (call.kernel != nullptr)
       call.kernel(call.box);
-    else if (call.chain.linkCount > 0)
+    else if (call.chain != SFTapeScratch::Call::NoChain)
       RunChain(call, iTile, ioScratch);
     else
       RunStep(call, iTile, ioScratch);
   }
 }
 
-void SFTapeRunner::RunChain(SFTapeScratch::Call& ioCall, SFTile const& iTile, SFTapeScratch& ioScratch) const
+void SFTapeRunner::RunChain(SFTapeScratch::Call const& iCall, SFTile const& iTile, SFTapeScratch& ioScratch) const
 {
-  SFChainBox& box = ioCall.chain;
-  if (ioCall.first != nullptr)
-    box.first.data = InTile(*ioCall.first, iTile).data;
-  for (std::size_t l = 0; l < box.linkCount; ++l)
-    if (SFTapePlace const* const place = ioScratch.linkPlaces[ioCall.firstLink + l])
-      ioScratch.links[ioCall.firstLink + l].operand.data = InTile(*place, iTile).data;
-  box.links = &ioScratch.links[ioCall.firstLink];
-  box.out = ioCall.box.out;
-  if (ioCall.storesFloats)
+  SFTapeScratch::Chain& chain = ioScratch.chains[iCall.chain];
+  SFChainBox& box = chain.box;
+  if (chain.first != nullptr)
+    box.first.data = InTile(*chain.first, iTile).data;
+  for (std::size_t l = chain.firstLink; l < chain.firstLink + box.linkCount; ++l)
+    if (SFTapePlace const* const place = ioScratch.linkPlaces[l])
+      ioScratch.links[l].operand.data = InTile(*place, iTile).data;
+  box.links = &ioScratch.links[chain.firstLink];
+  box.out = iCall.box.out;
+  if (chain.storesFloats)
     box.floats = ioScratch.target.floats + _grid.Index(iTile.begin[0], iTile.begin[1], iTile.begin[2]);
   _kernels.chain(box);
 }

@@ -126,7 +126,8 @@ std::size_t SFTapeSweep::DrawRegions(SFTile* oBoxes)
 {
   std::size_t const next = _next.load(std::memory_order_relaxed);
   std::size_t const left = _regionCount - std::min(next, _regionCount);
-  std::size_t const wanted = Prunes() ? std::clamp<std::size_t>(left / (4 * _threads), 1, SFTapePruner::MaxBoxes) : 1;
+  std::size_t const wanted =
+      Prunes() ? std::clamp<std::size_t>(left / (4 * _threads), 1, SFTapePruner::BoxesFor(_runner.GetList())) : 1;
   std::size_t const first = _next.fetch_add(wanted);
   std::size_t const count = std::min(_regionCount - std::min(first, _regionCount), wanted);
   for (std::size_t i = 0; i < count; ++i)
@@ -176,7 +177,7 @@ void SFTapeSweep::VisitParts(Worker& ioWorker, SFTile const& iBox, SFTapeList co
     isFirst = false;
   };
   ForEachBox(iBox, _levels[iLevel], [&](SFTile const& iPart) {
-    if (count == parts.size())
+    if (count == SFTapePruner::BoxesFor(iList))
       visit(false);
     parts[count++] = iPart;
   });
