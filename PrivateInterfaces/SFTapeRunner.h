@@ -258,6 +258,7 @@ private:
 
   void ReduceAxes();
   void ComputeScalars();
+  std::array<std::size_t, 8> DearestPlanes() const;
   void ChooseKept();
   void AddToList(SFValueId iId, SFTapeCode iCode);
   void RunKept(SFAxes iAxes, unsigned int iThreads, SFStopRequest const& iStop);

@@ -124,7 +124,9 @@ void SFTapeRunner::FindChains(SFTapeList const& iList, SFTapeScratch& ioScratch,
       if (value.at >= at || steps[value.at].id != iId || value.uses != 1 || IsKept(iId))
         return;
       SFTapeStep const& before = steps[value.at];
-      if (IsChainable(before.code) && before.axes == step.axes && (latest == Nobody || value.at > latest))
+      // Of fewer axes, perhaps, but not of fewer points: then none is computed more often in the chain.
+      bool const isAsLarge = ioScratch.shapes[before.axes].volume == ioScratch.shapes[step.axes].volume;
+      if (IsChainable(before.code) && isAsLarge && (latest == Nobody || value.at > latest))
         latest = value.at;
     });
     if (latest != Nobody)
@@ -217,7 +219,7 @@ std::size_t SFTapeRunner::PlanPiece(SFTapeList const& iList, std::size_t iFrom, 
                            false};
   bool stores = ioScratch.target.floats != nullptr && to == chain.size() && iList.results.size() == 1 &&
                 iList.results[0] == stepAt(to - 1).id && ioScratch.values[iList.results[0]].uses == 1 &&
-                placeCount > 0 && first.axes == _present;
+                placeCount > 0 && stepAt(to - 1).axes == _present;
   if (stores) {
     places[placeCount++] = &target;
     stores = runsTogether();

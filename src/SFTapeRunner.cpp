@@ -87,10 +87,35 @@ void SFTapeRunner::ComputeScalars()
   }
 }
 
+/// What it costs to compute the dearest plane of each set of two axes from the values of one, in additions.
+std::array<std::size_t, 8> SFTapeRunner::DearestPlanes() const
+{
+  auto const& instructions = _tape.instructions;
+  constexpr std::size_t most = 1000;
+  std::vector<std::size_t> costs(instructions.size(), 0);
+  std::array<std::size_t, 8> dearest{};
+  for (std::size_t id = 0; id < instructions.size(); ++id) {
+    auto const& instruction = instructions[id];
+    if (AxisCount(instruction.axes) != 2)
+      continue;
+    costs[id] = CostOf(instruction.code);
+    for (int i = 0; i < ArityOf(instruction.code); ++i) {
+      SFValueId const operand = instruction.operands[static_cast<std::size_t>(i)];
+      if (instructions[operand].axes == instruction.axes)
+        costs[id] = std::min(most, costs[id] + costs[operand]);
+    }
+    dearest[instruction.axes] = std::max(dearest[instruction.axes], costs[id]);
+  }
+  return dearest;
+}
+
 /// Chooses the values of one and two axes that are kept: those that a value of more axes, or a result, reads,
 /// while they fit into the budget. Everything else is a step of the tiles.
 void SFTapeRunner::ChooseKept()
 {
+  // A plane of the whole grid comes from a farther cache; a few operations on what lies near are cheaper.
+  constexpr std::size_t worthKeeping = 8;
+  std::array<std::size_t, 8> const dearest = DearestPlanes();
   auto const& instructions = _tape.instructions;
   std::vector<char> wanted(instructions.size(), 0);
   for (auto const& instruction : instructions)
@@ -117,7 +142,7 @@ void SFTapeRunner::ChooseKept()
       if (AxisCount(axes) != axisCount || copies < 4 || spent + cost[axes] > _budget)
         continue;
       // The values of a plane are computed from those of its axes.
-      if (axisCount == 2 && !(keep[axes & 1] && keep[axes & 2] && keep[axes & 4]))
+      if (axisCount == 2 && (dearest[axes] < worthKeeping || !(keep[axes & 1] && keep[axes & 2] && keep[axes & 4])))
         continue;
       keep[axes] = true;
       spent += cost[axes];
