@@ -113,8 +113,10 @@ std::array<std::size_t, 8> SFTapeRunner::DearestPlanes() const
 /// while they fit into the budget. Everything else is a step of the tiles.
 void SFTapeRunner::ChooseKept()
 {
-  // A plane of the whole grid comes from a farther cache; a few operations on what lies near are cheaper.
+  // Planes of the whole grid that do not fit into a near cache take longer to read than a few operations on the values
+  // of their axes take.
   constexpr std::size_t worthKeeping = 8;
+  constexpr std::size_t nearBytes = std::size_t{512} << 10;
   std::array<std::size_t, 8> const dearest = DearestPlanes();
   auto const& instructions = _tape.instructions;
   std::vector<char> wanted(instructions.size(), 0);
@@ -142,7 +144,8 @@ void SFTapeRunner::ChooseKept()
       if (AxisCount(axes) != axisCount || copies < 4 || spent + cost[axes] > _budget)
         continue;
       // The values of a plane are computed from those of its axes.
-      if (axisCount == 2 && (dearest[axes] < worthKeeping || !(keep[axes & 1] && keep[axes & 2] && keep[axes & 4])))
+      bool const isDear = dearest[axes] >= worthKeeping || cost[axes] <= nearBytes;
+      if (axisCount == 2 && (!isDear || !(keep[axes & 1] && keep[axes & 2] && keep[axes & 4])))
         continue;
       keep[axes] = true;
       spent += cost[axes];
