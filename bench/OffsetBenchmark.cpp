@@ -2,6 +2,7 @@
 /// Each measurement runs in a process of its own, as a peak never goes down again.
 
 #include "Stopwatch.h"
+#include "Workloads.h"
 
 #include "SFDagFromExpression.h"
 #include "SFDagOffsetOperator.h"
@@ -19,7 +20,6 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <unordered_set>
 #include <vector>
 
 namespace {
@@ -108,19 +108,6 @@ constexpr Shape Shapes[] = {
 /// The sizes measured, by order.
 constexpr std::array<std::array<std::size_t, 2>, 3> Sizes{{{10'000, 100'000}, {1'000, 10'000}, {200, 1'000}}};
 
-std::size_t CountNodes(NodePtr const& iRoot)
-{
-  std::unordered_set<SF::SFDagNode const*> met;
-  std::vector<SF::SFDagNode const*> open{iRoot.get()};
-  while (!open.empty()) {
-    SF::SFDagNode const* const node = open.back();
-    open.pop_back();
-    if (node != nullptr && met.insert(node).second)
-      open.insert(open.end(), {node->GetLhs().get(), node->GetRhs().get()});
-  }
-  return met.size();
-}
-
 // ---- measuring ------------------------------------------------------------------------------------------------
 
 struct Figures
@@ -134,14 +121,14 @@ Figures Measure(Shape const& iShape, std::size_t iNodes, int iOrder)
 {
   NodePtr const field = iShape.make(iNodes);
   Figures figures;
-  figures.fieldNodes = CountNodes(field);
+  figures.fieldNodes = SFBench::CountNodes(*field);
   SF::SFSWContext const context(SF::SFSemanticLevel::ESemanticLevel2);
   std::cout.setstate(std::ios::failbit); // its lines are not of interest
   SFBench::Stopwatch const watch;
   NodePtr const offset =
       SF::SFDagOffsetOperator(context).BuildOneSidedOffsetTree(field, 0.1, ZULGetDefaultTolerance(), iOrder);
   figures.seconds = watch.Elapsed().cpu;
-  figures.nodes = offset != nullptr ? CountNodes(offset) : 0;
+  figures.nodes = offset != nullptr ? SFBench::CountNodes(*offset) : 0;
   return figures;
 }
 

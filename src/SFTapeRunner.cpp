@@ -144,8 +144,8 @@ void SFTapeRunner::ChooseKept()
       if (AxisCount(axes) != axisCount || copies < 4 || spent + cost[axes] > _budget)
         continue;
       // The values of a plane are computed from those of its axes.
-      bool const isDear = dearest[axes] >= worthKeeping || cost[axes] <= nearBytes;
-      if (axisCount == 2 && (!isDear || !(keep[axes & 1] && keep[axes & 2] && keep[axes & 4])))
+      bool const isWorthIt = dearest[axes] >= worthKeeping || cost[axes] <= nearBytes;
+      if (axisCount == 2 && (!isWorthIt || !(keep[axes & 1] && keep[axes & 2] && keep[axes & 4])))
         continue;
       keep[axes] = true;
       spent += cost[axes];
