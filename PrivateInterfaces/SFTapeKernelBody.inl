@@ -67,6 +67,10 @@ SF_KERNEL_TARGET SF_KERNEL_INLINE Vector Combined(Vector iA, Vector iB)
     return iB > iA ? iB : iA;
   if constexpr (Op == SFNodeType::WITHOUT)
     return -iB > iA ? -iB : iA;
+  if constexpr (Op == SFNodeType::SYMDIFF)
+    return Combined<SFNodeType::WITHOUT>(Combined<SFNodeType::MIN>(iA, iB), Combined<SFNodeType::MAX>(iA, iB));
+  if constexpr (Op == SFNodeType::SIGN)
+    return iA > Vector{} ? Vector{} + 1.0 : Vector{} - 1.0;
   Vector result;
   for (std::size_t lane = 0; lane < VectorLanes; ++lane)
     result[lane] = ScalarOps::Apply<Op>(iA[lane], iB[lane]);
@@ -98,6 +102,7 @@ SF_KERNEL_TARGET SF_KERNEL_INLINE void Apply(SFChainLink const& iLink, Registers
     SF_CHAINED(MIN)
     SF_CHAINED(MAX)
     SF_CHAINED(WITHOUT)
+    SF_CHAINED(SYMDIFF)
 #undef SF_CHAINED
   case SFNodeType::SQUARE:
     return Combine<SFNodeType::SQUARE>(ioValue, ioValue, false);
@@ -107,6 +112,8 @@ SF_KERNEL_TARGET SF_KERNEL_INLINE void Apply(SFChainLink const& iLink, Registers
     return Combine<SFNodeType::ROOT>(ioValue, ioValue, false);
   case SFNodeType::ABS:
     return Combine<SFNodeType::ABS>(ioValue, ioValue, false);
+  case SFNodeType::SIGN:
+    return Combine<SFNodeType::SIGN>(ioValue, ioValue, false);
   default:
     __builtin_unreachable();
   }
@@ -121,23 +128,25 @@ SF_KERNEL_TARGET SF_KERNEL_INLINE double Clamped(double iValue, double iDiagonal
   return (value > 0.0 ? 1.0 : -1.0) * limited;
 }
 
-/// Through the first-level cache: the compiler vectorises this loop over memory, but not one over registers.
-template <std::size_t N>
-SF_KERNEL_TARGET SF_KERNEL_INLINE void StoreFloats(Registers<N> const& iValue, SFChainBox const& iBox,
-                                                   float* __restrict oFloats)
+/// The same expressions over a whole vector.
+SF_KERNEL_TARGET SF_KERNEL_INLINE Vector Clamped(Vector iValue, Vector iDiagonal)
 {
-  constexpr std::size_t count = N * VectorLanes;
-  double values[count];
+  Vector const value = iValue == iValue ? iValue : iDiagonal;
+  Vector const magnitude = Combined<SFNodeType::ABS>(value, value);
+  return Combined<SFNodeType::SIGN>(value, value) * Combined<SFNodeType::MIN>(iDiagonal, magnitude);
+}
+
+using Floats = float __attribute__((vector_size(SF_KERNEL_BYTES / 2)));
+using StoredFloats __attribute__((aligned(alignof(float)), may_alias)) = Floats;
+
+template <std::size_t N>
+SF_KERNEL_TARGET SF_KERNEL_INLINE void StoreFloats(Registers<N> const& iValue, SFChainBox const& iBox, float* oFloats)
+{
+  Vector const diagonal = Broadcast(iBox.diagonal);
   SF_KERNEL_UNROLL
   for (std::size_t r = 0; r < N; ++r)
-    *reinterpret_cast<Loaded*>(values + r * VectorLanes) = iValue.v[r];
-  double const diagonal = iBox.diagonal;
-  if (iBox.clamps)
-    for (std::size_t i = 0; i < count; ++i)
-      oFloats[i] = static_cast<float>(Clamped(values[i], diagonal));
-  else
-    for (std::size_t i = 0; i < count; ++i)
-      oFloats[i] = static_cast<float>(values[i]);
+    *reinterpret_cast<StoredFloats*>(oFloats + r * VectorLanes) =
+        __builtin_convertvector(iBox.clamps ? Clamped(iValue.v[r], diagonal) : iValue.v[r], Floats);
 }
 
 /// The rows of a chain's operands.
@@ -154,12 +163,19 @@ SF_KERNEL_TARGET SF_KERNEL_INLINE void RunPiece(SFChainBox const& iBox, ChainRow
 {
   Registers<N> value{};
   Registers<N> other{};
+  Registers<N> held{};
   Load(value, iRow.first + (iBox.firstVaries ? iAt : 0), iBox.firstVaries);
   for (std::size_t l = 0; l < iBox.linkCount; ++l) {
     SFChainLink const& link = iBox.links[l];
     if (iRow.operands[l] != nullptr)
       Load(other, iRow.operands[l] + (link.varies ? iAt : 0), link.varies);
-    Apply(link, value, other);
+    else
+      other = held;
+    if (link.code == SFHoldCode) {
+      held = value;
+      value = other;
+    } else
+      Apply(link, value, other);
   }
   if (iRow.out == nullptr)
     StoreFloats(value, iBox, iRow.floats + iAt);

@@ -40,18 +40,21 @@ enum class SFKernelForm : std::size_t
 };
 constexpr std::size_t SFKernelFormCount = 3;
 
-/// One operator of a chain: its other operand, or none for a unary one.
+/// One step of a chain: an operator with its other operand, or SFHoldCode.
 struct SFChainLink
 {
   SFTapeCode code = 0;
   bool swapped = false; ///< the value so far is the second operand
   bool varies = false;  ///< whether the other operand varies along a row
+  /// The other operand; without data that of a binary operator is the value that is held.
   SFKernelOperand operand;
 };
-constexpr std::size_t SFLongestChain = 16;
+/// In a chain: the value so far is put by, to be held until an operator takes it, and a new one begins with the operand.
+constexpr SFTapeCode SFHoldCode = InputCode;
+constexpr std::size_t SFLongestChain = 32;
 
 /// Operators of which each takes the value of the one before, over a box whose rows are at least SFShortestRow long.
-/// The value stays in registers from the first operand to the last operator.
+/// The value, and the one that is held, stay in registers from the first operand to the last operator.
 struct SFChainBox
 {
   std::size_t n0 = 1;
@@ -73,13 +76,13 @@ struct SFChainBox
 using SFChainKernel = void (*)(SFChainBox const&);
 constexpr std::size_t SFShortestRow = 8;
 
-/// Whether chains may hold an operator: those that are a vector instruction or two.
+/// Whether chains may hold an operator: those that are a few vector instructions.
 constexpr bool IsChainable(SFTapeCode iCode)
 {
   using enum SFNodeType;
   auto const type = SFNodeType{iCode};
   return type == PLUS || type == SQUARE || type == MINUS || type == MULT || type == MIN || type == MAX || type == NOT ||
-         type == ROOT || type == DIV || type == ABS || type == WITHOUT;
+         type == ROOT || type == DIV || type == ABS || type == SIGN || type == WITHOUT || type == SYMDIFF;
 }
 
 /// A box of n0 x n1 x n2 values to be stored as floats: float (i, j, k) is out[i + j s1 + k s2].

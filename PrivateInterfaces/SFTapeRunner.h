@@ -4,6 +4,7 @@
 #include "SFRanges.h"
 #include "SFTape.h"
 #include "SFTapeKernels.h"
+#include "SFValueBuffer.h"
 
 #include <array>
 #include <cstddef>
@@ -21,11 +22,13 @@ struct SFTile
   std::array<unsigned int, 3> count{};
 };
 
-/// A run of the blocks over which the ranges of a kept value are known.
+/// A run of the blocks over which the ranges of kept values are known: that of input number n over the i-th of them is
+/// first[n + i stride].
 struct SFBlocks
 {
-  std::size_t first = 0;
+  SFInterval const* first = nullptr;
   std::size_t count = 0;
+  std::size_t stride = 0;
 };
 
 /// One step of a list that a tile runs: the instruction of value `id`, its operands perhaps replaced.
@@ -125,7 +128,9 @@ public:
   std::vector<SFTapePlace const*> linkPlaces; ///< by link: where its operand lies, if kept
   std::vector<std::uint32_t> absorbedBy;      ///< by position in the list: that of the step whose chain takes it in
   std::vector<std::uint32_t> chainEnds;       ///< by position: that of the last step of its chain
+  std::vector<char> holds;                    ///< by position: whether its chain up to it holds a value for a while
   std::vector<std::uint32_t> positions;       ///< of the steps of the chain that is planned
+  std::vector<std::uint32_t> openPositions;   ///< of those whose operands are still to be listed
 
   /// Where the one result of each tile goes as floats, for the whole grid; null when a sink takes the results.
   struct Target
@@ -139,7 +144,7 @@ public:
 
   struct Pool
   {
-    std::vector<std::unique_ptr<double[]>> slots;
+    std::vector<SFValueBuffer> slots;
     std::vector<std::int32_t> free;
     std::size_t slotSize = 0;
   };
@@ -249,6 +254,7 @@ public:
 
 private:
   using Extents = std::array<std::size_t, 3>;
+  class Piece;
   enum class Keeping : char
   {
     No,
@@ -260,18 +266,22 @@ private:
   void ComputeScalars();
   std::array<std::size_t, 8> DearestPlanes() const;
   void ChooseKept();
+  void AllocateKept();
   void AddToList(SFValueId iId, SFTapeCode iCode);
-  void RunKept(SFAxes iAxes, unsigned int iThreads, SFStopRequest const& iStop);
+  void RunKeptAxes(unsigned int iThreads, SFStopRequest const& iStop);
+  void RunKeptPlanes(SFAxes iAxes, unsigned int iThreads, SFStopRequest const& iStop);
+  void RunKept(SFAxes iAxes, SFTile const& iBox, SFTapeScratch& ioScratch) const;
   void PlanSteps(SFTapeList const& iList, std::array<unsigned int, 3> const& iCount, SFTapeScratch& ioScratch,
                  bool iKept) const;
-  void ComputeBlockRanges();
+  void ReserveBlocks();
+  void ComputeBlockRanges(std::size_t iAxis, std::size_t iBegin, std::size_t iEnd);
   static void ShapeFor(std::array<unsigned int, 3> const& iCount, SFTapeScratch& ioScratch);
   double* SlotFor(SFTapeStep const& iStep, SFTapeScratch& ioScratch) const;
   void FindChains(SFTapeList const& iList, SFTapeScratch& ioScratch, bool iKept) const;
+  static void ListChain(SFTapeList const& iList, std::uint32_t iEnd, SFTapeScratch& ioScratch);
   void PlanChain(SFTapeList const& iList, std::uint32_t iEnd, SFTapeScratch& ioScratch) const;
   std::size_t PlanPiece(SFTapeList const& iList, std::size_t iFrom, SFTapeScratch& ioScratch) const;
-  void PlanLinks(SFTapeList const& iList, std::size_t iFrom, std::size_t iTo,
-                 std::span<SFTapePlace const* const> iPlaces, bool iStores, SFTapeScratch& ioScratch) const;
+  void PlanLinks(Piece const& iPiece, bool iStores, SFTapeScratch& ioScratch) const;
   void PlanStep(SFTapeStep const& iStep, SFTapeScratch& ioScratch) const;
   void RunChain(SFTapeScratch::Call const& iCall, SFTile const& iTile, SFTapeScratch& ioScratch) const;
   void RunStep(SFTapeScratch::Call const& iCall, SFTile const& iTile, SFTapeScratch& ioScratch) const;
@@ -289,13 +299,14 @@ private:
   std::vector<double> _scalars;                    ///< by value, for values without axes
   std::array<std::vector<double>, 3> _coordinates; ///< by axis
   std::vector<SFTapePlace> _places;                ///< by value, for scalars and kept values
-  std::vector<std::unique_ptr<double[]>> _kept;
-  std::vector<SFInterval> _blockRanges;   ///< of the kept values of one axis, over blocks of positions
-  std::vector<std::uint32_t> _firstBlock; ///< by value: where its blocks start
-  std::array<SFTapeList, 8> _keptLists;   ///< by axes: what RunKept computes
-  std::vector<Keeping> _isKept;           ///< by value
-  SFAxes _present = 0;                    ///< the axes with more than one position
-  std::vector<SFValueId> _pointInputs;    ///< the coordinates that SetPoints sets
+  SFValueBuffer _kept;
+  std::array<std::vector<SFValueId>, 3> _inputs;       ///< by axis: the kept values that pruning reads
+  std::array<std::vector<SFInterval>, 3> _blockRanges; ///< by axis: of those values, over blocks of positions
+  std::vector<std::uint32_t> _inputNumbers;            ///< by value: its place among the inputs of its axis
+  std::array<SFTapeList, 8> _keptLists;                ///< by axes: what RunKept computes
+  std::vector<Keeping> _isKept;                        ///< by value
+  SFAxes _present = 0;                                 ///< the axes with more than one position
+  std::vector<SFValueId> _pointInputs;                 ///< the coordinates that SetPoints sets
   SFTapeList _list;
   SFValueId _constants = 0;
 };

@@ -113,24 +113,32 @@ void SFTapeRunner::FindChains(SFTapeList const& iList, SFTapeScratch& ioScratch,
   for (SFValueId const result : iList.results)
     ++ioScratch.values[result].uses;
 
+  // A chain holds one value while it computes another, so of two operands one at most may itself need that.
   ioScratch.absorbedBy.assign(steps.size(), Nobody);
+  ioScratch.holds.assign(steps.size(), 0);
   for (std::uint32_t at = 0; at < steps.size(); ++at) {
     SFTapeStep const& step = steps[at];
     if (!runs(step) || iKept || !IsChainable(step.code))
       continue;
-    std::uint32_t latest = Nobody;
+    std::array<std::uint32_t, 2> before{Nobody, Nobody};
+    std::size_t count = 0;
     forOperands(step, [&](SFValueId iId) {
       auto const& value = ioScratch.values[iId];
       if (value.at >= at || steps[value.at].id != iId || value.uses != 1 || IsKept(iId))
         return;
-      SFTapeStep const& before = steps[value.at];
       // Of fewer axes, perhaps, but not of fewer points: then none is computed more often in the chain.
-      bool const isAsLarge = ioScratch.shapes[before.axes].volume == ioScratch.shapes[step.axes].volume;
-      if (IsChainable(before.code) && isAsLarge && (latest == Nobody || value.at > latest))
-        latest = value.at;
+      SFTapeStep const& last = steps[value.at];
+      if (IsChainable(last.code) && ioScratch.shapes[last.axes].volume == ioScratch.shapes[step.axes].volume)
+        before[count++] = value.at;
     });
-    if (latest != Nobody)
-      ioScratch.absorbedBy[latest] = at;
+    if (count == 2 && ioScratch.holds[before[0]] != 0 && ioScratch.holds[before[1]] != 0)
+      before[0] = before[--count];
+    for (std::size_t i = 0; i < count; ++i) {
+      ioScratch.absorbedBy[before[i]] = at;
+      ioScratch.holds[at] = static_cast<char>(ioScratch.holds[at] | ioScratch.holds[before[i]]);
+    }
+    if (count == 2)
+      ioScratch.holds[at] = 1;
   }
 
   // An absorbed step reads its operands when the chain runs, at its end.
@@ -146,29 +154,43 @@ void SFTapeRunner::FindChains(SFTapeList const& iList, SFTapeScratch& ioScratch,
     ioScratch.values[result].lastUse = UINT32_MAX;
 }
 
+/// Lists the steps of the chain that ends with one, in the order in which they run: of two operands that are both
+/// computed in it the one that itself holds a value first, and otherwise the one that comes first in the list.
+void SFTapeRunner::ListChain(SFTapeList const& iList, std::uint32_t iEnd, SFTapeScratch& ioScratch)
+{
+  auto& chain = ioScratch.positions;
+  auto& open = ioScratch.openPositions;
+  chain.clear();
+  open.assign(1, iEnd);
+  while (!open.empty()) { // backwards
+    std::uint32_t const at = open.back();
+    open.pop_back();
+    chain.push_back(at);
+    SFTapeStep const& step = iList.steps[at];
+    std::size_t const known = open.size();
+    for (int i = 0; i < ArityOf(step.code); ++i) {
+      SFValueId const operand = step.operands[static_cast<std::size_t>(i)];
+      std::uint32_t const before = ioScratch.values[operand].at; // an earlier list's, where this one only reads it
+      if (before < at && iList.steps[before].id == operand && ioScratch.absorbedBy[before] == at)
+        open.push_back(before);
+    }
+    if (open.size() == known + 2) {
+      auto& first = open[known];
+      auto& second = open[known + 1];
+      if (ioScratch.holds[second] != 0 || (ioScratch.holds[first] == 0 && second < first))
+        std::swap(first, second);
+    }
+  }
+  std::reverse(chain.begin(), chain.end());
+}
+
 /// Plans the chain that ends with a step: in one piece, or in several where the rows would become too short.
 void SFTapeRunner::PlanChain(SFTapeList const& iList, std::uint32_t iEnd, SFTapeScratch& ioScratch) const
 {
-  auto& chain = ioScratch.positions;
-  chain.assign(1, iEnd);
-  for (;;) {
-    SFTapeStep const& step = iList.steps[chain.back()];
-    std::uint32_t before = Nobody;
-    for (int i = 0; i < ArityOf(step.code); ++i) {
-      std::uint32_t const at = ioScratch.values[step.operands[static_cast<std::size_t>(i)]].at;
-      if (at < chain.back() && ioScratch.absorbedBy[at] == chain.back())
-        before = at;
-    }
-    if (before == Nobody)
-      break;
-    chain.push_back(before);
-  }
-  std::reverse(chain.begin(), chain.end());
-
-  for (std::size_t from = 0; from < chain.size();) {
-    std::size_t const to = PlanPiece(iList, from, ioScratch);
-    from = to;
-  }
+  ListChain(iList, iEnd, ioScratch);
+  auto const& chain = ioScratch.positions;
+  for (std::size_t from = 0; from < chain.size();)
+    from = PlanPiece(iList, from, ioScratch);
   for (std::uint32_t const at : chain)
     for (int i = 0; i < ArityOf(iList.steps[at].code); ++i) {
       SFValueId const operand = iList.steps[at].operands[static_cast<std::size_t>(i)];
@@ -180,85 +202,154 @@ void SFTapeRunner::PlanChain(SFTapeList const& iList, std::uint32_t iEnd, SFTape
     }
 }
 
+/// A run of a chain's steps that one call is to compute: what each does to the value in the registers.
+class SFTapeRunner::Piece
+{
+public:
+  struct Link
+  {
+    SFTapeCode code = 0;
+    bool swapped = false;
+    SFTapePlace const* operand = nullptr;
+  };
+  /// How far the piece reaches.
+  struct Extent
+  {
+    SFTapeStep const* last = nullptr;
+    SFTapeStep const* held = nullptr;
+    std::size_t steps = 0;
+    std::size_t links = 0;
+    std::size_t places = 0;
+  };
+
+  Piece(SFTapeScratch const& iScratch, SFAxes iAxes) : _scratch(iScratch), _axes(iAxes) {}
+
+  Extent const& Reach() const { return _reach; }
+  void CutTo(Extent const& iReach) { _reach = iReach; }
+  std::span<Link const> Links() const { return {_links.data(), _reach.links}; }
+  std::span<SFTapePlace const* const> Places() const { return {_places.data(), _reach.places}; }
+
+  /// Whether rows are still as long as any, for all operands.
+  bool RunsTogether()
+  {
+    if (_isUnchanged)
+      return true;
+    auto const& shape = _scratch.shapes[_axes];
+    std::size_t const row = LoopPlan(_axes, shape, Places()).n[0];
+    _isUnchanged = row >= WorthChaining || (row == shape.volume && row >= SFShortestRow);
+    return _isUnchanged;
+  }
+
+  /// False when there is no more room.
+  bool Add(SFTapeStep const& iStep)
+  {
+    if (_reach.links + 2 > SFLongestChain)
+      return false;
+    auto const isIn = [&](SFTapeStep const* iOther, std::size_t iOperand) {
+      return iOther != nullptr && iOther->id == iStep.operands[iOperand];
+    };
+    bool const unary = IsUnary(iStep);
+    bool const second = !unary && isIn(_reach.last, 1);
+    if (second || isIn(_reach.last, 0)) {
+      std::size_t const other = second ? 0 : 1;
+      bool const joins = !unary && isIn(_reach.held, other);
+      AddLink(iStep.code, second, unary || joins ? nullptr : &_scratch.places[iStep.operands[other]]);
+      _reach.held = joins ? nullptr : _reach.held;
+    } else {
+      if (_reach.last == nullptr)
+        AddPlace(_scratch.places[iStep.operands[0]]);
+      else
+        AddLink(SFHoldCode, false, &_scratch.places[iStep.operands[0]]);
+      _reach.held = _reach.last;
+      AddLink(iStep.code, false, unary ? nullptr : &_scratch.places[iStep.operands[1]]);
+    }
+    _reach.last = &iStep;
+    ++_reach.steps;
+    return true;
+  }
+
+  void AddPlace(SFTapePlace const& iPlace)
+  {
+    // What runs on wherever the values themselves do shortens no row.
+    _isUnchanged = _isUnchanged && (iPlace.axes == 0 || (iPlace.inTile && iPlace.axes == _axes));
+    _places[_reach.places++] = &iPlace;
+  }
+
+private:
+  void AddLink(SFTapeCode iCode, bool iSwapped, SFTapePlace const* iOperand)
+  {
+    _links[_reach.links++] = {iCode, iSwapped, iOperand};
+    if (iOperand != nullptr)
+      AddPlace(*iOperand);
+  }
+
+  SFTapeScratch const& _scratch;
+  SFAxes _axes;
+  bool _isUnchanged = false;
+  Extent _reach;
+  std::array<Link, SFLongestChain> _links;
+  std::array<SFTapePlace const*, SFLongestChain + 2> _places; ///< the first operand, those of the links, the target
+};
+
 /// Plans the steps of the chain from one on, as many as can run together. Returns which step is the next.
 std::size_t SFTapeRunner::PlanPiece(SFTapeList const& iList, std::size_t iFrom, SFTapeScratch& ioScratch) const
 {
   auto const& chain = ioScratch.positions;
-  auto const stepAt = [&](std::size_t i) -> SFTapeStep const& { return iList.steps[chain[i]]; };
-  auto const place = [&](SFValueId iId) { return &ioScratch.places[iId]; };
-  SFTapeStep const& first = stepAt(iFrom);
-  auto const& shape = ioScratch.shapes[first.axes];
-  std::array<SFTapePlace const*, SFLongestChain + 2> places{};
-  std::size_t placeCount = 0;
-  auto const runsTogether = [&] {
-    std::size_t const row = LoopPlan(first.axes, shape, {places.data(), placeCount}).n[0];
-    return row >= WorthChaining || (row == shape.volume && row >= SFShortestRow);
-  };
-
-  std::size_t to = iFrom + 1;
-  if (IsChainable(first.code) && shape.volume >= SFShortestRow) {
-    places[placeCount++] = place(first.operands[0]);
-    if (!IsUnary(first))
-      places[placeCount++] = place(first.operands[1]);
-    for (; runsTogether() && to < chain.size() && to - iFrom < SFLongestChain; ++to) {
-      SFTapeStep const& step = stepAt(to);
-      if (IsUnary(step))
-        continue;
-      SFValueId const before = stepAt(to - 1).id;
-      places[placeCount++] = place(step.operands[0] == before ? step.operands[1] : step.operands[0]);
-      if (!runsTogether()) {
-        --placeCount;
-        break;
-      }
-    }
+  SFTapeStep const& first = iList.steps[chain[iFrom]];
+  if (!IsChainable(first.code) || ioScratch.shapes[first.axes].volume < SFShortestRow) {
+    PlanStep(first, ioScratch);
+    return iFrom + 1;
   }
+  Piece piece(ioScratch, first.axes);
+  piece.Add(first);
+  Piece::Extent reach = piece.Reach();
+  for (std::size_t to = iFrom + 1; to < chain.size() && piece.RunsTogether(); ++to) {
+    if (!piece.Add(iList.steps[chain[to]]) || !piece.RunsTogether())
+      break;
+    if (piece.Reach().held == nullptr)
+      reach = piece.Reach();
+  }
+  piece.CutTo(reach);
+
   SFTapePlace const target{nullptr,
                            {1, static_cast<std::ptrdiff_t>(_grid.dims[0]),
                             static_cast<std::ptrdiff_t>(_grid.dims[0]) * static_cast<std::ptrdiff_t>(_grid.dims[1])},
                            AllAxes,
                            false};
-  bool stores = ioScratch.target.floats != nullptr && to == chain.size() && iList.results.size() == 1 &&
-                iList.results[0] == stepAt(to - 1).id && ioScratch.values[iList.results[0]].uses == 1 &&
-                placeCount > 0 && stepAt(to - 1).axes == _present;
+  bool stores = ioScratch.target.floats != nullptr && iFrom + reach.steps == chain.size() &&
+                iList.results.size() == 1 && iList.results[0] == reach.last->id &&
+                ioScratch.values[iList.results[0]].uses == 1 && reach.last->axes == _present;
   if (stores) {
-    places[placeCount++] = &target;
-    stores = runsTogether();
-    placeCount -= stores ? 0 : 1;
+    piece.AddPlace(target);
+    stores = piece.RunsTogether();
+    if (!stores)
+      piece.CutTo(reach);
   }
-  if (to - iFrom == 1 && !stores)
+  if (reach.steps == 1 && !stores)
     PlanStep(first, ioScratch);
   else
-    PlanLinks(iList, iFrom, to, {places.data(), placeCount}, stores, ioScratch);
-  return to;
+    PlanLinks(piece, stores, ioScratch);
+  return iFrom + reach.steps;
 }
 
-void SFTapeRunner::PlanLinks(SFTapeList const& iList, std::size_t iFrom, std::size_t iTo,
-                             std::span<SFTapePlace const* const> iPlaces, bool iStores, SFTapeScratch& ioScratch) const
+void SFTapeRunner::PlanLinks(Piece const& iPiece, bool iStores, SFTapeScratch& ioScratch) const
 {
-  auto const& chain = ioScratch.positions;
-  SFTapeStep const& last = iList.steps[chain[iTo - 1]];
-  LoopPlan const plan(last.axes, ioScratch.shapes[last.axes], iPlaces);
+  SFTapeStep const& last = *iPiece.Reach().last;
+  SFTapePlace const& start = *iPiece.Places()[0];
+  SFTapePlace const& end = *iPiece.Places().back();
+  LoopPlan const plan(last.axes, ioScratch.shapes[last.axes], iPiece.Places());
   SFTapeScratch::Call& call = ioScratch.plan.emplace_back();
   call.step = last;
   call.chain = static_cast<std::uint32_t>(ioScratch.chains.size());
   SFTapeScratch::Chain& planned = ioScratch.chains.emplace_back();
   planned.firstLink = ioScratch.links.size();
-  auto const addLink = [&](SFTapeStep const& iStep, bool iSwapped, SFTapePlace const* iOperand) {
-    SFChainLink link{iStep.code, iSwapped, false, {}};
-    if (iOperand != nullptr) {
-      link.varies = plan.Varies(*iOperand);
-      link.operand = plan.Operand(*iOperand);
+  for (Piece::Link const& link : iPiece.Links()) {
+    SFChainLink& chained = ioScratch.links.emplace_back(SFChainLink{link.code, link.swapped, false, {}});
+    if (link.operand != nullptr) {
+      chained.varies = plan.Varies(*link.operand);
+      chained.operand = plan.Operand(*link.operand);
     }
-    ioScratch.links.push_back(link);
-    ioScratch.linkPlaces.push_back(iOperand != nullptr ? Moving(*iOperand) : nullptr);
-  };
-
-  SFTapePlace const& start = *iPlaces[0];
-  std::size_t operand = 1;
-  for (std::size_t i = iFrom; i < iTo; ++i) {
-    SFTapeStep const& step = iList.steps[chain[i]];
-    bool const swapped = i > iFrom && !IsUnary(step) && step.operands[0] != iList.steps[chain[i - 1]].id;
-    addLink(step, swapped, IsUnary(step) ? nullptr : iPlaces[operand++]);
+    ioScratch.linkPlaces.push_back(link.operand != nullptr ? Moving(*link.operand) : nullptr);
   }
   planned.first = Moving(start);
   planned.box.n0 = plan.n[0];
@@ -266,11 +357,11 @@ void SFTapeRunner::PlanLinks(SFTapeList const& iList, std::size_t iFrom, std::si
   planned.box.n2 = plan.n[2];
   planned.box.first = plan.Operand(start);
   planned.box.firstVaries = plan.Varies(start);
-  planned.box.linkCount = iTo - iFrom;
+  planned.box.linkCount = iPiece.Links().size();
   planned.storesFloats = iStores;
   if (iStores) {
-    planned.box.s1 = plan.Stride(*iPlaces.back(), 1);
-    planned.box.s2 = plan.Stride(*iPlaces.back(), 2);
+    planned.box.s1 = plan.Stride(end, 1);
+    planned.box.s2 = plan.Stride(end, 2);
     planned.box.clamps = ioScratch.target.clamps;
     planned.box.diagonal = ioScratch.target.diagonal;
     ioScratch.targetIsDone = true;
@@ -324,7 +415,7 @@ double* SFTapeRunner::SlotFor(SFTapeStep const& iStep, SFTapeScratch& ioScratch)
   auto& pool = ioScratch.pools[iStep.axes];
   if (pool.free.empty()) {
     pool.free.push_back(static_cast<std::int32_t>(pool.slots.size()));
-    pool.slots.push_back(std::make_unique_for_overwrite<double[]>(pool.slotSize));
+    pool.slots.emplace_back(SFValueBuffer::Stride(pool.slotSize));
   }
   std::int32_t const slot = pool.free.back();
   pool.free.pop_back();

@@ -6,7 +6,6 @@
 #include "SFTapeShape.h"
 
 #include <algorithm>
-#include <future>
 #include <limits>
 
 namespace SF {
@@ -170,8 +169,7 @@ void SFTapeRunner::ChooseKept()
       _isKept[id] = Keeping::ForOthers;
       if (wanted[id] != 0) {
         _isKept[id] = Keeping::Stored;
-        _kept.push_back(std::make_unique_for_overwrite<double[]>(VolumeOf(axes, _grid.dims)));
-        _places[id] = {_kept.back().get(), StridesOf(axes, _grid.dims), axes, false};
+        _places[id] = {nullptr, StridesOf(axes, _grid.dims), axes, false};
       }
     }
     if (!keep[axes] || AxisCount(axes) != 1)
@@ -179,10 +177,28 @@ void SFTapeRunner::ChooseKept()
     else if (_isKept[id] == Keeping::Stored)
       AddToList(id, InputCode);
   }
+  AllocateKept();
   if (!_grid.IsWithin(std::numeric_limits<double>::max()))
     _list.choices = 0; // ranges need coordinates that are numbers
   if (_list.choices == 0)
     std::erase_if(_list.steps, [](SFTapeStep const& iStep) { return iStep.code == InputCode; });
+}
+
+/// Room for the kept values in one piece: those of one axis are many and small.
+void SFTapeRunner::AllocateKept()
+{
+  std::size_t total = 0;
+  std::vector<std::pair<SFValueId, std::size_t>> offsets;
+  for (SFValueId id = 0; id < _constants; ++id) {
+    SFTapePlace const& place = _places[id];
+    if (_isKept[id] != Keeping::Stored || place.axes == 0)
+      continue;
+    offsets.emplace_back(id, total);
+    total += SFValueBuffer::Stride(VolumeOf(place.axes, _grid.dims));
+  }
+  _kept = SFValueBuffer(total);
+  for (auto const& [id, offset] : offsets)
+    _places[id].data = _kept.get() + offset;
 }
 
 void SFTapeRunner::AddToList(SFValueId iId, SFTapeCode iCode)
@@ -190,124 +206,6 @@ void SFTapeRunner::AddToList(SFValueId iId, SFTapeCode iCode)
   SFTapeStep step = StepOf(_tape, iId);
   step.code = iCode;
   Append(step, _list);
-}
-
-SFInterval SFTapeRunner::CoordinateRange(std::size_t iAxis, SFTile const& iBox) const
-{
-  // Rounding is monotone, so the ends of a run of positions are its extremes.
-  double const a = _coordinates[iAxis][iBox.begin[iAxis]];
-  double const b = _coordinates[iAxis][iBox.begin[iAxis] + iBox.count[iAxis] - 1];
-  return {std::min(a, b), std::max(a, b), false};
-}
-
-namespace {
-
-/// The ranges of a value of one axis are kept over blocks of 8, 16, 32 and 64 positions: those of the boxes that are
-/// pruned for, most of which are of such a size.
-constexpr std::size_t BlockLength = 8;
-constexpr std::size_t BlockLevels = 4;
-std::size_t BlockCount(std::size_t iCount, std::size_t iLevel)
-{
-  std::size_t const length = BlockLength << iLevel;
-  return (iCount + length - 1) / length;
-}
-
-SFInterval Hull(SFInterval const& iA, SFInterval const& iB)
-{
-  return {std::min(iA.lo, iB.lo), std::max(iA.hi, iB.hi), iA.nan || iB.nan};
-}
-
-SFInterval RangeOfValues(double const* iBegin, double const* iEnd)
-{
-  SFInterval range{SFInterval::Infinity, -SFInterval::Infinity, false};
-  for (; iBegin != iEnd; ++iBegin) {
-    range.lo = *iBegin < range.lo ? *iBegin : range.lo;
-    range.hi = *iBegin > range.hi ? *iBegin : range.hi;
-    range.nan = range.nan || *iBegin != *iBegin;
-  }
-  return range.nan ? SFInterval::Anything() : range;
-}
-
-} // namespace
-
-void SFTapeRunner::ComputeBlockRanges()
-{
-  _firstBlock.assign(_tape.instructions.size(), 0);
-  for (SFTapeStep const& step : _list.steps) {
-    if (step.code != InputCode || step.axes == 0)
-      continue;
-    _firstBlock[step.id] = static_cast<std::uint32_t>(_blockRanges.size());
-    std::size_t const count = VolumeOf(step.axes, _grid.dims);
-    double const* const values = _places[step.id].data;
-    for (std::size_t from = 0; from < count; from += BlockLength)
-      _blockRanges.push_back(RangeOfValues(values + from, values + std::min(count, from + BlockLength)));
-    for (std::size_t level = 1; level < BlockLevels; ++level) {
-      std::size_t const finer = BlockCount(count, level - 1);
-      std::size_t const first = _blockRanges.size() - finer;
-      for (std::size_t i = 0; i < finer; i += 2)
-        _blockRanges.push_back(Hull(_blockRanges[first + i], _blockRanges[first + std::min(i + 1, finer - 1)]));
-    }
-  }
-}
-
-SFBlocks SFTapeRunner::BlocksOf(std::size_t iAxis, SFTile const& iBox) const
-{
-  std::size_t const count = iBox.count[iAxis];
-  std::size_t offset = 0;
-  std::size_t level = 0;
-  for (; level + 1 < BlockLevels && BlockLength << (level + 1) <= count; ++level)
-    offset += BlockCount(_grid.dims[iAxis], level);
-  std::size_t const first = iBox.begin[iAxis] / (BlockLength << level);
-  std::size_t const last = (iBox.begin[iAxis] + count - 1) / (BlockLength << level);
-  return {offset + first, last - first + 1};
-}
-
-SFInterval SFTapeRunner::InputRange(SFTapeStep const& iStep, SFBlocks const& iBlocks) const
-{
-  SFInterval const* const blocks = &_blockRanges[_firstBlock[iStep.id] + iBlocks.first];
-  SFInterval range = blocks[0];
-  for (std::size_t i = 1; i < iBlocks.count; ++i)
-    range = Hull(range, blocks[i]);
-  return range;
-}
-
-/// Computes the kept values of a set of axes piece by piece: the last axis cut among the threads, rows not too long
-/// for the cache.
-void SFTapeRunner::RunKept(SFAxes iAxes, unsigned int iThreads, SFStopRequest const& iStop)
-{
-  auto const& list = _keptLists[iAxes];
-  if (list.steps.empty())
-    return;
-  constexpr unsigned int piece = 1024;
-  std::size_t const first = FirstAxis(iAxes);
-  std::size_t const last = Varies(iAxes, 2) ? 2 : Varies(iAxes, 1) ? 1 : 0;
-  bool const plane = first != last;
-  auto const run = [&](unsigned int iBegin, unsigned int iEnd) {
-    SFTapeScratch scratch = MakeScratch();
-    scratch.stop = &iStop;
-    SFTile tile{{0, 0, 0}, {1, 1, 1}};
-    auto const runRow = [&](unsigned int iFrom, unsigned int iTo) {
-      for (unsigned int at = iFrom; at < iTo && !scratch.stopped; at += tile.count[first]) {
-        tile.begin[first] = at;
-        tile.count[first] = std::min(piece, iTo - at);
-        if (scratch.plan.empty() || scratch.count != tile.count)
-          PlanSteps(list, tile.count, scratch, true);
-        RunTile(tile, scratch);
-      }
-    };
-    if (!plane)
-      runRow(iBegin, iEnd);
-    for (tile.begin[last] = plane ? iBegin : iEnd; tile.begin[last] < iEnd && !scratch.stopped; ++tile.begin[last])
-      runRow(0, _grid.dims[first]);
-  };
-  unsigned int const extent = _grid.dims[last];
-  unsigned int const threads = plane ? std::min(iThreads, extent) : 1;
-  std::vector<std::future<void>> futures;
-  for (unsigned int t = 1; t < threads; ++t)
-    futures.push_back(std::async(std::launch::async, run, extent / threads * (t - 1), extent / threads * t));
-  run(extent / threads * (threads - 1), extent);
-  for (auto& future : futures)
-    future.get();
 }
 
 void SFTapeRunner::Prepare(unsigned int iThreads, SFStopRequest const& iStop)
@@ -319,11 +217,9 @@ void SFTapeRunner::Prepare(unsigned int iThreads, SFStopRequest const& iStop)
   }
   ComputeScalars();
   ChooseKept();
-  constexpr std::array<SFAxes, 6> axesThenPlanes{1, 2, 4, 3, 5, 6};
-  for (SFAxes const axes : axesThenPlanes)
-    RunKept(axes, iThreads, iStop);
-  if (_list.choices > 0)
-    ComputeBlockRanges();
+  RunKeptAxes(iThreads, iStop);
+  for (SFAxes const plane : {SFAxes{3}, SFAxes{5}, SFAxes{6}})
+    RunKeptPlanes(plane, iThreads, iStop);
 }
 
 // ---- tiles ----------------------------------------------------------------------------------------------------

@@ -38,7 +38,7 @@ std::vector<std::array<unsigned int, 3>> PruningLevels(std::array<unsigned int, 
   if (flat == 0)
     return {{64, 64, 64}, {32, 32, 32}, {16, 16, 16}, {16, 8, 8}};
   if (iDims[2] < 8)
-    return {{256, 256, 8}, {64, 64, 8}, {32, 32, 8}};
+    return {{256, 256, 8}, {128, 64, 8}, {64, 32, 8}};
   return {{256, 64, 64}, {64, 32, 32}, {16, 16, 16}};
 }
 

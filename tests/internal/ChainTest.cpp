@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+
 using namespace SFTest;
 
 namespace {
@@ -23,12 +25,17 @@ public:
     _box.firstVaries = Below(4) != 0;
     _box.first = NewOperand();
     _links.resize(1 + Below(SFLongestChain));
+    bool holds = false;
     for (SFChainLink& link : _links) {
-      do
-        link.code = static_cast<SFTapeCode>(Below(SFNodeTypeCount));
-      while (!IsChainable(link.code));
-      if (ArityOf(link.code) == 2)
-        link = {link.code, Below(2) == 0, Below(3) != 0, NewOperand()};
+      bool const puts = !holds && Below(4) == 0;
+      link.code = puts ? SFHoldCode : RandomOperator();
+      bool const takes = !puts && ArityOf(link.code) == 2;
+      bool const takesHeld = takes && holds && Below(2) == 0;
+      link.swapped = takes && Below(2) == 0;
+      link.varies = Below(3) != 0;
+      if (puts || (takes && !takesHeld))
+        link.operand = NewOperand();
+      holds = (holds && !takesHeld) || puts;
     }
     _box.links = _links.data();
     _box.linkCount = _links.size();
@@ -40,8 +47,13 @@ public:
   double Expected(std::size_t i) const
   {
     double value = At(_box.first, _box.firstVaries, i);
+    double held = 0.0;
     for (SFChainLink const& link : _links) {
-      double const other = link.operand.data == nullptr ? value : At(link.operand, link.varies, i);
+      double const other = link.operand.data == nullptr ? held : At(link.operand, link.varies, i);
+      if (link.code == SFHoldCode) {
+        held = std::exchange(value, other);
+        continue;
+      }
       value = ScalarOps::Apply(SFNodeType{link.code}, link.swapped ? other : value, link.swapped ? value : other);
     }
     return value;
@@ -49,6 +61,13 @@ public:
 
 private:
   std::size_t Below(std::size_t iEnd) { return static_cast<std::size_t>(_random() % iEnd); }
+
+  SFTapeCode RandomOperator()
+  {
+    for (;;)
+      if (auto const code = static_cast<SFTapeCode>(Below(SFNodeTypeCount)); IsChainable(code))
+        return code;
+  }
 
   /// Rows and slices lie apart, overlap or are the same ones.
   SFKernelOperand NewOperand()
@@ -84,8 +103,8 @@ float StoredFloat(double iValue, bool iClamps, double iDiagonal)
 
 } // namespace
 
-// Every chainable operator, in every kernel set, with its operands in both orders and forms, on rows of whole and of
-// broken pieces; written as doubles and stored as floats. Nothing is written beside the box.
+// Every chainable operator, in every kernel set, with its operands in both orders and forms and with held values, on
+// rows of whole and of broken pieces; written as doubles and stored as floats. Nothing is written beside the box.
 TEST(Chain, GivesTheValuesOfItsOperators)
 {
   constexpr double beside = 12345.0;
