@@ -46,7 +46,7 @@ private:
   void VisitParts(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList, std::size_t iLevel,
                   bool iLastWasVain) const;
   void RunBox(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList) const;
-  bool Prunes() const;
+  bool PruningGains() const;
   std::size_t DrawRegions(SFTile* oBoxes);
   SFTile RegionAt(std::size_t iNumber) const;
 
@@ -55,6 +55,7 @@ private:
   SFTile _all;
   std::size_t _threads;
   std::size_t _tileVolume;
+  bool _prunes = false;
   std::vector<Size> _levels; ///< sizes of the boxes that are pruned, from the region down
   std::array<std::size_t, 3> _regions{};
   std::size_t _regionCount = 0;

@@ -1,6 +1,7 @@
 #include "SFTapeSweep.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace SF {
 namespace {
@@ -45,6 +46,8 @@ std::vector<std::array<unsigned int, 3>> PruningLevels(std::array<unsigned int, 
 /// A list that costs less at a point, in additions, is run without further ado: in long rows, which a smaller box
 /// would cut.
 constexpr std::size_t WorthPruning = 8;
+/// One that costs more is pruned without a test.
+constexpr std::size_t SurelyWorthPruning = 256;
 
 } // namespace
 
@@ -69,9 +72,11 @@ SFTapeSweep::SFTapeSweep(SFTapeRunner const& iRunner, unsigned int iBegin, unsig
 {
   auto const& dims = iRunner.GetGrid().dims;
   _all = {{0, 0, iBegin}, {dims[0], dims[1], iEnd - iBegin}};
-  if (Prunes())
+  SFTapeList const& list = iRunner.GetList();
+  if (list.choices > 0 && list.cost >= WorthPruning)
     _levels = PruningLevels(_all.count);
-  else {
+  _prunes = !_levels.empty() && (list.cost >= SurelyWorthPruning || PruningGains());
+  if (!_prunes) {
     unsigned int const rows = std::max(1U, 32768U / std::max(1U, dims[0]));
     _levels = {{std::max(1U, dims[0]), rows, 1}};
   }
@@ -80,6 +85,33 @@ SFTapeSweep::SFTapeSweep(SFTapeRunner const& iRunner, unsigned int iBegin, unsig
     _regions[axis] = (std::size_t{_all.count[axis]} + _levels[0][axis] - 1) / _levels[0][axis];
     _regionCount *= _regions[axis];
   }
+}
+
+/// Whether pruning makes points cheaper by more than it takes: the pruning itself, and rows as short as its boxes. Tried
+/// on some boxes all over the grid.
+bool SFTapeSweep::PruningGains() const
+{
+  constexpr std::size_t takes = 12; // additions a point
+  constexpr std::size_t attempts = 4;
+  constexpr std::array<double, 3> steps{0.8191725134, 0.6710436067, 0.5497004779}; // spread evenly, Roberts 2018
+  SFPrunerScratch scratch = _pruner.MakeScratch();
+  std::array<SFTile, SFTapePruner::MaxBoxes> boxes;
+  std::array<SFTapeList, SFTapePruner::MaxBoxes> lists;
+  std::size_t cost = 0;
+  for (std::size_t attempt = 0; attempt < attempts; ++attempt) {
+    for (std::size_t i = 0; i < boxes.size(); ++i)
+      for (std::size_t axis = 0; axis < 3; ++axis) {
+        double const place = std::fmod(static_cast<double>(attempt * boxes.size() + i) * steps[axis], 1.0);
+        unsigned int const count = std::min(_levels.back()[axis], _all.count[axis]);
+        boxes[i].count[axis] = count;
+        boxes[i].begin[axis] = _all.begin[axis] + static_cast<unsigned int>(place * (_all.count[axis] / count)) * count;
+      }
+    _pruner.Prune(_runner.GetList(), boxes, SFListUse::ToRun, scratch, lists.data());
+    for (SFTapeList const& list : lists)
+      cost += list.cost;
+  }
+  std::size_t const pruned = cost / (attempts * boxes.size());
+  return pruned + pruned / 2 + takes < _runner.GetList().cost;
 }
 
 SFTile SFTapeSweep::RegionAt(std::size_t iNumber) const
@@ -100,7 +132,7 @@ void SFTapeSweep::Work(Output const& iOutput, SFStopRequest const& iStop, std::f
   Worker worker{iOutput, iOnTile, _runner.MakeScratch(), {}, {}};
   worker.scratch.stop = &iStop;
   worker.scratch.target = iOutput.target;
-  if (Prunes()) {
+  if (_prunes) {
     worker.pruning = _pruner.MakeScratch();
     worker.pruning.stop = &iStop;
   }
@@ -110,15 +142,13 @@ void SFTapeSweep::Work(Output const& iOutput, SFStopRequest const& iStop, std::f
     std::size_t const count = DrawRegions(boxes.data());
     if (count == 0)
       return;
-    if (Prunes())
+    if (_prunes)
       Visit(worker, {boxes.data(), count}, nullptr, _runner.GetList(), 0, false);
     else
       RunBox(worker, boxes[0], _runner.GetList());
     _done += count;
   }
 }
-
-bool SFTapeSweep::Prunes() const { return _runner.GetList().choices > 0 && _runner.GetList().cost >= WorthPruning; }
 
 /// Takes the next regions; none when none is left. Several at once, to be pruned for together, while there are many
 /// for each thread.
@@ -127,7 +157,7 @@ std::size_t SFTapeSweep::DrawRegions(SFTile* oBoxes)
   std::size_t const next = _next.load(std::memory_order_relaxed);
   std::size_t const left = _regionCount - std::min(next, _regionCount);
   std::size_t const wanted =
-      Prunes() ? std::clamp<std::size_t>(left / (4 * _threads), 1, SFTapePruner::BoxesFor(_runner.GetList())) : 1;
+      _prunes ? std::clamp<std::size_t>(left / (4 * _threads), 1, SFTapePruner::BoxesFor(_runner.GetList())) : 1;
   std::size_t const first = _next.fetch_add(wanted);
   std::size_t const count = std::min(_regionCount - std::min(first, _regionCount), wanted);
   for (std::size_t i = 0; i < count; ++i)
