@@ -10,6 +10,7 @@
 #include "TetMeshToSF.h"
 
 #include <gtest/gtest.h>
+#include <regex>
 
 #include <cstdio>
 #include <cstdlib>
@@ -21,7 +22,6 @@ using namespace SF;
 using namespace SFTest;
 
 namespace {
-
 
 NodePtr Node(SFNodeType iType, NodePtr iLhs = nullptr, NodePtr iRhs = nullptr)
 {

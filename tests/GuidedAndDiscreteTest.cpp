@@ -150,7 +150,7 @@ TEST(GuidedAndDiscrete, MalformedListsEndInTheirLine)
 /// Each of these made every token search, or copy, the text up to a far bracket.
 TEST(GuidedAndDiscrete, HostileListsEndCleanly)
 {
-  constexpr std::size_t tokens = 60000;
+  constexpr std::size_t tokens = Scaled(60000);
   for (std::string const token : {"+ d ", "+ g ", "+ d p ", "+ g d m n p ", "+ d]p", "d[#a;#b] ", "g[[#a]] "})
     for (std::string const tail : {"", "[#a;#b]", "] [#a;#b] ", "[[#a;#b]] ", "]]]] "}) {
       std::string text;

@@ -292,7 +292,7 @@ TEST(Simplification, DeepGraphs)
 {
   OnSmallStack([] {
     for (SFNodeType const type : {PLUS, MINUS, MULT, DIV, POW, COS, SQUARE, MIN}) {
-      NodePtr root = LeftDeep(type, 100000);
+      NodePtr root = LeftDeep(type, Scaled(100000));
       EXPECT_EQ(Operator::SimplifyTree(root, ZULTolerance()), nullptr) << OperatorRow(type).name;
     }
     NodePtr zeros = Op(X);

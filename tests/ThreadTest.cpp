@@ -28,7 +28,7 @@ void OnSmallStack(std::function<void()> iAction)
   pthread_attr_destroy(&attributes);
 }
 
-constexpr std::size_t Depth = 1000000;
+constexpr std::size_t Depth = Scaled(1000000);
 
 } // namespace
 
