@@ -11,9 +11,12 @@
 
 #include <bit>
 #include <cmath>
+#include <functional>
 #include <iostream>
 #include <memory>
+#include <pthread.h>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -119,6 +122,23 @@ inline std::string Repeated(std::string const& iText, std::size_t iCount)
   for (std::size_t i = 0; i < iCount; ++i)
     all += iText;
   return all;
+}
+
+/// Runs something in a thread whose stack is far too small for recursion over a deep graph.
+inline void OnSmallStack(std::function<void()> iWhat)
+{
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  pthread_attr_setstacksize(&attributes, 256 * 1024);
+  pthread_t thread;
+  auto const run = [](void* iFunction) -> void* {
+    (*static_cast<std::function<void()>*>(iFunction))();
+    return nullptr;
+  };
+  if (pthread_create(&thread, &attributes, run, &iWhat) != 0)
+    throw std::runtime_error("no thread");
+  pthread_join(thread, nullptr);
+  pthread_attr_destroy(&attributes);
 }
 
 inline NodePtr Constant(double iValue) { return std::make_shared<SF::SFConstant>(iValue); }
