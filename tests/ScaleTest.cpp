@@ -185,7 +185,7 @@ TEST(Scale, AMillionOperators)
 TEST(Scale, DeepChainsOfEveryKind)
 {
   Deadline const deadline;
-  constexpr std::size_t levels = 10000;
+  constexpr std::size_t levels = Scaled(10000);
   auto const chain = [](auto iAdd) {
     NodePtr root = Op(Y);
     for (std::size_t i = 0; i < levels; ++i)
