@@ -11,13 +11,14 @@ sf_leave_out_single_threaded(SF_INTERNAL_TEST_SOURCES)
 add_library(sf_internal_test_objects OBJECT ${SF_INTERNAL_TEST_SOURCES})
 target_include_directories(sf_internal_test_objects PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
 target_link_libraries(sf_internal_test_objects PUBLIC SF_internals SF_test_options GTest::gtest_main)
-if(SF_SANITIZE) # not for nothing here: they walk the grids
+if(SF_SANITIZE) # It pays here: these tests walk whole grids by the definition of the values.
   target_compile_options(sf_internal_test_objects PRIVATE -O1)
 endif()
 sf_precompile_headers(sf_internal_test_objects <gtest/gtest.h> <random>)
 add_executable(sf_internal_tests $<TARGET_OBJECTS:SF>)
 target_link_libraries(sf_internal_tests PRIVATE sf_internal_test_objects)
-gtest_discover_tests(sf_internal_tests DISCOVERY_TIMEOUT 60)
+# Among these are tests that take long: they begin first, so that none of them is left over at the end.
+gtest_discover_tests(sf_internal_tests DISCOVERY_TIMEOUT 60 PROPERTIES COST 5)
 
 # Instrumentation keeps the compiler from vectorising the kernels: for the tests below, they are as in any other build.
 set(forced_kernels sf_internal_tests)
