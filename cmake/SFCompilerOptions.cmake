@@ -21,11 +21,14 @@ add_compile_options(${SF_FLOATING_POINT_OPTIONS})
 add_compile_definitions($<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
 if(SF_SANITIZE)
   add_compile_options(-fsanitize=${SF_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
-  add_compile_definitions(_GLIBCXX_ASSERTIONS)
+  add_compile_definitions(_GLIBCXX_ASSERTIONS SF_INSTRUMENTED)
   add_link_options(-fsanitize=${SF_SANITIZE})
 endif()
-if(SF_BUILD_FUZZERS) # the counters that steer libFuzzer
-  add_compile_options(-fsanitize=fuzzer-no-link)
+
+# The counters that steer libFuzzer, in the code that it is to explore.
+add_library(SF_fuzz_counters INTERFACE)
+if(SF_BUILD_FUZZERS)
+  target_compile_options(SF_fuzz_counters INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
 add_library(SF_warnings INTERFACE)
@@ -33,10 +36,22 @@ target_compile_options(SF_warnings INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wswitch -Wnon-virtual-dtor
   $<$<BOOL:${SF_WARNINGS_AS_ERRORS}>:-Werror>)
 
-# Test programs. Instrumented code takes long to optimise, and the tests' own code runs once: most of a sanitizer build
-# would go into it.
-add_library(SF_test_options INTERFACE)
-target_link_libraries(SF_test_options INTERFACE SF_warnings)
+# Programs whose time goes into the library. Instrumented code takes long to optimise: most of a sanitizer build would
+# go into them.
+add_library(SF_program_options INTERFACE)
+target_link_libraries(SF_program_options INTERFACE SF_warnings)
 if(SF_SANITIZE)
-  target_compile_options(SF_test_options INTERFACE -O0)
+  target_compile_options(SF_program_options INTERFACE -O0)
 endif()
+
+# Test programs. Their own code runs once: to optimise it fully takes longer than it saves.
+add_library(SF_test_options INTERFACE)
+target_link_libraries(SF_test_options INTERFACE SF_program_options)
+target_compile_options(SF_test_options INTERFACE $<$<CONFIG:Release>:-O1>)
+
+# The standard headers that most sources include, read once for a target, after the further ones that are named.
+# Optimised builds of the library and of sfdag do without: there each file must include what it uses.
+function(sf_precompile_headers target)
+  target_precompile_headers(${target} PRIVATE ${ARGN} <algorithm> <array> <cmath> <functional> <iostream> <limits>
+    <memory> <sstream> <string> <string_view> <utility> <vector>)
+endfunction()

@@ -55,6 +55,13 @@ Model LoadModel(ModelOptions const& iOptions)
   return {name, SF::SFSWContext(static_cast<SF::SFSemanticLevel>(iOptions.level)), Build(text, name)};
 }
 
+Model LoadReadyModel(ModelOptions const& iOptions)
+{
+  Model model = LoadModel(iOptions);
+  Require(model.root->GetReady(model.context), model.name, "cannot be made ready");
+  return model;
+}
+
 bool HasNode(SF::SFDagNode const& iRoot, SF::SFNodeType iType)
 {
   std::vector<SF::SFDagNode const*> open{&iRoot};

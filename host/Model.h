@@ -35,6 +35,9 @@ void RequireOtherFile(ModelOptions const& iOptions, std::string const& iOutput);
 /// Throws a UsageError when not exactly one source is given, and a Failure for a text that cannot be read.
 Model LoadModel(ModelOptions const& iOptions);
 
+/// The same, made ready for evaluation and calculus. Throws a Failure, too, when it cannot be.
+Model LoadReadyModel(ModelOptions const& iOptions);
+
 /// Whether a graph holds a node of a kind.
 bool HasNode(SF::SFDagNode const& iRoot, SF::SFNodeType iType);
 

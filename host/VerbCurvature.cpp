@@ -25,8 +25,7 @@ std::string Line(char const* iName, double iValue)
 
 void Curvature(CurvatureOptions const& iOptions)
 {
-  Model const model = LoadModel(iOptions.model);
-  Require(model.root->GetReady(model.context), model.name, "cannot be made ready");
+  Model const model = LoadReadyModel(iOptions.model);
   auto dims = iOptions.grid.dims;
   double maximum = 0.0;
   double minimum = 0.0;

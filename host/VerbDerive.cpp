@@ -19,8 +19,7 @@ struct DeriveOptions
 void Derive(DeriveOptions const& iOptions)
 {
   using Operator = SF::SFDagDifferentialOperator;
-  Model const model = LoadModel(iOptions.model);
-  Require(model.root->GetReady(model.context), model.name, "cannot be made ready");
+  Model const model = LoadReadyModel(iOptions.model);
   SF::SFNodeType const variable = Variables[iOptions.axis];
   auto const derivative = iOptions.simplify
                               ? Operator::BuildGradientTree(model.root, variable, ZULGetDefaultTolerance())

@@ -46,9 +46,8 @@ std::string ValueLine(double iValue)
 void Eval(EvalOptions const& iOptions)
 {
   std::vector<Point> const points = AllPoints(iOptions);
-  Model const model = LoadModel(iOptions.model);
+  Model const model = LoadReadyModel(iOptions.model);
   SF::SFDagNode const& root = *model.root;
-  Require(root.GetReady(model.context), model.name, "cannot be made ready");
 
   SF::SFDagEvaluator const evaluator(model.context);
   SF::SFEvaluationContext context = root.GetNewEvaluationContext();

@@ -15,8 +15,7 @@ Action AddGradient(Arguments& ioArguments)
                        "The lines are those of sfdag derive --simplify along x, y and z.");
 
   return [options] {
-    Model const model = LoadModel(*options);
-    Require(model.root->GetReady(model.context), model.name, "cannot be made ready");
+    Model const model = LoadReadyModel(*options);
     std::vector<std::string> lines;
     for (SF::SFNodeType const variable : {SF::SFNodeType::X, SF::SFNodeType::Y, SF::SFNodeType::Z}) {
       // A component rewrites the field that it came from, and the next one would see that.

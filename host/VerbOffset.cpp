@@ -1,8 +1,6 @@
 #include "Failure.h"
-#include "Model.h"
-#include "Output.h"
 #include "SFDagOffsetOperator.h"
-#include "SFDagToExpression.h"
+#include "Text.h"
 #include "Verbs.h"
 
 namespace SFHost {
@@ -18,8 +16,7 @@ struct OffsetOptions
 
 void Offset(OffsetOptions const& iOptions)
 {
-  Model const model = LoadModel(iOptions.model);
-  Require(model.root->GetReady(model.context), model.name, "cannot be made ready");
+  Model const model = LoadReadyModel(iOptions.model);
   SF::SFDagOffsetOperator const offsets(model.context);
   bool const twoSided = iOptions.sides == 1U;
   auto const build =
@@ -28,12 +25,7 @@ void Offset(OffsetOptions const& iOptions)
                                       static_cast<int>(iOptions.order.value_or(1)));
   if (field == nullptr)
     throw Failure(model.name, "has no offset by that distance");
-  std::string text;
-  Require(SF::SFDagToExpression(model.context).Export(*field, text, true, false), model.name,
-          "cannot be written as text");
-  Output output("-");
-  output.Write(text + "\n");
-  output.Commit();
+  PrintLines({CanonicalText(model, *field)});
 }
 
 } // namespace

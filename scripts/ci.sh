@@ -3,10 +3,11 @@
 #
 # Usage: scripts/ci.sh STEP...
 #   release      GCC, optimised, everything built, the whole suite
-#   clang        the same with the second compiler, but for the packaging tests
-#   asan-ubsan   the whole suite on instrumented code, leaks included
-#   tsan         the tests that render or start threads, on instrumented code
-#   fuzz         each fuzzer for 30 seconds, from the kept inputs (scripts/fuzz.sh)
+#   asan-ubsan   clang, everything built, the suite but for the packaging tests on instrumented code, leaks included:
+#                this is also the step that tells what the second compiler warns of
+#   tsan         clang, the tests that render or start threads, on instrumented code
+#   fuzz         each fuzzer for 30 seconds, from the kept inputs, built by asan-ubsan (scripts/fuzz.sh)
+#   clang        as release, with the second compiler, but for the packaging tests; not a part of the whole check
 #   summary      what the steps have given since build/logs was removed, the suite's closing line last
 #
 # Environment: STRICT=1 makes any warning a failure. The output of a step is kept in build/logs/STEP.log.

@@ -2,12 +2,12 @@
 # Installs the Debian packages that building and testing needs; asks apt for nothing when nothing is missing.
 #
 # Usage: scripts/install-deps.sh [--ci]
-#   --ci   also what only the full check needs: the second compiler
+#   --ci   also what only the full check needs: the second compiler, with its sanitizers
 set -euo pipefail
 
 packages=(
   # building
-  g++ # brings the C library's headers, binutils, and GCC's sanitizer libraries
+  g++ # brings the C library's headers and binutils
   make
   cmake
   ninja-build
@@ -24,7 +24,8 @@ packages=(
 )
 ci_packages=(
   clang
-  libclang-rt-14-dev # its sanitizers, for a build of one's own with them
+  libclang-rt-14-dev # its sanitizers and libFuzzer
+  llvm               # llvm-symbolizer: the places in the sanitizers' reports
 )
 
 case "${1-}" in

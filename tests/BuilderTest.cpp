@@ -174,18 +174,19 @@ TEST(BuilderResolver, MissesAndThrows)
 // Each of these costs the square of its length, or the machine stack, in a reader without care.
 TEST(Builder, LongTextsCostLinearTime)
 {
+  auto const many = [](std::string const& iText, std::size_t iCount) { return Repeated(iText, Scaled(iCount)); };
   // clang-format off
   struct { std::string text; bool built; } const cases[] = {
-      {Repeated("q ", 200000), true}, {Repeated("q", 1000000), true}, {Repeated("+ ", 200000), true},
-      {Repeated("+ ", 200000) + "fz", true}, {Repeated("+ fz ", 200000), true}, {Repeated("+ X ", 100000), true},
-      {Repeated("m[" + Unit12 + "] ", 30000) + "X", true}, {Repeated("n[1;2;3;4;5;6;7] ", 50000) + "X", true},
-      {Repeated("+ pa[1] ", 100000) + "X", true}, {Repeated("p ", 200000) + "[1]", true},
-      {Repeated("+ p ", 30000) + "[1]", false}, {Repeated("+ p ", 30000), false},
-      {Repeated("+ m ", 30000) + "[1]", false}, {Repeated("+ m[1 ", 30000) + "] X", false},
-      {Repeated("+ # ", 100000), true}, {Repeated("+ #a ", 200000) + "X", true}, {std::string(1000000, '#'), true},
-      {std::string(1000000, ' '), true}, {"f" + std::string(1000000, '1'), true},
-      {"f" + std::string(1000000, ' '), true}, {"m[" + std::string(1000000, ';') + "] X", false},
-      {"p" + std::string(1000000, 'a') + "[1]", true}, {std::string(1000000, '\0') + "X", true},
+      {many("q ", 200000), true}, {many("q", 1000000), true}, {many("+ ", 200000), true},
+      {many("+ ", 200000) + "fz", true}, {many("+ fz ", 200000), true}, {many("+ X ", 100000), true},
+      {many("m[" + Unit12 + "] ", 30000) + "X", true}, {many("n[1;2;3;4;5;6;7] ", 50000) + "X", true},
+      {many("+ pa[1] ", 100000) + "X", true}, {many("p ", 200000) + "[1]", true},
+      {many("+ p ", 30000) + "[1]", false}, {many("+ p ", 30000), false},
+      {many("+ m ", 30000) + "[1]", false}, {many("+ m[1 ", 30000) + "] X", false},
+      {many("+ # ", 100000), true}, {many("+ #a ", 200000) + "X", true}, {many("#", 1000000), true},
+      {many(" ", 1000000), true}, {"f" + many("1", 1000000), true},
+      {"f" + many(" ", 1000000), true}, {"m[" + many(";", 1000000) + "] X", false},
+      {"p" + many("a", 1000000) + "[1]", true}, {many("\0"s, 1000000) + "X", true},
   };
   // clang-format on
   for (auto const& test : cases) {
@@ -194,10 +195,11 @@ TEST(Builder, LongTextsCostLinearTime)
   }
 
   // Many different nodes with neighbouring addresses: their hashes must still spread.
-  std::string text = Repeated("+ ", 99999);
-  for (int i = 0; i < 100000; ++i)
+  int const half = static_cast<int>(Scaled(50000));
+  std::string text = Repeated("+ ", static_cast<std::size_t>(2 * half - 1));
+  for (int i = 0; i < 2 * half; ++i)
     text += "* " + std::string(i % 2 == 0 ? "X" : "Y") + " f" + std::to_string(i / 2) + " ";
-  EXPECT_EQ(ValueAt(*Build(text), {1.0, 1.0, 0.0}), 2.0 * 49999.0 * 50000.0 / 2.0);
+  EXPECT_EQ(ValueAt(*Build(text), {1.0, 1.0, 0.0}), (half - 1.0) * half);
 }
 
 TEST(Builder, AnyBytesGiveAGraphOrItsLine)

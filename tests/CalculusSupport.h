@@ -10,9 +10,8 @@
 #include <array>
 #include <cmath>
 #include <functional>
-#include <pthread.h>
 #include <random>
-#include <stdexcept>
+#include <utility>
 
 namespace SFTest {
 
@@ -91,6 +90,22 @@ inline bool IsReliable(Difference const& iDifference, SF::SFDagNode const& iNode
   return iDifference.error < 1e-4 * scale && scale < 1e4 && IsDefinedAt(iNode, iPoint);
 }
 
+/// A leaf of some class that gives its constant, 2, a few times only.
+template <class Leaf>
+struct Fading : Leaf
+{
+  template <class... Arguments>
+  explicit Fading(int iTimes, Arguments&&... iArguments) : Leaf(std::forward<Arguments>(iArguments)...), times(iTimes)
+  {
+  }
+  HRESULT GetConstant(double& oValue) const override
+  {
+    oValue = 2.0;
+    return times-- > 0 ? S_OK : E_FAIL;
+  }
+  mutable int times;
+};
+
 /// Texts of random expressions over given operators, with X, Y, Z and constants at the leaves.
 class RandomTexts
 {
@@ -150,23 +165,6 @@ inline NodePtr RandomGraph(unsigned int iSeed)
     nodes.push_back(Op(type, lhs, SF::IsBinaryOperator(type) ? pick() : nullptr));
   }
   return nodes.back();
-}
-
-/// Runs something in a thread whose stack is far too small for recursion over a deep graph.
-inline void OnSmallStack(std::function<void()> iWhat)
-{
-  pthread_attr_t attributes;
-  pthread_attr_init(&attributes);
-  pthread_attr_setstacksize(&attributes, 256 * 1024);
-  pthread_t thread;
-  auto const run = [](void* iFunction) -> void* {
-    (*static_cast<std::function<void()>*>(iFunction))();
-    return nullptr;
-  };
-  if (pthread_create(&thread, &attributes, run, &iWhat) != 0)
-    throw std::runtime_error("no thread");
-  pthread_join(thread, nullptr);
-  pthread_attr_destroy(&attributes);
 }
 
 /// op(... op(op(X, leaf 1), leaf 2) ..., leaf n)

@@ -154,7 +154,7 @@ TEST(Cloner, LeavesTheOriginalAlone)
 TEST(Cloner, DeepGraphs)
 {
   OnSmallStack([] {
-    NodePtr const root = LeftDeep(MIN, 200000);
+    NodePtr const root = LeftDeep(MIN, Scaled(200000));
     NodePtr const clone = SFDagCloner::Clone(root);
     EXPECT_EQ(NodesOf(*clone).size(), NodesOf(*root).size());
     NodePtr ladder = Op(X);

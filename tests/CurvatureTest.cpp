@@ -110,20 +110,6 @@ TEST(Curvature, LeavesOutPointsOutsideOfTheBand)
   ExpectWithin(minimum, -1.0 / 3.0, -1.0 / 3.0);
 }
 
-namespace {
-/// A parameter that can be read a few times only.
-struct FadingParameter : SFVariable
-{
-  explicit FadingParameter(int iTimes) : SFVariable("p", 2.0), times(iTimes) {}
-  HRESULT GetConstant(double& oValue) const override
-  {
-    oValue = 2.0;
-    return times-- > 0 ? S_OK : E_FAIL;
-  }
-  mutable int times;
-};
-} // namespace
-
 TEST(Curvature, ReportsWhereItFails)
 {
   std::string const head = "Error in SFDagEvaluator::ComputeGaussianCurvature, ";
@@ -142,7 +128,7 @@ TEST(Curvature, ReportsWhereItFails)
                                    hessian + " at i = 8"};
   for (int reads = 0; reads < 10; ++reads) {
     // The parameter is in the field and in two components of its gradient.
-    NodePtr const field = Op(MULT, Op(MULT, Op(SIN, Op(X)), Op(SIN, Op(Z))), std::make_shared<FadingParameter>(reads));
+    NodePtr const field = Op(MULT, Op(MULT, Op(SIN, Op(X)), Op(SIN, Op(Z))), std::make_shared<Fading<SFVariable>>(reads, "p", 2.0));
     Curvatures found;
     LineList const lines = LinesOf([&] { found = Measure(field, {1, 1, 1}, {0, 0, 0}, 1.0); });
     if (reads == 9) {

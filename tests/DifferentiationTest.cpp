@@ -383,7 +383,7 @@ TEST(Differentiation, DeepGraphs)
 {
   for (SFNodeType const type : {MIN, PLUS, MULT, POW, SYMDIFF, COS})
     OnSmallStack([type] {
-      std::size_t const levels = type == SYMDIFF ? 10000 : 100000;
+      std::size_t const levels = Scaled(type == SYMDIFF ? 10000 : 100000);
       NodePtr const gradient = Operator::BuildGradientTree(LeftDeep(type, levels), X, ZULTolerance());
       ASSERT_NE(gradient, nullptr);
       std::size_t const count = NodesOf(*gradient).size();
@@ -412,10 +412,10 @@ TEST(Differentiation, PathsBeyondMemory)
 
 TEST(Differentiation, WideGraphs)
 {
-  // Balanced over 100,000 nodes, with every operator.
+  // Balanced over as many nodes again, with every operator.
   std::vector<SFNodeType> const operators = OperatorsWithout({});
   std::vector<NodePtr> level;
-  for (int i = 0; i < 50000; ++i)
+  for (int i = 0; i < static_cast<int>(Scaled(50000)); ++i)
     level.push_back(i % 4 == 3 ? C(i) : Op(SFNodeType{2 + i % 4}));
   for (std::size_t k = 0; level.size() > 1; ++k) {
     std::vector<NodePtr> next;

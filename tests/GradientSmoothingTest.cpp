@@ -203,16 +203,16 @@ TEST(GradientSmoothing, DrawsItsOffsetsFromABump)
 
   constexpr int calls = 20; // of 1000 offsets used each
   std::array<double, n> mean{};
+  std::size_t strays = 0;
   for (int call = 0; call < calls; ++call) {
     auto gradients = before;
     EXPECT_EQ(Operator::SmoothGradientField(gradients, dims, 9.0, 1.0, {1, 2, 3}, values), S_OK);
     for (std::size_t i = 0; i < n; ++i)
       mean[i] += static_cast<double>(gradients[3 * (middle + i)]) / calls;
     for (std::size_t v = 0; v < voxels; ++v)
-      if (values[v] == 0.0F) {
-        ASSERT_EQ(gradients[3 * v], before[3 * v]) << v;
-      }
+      strays += values[v] == 0.0F && gradients[3 * v] != before[3 * v];
   }
+  EXPECT_EQ(strays, 0U);
   EXPECT_EQ(mean[1], 0.0);
   EXPECT_NEAR(mean[19], 1.0, 1e-12);
   // Half of the offsets lead below voxel 10 from there, and a share of 0.0247 of a bump lies beyond 5/8 of its

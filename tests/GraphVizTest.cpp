@@ -10,6 +10,7 @@
 #include "TetMeshToSF.h"
 
 #include <gtest/gtest.h>
+#include <regex>
 
 #include <cstdio>
 #include <cstdlib>
@@ -21,12 +22,6 @@ using namespace SF;
 using namespace SFTest;
 
 namespace {
-
-
-NodePtr Node(SFNodeType iType, NodePtr iLhs = nullptr, NodePtr iRhs = nullptr)
-{
-  return std::make_shared<SFOp>(iType, std::move(iLhs), std::move(iRhs));
-}
 
 /// A graph's drawing with the addresses replaced by a, b, c, … in the order in which they appear.
 std::string Drawing(SFDagNode const& iNode, bool iExportFlag = false, HRESULT iExpected = S_OK)
@@ -148,9 +143,9 @@ TEST(GraphViz, LabelsAreDrawnByteForByte)
 
 TEST(GraphViz, FailuresStopWhereTheyMay)
 {
-  NodePtr const x = Node(SFNodeType::X);
+  NodePtr const x = Op(SFNodeType::X);
   NodePtr const bad = std::make_shared<Valueless>(SFNodeType::CONSTANT);
-  NodePtr const hollow = Node(SFNodeType::PLUS, x, nullptr);
+  NodePtr const hollow = Op(SFNodeType::PLUS, x, nullptr);
   std::string const xLine = "\tb [label =\"<f1> X\"];\n";
   std::string const plus = "a;\n\ta [label = \"<f0> |<f1> + |<f2>\"];\n\ta->";
   std::string const sine = "a;\n\ta [label = \"<f1> sin\"];\n\ta->";
@@ -163,28 +158,28 @@ TEST(GraphViz, FailuresStopWhereTheyMay)
     std::vector<std::string> lines;
   } const cases[] = {
       {bad, false, E_FAIL, "", {}},
-      {Node(SFNodeType::SIN), false, E_FAIL, sine, {NoLhs}},
-      {Node(SFNodeType::PLUS), false, E_FAIL, plus, {NoLhs}},
+      {Op(SFNodeType::SIN), false, E_FAIL, sine, {NoLhs}},
+      {Op(SFNodeType::PLUS), false, E_FAIL, plus, {NoLhs}},
       {hollow, false, E_FAIL, plus + "b;\n" + xLine + "\ta:f0->b:f1;\n", {NoRhs}},
-      {Node(SFNodeType::PLUS, bad, x), false, E_FAIL, plus, {BinaryLhsFailed}},
-      {Node(SFNodeType::PLUS, x, bad), false, E_FAIL, plus + "b;\n" + xLine + "\ta:f0->b:f1;\n", {BinaryRhsFailed}},
-      {Node(SFNodeType::SIN, bad), false, S_OK, sine, {UnaryFailed}},
-      {Node(SFNodeType::SIN, Node(SFNodeType::PLUS, bad, x)),
+      {Op(SFNodeType::PLUS, bad, x), false, E_FAIL, plus, {BinaryLhsFailed}},
+      {Op(SFNodeType::PLUS, x, bad), false, E_FAIL, plus + "b;\n" + xLine + "\ta:f0->b:f1;\n", {BinaryRhsFailed}},
+      {Op(SFNodeType::SIN, bad), false, S_OK, sine, {UnaryFailed}},
+      {Op(SFNodeType::SIN, Op(SFNodeType::PLUS, bad, x)),
        false,
        S_OK,
        sine + "b;\n\tb [label = \"<f0> |<f1> + |<f2>\"];\n\tb->",
        {BinaryLhsFailed, UnaryFailed}},
       // Kinds that are not drawn succeed and leave their edge open.
-      {Node(SFNodeType::END), false, S_OK, "", {}},
-      {Node(SFNodeType::SIN, Node(SFNodeType::END)), false, S_OK, sine, {}},
-      {Node(SFNodeType::PLUS, x, Node(SFNodeType::NONE)),
+      {Op(SFNodeType::END), false, S_OK, "", {}},
+      {Op(SFNodeType::SIN, Op(SFNodeType::END)), false, S_OK, sine, {}},
+      {Op(SFNodeType::PLUS, x, Op(SFNodeType::NONE)),
        false,
        S_OK,
        plus + "b;\n" + xLine + "\ta:f0->b:f1;\n\ta:f2->c:f1;\n",
        {}},
-      {Node(SFNodeType{77}), false, S_OK, "", {}},
-      {Node(SFNodeType::RESERVED), false, S_OK, "", {}},
-      {Node(SFNodeType::RESERVED), true, E_FAIL, "", {}},
+      {Op(SFNodeType{77}), false, S_OK, "", {}},
+      {Op(SFNodeType::RESERVED), false, S_OK, "", {}},
+      {Op(SFNodeType::RESERVED), true, E_FAIL, "", {}},
   };
   for (auto const& [node, flag, code, body, lines] : cases) {
     Captured const captured;
@@ -209,10 +204,10 @@ TEST(GraphViz, AMarkedNodeIsDrawnWithoutItsDeclaration)
 TEST(GraphViz, ADrawingBeyondMeasureIsRefused)
 {
   // Two to the fortieth paths; the unary nodes would each swallow the failure.
-  NodePtr node = Node(SFNodeType::X);
+  NodePtr node = Op(SFNodeType::X);
   for (int i = 0; i < 40; ++i) {
-    NodePtr const half = Node(SFNodeType::NOT, node);
-    node = Node(SFNodeType::PLUS, half, half);
+    NodePtr const half = Op(SFNodeType::NOT, node);
+    node = Op(SFNodeType::PLUS, half, half);
   }
   Captured const captured;
   std::string graph;
@@ -226,10 +221,10 @@ TEST(GraphViz, ADrawingBeyondMeasureIsRefused)
 
 TEST(GraphViz, DepthOfTheGraphIsNotDepthOfTheStack)
 {
-  NodePtr const x = Node(SFNodeType::X);
+  NodePtr const x = Op(SFNodeType::X);
   NodePtr node = x;
   for (int i = 0; i < 200000; ++i)
-    node = Node(SFNodeType::PLUS, node, x);
+    node = Op(SFNodeType::PLUS, node, x);
   std::string graph;
   EXPECT_EQ(SFDagToGraphViz(Level2()).Export(*node, graph, false), S_OK);
 }

@@ -150,14 +150,11 @@ TEST(GuidedAndDiscrete, MalformedListsEndInTheirLine)
 /// Each of these made every token search, or copy, the text up to a far bracket.
 TEST(GuidedAndDiscrete, HostileListsEndCleanly)
 {
-  constexpr std::size_t tokens = 60000;
+  constexpr std::size_t tokens = Scaled(60000);
   for (std::string const token : {"+ d ", "+ g ", "+ d p ", "+ g d m n p ", "+ d]p", "d[#a;#b] ", "g[[#a]] "})
     for (std::string const tail : {"", "[#a;#b]", "] [#a;#b] ", "[[#a;#b]] ", "]]]] "}) {
-      std::string text;
-      for (std::size_t i = 0; i < tokens; ++i)
-        text += token;
       Captured const captured;
-      auto const root = Build(text + tail);
+      auto const root = Build(Repeated(token, tokens) + tail);
       EXPECT_EQ(root == nullptr, token.front() == '+') << token << tail;
     }
 }

@@ -8,6 +8,7 @@
 #include "SFVariable.h"
 
 #include <functional>
+#include <regex>
 #include <unordered_set>
 
 using namespace SF;

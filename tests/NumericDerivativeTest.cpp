@@ -262,7 +262,8 @@ TEST(NumericDerivative, DeepGraphs)
 {
   OnSmallStack([] {
     for (SFNodeType const type : {PLUS, MIN, MULT, COS, SYMDIFF})
-      EXPECT_TRUE(std::isfinite(DerivativeAt(LeftDeep(type, 100000), X, {0.5, 0.25, 0.75}))) << OperatorRow(type).name;
+      EXPECT_TRUE(std::isfinite(DerivativeAt(LeftDeep(type, Scaled(100000)), X, {0.5, 0.25, 0.75})))
+          << OperatorRow(type).name;
     Captured const captured;
     NodePtr bad = nullptr;
     for (int i = 0; i < 10000; ++i)

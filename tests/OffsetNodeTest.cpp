@@ -3,6 +3,7 @@
 #include "SFDagOffset.h"
 
 #include <algorithm>
+#include <regex>
 
 using namespace SF;
 using namespace SFTest;

@@ -9,6 +9,7 @@
 #include "TetMeshToSF.h"
 
 #include <gtest/gtest.h>
+#include <regex>
 
 #include <algorithm>
 

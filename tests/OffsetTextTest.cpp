@@ -6,6 +6,7 @@
 #include "SFVariable.h"
 
 #include <algorithm>
+#include <regex>
 
 using namespace SF;
 using namespace SFTest;
@@ -31,7 +32,8 @@ bool HoldsNumbersOnly(SFDagNode const& iRoot)
 NodePtr ThroughText(NodePtr const& iTree)
 {
   auto const unsignedZeros = [](std::string const& iText) {
-    return std::regex_replace(iText, std::regex("([f\\[;])-0(?=[ ;\\]])"), "$010");
+    static std::regex const negative("([f\\[;])-0(?=[ ;\\]])");
+    return std::regex_replace(iText, negative, "$010");
   };
   if (!HoldsNumbersOnly(*iTree))
     return nullptr;
@@ -185,21 +187,21 @@ private:
 
 TEST(OffsetText, RandomFields)
 {
-  int made = 0;
-  for (unsigned int seed = 0; seed < 1500; ++seed) {
+  std::size_t made = 0;
+  for (unsigned int seed = 0; seed < Scaled(1500); ++seed) {
     int const order = seed % 50 == 0 ? 3 : seed % 10 == 0 ? 2 : 1;
     RandomFields random(seed);
     std::string const text = random.Next(order == 1 ? 4 : 4 - order) + " $";
     ASSERT_EQ(WhereTheyDiffer(Build(text), Build(text), 0.1, order), "") << text << order;
     made += Outcome(Build(text), OffsetByOperator, 0.1, order).size() > 2;
   }
-  EXPECT_GT(made, 700);
+  EXPECT_GT(made, Scaled(700));
 }
 
 TEST(OffsetText, RandomOperators)
 {
   auto const operators = OperatorsWithout({});
-  for (unsigned int seed = 0; seed < 1000; ++seed) {
+  for (unsigned int seed = 0; seed < Scaled(1000); ++seed) {
     RandomTexts random(seed, operators);
     int const order = seed % 10 == 0 ? 3 : seed % 3 == 0 ? 2 : 1;
     std::string const text = random.Next(6 - order) + " $";
@@ -211,8 +213,9 @@ TEST(OffsetText, RandomOperators)
 TEST(OffsetText, RandomGraphs)
 {
   // In graph 102357, among others, a node keeps its operands on the first path and gets others on the second.
-  for (unsigned int seed = 100000; seed < 103000; ++seed) {
+  for (std::size_t seed = 102400 - Scaled(2400); seed < 102400 + Scaled(600); ++seed) {
     int const order = seed % 20 == 0 ? 2 : 1;
-    ASSERT_EQ(WhereTheyDiffer(RandomGraph(seed), RandomGraph(seed), 0.3, order), "") << seed;
+    auto const graph = [seed] { return RandomGraph(static_cast<unsigned int>(seed)); };
+    ASSERT_EQ(WhereTheyDiffer(graph(), graph(), 0.3, order), "") << seed;
   }
 }

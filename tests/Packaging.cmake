@@ -9,11 +9,24 @@ add_test(NAME Packaging.Install
   COMMAND "${CMAKE_COMMAND}" -D "BUILD_DIR=${PROJECT_BINARY_DIR}" -D "STAGE=${stage}" -P "${consumer}/Stage.cmake")
 set_tests_properties(Packaging.Install PROPERTIES FIXTURES_SETUP installed)
 
+# Headers that a source of the library includes before anything else bring what they need. The consumer tries the
+# others.
+file(GLOB sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/src/*.cpp")
+set(tried_headers "")
+foreach(source IN LISTS sources)
+  file(STRINGS "${source}" first_include REGEX "^#include" LIMIT_COUNT 1)
+  if(first_include MATCHES "\"([^\"]+)\"")
+    list(APPEND tried_headers "${CMAKE_MATCH_1}")
+  endif()
+endforeach()
+list(JOIN tried_headers "," tried_headers)
+
 add_test(NAME Packaging.FindPackage
   COMMAND "${CMAKE_CTEST_COMMAND}" --build-and-test "${consumer}" "${CMAKE_CURRENT_BINARY_DIR}/consumer"
           --build-generator "${CMAKE_GENERATOR}"
           --build-options "-DCMAKE_PREFIX_PATH=${stage}" "-DCMAKE_CXX_COMPILER=${CMAKE_CXX_COMPILER}"
                           "-DCMAKE_CXX_FLAGS=-Wall -Wextra -Wpedantic -Werror"
+                          "-DTRIED_HEADERS=${tried_headers}"
           --test-command consumer)
 add_test(NAME Packaging.PkgConfig
   COMMAND "${consumer}/pkg_config.sh" "${CMAKE_CXX_COMPILER}" "${stage}" "${CMAKE_INSTALL_LIBDIR}"
@@ -26,6 +39,7 @@ if(TARGET sfdag)
   list(APPEND installed_tests Packaging.InstalledHost)
 endif()
 set_tests_properties(${installed_tests} PROPERTIES FIXTURES_REQUIRED installed)
+set_tests_properties(Packaging.Install Packaging.FindPackage PROPERTIES COST 20)
 
 if(SF_SANITIZE)
   set_tests_properties(Packaging.Install ${installed_tests} PROPERTIES DISABLED TRUE)

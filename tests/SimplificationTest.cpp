@@ -186,22 +186,9 @@ TEST(Simplification, ReportsWhatCannotBeFolded)
   }
 }
 
-namespace {
-/// A leaf that gives its constant a few times only.
-struct FadingConstant : SFOp
-{
-  explicit FadingConstant(int iTimes) : SFOp(CONSTANT), times(iTimes) {}
-  HRESULT GetConstant(double& oValue) const override
-  {
-    oValue = 2.0;
-    return times-- > 0 ? S_OK : E_FAIL;
-  }
-  mutable int times;
-};
-} // namespace
-
 TEST(Simplification, ReportsAndKeepsGoing)
 {
+  auto const fading = [](int iTimes) { return std::make_shared<Fading<SFOp>>(iTimes, CONSTANT); };
   std::string const unreadable = "Error in SFDagEvaluator::SimplifyTree, failed to retrieve scalar value ! ";
   struct
   {
@@ -211,9 +198,9 @@ TEST(Simplification, ReportsAndKeepsGoing)
   } const cases[] = {
       {Build("/ f6 f0"), 0, {divisionLine}},
       {Build("+ X / f6 f0"), 3, {divisionLine}},
-      {std::make_shared<FadingConstant>(0), Kept, {unreadable}},
-      {Op(PLUS, std::make_shared<FadingConstant>(0), Op(PLUS, Op(X), C(0))), Kept, {unreadable}},
-      {Op(COS, std::make_shared<FadingConstant>(1)),
+      {fading(0), Kept, {unreadable}},
+      {Op(PLUS, fading(0), Op(PLUS, Op(X), C(0))), Kept, {unreadable}},
+      {Op(COS, fading(1)),
        Kept,
        {"Error in SFDagEvaluator::EvaluateSimplification, Couldn't retrieve constant from node !",
         "Error in SFDagEvaluator::SimplifyTree, failed to evaluate simplification ! "}},
@@ -292,7 +279,7 @@ TEST(Simplification, DeepGraphs)
 {
   OnSmallStack([] {
     for (SFNodeType const type : {PLUS, MINUS, MULT, DIV, POW, COS, SQUARE, MIN}) {
-      NodePtr root = LeftDeep(type, 100000);
+      NodePtr root = LeftDeep(type, Scaled(100000));
       EXPECT_EQ(Operator::SimplifyTree(root, ZULTolerance()), nullptr) << OperatorRow(type).name;
     }
     NodePtr zeros = Op(X);

@@ -11,10 +11,12 @@
 
 #include <bit>
 #include <cmath>
+#include <functional>
 #include <iostream>
 #include <memory>
-#include <regex>
+#include <pthread.h>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -22,6 +24,33 @@ namespace SFTest {
 
 using LineList = std::vector<std::string>;
 using NodePtr = std::shared_ptr<SF::SFDagNode>;
+
+/// A number of levels, repetitions or cases that is large enough to show what grows out of bounds. Instrumented code
+/// takes ten times as long and as much of the stack, and gets a tenth of them.
+constexpr std::size_t Scaled(std::size_t iCount)
+{
+#ifdef SF_INSTRUMENTED
+  return iCount / 10;
+#else
+  return iCount;
+#endif
+}
+
+/// A line with the number N for that of every place in the source, as in "src/SFOp.cpp:12 ".
+inline std::string WithoutPlaces(std::string const& iLine)
+{
+  std::string text;
+  for (std::size_t i = 0; i < iLine.size(); ++i) {
+    text += iLine[i];
+    std::size_t const end = iLine.find_first_not_of("0123456789", i + 1);
+    if (iLine[i] == ':' && end != std::string::npos && end > i + 1 && iLine[end] == ' ' &&
+        (text.ends_with(".cpp:") || text.ends_with(".h:"))) {
+      text += 'N';
+      i = end - 1;
+    }
+  }
+  return text;
+}
 
 /// Takes what the library writes to std::cout while it lives.
 class Captured
@@ -40,7 +69,7 @@ public:
     LineList lines;
     std::istringstream stream(_buffer.str());
     for (std::string line; std::getline(stream, line);)
-      lines.push_back(std::regex_replace(line, std::regex(R"((\.(?:cpp|h)):\d+ )"), "$1:N "));
+      lines.push_back(WithoutPlaces(line));
     return lines;
   }
 
@@ -93,6 +122,23 @@ inline std::string Repeated(std::string const& iText, std::size_t iCount)
   for (std::size_t i = 0; i < iCount; ++i)
     all += iText;
   return all;
+}
+
+/// Runs something in a thread whose stack is far too small for recursion over a deep graph.
+inline void OnSmallStack(std::function<void()> iWhat)
+{
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  pthread_attr_setstacksize(&attributes, 256 * 1024);
+  pthread_t thread;
+  auto const run = [](void* iFunction) -> void* {
+    (*static_cast<std::function<void()>*>(iFunction))();
+    return nullptr;
+  };
+  if (pthread_create(&thread, &attributes, run, &iWhat) != 0)
+    throw std::runtime_error("no thread");
+  pthread_join(thread, nullptr);
+  pthread_attr_destroy(&attributes);
 }
 
 inline NodePtr Constant(double iValue) { return std::make_shared<SF::SFConstant>(iValue); }

@@ -3,8 +3,6 @@
 #include "SFAffineTransform.h"
 #include "SFCylindricalTransform.h"
 
-#include <functional>
-#include <pthread.h>
 #include <thread>
 
 using namespace SF;
@@ -12,23 +10,7 @@ using namespace SFTest;
 
 namespace {
 
-/// Runs an action on a thread whose stack a recursion over a deep graph would overflow at once.
-void OnSmallStack(std::function<void()> iAction)
-{
-  pthread_attr_t attributes;
-  pthread_attr_init(&attributes);
-  ASSERT_EQ(pthread_attr_setstacksize(&attributes, 256 * 1024), 0);
-  pthread_t thread;
-  auto const run = [](void* iArgument) -> void* {
-    (*static_cast<std::function<void()>*>(iArgument))();
-    return nullptr;
-  };
-  ASSERT_EQ(pthread_create(&thread, &attributes, run, &iAction), 0);
-  pthread_join(thread, nullptr);
-  pthread_attr_destroy(&attributes);
-}
-
-constexpr std::size_t Depth = 1000000;
+constexpr std::size_t Depth = Scaled(1000000);
 
 } // namespace
 

@@ -23,7 +23,6 @@ VERBS = [
     ["offset", "--distance", "0.5"],
 ]
 SLOW = b"s" * 4000 + b"+ X + Y Z"  # a grid of this takes many seconds, as the sine is not made faster
-SLOW_GRID = ["--dims", "100", "100", "100", "--voxel", "1"]
 
 
 class Bytes(SfdagTest):
@@ -75,12 +74,12 @@ class CommandLines(SfdagTest):
     def test_numbers(self):
         """Numbers that are none, or none that can be used; whatever is finite is used."""
         table = [("--origin", "a finite number", ["nan", "inf", "-inf", "1e999", "one", "0x", ""]),
-                 ("--voxel", "a positive number", ["nan", "inf", "0", "-0", "-1", "1e-999", "1e999", "1,5"]),
+                 ("--voxel", "a positive number", ["nan", "inf", "0", "-0", "-1", "1e-999", "1e999", "1,5", "1x", ""]),
                  ("--dims", "a whole number .*", ["0", "-1", "1.0", "1e3", "4294967296", "9" * 30, "+1", ""])]
         for option, expected, texts in table:
-            for text in texts:
+            for place, text in enumerate(texts):
                 values = {"--origin": ["0"] * 3, "--voxel": ["1"], "--dims": ["1"] * 3}
-                values[option][0] = text
+                values[option][place % len(values[option])] = text
                 arguments = [word for name, words in values.items() for word in [name, *words]]
                 self.fail(2, option + ": '.*' is not " + expected, "grid", "-x", "X", *arguments, "-o", "out.npy")
         for voxel, origin in [("1e308", "1e308"), ("5e-324", "-1e308"), ("1e308", "-1e308")]:
@@ -149,8 +148,7 @@ class Files(SfdagTest):
     def test_folder_that_goes_away(self):
         os.mkdir(self.path("folder"))
         model = self.put("slow.sf", SLOW)
-        tool = subprocess.Popen([sfdag_test.SFDAG, "grid", model, "--dims", "20", "20", "20", "--voxel", "1", "-o",
-                                 "folder/out.npy"], cwd=self.folder, stderr=subprocess.PIPE)
+        tool = self.start_grid(model, 20, "folder/out.npy")
         wait_for(lambda: os.listdir(self.path("folder")))
         shutil.rmtree(self.path("folder"))
         _, stderr = tool.communicate(timeout=60)
@@ -199,9 +197,7 @@ class Streams(SfdagTest):
     def check_signal(self, stop, out, lines):
         model = self.put("slow.sf", SLOW)
         before = self.contents()
-        tool = subprocess.Popen([sfdag_test.SFDAG, "grid", model, *SLOW_GRID, "-o", out], cwd=self.folder,
-                                stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                                preexec_fn=lambda: signal.signal(stop, signal.SIG_DFL))
+        tool = self.start_grid(model, 100, out, preexec_fn=lambda: signal.signal(stop, signal.SIG_DFL))
         # The rendering has begun when the library announces its tasks, and lasts far longer than this takes.
         line = tool.stderr.readline()
         self.assertIn(b"virtual cores", line)
@@ -214,9 +210,8 @@ class Streams(SfdagTest):
 
     def test_signals_that_the_caller_ignores(self):
         model = self.put("slow.sf", SLOW)
-        tool = subprocess.Popen([sfdag_test.SFDAG, "grid", model, "--dims", "20", "20", "20", "--voxel", "1", "-o",
-                                 "out.raw"], cwd=self.folder, stderr=subprocess.PIPE, restore_signals=False,
-                                preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN))
+        tool = self.start_grid(model, 20, "out.raw", restore_signals=False,
+                               preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN))
         tool.stderr.readline()
         tool.send_signal(signal.SIGHUP)
         tool.communicate(timeout=60)

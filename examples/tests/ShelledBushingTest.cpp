@@ -1,5 +1,4 @@
-#include "FileContent.h"
-#include "Support.h"
+#include "Models.h"
 
 #include <gtest/gtest.h>
 
@@ -40,10 +39,8 @@ double ToGyroid(ZULMathPoint const& iP)
 
 TEST(ShelledBushing, HasSkinAndWallsOfTheirThickness)
 {
-  std::string const text = SFExample::ReadFile(SF_EXAMPLES_DIR "/shelled_bushing.sf");
-  auto const root = Build(text);
+  auto const root = BuildModel("shelled_bushing.sf");
   ASSERT_NE(root, nullptr);
-  EXPECT_EQ(TextOf(*root) + "\n", text);
   {
     Captured const quiet;
     ASSERT_EQ(root->GetReady(Level2()), S_OK);
