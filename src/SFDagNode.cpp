@@ -197,8 +197,8 @@ void SFDagNode::ReserveEvaluationContexts(SFEvaluationContext const& iContext) c
   if (iContext.GetIndex() < 0)
     return;
   std::size_t const needed = static_cast<std::size_t>(iContext.GetIndex()) + 1;
-  if (m_ContextInfos.size() < needed)
-    m_ContextInfos.resize(needed);
+  if (m_ContextInfos.Size() < needed)
+    m_ContextInfos.Resize(needed);
 }
 
 namespace {
@@ -210,48 +210,69 @@ struct CacheAction
   HRESULT ChildFailed(SFDagNode const&, int, HRESULT iCode) { return iCode; }
 };
 
+/// Calls one of two functions for every node, once, each after those below it; foreign nodes are not entered.
 template <class OnNode, class OnForeign>
-void VisitOnce(SFDagNode const& iRoot, OnNode iOnNode, OnForeign iOnForeign)
+class VisitOnce : CacheAction
 {
-  struct Action : CacheAction
+public:
+  VisitOnce(SFDagNode const& iRoot, OnNode iOnNode, OnForeign iOnForeign)
+    : _onNode(iOnNode), _onForeign(iOnForeign), _walk(*this, SFReach::OperandsAndDerived)
   {
-    Action(OnNode iA, OnForeign iB) : onNode(iA), onForeign(iB) {}
-    HRESULT Visit(SFDagNode const& iNode)
-    {
-      onNode(iNode);
-      return S_OK;
-    }
-    HRESULT VisitForeign(SFDagNode const& iNode)
-    {
-      onForeign(iNode);
-      return S_OK;
-    }
-    OnNode onNode;
-    OnForeign onForeign;
-  };
-  Action action(iOnNode, iOnForeign);
-  SFOncePerNode<Action>(action, SFReach::OperandsAndDerived).Run(iRoot);
-}
+    _walk.Run(iRoot);
+  }
 
-/// How many paths lead from the root to each node of a post-order, the root last; counts end at `iLimit`.
-/// Foreign nodes lead nowhere: they look after what is below them.
-std::vector<std::size_t> CountPaths(std::vector<SFDagNode const*> const& iPostOrder, std::size_t iLimit)
+  using CacheAction::ChildFailed;
+  using CacheAction::EntersForeign;
+  HRESULT Visit(SFDagNode const& iNode)
+  {
+    _onNode(iNode);
+    return S_OK;
+  }
+  HRESULT VisitForeign(SFDagNode const& iNode)
+  {
+    _onForeign(iNode);
+    return S_OK;
+  }
+
+  std::uint32_t NumberOf(SFDagNode const& iNode) const { return _walk.NumberOf(iNode); }
+  std::size_t MetCount() const { return _walk.MetCount(); }
+
+private:
+  OnNode _onNode;
+  OnForeign _onForeign;
+  SFOncePerNode<VisitOnce> _walk;
+};
+
+/// How many slots a new context takes on each node of a post-order, the root last: one for each path that leads
+/// there, or one a node where there are too many paths. Foreign nodes lead nowhere: they look after what is below
+/// them. `iVisits` has met all of the nodes.
+template <class Visits>
+std::vector<std::uint32_t> CountSlots(std::vector<SFDagNode const*> const& iPostOrder, Visits const& iVisits)
 {
-  SFNodeIndex index;
-  for (SFDagNode const* const node : iPostOrder)
-    index.Insert(node);
-  std::vector<std::size_t> paths(iPostOrder.size(), 0);
-  paths.back() = 1;
-  for (std::size_t i = iPostOrder.size(); i-- > 0;) {
-    if (i + 1 < iPostOrder.size() && ClassOf(*iPostOrder[i]) == SFNodeClass::Foreign)
+  constexpr std::uint32_t limit = SFDagNode::MaxSlotsPerContext;
+  std::vector<std::uint32_t> slots(iPostOrder.size(), 1);
+  if (slots.size() > limit)
+    return slots;
+  std::vector<std::uint32_t> paths(iVisits.MetCount(), 0);
+  std::size_t total = 0;
+  for (std::size_t i = slots.size(); i-- > 0;) {
+    SFDagNode const& node = *iPostOrder[i];
+    bool const isRoot = i + 1 == slots.size();
+    slots[i] = isRoot ? 1 : paths[iVisits.NumberOf(node)];
+    total += slots[i];
+    if (total > limit)
+      break;
+    if (!isRoot && ClassOf(node) == SFNodeClass::Foreign)
       continue;
     for (int child = 0; child < 3; ++child)
-      if (auto const* const node = ChildOf(*iPostOrder[i], child, SFReach::OperandsAndDerived)) {
-        std::size_t& count = paths[index.Find(node)];
-        count = std::min(iLimit, count + paths[i]);
+      if (auto const* const below = ChildOf(node, child, SFReach::OperandsAndDerived)) {
+        std::uint32_t& count = paths[iVisits.NumberOf(*below)];
+        count = std::min(limit + 1, count + slots[i]);
       }
   }
-  return paths;
+  if (total > limit)
+    slots.assign(slots.size(), 1);
+  return slots;
 }
 
 } // namespace
@@ -259,7 +280,7 @@ std::vector<std::size_t> CountPaths(std::vector<SFDagNode const*> const& iPostOr
 void SFDagNode::ResetEvaluationCache() const
 {
   VisitOnce(
-      *this, [](SFDagNode const& iNode) { iNode.m_ContextInfos.clear(); },
+      *this, [](SFDagNode const& iNode) { iNode.m_ContextInfos.Clear(); },
       [](SFDagNode const& iNode) { iNode.ResetEvaluationCache(); });
 }
 
@@ -269,7 +290,7 @@ void SFDagNode::Reset(SFEvaluationContext const& iContext) const
   VisitOnce(
       *this,
       [index](SFDagNode const& iNode) {
-        if (index < iNode.m_ContextInfos.size())
+        if (index < iNode.m_ContextInfos.Size())
           iNode.m_ContextInfos[index] = {DBL_MAX, ECacheReset};
       },
       [&iContext](SFDagNode const& iNode) { iNode.Reset(iContext); });
@@ -278,21 +299,44 @@ void SFDagNode::Reset(SFEvaluationContext const& iContext) const
 SFEvaluationContext SFDagNode::GetNewEvaluationContext() const
 {
   std::vector<SFDagNode const*> nodes;
-  auto const list = [&nodes](SFDagNode const& iNode) { nodes.push_back(&iNode); };
-  VisitOnce(*this, list, list);
-  auto paths = CountPaths(nodes, MaxSlotsPerContext);
-  std::size_t total = 0;
-  for (std::size_t const count : paths)
-    total = std::min(MaxSlotsPerContext + 1, total + count);
-  if (total > MaxSlotsPerContext)
-    paths.assign(paths.size(), 1);
+  std::vector<std::uint32_t> slots;
+  {
+    auto const list = [&nodes](SFDagNode const& iNode) { nodes.push_back(&iNode); };
+    VisitOnce const visits(*this, list, list);
+    slots = CountSlots(nodes, visits);
+  }
   for (std::size_t i = 0; i < nodes.size(); ++i)
     if (nodes[i] != this && ClassOf(*nodes[i]) == SFNodeClass::Foreign)
-      for (std::size_t path = 0; path < paths[i]; ++path)
+      for (std::uint32_t slot = 0; slot < slots[i]; ++slot)
         nodes[i]->GetNewEvaluationContext();
     else
-      nodes[i]->m_ContextInfos.resize(nodes[i]->m_ContextInfos.size() + paths[i]);
-  return SFEvaluationContext(static_cast<int>(m_ContextInfos.size()) - 1);
+      nodes[i]->m_ContextInfos.Resize(nodes[i]->m_ContextInfos.Size() + slots[i]);
+  return SFEvaluationContext(static_cast<int>(m_ContextInfos.Size()) - 1);
+}
+
+SFEvaluationContext SFDagNode::RenewEvaluationContext() const
+{
+  bool hasForeign = ClassOf(*this) == SFNodeClass::Foreign;
+  if (!hasForeign) {
+    std::vector<SFDagNode const*> nodes;
+    auto const renew = [&nodes](SFDagNode const& iNode) {
+      iNode.m_ContextInfos.Clear();
+      iNode.m_ContextInfos.Resize(1);
+      if (nodes.size() <= MaxSlotsPerContext) // with more than that, one slot a node is all
+        nodes.push_back(&iNode);
+    };
+    VisitOnce const visits(*this, renew, [&hasForeign](SFDagNode const&) { hasForeign = true; });
+    if (!hasForeign && nodes.size() <= MaxSlotsPerContext) {
+      auto const slots = CountSlots(nodes, visits);
+      for (std::size_t i = 0; i < nodes.size(); ++i)
+        if (slots[i] > 1)
+          nodes[i]->m_ContextInfos.Resize(slots[i]);
+    }
+  }
+  if (!hasForeign)
+    return SFEvaluationContext(static_cast<int>(m_ContextInfos.Size()) - 1);
+  ResetEvaluationCache();
+  return GetNewEvaluationContext();
 }
 
 // ---- readiness ------------------------------------------------------------------------------------------------
