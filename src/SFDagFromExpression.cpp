@@ -16,6 +16,9 @@
 #include "SFVariable.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdint>
+#include <exception>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -38,6 +41,70 @@ struct Token
   std::size_t end = 0;
 };
 
+constexpr int ConstantRank = -1;
+
+/// The tokens of a text, read some way ahead so that the memory which a token needs can be asked for before its turn:
+/// over a large text the wait for it is most of what reading costs.
+class TokenQueue
+{
+public:
+  TokenQueue(SFLexer& ioLexer, SFExistingNodes const& iExisting) : _lexer(ioLexer), _existing(iExisting) {}
+
+  Token Next()
+  {
+    using Step = SFExistingNodes::Step;
+    while (_failure == nullptr && _read < _next + Length)
+      ReadAhead();
+    if (_next == _read)
+      std::rethrow_exception(_failure);
+    for (auto const& [ahead, step] : {std::pair{11, Step::Node}, {7, Step::Users}, {3, Step::UsersOfUsers}})
+      Expect(_next + static_cast<std::size_t>(ahead), step);
+    return _tokens[_next++ % Length];
+  }
+
+private:
+  /// What the lexer throws is thrown when its turn comes, which may be never.
+  void ReadAhead()
+  {
+    try {
+      Token token;
+      token.type = _lexer.Next(token.value, token.start, token.end);
+      _tokens[_read % Length] = token;
+      Expect(_read++, SFExistingNodes::Step::Table);
+    } catch (...) {
+      _failure = std::current_exception();
+    }
+  }
+
+  void Expect(std::size_t iToken, SFExistingNodes::Step iStep) const
+  {
+    Token const& token = _tokens[iToken % Length];
+    if (token.type == SFNodeType::CONSTANT)
+      _existing.Expect(token.value, ConstantRank, iStep);
+  }
+
+  static constexpr std::size_t Length = 16;
+
+  SFLexer& _lexer;
+  SFExistingNodes const& _existing;
+  std::array<Token, Length> _tokens;
+  std::size_t _next = 0; ///< the token whose turn it is
+  std::size_t _read = 0; ///< the one that the lexer gives next
+  std::exception_ptr _failure;
+};
+
+/// What has been read for a node. Which of two nodes of one structure is kept can show where they differ in what their
+/// structure leaves out, such as the value of a parameter; those are made, and wait for their parent to ask for the
+/// one to keep. Of all others only the number among the existing nodes is needed.
+struct ReadNode
+{
+  SFDagNodePtr node;
+  SFExistingNodes::Operands operands; ///< of `node`
+  SFExistingNodes::Number number = SFExistingNodes::None;
+
+  bool IsNull() const { return node == nullptr && number == SFExistingNodes::None; }
+};
+
 /// A node under construction: its token has been read, its operands have not all been.
 struct OpenNode
 {
@@ -45,7 +112,7 @@ struct OpenNode
   int incomingRank = -1;
   SFDagNodePtr node; ///< a transform or an offset, which is made before its operand is read
   bool leftRead = false;
-  SFDagNodePtr lhs;
+  ReadNode lhs;
   int lhsRank = -1;
 };
 
@@ -62,15 +129,15 @@ public:
   SFDagNodePtr BuildFromExpression();
 
 private:
-  SFDagNodePtr BuildLeaf(Token const& iToken);
+  ReadNode BuildLeaf(Token const& iToken);
   SFDagNodePtr BuildPoly(Token const& iToken);
   std::shared_ptr<ResourceToSF> BuildReference(std::string const& iText);
   SFDagNodePtr BuildParameter(Token const& iToken);
   bool OpenNodeWithOperands(Token const& iToken);
-  SFDagNodePtr Close(OpenNode& ioOpen, SFDagNodePtr iLast);
-  SFDagNodePtr BuildUnaryOpFromExpression(OpenNode& ioOpen, SFDagNodePtr iLhs);
-  SFDagNodePtr BuildBinaryOpFromExpression(OpenNode& ioOpen, SFDagNodePtr iRhs);
-  HRESULT DeDuplicate(SFDagNodePtr& ioNode) { return _existingNodes.DeDuplicate(ioNode); }
+  ReadNode Close(OpenNode& ioOpen, ReadNode iLast);
+  ReadNode BuildUnaryOpFromExpression(OpenNode& ioOpen, ReadNode iLhs);
+  ReadNode BuildBinaryOpFromExpression(OpenNode& ioOpen, ReadNode iRhs);
+  SFExistingNodes::Number DeDuplicate(ReadNode& ioRead);
   SFDagNodePtr MakeAffineTransform(Token const& iToken);
   SFDagNodePtr MakeCylindricalTransform(Token const& iToken);
   SFDagNodePtr MakeDiscreteTransform(Token const& iToken);
@@ -84,6 +151,7 @@ private:
   SFLexer _lexer;
   SFResourceResolver* _resolver;
   SFExistingNodes _existingNodes;
+  TokenQueue _tokens{_lexer, _existingNodes};
   std::vector<OpenNode> _openNodes;
   int _rank = -1; ///< the running rank counter
   /// Bracketed texts never overlap in a well-formed text, so together they are shorter than it. The budget
@@ -99,70 +167,72 @@ bool HasRightOperand(SFNodeType iType) { return OperatorRow(iType).arity == 2; }
 SFDagNodePtr Builder::BuildFromExpression()
 {
   for (;;) {
-    Token token;
-    token.type = _lexer.Next(token.value, token.start, token.end);
-    SFDagNodePtr node;
+    Token const token = _tokens.Next();
+    ReadNode read;
     if (HasOperands(token.type)) {
       if (OpenNodeWithOperands(token))
         continue;
     } else
-      node = BuildLeaf(token);
+      read = BuildLeaf(token);
 
     // The node just read completes those that were waiting for it.
     while (!_openNodes.empty()) {
       OpenNode& open = _openNodes.back();
       if (HasRightOperand(open.token.type) && !open.leftRead) {
         open.leftRead = true;
-        open.lhs = std::move(node);
+        open.lhs = std::move(read);
         open.lhsRank = std::exchange(_rank, open.incomingRank);
         break;
       }
-      node = Close(open, std::move(node));
+      read = Close(open, std::move(read));
       _openNodes.pop_back();
     }
     if (_openNodes.empty())
-      return node;
+      return read.number != SFExistingNodes::None ? _existingNodes.At(read.number) : read.node;
   }
 }
 
 // ---- leaves ---------------------------------------------------------------------------------------------------
 
-SFDagNodePtr Builder::BuildLeaf(Token const& iToken)
+ReadNode Builder::BuildLeaf(Token const& iToken)
 {
-  SFDagNodePtr node;
+  ReadNode read;
   int rank = 0;
   switch (iToken.type) {
   case SFNodeType::END:
-    node = std::make_shared<SFOp>(SFNodeType::END);
-    node->SetRank(-2);
-    return node; // leaves the counter as it is
+    read.node = std::make_shared<SFOp>(SFNodeType::END);
+    read.node->SetRank(-2);
+    return read; // leaves the counter as it is
   case SFNodeType::X:
   case SFNodeType::Y:
   case SFNodeType::Z:
-    node = std::make_shared<SFOp>(iToken.type);
+    read.number = _existingNodes.CoordinateOf(iToken.type, rank);
     break;
   case SFNodeType::POLY:
-    node = BuildPoly(iToken);
+    read.node = BuildPoly(iToken);
     break;
   case SFNodeType::UNRESOLVEDREF:
-    node = BuildReference(_lexer.SubExpression(iToken.start, iToken.end));
+    read.node = BuildReference(_lexer.SubExpression(iToken.start, iToken.end));
     break;
   case SFNodeType::CONSTANT:
-    node = std::make_shared<SFConstant>(iToken.value);
-    rank = -1;
+    rank = ConstantRank;
+    if (iToken.value != 0.0)
+      read.number = _existingNodes.ConstantOf(iToken.value, rank);
+    else
+      read.node = std::make_shared<SFConstant>(iToken.value);
     break;
   case SFNodeType::PARAMETER:
-    node = BuildParameter(iToken);
-    rank = -1;
+    read.node = BuildParameter(iToken);
+    rank = ConstantRank;
     break;
   default:
-    return nullptr;
+    return {};
   }
-  if (node != nullptr) {
-    node->SetRank(rank);
+  if (read.node != nullptr)
+    read.node->SetRank(rank);
+  if (!read.IsNull())
     _rank = rank + 1;
-  }
-  return node;
+  return read;
 }
 
 SFDagNodePtr Builder::BuildPoly(Token const& iToken)
@@ -356,7 +426,7 @@ bool Builder::OpenNodeWithOperands(Token const& iToken)
   case SFNodeType::OFFSET:
     // A number that cannot be read leaves the lexer on the letter: the node would be its own operand for ever.
     if (iToken.end == iToken.start) {
-      Close(open, nullptr);
+      Close(open, {});
       return false;
     }
     if (iToken.type == SFNodeType::OFFSET)
@@ -372,53 +442,72 @@ bool Builder::OpenNodeWithOperands(Token const& iToken)
 }
 
 /// The node of `ioOpen`, now that its last operand has been read; null when an operand is.
-SFDagNodePtr Builder::Close(OpenNode& ioOpen, SFDagNodePtr iLast)
+ReadNode Builder::Close(OpenNode& ioOpen, ReadNode iLast)
 {
   Token const& token = ioOpen.token;
   if (HasRightOperand(token.type)) {
-    SFDagNodePtr binary = BuildBinaryOpFromExpression(ioOpen, std::move(iLast));
-    if (binary == nullptr)
+    ReadNode binary = BuildBinaryOpFromExpression(ioOpen, std::move(iLast));
+    if (binary.IsNull())
       ReportFailure("BuildFromExpression, BuildBinaryOpFromExpression failed.");
-    else if (token.type == SFNodeType::BLEND)
-      return std::make_shared<SFBlendNode>(*binary, token.value);
     return binary;
   }
 
-  SFDagNodePtr unary = BuildUnaryOpFromExpression(ioOpen, std::move(iLast));
-  if (unary == nullptr)
+  ReadNode unary = BuildUnaryOpFromExpression(ioOpen, std::move(iLast));
+  if (unary.IsNull())
     ReportFailure("BuildFromExpression, BuildUnaryOpFromExpression failed.");
   return unary;
 }
 
-SFDagNodePtr Builder::BuildUnaryOpFromExpression(OpenNode& ioOpen, SFDagNodePtr iLhs)
+/// The number of an operand as its parent gets it.
+SFExistingNodes::Number Builder::DeDuplicate(ReadNode& ioRead)
 {
-  if (iLhs == nullptr) {
+  if (ioRead.number == SFExistingNodes::None)
+    ioRead.number = _existingNodes.DeDuplicate(ioRead.node, ioRead.operands);
+  return ioRead.number;
+}
+
+ReadNode Builder::BuildUnaryOpFromExpression(OpenNode& ioOpen, ReadNode iLhs)
+{
+  if (iLhs.IsNull()) {
     ReportFailure("BuildUnaryOpFromExpression, could not create lhs.");
-    return nullptr;
+    return {};
   }
-  SFDagNodePtr node = ioOpen.node != nullptr ? std::move(ioOpen.node) : std::make_shared<SFOp>(ioOpen.token.type);
-  DeDuplicate(iLhs);
-  node->SetLhs(std::move(iLhs));
-  node->SetRank(_rank++);
-  return node;
+  ReadNode read;
+  read.operands.lhs = DeDuplicate(iLhs);
+  int const rank = _rank++;
+  if (ioOpen.node == nullptr)
+    read.number = _existingNodes.OperatorOver(read.operands, ioOpen.token.type, rank);
+  else {
+    read.node = std::move(ioOpen.node);
+    read.node->SetLhs(_existingNodes.At(read.operands.lhs));
+    read.node->SetRank(rank);
+  }
+  return read;
 }
 
 /// Reports under the unary builder's name, like its twin.
-SFDagNodePtr Builder::BuildBinaryOpFromExpression(OpenNode& ioOpen, SFDagNodePtr iRhs)
+ReadNode Builder::BuildBinaryOpFromExpression(OpenNode& ioOpen, ReadNode iRhs)
 {
-  if (ioOpen.lhs == nullptr)
+  if (ioOpen.lhs.IsNull())
     ReportFailure("BuildUnaryOpFromExpression, could not create lhs.");
-  if (iRhs == nullptr)
+  if (iRhs.IsNull())
     ReportFailure("BuildUnaryOpFromExpression, could not create rhs.");
-  if (ioOpen.lhs == nullptr || iRhs == nullptr)
-    return nullptr;
-  DeDuplicate(ioOpen.lhs);
-  DeDuplicate(iRhs);
-  auto node = std::make_shared<SFOp>(ioOpen.token.type, std::move(ioOpen.lhs), std::move(iRhs));
+  if (ioOpen.lhs.IsNull() || iRhs.IsNull())
+    return {};
+  ReadNode read;
+  read.operands.lhs = DeDuplicate(ioOpen.lhs);
+  read.operands.rhs = DeDuplicate(iRhs);
   int const rank = std::max(ioOpen.lhsRank, _rank);
-  node->SetRank(rank);
   _rank = rank + 1;
-  return node;
+  SFNodeType const type = ioOpen.token.type;
+  if (type != SFNodeType::BLEND)
+    read.number = _existingNodes.OperatorOver(read.operands, type, rank);
+  else {
+    SFOp op(type, _existingNodes.At(read.operands.lhs), _existingNodes.At(read.operands.rhs));
+    op.SetRank(rank);
+    read.node = std::make_shared<SFBlendNode>(op, ioOpen.token.value);
+  }
+  return read;
 }
 
 } // namespace
