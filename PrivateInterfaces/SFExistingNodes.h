@@ -1,6 +1,7 @@
 #pragma once
 
 #include "SFDagNode.h"
+#include "SFLargePages.h"
 
 #include <algorithm>
 #include <array>
@@ -77,6 +78,7 @@ private:
     std::uint32_t hash = 0;
     Number number = None;
   };
+  using Table = std::vector<Entry, SFLargePages<Entry>>;
   /// One line of the cache.
   struct alignas(64) Known
   {
@@ -119,9 +121,10 @@ private:
   Known& Know(Number iNumber) { return const_cast<Known&>(std::as_const(*this).Know(iNumber)); }
 
   static constexpr std::size_t FirstBlock = 64;
-  std::array<std::vector<Known>, 27> _known; ///< each block twice as long as the one before, so that nothing moves
+  std::array<std::vector<Known, SFLargePages<Known>>, 27>
+      _known; ///< each block twice as long as the one before, so that nothing moves
   Number _count = 0;
-  std::vector<Entry> _table;
+  Table _table;
   std::size_t _inTable = 0;
 };
 

@@ -229,7 +229,8 @@ private:
   {
     if (_checked != nullptr)
       return;
-    iNode.ReserveEvaluationContexts(_export);
+    if (iNode.GetContextCount() <= static_cast<std::size_t>(_export.GetIndex()))
+      iNode.ReserveEvaluationContexts(_export);
     iNode.GetContextInfos(_export.GetIndex()).state = SFDagNode::ECacheDone;
   }
 
@@ -245,15 +246,29 @@ private:
       return E_FAIL;
     }
     std::size_t const before = _text.size();
-    _text += ' ';
-    HRESULT hr = AppendToken(iNode, _text);
-    if (Succeeded(hr) && (_text.size() > SFDagToExpression::MaxLength || (IsRepetitive(iNode) && IsTooLong())))
-      hr = E_FAIL;
-    if (Failed(hr) || _checked != nullptr || !HasToken(iNode.GetTypeTag()))
-      _text.resize(before);
+    HRESULT const hr = AppendWithBlank(iNode);
+    if (Succeeded(hr) && _checked == nullptr && HasToken(iNode.GetTypeTag()))
+      return hr;
+    _text.resize(before);
     if (Failed(hr))
       Diagnostics::FailedCall("Export", hr);
     return hr;
+  }
+
+  HRESULT AppendWithBlank(SFDagNode const& iNode)
+  {
+    SFOperatorRow const& row = OperatorRow(iNode.GetTypeTag());
+    HRESULT hr = S_OK;
+    if (row.family == SFNodeFamily::Operator || row.family == SFNodeFamily::Coordinate) {
+      char const token[] = {' ', row.token};
+      _text.append(token, sizeof token);
+    } else {
+      _text += ' ';
+      hr = AppendToken(iNode, _text);
+    }
+    bool const isTooLong =
+        Succeeded(hr) && (_text.size() > SFDagToExpression::MaxLength || (IsRepetitive(iNode) && IsTooLong()));
+    return isTooLong ? E_FAIL : hr;
   }
 
   /// Whether the text so far has become long by writing the same nodes again and again; asked once for each token,

@@ -118,7 +118,7 @@ SFExistingNodes::Entry& SFExistingNodes::FindOrPlace(Operands iOperands, std::ui
 
 void SFExistingNodes::Grow()
 {
-  std::vector<Entry> old(_table.empty() ? 64 : 2 * _table.size());
+  Table old(_table.empty() ? 64 : 2 * _table.size());
   old.swap(_table);
   std::size_t const mask = _table.size() - 1;
   for (Entry const& entry : old)
