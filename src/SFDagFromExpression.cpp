@@ -10,15 +10,14 @@
 #include "SFDiscreteTransformNode.h"
 #include "SFExistingNodes.h"
 #include "SFGCGuidedTransform.h"
-#include "SFLexer.h"
 #include "SFOp.h"
 #include "SFOperatorTable.h"
+#include "SFTokenQueue.h"
 #include "SFVariable.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <exception>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -31,67 +30,6 @@ using SFDagNodePtr = std::shared_ptr<SFDagNode>;
 constexpr char const* Class = "Error in SFDagFromExpression::";
 
 void ReportFailure(char const* iSentence) { Diagnostics::Sentence(std::string(Class) + iSentence); }
-
-/// One token as the lexer gave it.
-struct Token
-{
-  SFNodeType type = SFNodeType::NONE;
-  double value = 0.0;
-  std::size_t start = 0;
-  std::size_t end = 0;
-};
-
-constexpr int ConstantRank = -1;
-
-/// The tokens of a text, read some way ahead so that the memory which a token needs can be asked for before its turn:
-/// over a large text the wait for it is most of what reading costs.
-class TokenQueue
-{
-public:
-  TokenQueue(SFLexer& ioLexer, SFExistingNodes const& iExisting) : _lexer(ioLexer), _existing(iExisting) {}
-
-  Token Next()
-  {
-    using Step = SFExistingNodes::Step;
-    while (_failure == nullptr && _read < _next + Length)
-      ReadAhead();
-    if (_next == _read)
-      std::rethrow_exception(_failure);
-    for (auto const& [ahead, step] : {std::pair{11, Step::Node}, {7, Step::Users}, {3, Step::UsersOfUsers}})
-      Expect(_next + static_cast<std::size_t>(ahead), step);
-    return _tokens[_next++ % Length];
-  }
-
-private:
-  /// What the lexer throws is thrown when its turn comes, which may be never.
-  void ReadAhead()
-  {
-    try {
-      Token token;
-      token.type = _lexer.Next(token.value, token.start, token.end);
-      _tokens[_read % Length] = token;
-      Expect(_read++, SFExistingNodes::Step::Table);
-    } catch (...) {
-      _failure = std::current_exception();
-    }
-  }
-
-  void Expect(std::size_t iToken, SFExistingNodes::Step iStep) const
-  {
-    Token const& token = _tokens[iToken % Length];
-    if (token.type == SFNodeType::CONSTANT)
-      _existing.Expect(token.value, ConstantRank, iStep);
-  }
-
-  static constexpr std::size_t Length = 16;
-
-  SFLexer& _lexer;
-  SFExistingNodes const& _existing;
-  std::array<Token, Length> _tokens;
-  std::size_t _next = 0; ///< the token whose turn it is
-  std::size_t _read = 0; ///< the one that the lexer gives next
-  std::exception_ptr _failure;
-};
 
 /// What has been read for a node. Which of two nodes of one structure is kept can show where they differ in what their
 /// structure leaves out, such as the value of a parameter; those are made, and wait for their parent to ask for the
@@ -108,7 +46,7 @@ struct ReadNode
 /// A node under construction: its token has been read, its operands have not all been.
 struct OpenNode
 {
-  Token token;
+  SFToken token;
   int incomingRank = -1;
   SFDagNodePtr node; ///< a transform or an offset, which is made before its operand is read
   bool leftRead = false;
@@ -129,29 +67,29 @@ public:
   SFDagNodePtr BuildFromExpression();
 
 private:
-  ReadNode BuildLeaf(Token const& iToken);
-  SFDagNodePtr BuildPoly(Token const& iToken);
+  ReadNode BuildLeaf(SFToken const& iToken);
+  SFDagNodePtr BuildPoly(SFToken const& iToken);
   std::shared_ptr<ResourceToSF> BuildReference(std::string const& iText);
-  SFDagNodePtr BuildParameter(Token const& iToken);
-  bool OpenNodeWithOperands(Token const& iToken);
+  SFDagNodePtr BuildParameter(SFToken const& iToken);
+  bool OpenNodeWithOperands(SFToken const& iToken);
   ReadNode Close(OpenNode& ioOpen, ReadNode iLast);
   ReadNode BuildUnaryOpFromExpression(OpenNode& ioOpen, ReadNode iLhs);
   ReadNode BuildBinaryOpFromExpression(OpenNode& ioOpen, ReadNode iRhs);
   SFExistingNodes::Number DeDuplicate(ReadNode& ioRead);
-  SFDagNodePtr MakeAffineTransform(Token const& iToken);
-  SFDagNodePtr MakeCylindricalTransform(Token const& iToken);
-  SFDagNodePtr MakeDiscreteTransform(Token const& iToken);
-  SFDagNodePtr MakeGuidedTransform(Token const& iToken);
+  SFDagNodePtr MakeAffineTransform(SFToken const& iToken);
+  SFDagNodePtr MakeCylindricalTransform(SFToken const& iToken);
+  SFDagNodePtr MakeDiscreteTransform(SFToken const& iToken);
+  SFDagNodePtr MakeGuidedTransform(SFToken const& iToken);
   bool FillDiscreteTransform(SFDiscreteTransformNode& ioTransform, std::string const& iIds);
   bool FillGuidedTransform(SFGCGuidedTransform& ioTransform, std::string const& iGroups);
-  bool Spend(Token const& iToken, std::size_t iEnd);
-  std::optional<std::pair<std::size_t, std::size_t>> FindBrackets(Token const& iToken);
-  std::optional<std::vector<double>> ReadBracketList(Token const& iToken);
+  bool Spend(SFToken const& iToken, std::size_t iEnd);
+  std::optional<std::pair<std::size_t, std::size_t>> FindBrackets(SFToken const& iToken);
+  std::optional<std::vector<double>> ReadBracketList(SFToken const& iToken);
 
   SFLexer _lexer;
   SFResourceResolver* _resolver;
   SFExistingNodes _existingNodes;
-  TokenQueue _tokens{_lexer, _existingNodes};
+  SFTokenQueue _tokens{_lexer, _existingNodes};
   std::vector<OpenNode> _openNodes;
   int _rank = -1; ///< the running rank counter
   /// Bracketed texts never overlap in a well-formed text, so together they are shorter than it. The budget
@@ -167,7 +105,7 @@ bool HasRightOperand(SFNodeType iType) { return OperatorRow(iType).arity == 2; }
 SFDagNodePtr Builder::BuildFromExpression()
 {
   for (;;) {
-    Token const token = _tokens.Next();
+    SFToken const token = _tokens.Next();
     ReadNode read;
     if (HasOperands(token.type)) {
       if (OpenNodeWithOperands(token))
@@ -194,7 +132,7 @@ SFDagNodePtr Builder::BuildFromExpression()
 
 // ---- leaves ---------------------------------------------------------------------------------------------------
 
-ReadNode Builder::BuildLeaf(Token const& iToken)
+ReadNode Builder::BuildLeaf(SFToken const& iToken)
 {
   ReadNode read;
   int rank = 0;
@@ -215,7 +153,7 @@ ReadNode Builder::BuildLeaf(Token const& iToken)
     read.node = BuildReference(_lexer.SubExpression(iToken.start, iToken.end));
     break;
   case SFNodeType::CONSTANT:
-    rank = ConstantRank;
+    rank = SFTokenQueue::ConstantRank;
     if (iToken.value != 0.0)
       read.number = _existingNodes.ConstantOf(iToken.value, rank);
     else
@@ -223,7 +161,7 @@ ReadNode Builder::BuildLeaf(Token const& iToken)
     break;
   case SFNodeType::PARAMETER:
     read.node = BuildParameter(iToken);
-    rank = ConstantRank;
+    rank = SFTokenQueue::ConstantRank;
     break;
   default:
     return {};
@@ -235,7 +173,7 @@ ReadNode Builder::BuildLeaf(Token const& iToken)
   return read;
 }
 
-SFDagNodePtr Builder::BuildPoly(Token const& iToken)
+SFDagNodePtr Builder::BuildPoly(SFToken const& iToken)
 {
   std::string const text = _lexer.SubExpression(iToken.start, iToken.end);
   std::shared_ptr<ResourceToSF> resource;
@@ -281,7 +219,7 @@ std::shared_ptr<ResourceToSF> Builder::BuildReference(std::string const& iText)
   return placeholder;
 }
 
-SFDagNodePtr Builder::BuildParameter(Token const& iToken)
+SFDagNodePtr Builder::BuildParameter(SFToken const& iToken)
 {
   auto const brackets = FindBrackets(iToken);
   if (!brackets) {
@@ -295,7 +233,7 @@ SFDagNodePtr Builder::BuildParameter(Token const& iToken)
 }
 
 /// Takes the text from the letter of a token up to `iEnd` from the budget; false when it is not there.
-bool Builder::Spend(Token const& iToken, std::size_t iEnd)
+bool Builder::Spend(SFToken const& iToken, std::size_t iEnd)
 {
   if (iEnd == std::string::npos || iEnd - iToken.start > _payloadBudget)
     return false;
@@ -304,7 +242,7 @@ bool Builder::Spend(Token const& iToken, std::size_t iEnd)
 }
 
 /// The "[" after a token letter and the "]" after that letter, in this order and within the budget.
-std::optional<std::pair<std::size_t, std::size_t>> Builder::FindBrackets(Token const& iToken)
+std::optional<std::pair<std::size_t, std::size_t>> Builder::FindBrackets(SFToken const& iToken)
 {
   std::size_t const open = _lexer.FindCharacter('[', iToken.start);
   std::size_t const close = _lexer.FindCharacter(']', iToken.start);
@@ -314,7 +252,7 @@ std::optional<std::pair<std::size_t, std::size_t>> Builder::FindBrackets(Token c
 }
 
 /// The numbers between the brackets of a transform.
-std::optional<std::vector<double>> Builder::ReadBracketList(Token const& iToken)
+std::optional<std::vector<double>> Builder::ReadBracketList(SFToken const& iToken)
 {
   auto const brackets = FindBrackets(iToken);
   if (!brackets)
@@ -324,7 +262,7 @@ std::optional<std::vector<double>> Builder::ReadBracketList(Token const& iToken)
 
 // ---- transforms -----------------------------------------------------------------------------------------------
 
-SFDagNodePtr Builder::MakeAffineTransform(Token const& iToken)
+SFDagNodePtr Builder::MakeAffineTransform(SFToken const& iToken)
 {
   auto const numbers = ReadBracketList(iToken);
   if (!numbers || (numbers->size() != 12 && numbers->size() != 16))
@@ -332,7 +270,7 @@ SFDagNodePtr Builder::MakeAffineTransform(Token const& iToken)
   return std::make_shared<SFAffineTransform>(ZULMathTransformation(numbers->data(), static_cast<int>(numbers->size())));
 }
 
-SFDagNodePtr Builder::MakeCylindricalTransform(Token const& iToken)
+SFDagNodePtr Builder::MakeCylindricalTransform(SFToken const& iToken)
 {
   auto const numbers = ReadBracketList(iToken);
   std::array<double, SFCylindricalTransform::ParameterCount> parameters{};
@@ -344,7 +282,7 @@ SFDagNodePtr Builder::MakeCylindricalTransform(Token const& iToken)
   return std::make_shared<SFCylindricalTransform>(parameters);
 }
 
-SFDagNodePtr Builder::MakeDiscreteTransform(Token const& iToken)
+SFDagNodePtr Builder::MakeDiscreteTransform(SFToken const& iToken)
 {
   _rank = 0;
   auto const brackets = FindBrackets(iToken);
@@ -370,7 +308,7 @@ bool Builder::FillDiscreteTransform(SFDiscreteTransformNode& ioTransform, std::s
   return true;
 }
 
-SFDagNodePtr Builder::MakeGuidedTransform(Token const& iToken)
+SFDagNodePtr Builder::MakeGuidedTransform(SFToken const& iToken)
 {
   std::size_t const open = _lexer.FindCharacter('[', iToken.start);
   std::size_t const close = _lexer.FindListEnd(iToken.start);
@@ -404,7 +342,7 @@ bool Builder::FillGuidedTransform(SFGCGuidedTransform& ioTransform, std::string 
 // ---- nodes with operands --------------------------------------------------------------------------------------
 
 /// False when the node fails before its operands are read; its lines have then been written.
-bool Builder::OpenNodeWithOperands(Token const& iToken)
+bool Builder::OpenNodeWithOperands(SFToken const& iToken)
 {
   OpenNode open;
   open.token = iToken;
@@ -444,7 +382,7 @@ bool Builder::OpenNodeWithOperands(Token const& iToken)
 /// The node of `ioOpen`, now that its last operand has been read; null when an operand is.
 ReadNode Builder::Close(OpenNode& ioOpen, ReadNode iLast)
 {
-  Token const& token = ioOpen.token;
+  SFToken const& token = ioOpen.token;
   if (HasRightOperand(token.type)) {
     ReadNode binary = BuildBinaryOpFromExpression(ioOpen, std::move(iLast));
     if (binary.IsNull())

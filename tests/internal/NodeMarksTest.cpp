@@ -177,13 +177,33 @@ TEST(ThreadWalks, ShareAGraph)
 
 // ---- slots ------------------------------------------------------------------------------------------------------
 
+namespace {
+
+NodePtr Doublings(NodePtr iNode, int iCount)
+{
+  for (int i = 0; i < iCount; ++i)
+    iNode = Op(PLUS, iNode, iNode);
+  return iNode;
+}
+
+} // namespace
+
+TEST(NodeSlots, AreOnePerPathUpToTheLimit)
+{
+  auto const leafSlots = [](int iDoublings, int iAbove) {
+    NodePtr const leaf = Op(X);
+    NodePtr root = Doublings(leaf, iDoublings);
+    for (int i = 0; i < iAbove; ++i)
+      root = Op(SIN, root);
+    root->GetNewEvaluationContext();
+    return leaf->GetContextCount();
+  };
+  EXPECT_EQ(leafSlots(21, 1), std::size_t{1} << 21); // 2^22 in all
+  EXPECT_EQ(leafSlots(21, 2), 1U);
+}
+
 TEST(NodeSlots, RenewAsDropAndOpen)
 {
-  auto const doublings = [](NodePtr iNode, int iCount) {
-    for (int i = 0; i < iCount; ++i)
-      iNode = Op(PLUS, iNode, iNode);
-    return iNode;
-  };
   auto const busy = std::make_shared<BusyNode>();
   NodePtr const below = Op(SIN, Op(Y));
   busy->SetLhs(below);
@@ -191,10 +211,10 @@ TEST(NodeSlots, RenewAsDropAndOpen)
       {"leaf", Op(X)},
       {"text", Build("+ * q X - Y f1 U q X - f1 * Y q X")},
       {"lattice", Lattice(12, 4)},
-      {"as many paths as may be", doublings(Op(X), 21)}, // 2^22 - 1 of them
-      {"one more", Op(SIN, doublings(Op(X), 21))},
-      {"too many", doublings(Op(X), 22)},
-      {"beyond counting", doublings(Op(X), 200)},
+      {"as many paths as may be", Doublings(Op(X), 21)}, // 2^22 - 1 of them
+      {"one more", Op(SIN, Doublings(Op(X), 21))},
+      {"too many", Doublings(Op(X), 22)},
+      {"beyond counting", Doublings(Op(X), 200)},
       {"foreign below", Op(MULT, Op(PLUS, busy, below), busy)},
       {"foreign root", busy},
   };
