@@ -118,9 +118,8 @@ public:
     return _met.Insert(&iRoot).second ? _walk.Run(*this, iRoot) : S_OK;
   }
 
-  /// The number of a node that a run has met, in the order in which they were met, and below `MetCount()`.
+  /// The number of a node that a run has met, in the order in which they were met.
   std::uint32_t NumberOf(SFDagNode const& iNode) const { return _met.Find(&iNode); }
-  std::size_t MetCount() const { return _met.Size(); }
 
   HRESULT Step(Frame& ioFrame, SFDagNode const*& oNext)
   {

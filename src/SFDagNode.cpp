@@ -5,6 +5,7 @@
 #include "SFDagTraversal.h"
 
 #include <algorithm>
+#include <array>
 #include <functional>
 #include <unordered_set>
 
@@ -210,7 +211,8 @@ struct CacheAction
   HRESULT ChildFailed(SFDagNode const&, int, HRESULT iCode) { return iCode; }
 };
 
-/// Calls one of two functions for every node, once, each after those below it; foreign nodes are not entered.
+/// Calls one of two functions, with itself, for every node, once, each after those below it; foreign nodes are not
+/// entered.
 template <class OnNode, class OnForeign>
 class VisitOnce : CacheAction
 {
@@ -225,17 +227,17 @@ public:
   using CacheAction::EntersForeign;
   HRESULT Visit(SFDagNode const& iNode)
   {
-    _onNode(iNode);
+    _onNode(iNode, *this);
     return S_OK;
   }
   HRESULT VisitForeign(SFDagNode const& iNode)
   {
-    _onForeign(iNode);
+    _onForeign(iNode, *this);
     return S_OK;
   }
 
+  /// The number of a node that has been met.
   std::uint32_t NumberOf(SFDagNode const& iNode) const { return _walk.NumberOf(iNode); }
-  std::size_t MetCount() const { return _walk.MetCount(); }
 
 private:
   OnNode _onNode;
@@ -243,32 +245,41 @@ private:
   SFOncePerNode<VisitOnce> _walk;
 };
 
-/// How many slots a new context takes on each node of a post-order, the root last: one for each path that leads
-/// there, or one a node where there are too many paths. Foreign nodes lead nowhere: they look after what is below
-/// them. `iVisits` has met all of the nodes.
+/// A node of a post-order, and the nodes that its paths lead on to, by the numbers of one visit to all.
+struct Listed
+{
+  SFDagNode const* node;
+  std::uint32_t number;
+  std::array<std::uint32_t, 3> below{SFNodeIndex::Absent, SFNodeIndex::Absent, SFNodeIndex::Absent};
+};
+
 template <class Visits>
-std::vector<std::uint32_t> CountSlots(std::vector<SFDagNode const*> const& iPostOrder, Visits const& iVisits)
+Listed ListNode(SFDagNode const& iNode, Visits const& iVisits)
+{
+  Listed listed{&iNode, iVisits.NumberOf(iNode)};
+  for (int i = 0; i < 3; ++i)
+    if (SFDagNode const* const below = ChildOf(iNode, i, SFReach::OperandsAndDerived))
+      listed.below[static_cast<std::size_t>(i)] = iVisits.NumberOf(*below);
+  return listed;
+}
+
+/// How many slots a new context takes on each node of a post-order, the root last: one for each path that leads
+/// there, or one a node where there are too many paths.
+std::vector<std::uint32_t> CountSlots(std::vector<Listed> const& iPostOrder)
 {
   constexpr std::uint32_t limit = SFDagNode::MaxSlotsPerContext;
   std::vector<std::uint32_t> slots(iPostOrder.size(), 1);
   if (slots.size() > limit)
     return slots;
-  std::vector<std::uint32_t> paths(iVisits.MetCount(), 0);
+  std::vector<std::uint32_t> paths(iPostOrder.size(), 0);
+  paths[iPostOrder.back().number] = 1;
   std::size_t total = 0;
-  for (std::size_t i = slots.size(); i-- > 0;) {
-    SFDagNode const& node = *iPostOrder[i];
-    bool const isRoot = i + 1 == slots.size();
-    slots[i] = isRoot ? 1 : paths[iVisits.NumberOf(node)];
+  for (std::size_t i = slots.size(); i-- > 0 && total <= limit;) {
+    slots[i] = paths[iPostOrder[i].number];
     total += slots[i];
-    if (total > limit)
-      break;
-    if (!isRoot && ClassOf(node) == SFNodeClass::Foreign)
-      continue;
-    for (int child = 0; child < 3; ++child)
-      if (auto const* const below = ChildOf(node, child, SFReach::OperandsAndDerived)) {
-        std::uint32_t& count = paths[iVisits.NumberOf(*below)];
-        count = std::min(limit + 1, count + slots[i]);
-      }
+    for (std::uint32_t const below : iPostOrder[i].below)
+      if (below != SFNodeIndex::Absent)
+        paths[below] = std::min(limit + 1, paths[below] + slots[i]);
   }
   if (total > limit)
     slots.assign(slots.size(), 1);
@@ -280,8 +291,8 @@ std::vector<std::uint32_t> CountSlots(std::vector<SFDagNode const*> const& iPost
 void SFDagNode::ResetEvaluationCache() const
 {
   VisitOnce(
-      *this, [](SFDagNode const& iNode) { iNode.m_ContextInfos.Clear(); },
-      [](SFDagNode const& iNode) { iNode.ResetEvaluationCache(); });
+      *this, [](SFDagNode const& iNode, auto const&) { iNode.m_ContextInfos.Clear(); },
+      [](SFDagNode const& iNode, auto const&) { iNode.ResetEvaluationCache(); });
 }
 
 void SFDagNode::Reset(SFEvaluationContext const& iContext) const
@@ -289,28 +300,31 @@ void SFDagNode::Reset(SFEvaluationContext const& iContext) const
   auto const index = static_cast<std::size_t>(iContext.GetIndex());
   VisitOnce(
       *this,
-      [index](SFDagNode const& iNode) {
+      [index](SFDagNode const& iNode, auto const&) {
         if (index < iNode.m_ContextInfos.Size())
           iNode.m_ContextInfos[index] = {DBL_MAX, ECacheReset};
       },
-      [&iContext](SFDagNode const& iNode) { iNode.Reset(iContext); });
+      [&iContext](SFDagNode const& iNode, auto const&) { iNode.Reset(iContext); });
 }
 
 SFEvaluationContext SFDagNode::GetNewEvaluationContext() const
 {
-  std::vector<SFDagNode const*> nodes;
-  std::vector<std::uint32_t> slots;
-  {
-    auto const list = [&nodes](SFDagNode const& iNode) { nodes.push_back(&iNode); };
-    VisitOnce const visits(*this, list, list);
-    slots = CountSlots(nodes, visits);
-  }
-  for (std::size_t i = 0; i < nodes.size(); ++i)
-    if (nodes[i] != this && ClassOf(*nodes[i]) == SFNodeClass::Foreign)
+  std::vector<Listed> nodes;
+  VisitOnce(
+      *this, [&](SFDagNode const& iNode, auto const& iVisits) { nodes.push_back(ListNode(iNode, iVisits)); },
+      // Foreign nodes lead nowhere: they look after what is below them.
+      [&](SFDagNode const& iNode, auto const& iVisits) {
+        nodes.push_back({&iNode, iVisits.NumberOf(iNode)});
+      });
+  auto const slots = CountSlots(nodes);
+  for (std::size_t i = 0; i < nodes.size(); ++i) {
+    SFDagNode const& node = *nodes[i].node;
+    if (&node != this && ClassOf(node) == SFNodeClass::Foreign)
       for (std::uint32_t slot = 0; slot < slots[i]; ++slot)
-        nodes[i]->GetNewEvaluationContext();
+        node.GetNewEvaluationContext();
     else
-      nodes[i]->m_ContextInfos.Resize(nodes[i]->m_ContextInfos.Size() + slots[i]);
+      node.m_ContextInfos.Resize(node.m_ContextInfos.Size() + slots[i]);
+  }
   return SFEvaluationContext(static_cast<int>(m_ContextInfos.Size()) - 1);
 }
 
@@ -318,19 +332,19 @@ SFEvaluationContext SFDagNode::RenewEvaluationContext() const
 {
   bool hasForeign = ClassOf(*this) == SFNodeClass::Foreign;
   if (!hasForeign) {
-    std::vector<SFDagNode const*> nodes;
-    auto const renew = [&nodes](SFDagNode const& iNode) {
+    std::vector<Listed> nodes;
+    auto const renew = [&nodes](SFDagNode const& iNode, auto const& iVisits) {
       iNode.m_ContextInfos.Clear();
       iNode.m_ContextInfos.Resize(1);
       if (nodes.size() <= MaxSlotsPerContext) // with more than that, one slot a node is all
-        nodes.push_back(&iNode);
+        nodes.push_back(ListNode(iNode, iVisits));
     };
-    VisitOnce const visits(*this, renew, [&hasForeign](SFDagNode const&) { hasForeign = true; });
+    VisitOnce(*this, renew, [&hasForeign](SFDagNode const&, auto const&) { hasForeign = true; });
     if (!hasForeign && nodes.size() <= MaxSlotsPerContext) {
-      auto const slots = CountSlots(nodes, visits);
+      auto const slots = CountSlots(nodes);
       for (std::size_t i = 0; i < nodes.size(); ++i)
         if (slots[i] > 1)
-          nodes[i]->m_ContextInfos.Resize(slots[i]);
+          nodes[i].node->m_ContextInfos.Resize(slots[i]);
     }
   }
   if (!hasForeign)
