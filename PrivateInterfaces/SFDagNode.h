@@ -5,6 +5,7 @@
 #include "SFExecutionInfo.h"
 #include "SFExport.h"
 #include "SFSWContext.h"
+#include "SFSlotList.h"
 #include "SFTypes.h"
 
 #include <cfloat>
@@ -76,6 +77,8 @@ public:
   /// whose index is that of this node's new slot. A graph with more than `MaxSlotsPerContext` paths gets one
   /// slot a node instead, as ReserveEvaluationContexts closes the gaps.
   virtual SFEvaluationContext GetNewEvaluationContext() const;
+  /// ResetEvaluationCache, then GetNewEvaluationContext, in fewer visits to each node.
+  SFEvaluationContext RenewEvaluationContext() const;
   /// Marks the slot of `iContext` as to be computed, on every node below and on this one. Slots that do not
   /// exist are not made.
   virtual void Reset(SFEvaluationContext const& iContext) const;
@@ -96,7 +99,7 @@ public:
 
   /// Makes slots until the one of `iContext` exists. Only this node.
   void ReserveEvaluationContexts(SFEvaluationContext const& iContext) const;
-  std::size_t GetContextCount() const { return m_ContextInfos.size(); }
+  std::size_t GetContextCount() const { return m_ContextInfos.Size(); }
   /// The slot of an index, which must exist.
   ContextInfos& GetContextInfos(int iIndex) const { return m_ContextInfos[static_cast<std::size_t>(iIndex)]; }
 
@@ -133,11 +136,14 @@ protected:
   static void Release(std::shared_ptr<SFDagNode>&& ioNode) noexcept;
 
 private:
+  friend class SFNodeMarks;
+
   std::int32_t m_Rank = -1;
   SFNodeType m_Type;
+  mutable std::uint64_t m_Mark = 0; ///< of SFNodeMarks; no part of what the node is, and never copied
   std::shared_ptr<SFDagNode> m_Lhs;
   std::shared_ptr<SFDagNode> m_Rhs;
-  mutable std::vector<ContextInfos> m_ContextInfos;
+  mutable SFSlotList<ContextInfos> m_ContextInfos;
 };
 
 namespace Detail {

@@ -1,7 +1,8 @@
 #pragma once
 
 #include "SFDagNode.h"
-#include "SFNodeIndex.h"
+#include "SFNodeMarks.h"
+#include "SFPrefetch.h"
 
 #include <vector>
 
@@ -82,6 +83,18 @@ enum class SFReach
 /// Child `iIndex` of a node, from 0 to 2 in the order of the reach. Null where there is none.
 SFDagNode const* ChildOf(SFDagNode const& iNode, int iIndex, SFReach iReach);
 
+/// Asks for the memory of the operands of a node, which a walk needs soon: over a large graph the wait for it is most
+/// of what a walk costs. What is below a node was often made right before it, so the memory there is asked for too.
+inline void PrefetchOperands(SFDagNode const& iNode)
+{
+  constexpr int line = 64;
+  constexpr int linesBefore = 4;
+  for (SFDagNode const* const operand : {iNode.GetRhs().get(), iNode.GetLhs().get()})
+    if (operand != nullptr)
+      for (int i = -1; i <= linesBefore; ++i)
+        Prefetch(reinterpret_cast<char const*>(operand) - i * line);
+}
+
 /// The policy of the walks that visit every node once: calls `Action::Visit(node)` after the children of a node.
 /// Without `Action::EntersForeign` a foreign node below the root gets `Action::VisitForeign(node)` in place of
 /// its children and itself.
@@ -105,9 +118,14 @@ public:
     return _met.Insert(&iRoot).second ? _walk.Run(*this, iRoot) : S_OK;
   }
 
+  /// The number of a node that a run has met, in the order in which they were met.
+  std::uint32_t NumberOf(SFDagNode const& iNode) const { return _met.Find(&iNode); }
+
   HRESULT Step(Frame& ioFrame, SFDagNode const*& oNext)
   {
     SFDagNode const& node = *ioFrame.node;
+    if (ioFrame.nextChild == 0)
+      PrefetchOperands(node);
     if constexpr (!Action::EntersForeign)
       if (ioFrame.nextChild == 0 && &node != _root && ClassOf(node) == SFNodeClass::Foreign)
         return _action.VisitForeign(node);
@@ -130,7 +148,7 @@ private:
   Action& _action;
   SFReach _reach;
   SFDagNode const* _root = nullptr;
-  SFNodeIndex _met;
+  SFNodeMarks _met;
   SFDagWalk<Frame> _walk;
 };
 

@@ -2,7 +2,7 @@
 
 #include "SFDagNode.h"
 #include "SFExistingNodes.h"
-#include "SFNodeIndex.h"
+#include "SFNodeMarks.h"
 
 #include <cstdint>
 #include <memory>
@@ -40,16 +40,17 @@ private:
   struct Entry
   {
     NodePtr node;
-    bool isMerged = false;
+    SFExistingNodes::Operands operands;
+    SFExistingNodes::Number number = SFExistingNodes::None; ///< among the existing nodes, from that moment on
   };
 
   double AsText(double iNumber);
   NodePtr ReadNode(SFDagNode const& iNode);
   NodePtr ReadTransform(SFDagNode const& iNode);
-  NodePtr ReadOperand(NodePtr const& iWritten);
+  Entry const& ReadOperand(NodePtr const& iWritten);
 
   std::vector<SFDagNode const*> _nodes; ///< operands first, in the order in which a text completes them
-  SFNodeIndex _index;
+  SFNodeMarks _index;
   std::vector<Entry> _entries; ///< by index
   SFExistingNodes _existingNodes;
   std::unordered_map<std::uint64_t, double> _asText; ///< by the bits of the number

@@ -108,6 +108,9 @@ inline HRESULT CheckNumberText(std::string_view valueAsSFString)
 /// comma.
 SF_EXPORT HRESULT ToSFString(double iValue, std::string& oText);
 
+/// As ToSFString, at the end of a text, which may have grown when the call fails.
+SF_EXPORT HRESULT AppendSFNumber(double iValue, std::string& ioText);
+
 /// Reads a double at the start of `iText` as a stream in the classic locale does: leading white space is
 /// skipped, the longest run of characters that can belong to a number is taken and must be one as a whole.
 /// False, and `oValue` 0, when there is none or when it is out of range. Neither "inf" nor "nan" is a number.

@@ -21,8 +21,9 @@ void Taken(std::size_t iBytes)
 
 } // namespace
 
-// The executable's operators stand in for those of the standard library, in shared libraries too. All forms but the
-// aligned ones are here, which nobody uses, because a sanitizer's own must not be mixed with these.
+// The executable's operators stand in for those of the standard library, in shared libraries too. All forms are here
+// but those that nobody uses, which are the aligned ones that do not throw, because a sanitizer's own must not be mixed
+// with these.
 
 void* operator new(std::size_t iSize)
 {
@@ -58,6 +59,20 @@ void operator delete(void* iBlock, std::nothrow_t const&) noexcept { operator de
 void operator delete[](void* iBlock) noexcept { operator delete(iBlock); }
 void operator delete[](void* iBlock, std::size_t) noexcept { operator delete(iBlock); }
 void operator delete[](void* iBlock, std::nothrow_t const&) noexcept { operator delete(iBlock); }
+
+void* operator new(std::size_t iSize, std::align_val_t iAlignment)
+{
+  auto const alignment = static_cast<std::size_t>(iAlignment);
+  void* const block = std::aligned_alloc(alignment, (iSize + alignment - 1) / alignment * alignment);
+  if (block == nullptr)
+    throw std::bad_alloc();
+  if (counting.load(std::memory_order_relaxed))
+    Taken(malloc_usable_size(block));
+  return block;
+}
+
+void operator delete(void* iBlock, std::align_val_t) noexcept { operator delete(iBlock); }
+void operator delete(void* iBlock, std::size_t, std::align_val_t) noexcept { operator delete(iBlock); }
 
 namespace SFBench {
 

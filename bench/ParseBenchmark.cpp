@@ -7,33 +7,10 @@
 
 #include <benchmark/benchmark.h>
 
-#include <cstdio>
 #include <string>
 
 namespace SFBench {
 namespace {
-
-/// Unions of spheres that all differ, each on the right of the one before.
-std::string Solids(std::size_t iLength)
-{
-  std::string text;
-  unsigned state = 1;
-  auto const next = [&state] { // a linear congruential generator
-    state = state * 1664525u + 1013904223u;
-    return (state >> 8) % 100000 * 0.001;
-  };
-  constexpr std::size_t longest = 80; // characters of a sphere
-  constexpr std::string_view last = "X ";
-  while (text.size() + longest < iLength) {
-    char sphere[longest];
-    int const size = std::snprintf(sphere, longest, "U - r + + q - X f%.3f q - Y f%.3f q - Z f%.3f f%.3f ", next(),
-                                   next(), next(), next());
-    text.append(sphere, static_cast<std::size_t>(size));
-  }
-  text += last;
-  text.resize(iLength, ' ');
-  return text;
-}
 
 /// One unary operator in the other, without blanks.
 std::string Nested(std::size_t iLength) { return std::string(iLength - 2, 'q') + "X "; }
@@ -84,7 +61,7 @@ void RegisterParseBenchmarks()
     char const* name;
     std::string (*make)(std::size_t);
   };
-  for (Kind const& kind : {Kind{"solids", Solids}, {"nested", Nested}, {"transforms", Transforms}})
+  for (Kind const& kind : {Kind{"solids", SolidsText}, {"nested", Nested}, {"transforms", Transforms}})
     for (std::size_t const length : {std::size_t{100'000}, std::size_t{1'000'000}})
       benchmark::RegisterBenchmark(("parse/" + std::string(kind.name) + "/" + std::to_string(length)).c_str(),
                                    [text = kind.make(length)](benchmark::State& ioState) { Parse(ioState, text); })

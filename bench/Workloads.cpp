@@ -8,6 +8,7 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <future>
@@ -251,6 +252,27 @@ std::shared_ptr<SF::SFDagNode> BuildQuietly(std::string const& iText)
   if (root == nullptr)
     throw std::runtime_error("a model cannot be built");
   return root;
+}
+
+std::string SolidsText(std::size_t iLength)
+{
+  std::string text;
+  unsigned state = 1;
+  auto const next = [&state] { // a linear congruential generator
+    state = state * 1664525u + 1013904223u;
+    return (state >> 8) % 100000 * 0.001;
+  };
+  constexpr std::size_t longest = 80; // characters of a sphere
+  constexpr std::string_view last = "X ";
+  while (text.size() + longest < iLength) {
+    char sphere[longest];
+    int const size = std::snprintf(sphere, longest, "U - r + + q - X f%.3f q - Y f%.3f q - Z f%.3f f%.3f ", next(),
+                                   next(), next(), next());
+    text.append(sphere, static_cast<std::size_t>(size));
+  }
+  text += last;
+  text.resize(iLength, ' ');
+  return text;
 }
 
 std::size_t CountNodes(SF::SFDagNode const& iRoot)

@@ -84,6 +84,8 @@ std::string ReadText(std::string const& iFile);
 
 /// Builds a graph without the library's lines on the standard output stream. Throws std::runtime_error.
 std::shared_ptr<SF::SFDagNode> BuildQuietly(std::string const& iText);
+/// Expression text of a length: unions of spheres that all differ, each on the right of the one before.
+std::string SolidsText(std::size_t iLength);
 
 std::size_t CountNodes(SF::SFDagNode const& iRoot);
 

@@ -10,12 +10,14 @@
 #include "SFDiscreteTransformNode.h"
 #include "SFExistingNodes.h"
 #include "SFGCGuidedTransform.h"
-#include "SFLexer.h"
 #include "SFOp.h"
 #include "SFOperatorTable.h"
+#include "SFTokenQueue.h"
 #include "SFVariable.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdint>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -29,23 +31,26 @@ constexpr char const* Class = "Error in SFDagFromExpression::";
 
 void ReportFailure(char const* iSentence) { Diagnostics::Sentence(std::string(Class) + iSentence); }
 
-/// One token as the lexer gave it.
-struct Token
+/// What has been read for a node. Which of two nodes of one structure is kept can show where they differ in what their
+/// structure leaves out, such as the value of a parameter; those are made, and wait for their parent to ask for the
+/// one to keep. Of all others only the number among the existing nodes is needed.
+struct ReadNode
 {
-  SFNodeType type = SFNodeType::NONE;
-  double value = 0.0;
-  std::size_t start = 0;
-  std::size_t end = 0;
+  SFDagNodePtr node;
+  SFExistingNodes::Operands operands; ///< of `node`
+  SFExistingNodes::Number number = SFExistingNodes::None;
+
+  bool IsNull() const { return node == nullptr && number == SFExistingNodes::None; }
 };
 
 /// A node under construction: its token has been read, its operands have not all been.
 struct OpenNode
 {
-  Token token;
+  SFToken token;
   int incomingRank = -1;
   SFDagNodePtr node; ///< a transform or an offset, which is made before its operand is read
   bool leftRead = false;
-  SFDagNodePtr lhs;
+  ReadNode lhs;
   int lhsRank = -1;
 };
 
@@ -62,28 +67,29 @@ public:
   SFDagNodePtr BuildFromExpression();
 
 private:
-  SFDagNodePtr BuildLeaf(Token const& iToken);
-  SFDagNodePtr BuildPoly(Token const& iToken);
+  ReadNode BuildLeaf(SFToken const& iToken);
+  SFDagNodePtr BuildPoly(SFToken const& iToken);
   std::shared_ptr<ResourceToSF> BuildReference(std::string const& iText);
-  SFDagNodePtr BuildParameter(Token const& iToken);
-  bool OpenNodeWithOperands(Token const& iToken);
-  SFDagNodePtr Close(OpenNode& ioOpen, SFDagNodePtr iLast);
-  SFDagNodePtr BuildUnaryOpFromExpression(OpenNode& ioOpen, SFDagNodePtr iLhs);
-  SFDagNodePtr BuildBinaryOpFromExpression(OpenNode& ioOpen, SFDagNodePtr iRhs);
-  HRESULT DeDuplicate(SFDagNodePtr& ioNode) { return _existingNodes.DeDuplicate(ioNode); }
-  SFDagNodePtr MakeAffineTransform(Token const& iToken);
-  SFDagNodePtr MakeCylindricalTransform(Token const& iToken);
-  SFDagNodePtr MakeDiscreteTransform(Token const& iToken);
-  SFDagNodePtr MakeGuidedTransform(Token const& iToken);
+  SFDagNodePtr BuildParameter(SFToken const& iToken);
+  bool OpenNodeWithOperands(SFToken const& iToken);
+  ReadNode Close(OpenNode& ioOpen, ReadNode iLast);
+  ReadNode BuildUnaryOpFromExpression(OpenNode& ioOpen, ReadNode iLhs);
+  ReadNode BuildBinaryOpFromExpression(OpenNode& ioOpen, ReadNode iRhs);
+  SFExistingNodes::Number DeDuplicate(ReadNode& ioRead);
+  SFDagNodePtr MakeAffineTransform(SFToken const& iToken);
+  SFDagNodePtr MakeCylindricalTransform(SFToken const& iToken);
+  SFDagNodePtr MakeDiscreteTransform(SFToken const& iToken);
+  SFDagNodePtr MakeGuidedTransform(SFToken const& iToken);
   bool FillDiscreteTransform(SFDiscreteTransformNode& ioTransform, std::string const& iIds);
   bool FillGuidedTransform(SFGCGuidedTransform& ioTransform, std::string const& iGroups);
-  bool Spend(Token const& iToken, std::size_t iEnd);
-  std::optional<std::pair<std::size_t, std::size_t>> FindBrackets(Token const& iToken);
-  std::optional<std::vector<double>> ReadBracketList(Token const& iToken);
+  bool Spend(SFToken const& iToken, std::size_t iEnd);
+  std::optional<std::pair<std::size_t, std::size_t>> FindBrackets(SFToken const& iToken);
+  std::optional<std::vector<double>> ReadBracketList(SFToken const& iToken);
 
   SFLexer _lexer;
   SFResourceResolver* _resolver;
   SFExistingNodes _existingNodes;
+  SFTokenQueue _tokens{_lexer, _existingNodes};
   std::vector<OpenNode> _openNodes;
   int _rank = -1; ///< the running rank counter
   /// Bracketed texts never overlap in a well-formed text, so together they are shorter than it. The budget
@@ -99,73 +105,75 @@ bool HasRightOperand(SFNodeType iType) { return OperatorRow(iType).arity == 2; }
 SFDagNodePtr Builder::BuildFromExpression()
 {
   for (;;) {
-    Token token;
-    token.type = _lexer.Next(token.value, token.start, token.end);
-    SFDagNodePtr node;
+    SFToken const token = _tokens.Next();
+    ReadNode read;
     if (HasOperands(token.type)) {
       if (OpenNodeWithOperands(token))
         continue;
     } else
-      node = BuildLeaf(token);
+      read = BuildLeaf(token);
 
     // The node just read completes those that were waiting for it.
     while (!_openNodes.empty()) {
       OpenNode& open = _openNodes.back();
       if (HasRightOperand(open.token.type) && !open.leftRead) {
         open.leftRead = true;
-        open.lhs = std::move(node);
+        open.lhs = std::move(read);
         open.lhsRank = std::exchange(_rank, open.incomingRank);
         break;
       }
-      node = Close(open, std::move(node));
+      read = Close(open, std::move(read));
       _openNodes.pop_back();
     }
     if (_openNodes.empty())
-      return node;
+      return read.number != SFExistingNodes::None ? _existingNodes.At(read.number) : read.node;
   }
 }
 
 // ---- leaves ---------------------------------------------------------------------------------------------------
 
-SFDagNodePtr Builder::BuildLeaf(Token const& iToken)
+ReadNode Builder::BuildLeaf(SFToken const& iToken)
 {
-  SFDagNodePtr node;
+  ReadNode read;
   int rank = 0;
   switch (iToken.type) {
   case SFNodeType::END:
-    node = std::make_shared<SFOp>(SFNodeType::END);
-    node->SetRank(-2);
-    return node; // leaves the counter as it is
+    read.node = std::make_shared<SFOp>(SFNodeType::END);
+    read.node->SetRank(-2);
+    return read; // leaves the counter as it is
   case SFNodeType::X:
   case SFNodeType::Y:
   case SFNodeType::Z:
-    node = std::make_shared<SFOp>(iToken.type);
+    read.number = _existingNodes.CoordinateOf(iToken.type, rank);
     break;
   case SFNodeType::POLY:
-    node = BuildPoly(iToken);
+    read.node = BuildPoly(iToken);
     break;
   case SFNodeType::UNRESOLVEDREF:
-    node = BuildReference(_lexer.SubExpression(iToken.start, iToken.end));
+    read.node = BuildReference(_lexer.SubExpression(iToken.start, iToken.end));
     break;
   case SFNodeType::CONSTANT:
-    node = std::make_shared<SFConstant>(iToken.value);
-    rank = -1;
+    rank = SFTokenQueue::ConstantRank;
+    if (iToken.value != 0.0)
+      read.number = _existingNodes.ConstantOf(iToken.value, rank);
+    else
+      read.node = std::make_shared<SFConstant>(iToken.value);
     break;
   case SFNodeType::PARAMETER:
-    node = BuildParameter(iToken);
-    rank = -1;
+    read.node = BuildParameter(iToken);
+    rank = SFTokenQueue::ConstantRank;
     break;
   default:
-    return nullptr;
+    return {};
   }
-  if (node != nullptr) {
-    node->SetRank(rank);
+  if (read.node != nullptr)
+    read.node->SetRank(rank);
+  if (!read.IsNull())
     _rank = rank + 1;
-  }
-  return node;
+  return read;
 }
 
-SFDagNodePtr Builder::BuildPoly(Token const& iToken)
+SFDagNodePtr Builder::BuildPoly(SFToken const& iToken)
 {
   std::string const text = _lexer.SubExpression(iToken.start, iToken.end);
   std::shared_ptr<ResourceToSF> resource;
@@ -211,7 +219,7 @@ std::shared_ptr<ResourceToSF> Builder::BuildReference(std::string const& iText)
   return placeholder;
 }
 
-SFDagNodePtr Builder::BuildParameter(Token const& iToken)
+SFDagNodePtr Builder::BuildParameter(SFToken const& iToken)
 {
   auto const brackets = FindBrackets(iToken);
   if (!brackets) {
@@ -225,7 +233,7 @@ SFDagNodePtr Builder::BuildParameter(Token const& iToken)
 }
 
 /// Takes the text from the letter of a token up to `iEnd` from the budget; false when it is not there.
-bool Builder::Spend(Token const& iToken, std::size_t iEnd)
+bool Builder::Spend(SFToken const& iToken, std::size_t iEnd)
 {
   if (iEnd == std::string::npos || iEnd - iToken.start > _payloadBudget)
     return false;
@@ -234,7 +242,7 @@ bool Builder::Spend(Token const& iToken, std::size_t iEnd)
 }
 
 /// The "[" after a token letter and the "]" after that letter, in this order and within the budget.
-std::optional<std::pair<std::size_t, std::size_t>> Builder::FindBrackets(Token const& iToken)
+std::optional<std::pair<std::size_t, std::size_t>> Builder::FindBrackets(SFToken const& iToken)
 {
   std::size_t const open = _lexer.FindCharacter('[', iToken.start);
   std::size_t const close = _lexer.FindCharacter(']', iToken.start);
@@ -244,7 +252,7 @@ std::optional<std::pair<std::size_t, std::size_t>> Builder::FindBrackets(Token c
 }
 
 /// The numbers between the brackets of a transform.
-std::optional<std::vector<double>> Builder::ReadBracketList(Token const& iToken)
+std::optional<std::vector<double>> Builder::ReadBracketList(SFToken const& iToken)
 {
   auto const brackets = FindBrackets(iToken);
   if (!brackets)
@@ -254,7 +262,7 @@ std::optional<std::vector<double>> Builder::ReadBracketList(Token const& iToken)
 
 // ---- transforms -----------------------------------------------------------------------------------------------
 
-SFDagNodePtr Builder::MakeAffineTransform(Token const& iToken)
+SFDagNodePtr Builder::MakeAffineTransform(SFToken const& iToken)
 {
   auto const numbers = ReadBracketList(iToken);
   if (!numbers || (numbers->size() != 12 && numbers->size() != 16))
@@ -262,7 +270,7 @@ SFDagNodePtr Builder::MakeAffineTransform(Token const& iToken)
   return std::make_shared<SFAffineTransform>(ZULMathTransformation(numbers->data(), static_cast<int>(numbers->size())));
 }
 
-SFDagNodePtr Builder::MakeCylindricalTransform(Token const& iToken)
+SFDagNodePtr Builder::MakeCylindricalTransform(SFToken const& iToken)
 {
   auto const numbers = ReadBracketList(iToken);
   std::array<double, SFCylindricalTransform::ParameterCount> parameters{};
@@ -274,7 +282,7 @@ SFDagNodePtr Builder::MakeCylindricalTransform(Token const& iToken)
   return std::make_shared<SFCylindricalTransform>(parameters);
 }
 
-SFDagNodePtr Builder::MakeDiscreteTransform(Token const& iToken)
+SFDagNodePtr Builder::MakeDiscreteTransform(SFToken const& iToken)
 {
   _rank = 0;
   auto const brackets = FindBrackets(iToken);
@@ -300,7 +308,7 @@ bool Builder::FillDiscreteTransform(SFDiscreteTransformNode& ioTransform, std::s
   return true;
 }
 
-SFDagNodePtr Builder::MakeGuidedTransform(Token const& iToken)
+SFDagNodePtr Builder::MakeGuidedTransform(SFToken const& iToken)
 {
   std::size_t const open = _lexer.FindCharacter('[', iToken.start);
   std::size_t const close = _lexer.FindListEnd(iToken.start);
@@ -334,7 +342,7 @@ bool Builder::FillGuidedTransform(SFGCGuidedTransform& ioTransform, std::string 
 // ---- nodes with operands --------------------------------------------------------------------------------------
 
 /// False when the node fails before its operands are read; its lines have then been written.
-bool Builder::OpenNodeWithOperands(Token const& iToken)
+bool Builder::OpenNodeWithOperands(SFToken const& iToken)
 {
   OpenNode open;
   open.token = iToken;
@@ -356,7 +364,7 @@ bool Builder::OpenNodeWithOperands(Token const& iToken)
   case SFNodeType::OFFSET:
     // A number that cannot be read leaves the lexer on the letter: the node would be its own operand for ever.
     if (iToken.end == iToken.start) {
-      Close(open, nullptr);
+      Close(open, {});
       return false;
     }
     if (iToken.type == SFNodeType::OFFSET)
@@ -372,53 +380,72 @@ bool Builder::OpenNodeWithOperands(Token const& iToken)
 }
 
 /// The node of `ioOpen`, now that its last operand has been read; null when an operand is.
-SFDagNodePtr Builder::Close(OpenNode& ioOpen, SFDagNodePtr iLast)
+ReadNode Builder::Close(OpenNode& ioOpen, ReadNode iLast)
 {
-  Token const& token = ioOpen.token;
+  SFToken const& token = ioOpen.token;
   if (HasRightOperand(token.type)) {
-    SFDagNodePtr binary = BuildBinaryOpFromExpression(ioOpen, std::move(iLast));
-    if (binary == nullptr)
+    ReadNode binary = BuildBinaryOpFromExpression(ioOpen, std::move(iLast));
+    if (binary.IsNull())
       ReportFailure("BuildFromExpression, BuildBinaryOpFromExpression failed.");
-    else if (token.type == SFNodeType::BLEND)
-      return std::make_shared<SFBlendNode>(*binary, token.value);
     return binary;
   }
 
-  SFDagNodePtr unary = BuildUnaryOpFromExpression(ioOpen, std::move(iLast));
-  if (unary == nullptr)
+  ReadNode unary = BuildUnaryOpFromExpression(ioOpen, std::move(iLast));
+  if (unary.IsNull())
     ReportFailure("BuildFromExpression, BuildUnaryOpFromExpression failed.");
   return unary;
 }
 
-SFDagNodePtr Builder::BuildUnaryOpFromExpression(OpenNode& ioOpen, SFDagNodePtr iLhs)
+/// The number of an operand as its parent gets it.
+SFExistingNodes::Number Builder::DeDuplicate(ReadNode& ioRead)
 {
-  if (iLhs == nullptr) {
+  if (ioRead.number == SFExistingNodes::None)
+    ioRead.number = _existingNodes.DeDuplicate(ioRead.node, ioRead.operands);
+  return ioRead.number;
+}
+
+ReadNode Builder::BuildUnaryOpFromExpression(OpenNode& ioOpen, ReadNode iLhs)
+{
+  if (iLhs.IsNull()) {
     ReportFailure("BuildUnaryOpFromExpression, could not create lhs.");
-    return nullptr;
+    return {};
   }
-  SFDagNodePtr node = ioOpen.node != nullptr ? std::move(ioOpen.node) : std::make_shared<SFOp>(ioOpen.token.type);
-  DeDuplicate(iLhs);
-  node->SetLhs(std::move(iLhs));
-  node->SetRank(_rank++);
-  return node;
+  ReadNode read;
+  read.operands.lhs = DeDuplicate(iLhs);
+  int const rank = _rank++;
+  if (ioOpen.node == nullptr)
+    read.number = _existingNodes.OperatorOver(read.operands, ioOpen.token.type, rank);
+  else {
+    read.node = std::move(ioOpen.node);
+    read.node->SetLhs(_existingNodes.At(read.operands.lhs));
+    read.node->SetRank(rank);
+  }
+  return read;
 }
 
 /// Reports under the unary builder's name, like its twin.
-SFDagNodePtr Builder::BuildBinaryOpFromExpression(OpenNode& ioOpen, SFDagNodePtr iRhs)
+ReadNode Builder::BuildBinaryOpFromExpression(OpenNode& ioOpen, ReadNode iRhs)
 {
-  if (ioOpen.lhs == nullptr)
+  if (ioOpen.lhs.IsNull())
     ReportFailure("BuildUnaryOpFromExpression, could not create lhs.");
-  if (iRhs == nullptr)
+  if (iRhs.IsNull())
     ReportFailure("BuildUnaryOpFromExpression, could not create rhs.");
-  if (ioOpen.lhs == nullptr || iRhs == nullptr)
-    return nullptr;
-  DeDuplicate(ioOpen.lhs);
-  DeDuplicate(iRhs);
-  auto node = std::make_shared<SFOp>(ioOpen.token.type, std::move(ioOpen.lhs), std::move(iRhs));
+  if (ioOpen.lhs.IsNull() || iRhs.IsNull())
+    return {};
+  ReadNode read;
+  read.operands.lhs = DeDuplicate(ioOpen.lhs);
+  read.operands.rhs = DeDuplicate(iRhs);
   int const rank = std::max(ioOpen.lhsRank, _rank);
-  node->SetRank(rank);
   _rank = rank + 1;
-  return node;
+  SFNodeType const type = ioOpen.token.type;
+  if (type != SFNodeType::BLEND)
+    read.number = _existingNodes.OperatorOver(read.operands, type, rank);
+  else {
+    SFOp op(type, _existingNodes.At(read.operands.lhs), _existingNodes.At(read.operands.rhs));
+    op.SetRank(rank);
+    read.node = std::make_shared<SFBlendNode>(op, ioOpen.token.value);
+  }
+  return read;
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include "SFDagTraversal.h"
 
 #include <algorithm>
+#include <array>
 #include <functional>
 #include <unordered_set>
 
@@ -197,8 +198,8 @@ void SFDagNode::ReserveEvaluationContexts(SFEvaluationContext const& iContext) c
   if (iContext.GetIndex() < 0)
     return;
   std::size_t const needed = static_cast<std::size_t>(iContext.GetIndex()) + 1;
-  if (m_ContextInfos.size() < needed)
-    m_ContextInfos.resize(needed);
+  if (m_ContextInfos.Size() < needed)
+    m_ContextInfos.Resize(needed);
 }
 
 namespace {
@@ -210,48 +211,79 @@ struct CacheAction
   HRESULT ChildFailed(SFDagNode const&, int, HRESULT iCode) { return iCode; }
 };
 
+/// Calls one of two functions, with itself, for every node, once, each after those below it; foreign nodes are not
+/// entered.
 template <class OnNode, class OnForeign>
-void VisitOnce(SFDagNode const& iRoot, OnNode iOnNode, OnForeign iOnForeign)
+class VisitOnce : CacheAction
 {
-  struct Action : CacheAction
+public:
+  VisitOnce(SFDagNode const& iRoot, OnNode iOnNode, OnForeign iOnForeign)
+    : _onNode(iOnNode), _onForeign(iOnForeign), _walk(*this, SFReach::OperandsAndDerived)
   {
-    Action(OnNode iA, OnForeign iB) : onNode(iA), onForeign(iB) {}
-    HRESULT Visit(SFDagNode const& iNode)
-    {
-      onNode(iNode);
-      return S_OK;
-    }
-    HRESULT VisitForeign(SFDagNode const& iNode)
-    {
-      onForeign(iNode);
-      return S_OK;
-    }
-    OnNode onNode;
-    OnForeign onForeign;
-  };
-  Action action(iOnNode, iOnForeign);
-  SFOncePerNode<Action>(action, SFReach::OperandsAndDerived).Run(iRoot);
+    _walk.Run(iRoot);
+  }
+
+  using CacheAction::ChildFailed;
+  using CacheAction::EntersForeign;
+  HRESULT Visit(SFDagNode const& iNode)
+  {
+    _onNode(iNode, *this);
+    return S_OK;
+  }
+  HRESULT VisitForeign(SFDagNode const& iNode)
+  {
+    _onForeign(iNode, *this);
+    return S_OK;
+  }
+
+  /// The number of a node that has been met.
+  std::uint32_t NumberOf(SFDagNode const& iNode) const { return _walk.NumberOf(iNode); }
+
+private:
+  OnNode _onNode;
+  OnForeign _onForeign;
+  SFOncePerNode<VisitOnce> _walk;
+};
+
+/// A node of a post-order, and the nodes that its paths lead on to, by the numbers of one visit to all.
+struct Listed
+{
+  SFDagNode const* node;
+  std::uint32_t number;
+  std::array<std::uint32_t, 3> below{SFNodeIndex::Absent, SFNodeIndex::Absent, SFNodeIndex::Absent};
+};
+
+template <class Visits>
+Listed ListNode(SFDagNode const& iNode, Visits const& iVisits)
+{
+  Listed listed{&iNode, iVisits.NumberOf(iNode)};
+  for (int i = 0; i < 3; ++i)
+    if (SFDagNode const* const below = ChildOf(iNode, i, SFReach::OperandsAndDerived))
+      listed.below[static_cast<std::size_t>(i)] = iVisits.NumberOf(*below);
+  return listed;
 }
 
-/// How many paths lead from the root to each node of a post-order, the root last; counts end at `iLimit`.
-/// Foreign nodes lead nowhere: they look after what is below them.
-std::vector<std::size_t> CountPaths(std::vector<SFDagNode const*> const& iPostOrder, std::size_t iLimit)
+/// How many slots a new context takes on each node of a post-order, the root last: one for each path that leads
+/// there, or one a node where there are too many paths.
+std::vector<std::uint32_t> CountSlots(std::vector<Listed> const& iPostOrder)
 {
-  SFNodeIndex index;
-  for (SFDagNode const* const node : iPostOrder)
-    index.Insert(node);
-  std::vector<std::size_t> paths(iPostOrder.size(), 0);
-  paths.back() = 1;
-  for (std::size_t i = iPostOrder.size(); i-- > 0;) {
-    if (i + 1 < iPostOrder.size() && ClassOf(*iPostOrder[i]) == SFNodeClass::Foreign)
-      continue;
-    for (int child = 0; child < 3; ++child)
-      if (auto const* const node = ChildOf(*iPostOrder[i], child, SFReach::OperandsAndDerived)) {
-        std::size_t& count = paths[index.Find(node)];
-        count = std::min(iLimit, count + paths[i]);
-      }
+  constexpr std::uint32_t limit = SFDagNode::MaxSlotsPerContext;
+  std::vector<std::uint32_t> slots(iPostOrder.size(), 1);
+  if (slots.size() > limit)
+    return slots;
+  std::vector<std::uint32_t> paths(iPostOrder.size(), 0);
+  paths[iPostOrder.back().number] = 1;
+  std::size_t total = 0;
+  for (std::size_t i = slots.size(); i-- > 0 && total <= limit;) {
+    slots[i] = paths[iPostOrder[i].number];
+    total += slots[i];
+    for (std::uint32_t const below : iPostOrder[i].below)
+      if (below != SFNodeIndex::Absent)
+        paths[below] = std::min(limit + 1, paths[below] + slots[i]);
   }
-  return paths;
+  if (total > limit)
+    slots.assign(slots.size(), 1);
+  return slots;
 }
 
 } // namespace
@@ -259,8 +291,8 @@ std::vector<std::size_t> CountPaths(std::vector<SFDagNode const*> const& iPostOr
 void SFDagNode::ResetEvaluationCache() const
 {
   VisitOnce(
-      *this, [](SFDagNode const& iNode) { iNode.m_ContextInfos.clear(); },
-      [](SFDagNode const& iNode) { iNode.ResetEvaluationCache(); });
+      *this, [](SFDagNode const& iNode, auto const&) { iNode.m_ContextInfos.Clear(); },
+      [](SFDagNode const& iNode, auto const&) { iNode.ResetEvaluationCache(); });
 }
 
 void SFDagNode::Reset(SFEvaluationContext const& iContext) const
@@ -268,31 +300,57 @@ void SFDagNode::Reset(SFEvaluationContext const& iContext) const
   auto const index = static_cast<std::size_t>(iContext.GetIndex());
   VisitOnce(
       *this,
-      [index](SFDagNode const& iNode) {
-        if (index < iNode.m_ContextInfos.size())
+      [index](SFDagNode const& iNode, auto const&) {
+        if (index < iNode.m_ContextInfos.Size())
           iNode.m_ContextInfos[index] = {DBL_MAX, ECacheReset};
       },
-      [&iContext](SFDagNode const& iNode) { iNode.Reset(iContext); });
+      [&iContext](SFDagNode const& iNode, auto const&) { iNode.Reset(iContext); });
 }
 
 SFEvaluationContext SFDagNode::GetNewEvaluationContext() const
 {
-  std::vector<SFDagNode const*> nodes;
-  auto const list = [&nodes](SFDagNode const& iNode) { nodes.push_back(&iNode); };
-  VisitOnce(*this, list, list);
-  auto paths = CountPaths(nodes, MaxSlotsPerContext);
-  std::size_t total = 0;
-  for (std::size_t const count : paths)
-    total = std::min(MaxSlotsPerContext + 1, total + count);
-  if (total > MaxSlotsPerContext)
-    paths.assign(paths.size(), 1);
-  for (std::size_t i = 0; i < nodes.size(); ++i)
-    if (nodes[i] != this && ClassOf(*nodes[i]) == SFNodeClass::Foreign)
-      for (std::size_t path = 0; path < paths[i]; ++path)
-        nodes[i]->GetNewEvaluationContext();
+  std::vector<Listed> nodes;
+  VisitOnce(
+      *this, [&](SFDagNode const& iNode, auto const& iVisits) { nodes.push_back(ListNode(iNode, iVisits)); },
+      // Foreign nodes lead nowhere: they look after what is below them.
+      [&](SFDagNode const& iNode, auto const& iVisits) {
+        nodes.push_back({&iNode, iVisits.NumberOf(iNode)});
+      });
+  auto const slots = CountSlots(nodes);
+  for (std::size_t i = 0; i < nodes.size(); ++i) {
+    SFDagNode const& node = *nodes[i].node;
+    if (&node != this && ClassOf(node) == SFNodeClass::Foreign)
+      for (std::uint32_t slot = 0; slot < slots[i]; ++slot)
+        node.GetNewEvaluationContext();
     else
-      nodes[i]->m_ContextInfos.resize(nodes[i]->m_ContextInfos.size() + paths[i]);
-  return SFEvaluationContext(static_cast<int>(m_ContextInfos.size()) - 1);
+      node.m_ContextInfos.Resize(node.m_ContextInfos.Size() + slots[i]);
+  }
+  return SFEvaluationContext(static_cast<int>(m_ContextInfos.Size()) - 1);
+}
+
+SFEvaluationContext SFDagNode::RenewEvaluationContext() const
+{
+  bool hasForeign = ClassOf(*this) == SFNodeClass::Foreign;
+  if (!hasForeign) {
+    std::vector<Listed> nodes;
+    auto const renew = [&nodes](SFDagNode const& iNode, auto const& iVisits) {
+      iNode.m_ContextInfos.Clear();
+      iNode.m_ContextInfos.Resize(1);
+      if (nodes.size() <= MaxSlotsPerContext) // with more than that, one slot a node is all
+        nodes.push_back(ListNode(iNode, iVisits));
+    };
+    VisitOnce(*this, renew, [&hasForeign](SFDagNode const&, auto const&) { hasForeign = true; });
+    if (!hasForeign && nodes.size() <= MaxSlotsPerContext) {
+      auto const slots = CountSlots(nodes);
+      for (std::size_t i = 0; i < nodes.size(); ++i)
+        if (slots[i] > 1)
+          nodes[i].node->m_ContextInfos.Resize(slots[i]);
+    }
+  }
+  if (!hasForeign)
+    return SFEvaluationContext(static_cast<int>(m_ContextInfos.Size()) - 1);
+  ResetEvaluationCache();
+  return GetNewEvaluationContext();
 }
 
 // ---- readiness ------------------------------------------------------------------------------------------------

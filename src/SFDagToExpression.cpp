@@ -11,6 +11,8 @@
 
 #include <algorithm>
 #include <span>
+#include <stdexcept>
+#include <utility>
 #include <vector>
 
 namespace SF {
@@ -19,14 +21,12 @@ namespace {
 /// Appends the texts of numbers, joined by ";".
 HRESULT AppendNumbers(std::span<double const> iNumbers, std::string& ioText)
 {
-  std::string number;
   for (std::size_t i = 0; i < iNumbers.size(); ++i) {
-    HRESULT const hr = ToSFString(iNumbers[i], number);
-    if (Failed(hr))
-      return hr;
     if (i > 0)
       ioText += ';';
-    ioText += number;
+    HRESULT const hr = AppendSFNumber(iNumbers[i], ioText);
+    if (Failed(hr))
+      return hr;
   }
   return S_OK;
 }
@@ -53,32 +53,32 @@ HRESULT AppendGroups(SFGCGuidedTransform const& iTransform, std::string& ioText)
   return S_OK;
 }
 
-/// The token of a transform, which ends at the closing bracket of its list. A discrete transform is complete.
-HRESULT TransformTokenOf(SFDagNode const& iNode, std::string& oToken)
+/// Appends the token of a transform, which ends at the closing bracket of its list. A discrete transform is complete.
+HRESULT AppendTransform(SFDagNode const& iNode, std::string& ioText)
 {
-  oToken.append(1, OperatorRow(iNode.GetTypeTag()).token).append(1, '[');
+  ioText.append(1, OperatorRow(iNode.GetTypeTag()).token).append(1, '[');
   HRESULT hr = E_FAIL; // for a node that only claims to be of its kind
   switch (iNode.GetTypeTag()) {
   case SFNodeType::AFFINETRANSFORM:
     if (auto const* const affine = NodeAs<SFAffineTransform>(iNode))
-      hr = AppendNumbers(affine->GetParameters(), oToken);
+      hr = AppendNumbers(affine->GetParameters(), ioText);
     break;
   case SFNodeType::CYLINDRICALTRANSFORM:
     if (auto const* const cylinder = NodeAs<SFCylindricalTransform>(iNode))
-      hr = AppendNumbers(cylinder->GetParameters(), oToken);
+      hr = AppendNumbers(cylinder->GetParameters(), ioText);
     break;
   case SFNodeType::GCGUIDEDTRANSFORM:
     if (auto const* const guided = NodeAs<SFGCGuidedTransform>(iNode))
-      hr = AppendGroups(*guided, oToken);
+      hr = AppendGroups(*guided, ioText);
     break;
   default:
     if (auto const* const discrete = NodeAs<SFDiscreteTransformNode>(iNode)) {
-      oToken.append(discrete->GetFirstResource()->GetExpressionId());
-      oToken.append(1, ';').append(discrete->GetSecondResource()->GetExpressionId());
+      ioText.append(discrete->GetFirstResource()->GetExpressionId());
+      ioText.append(1, ';').append(discrete->GetSecondResource()->GetExpressionId());
       hr = S_OK;
     }
   }
-  oToken += ']';
+  ioText += ']';
   return hr;
 }
 
@@ -90,45 +90,45 @@ bool IsIncomplete(SFDagNode const& iNode)
   return discrete != nullptr && !discrete->IsComplete();
 }
 
-/// The token of a node, payload included; nothing for a kind without a token.
-HRESULT TokenOf(SFDagNode const& iNode, std::string& oToken)
+/// Appends the token of a node, payload included; nothing for a kind without a token. The text may have grown when
+/// that fails.
+HRESULT AppendToken(SFDagNode const& iNode, std::string& ioText)
 {
   SFNodeType const type = iNode.GetTypeTag();
   char const letter = OperatorRow(type).token;
-  oToken.clear();
   switch (type) {
   case SFNodeType::END:
     return S_OK;
   case SFNodeType::POLY:
   case SFNodeType::UNRESOLVEDREF:
   case SFNodeType::RESOLVEDREF:
-    oToken = iNode.GetExpressionId();
+    ioText += iNode.GetExpressionId();
     return S_OK;
   case SFNodeType::CONSTANT:
   case SFNodeType::OFFSET:
-    oToken = letter;
-    return AppendConstant(iNode, oToken);
+    ioText += letter;
+    return AppendConstant(iNode, ioText);
   case SFNodeType::PARAMETER: {
-    oToken.append(1, letter).append(iNode.GetExpressionId()).append(1, '[');
-    HRESULT const hr = AppendConstant(iNode, oToken);
-    oToken += ']';
+    ioText.append(1, letter).append(iNode.GetExpressionId()).append(1, '[');
+    HRESULT const hr = AppendConstant(iNode, ioText);
+    ioText += ']';
     return hr;
   }
   case SFNodeType::AFFINETRANSFORM:
   case SFNodeType::CYLINDRICALTRANSFORM:
   case SFNodeType::DISCRETETRANFORM:
   case SFNodeType::GCGUIDEDTRANSFORM:
-    return TransformTokenOf(iNode, oToken);
+    return AppendTransform(iNode, ioText);
   case SFNodeType::BLEND:
     if (auto const* const blend = NodeAs<SFBlendNode>(iNode)) {
       double const parameter = blend->GetBlendParameter();
-      oToken = letter;
-      return AppendNumbers({&parameter, 1}, oToken);
+      ioText += letter;
+      return AppendNumbers({&parameter, 1}, ioText);
     }
     return E_FAIL;
   default:
     if (letter != 0)
-      oToken = letter;
+      ioText += letter;
     return S_OK;
   }
 }
@@ -142,12 +142,13 @@ bool HasToken(SFNodeType iType)
 /// How many characters a graph would add to a text; no more than one beyond `iLimit` are counted.
 std::size_t TextLength(SFDagNode const& iRoot, std::size_t iLimit)
 {
-  SFNodeIndex index;
+  SFNodeMarks index;
   std::vector<std::size_t> lengths;
   std::string token;
   for (SFDagNode const* const node : PostOrder(iRoot, SFReach::Operands)) {
     SFNodeType const type = node->GetTypeTag();
-    bool const isWritten = HasToken(type) && !IsIncomplete(*node) && Succeeded(TokenOf(*node, token));
+    token.clear();
+    bool const isWritten = HasToken(type) && !IsIncomplete(*node) && Succeeded(AppendToken(*node, token));
     std::size_t length = isWritten ? token.size() + 1 : 0;
     for (int i = 0; i < OperatorRow(type).arity; ++i)
       if (SFDagNode const* const operand = ChildOf(*node, i, SFReach::Operands))
@@ -170,7 +171,7 @@ class Writer
 public:
   /// With `ioChecked` only checks: no text is kept, and a node is entered at the first of its parents alone.
   Writer(SFSWContext const& iContext, SFExportContext const& iExport, SFDagNode const& iRoot, std::string& ioText,
-         SFNodeIndex* ioChecked = nullptr)
+         SFNodeMarks* ioChecked = nullptr)
     : _context(iContext), _export(iExport), _root(iRoot), _start(ioText.size()), _text(ioText), _checked(ioChecked)
   {
   }
@@ -179,12 +180,13 @@ public:
   {
     SFDagNode const& node = *ioFrame.node;
     if (ioFrame.operandsEntered < 0) {
+      PrefetchOperands(node);
       HRESULT const hr = WriteToken(node);
       if (Failed(hr))
         return hr;
       ioFrame.operandsEntered = 0;
     }
-    while (ioFrame.operandsEntered < OperatorRow(node.GetTypeTag()).arity) {
+    while (ioFrame.operandsEntered < ArityOf(node)) {
       bool const left = ioFrame.operandsEntered++ == 0;
       SFDagNode const* const operand = (left ? node.GetLhs() : node.GetRhs()).get();
       if (operand == nullptr) {
@@ -194,15 +196,19 @@ public:
         Diagnostics::FailedCall("Export", E_FAIL);
         return E_FAIL;
       }
-      if (_checked == nullptr || _checked->Insert(operand).second) {
+      if (_checked != nullptr && !_checked->Insert(operand).second)
+        continue;
+      if (ArityOf(*operand) > 0) {
         oNext = operand;
         return S_OK;
       }
+      // A leaf needs no frame of its own.
+      HRESULT const hr = WriteToken(*operand);
+      if (Failed(hr))
+        return Unwind(ioFrame, hr);
+      MarkAsWritten(*operand);
     }
-    if (_checked != nullptr)
-      return S_OK;
-    node.ReserveEvaluationContexts(_export);
-    node.GetContextInfos(_export.GetIndex()).state = SFDagNode::ECacheDone;
+    MarkAsWritten(node);
     return S_OK;
   }
 
@@ -217,6 +223,17 @@ public:
   }
 
 private:
+  static int ArityOf(SFDagNode const& iNode) { return OperatorRow(iNode.GetTypeTag()).arity; }
+
+  void MarkAsWritten(SFDagNode const& iNode)
+  {
+    if (_checked != nullptr)
+      return;
+    if (iNode.GetContextCount() <= static_cast<std::size_t>(_export.GetIndex()))
+      iNode.ReserveEvaluationContexts(_export);
+    iNode.GetContextInfos(_export.GetIndex()).state = SFDagNode::ECacheDone;
+  }
+
   HRESULT WriteToken(SFDagNode const& iNode)
   {
     if (_context.IsSemanticSupported(iNode.GetTypeTag()) != SFSemanticSupportStatus::ESupported) {
@@ -228,17 +245,30 @@ private:
       Diagnostics::Problem("Export", "We can't export an incomplete DiscreteTransform node.");
       return E_FAIL;
     }
-    HRESULT hr = TokenOf(iNode, _token);
-    if (Succeeded(hr) &&
-        (_text.size() + _token.size() + 1 > SFDagToExpression::MaxLength || (IsRepetitive(iNode) && IsTooLong())))
-      hr = E_FAIL;
-    if (Failed(hr)) {
-      Diagnostics::FailedCall("Export", hr);
+    std::size_t const before = _text.size();
+    HRESULT const hr = AppendWithBlank(iNode);
+    if (Succeeded(hr) && _checked == nullptr && HasToken(iNode.GetTypeTag()))
       return hr;
+    _text.resize(before);
+    if (Failed(hr))
+      Diagnostics::FailedCall("Export", hr);
+    return hr;
+  }
+
+  HRESULT AppendWithBlank(SFDagNode const& iNode)
+  {
+    SFOperatorRow const& row = OperatorRow(iNode.GetTypeTag());
+    HRESULT hr = S_OK;
+    if (row.family == SFNodeFamily::Operator || row.family == SFNodeFamily::Coordinate) {
+      char const token[] = {' ', row.token};
+      _text.append(token, sizeof token);
+    } else {
+      _text += ' ';
+      hr = AppendToken(iNode, _text);
     }
-    if (_checked == nullptr && HasToken(iNode.GetTypeTag()))
-      _text.append(1, ' ').append(_token);
-    return S_OK;
+    bool const isTooLong =
+        Succeeded(hr) && (_text.size() > SFDagToExpression::MaxLength || (IsRepetitive(iNode) && IsTooLong()));
+    return isTooLong ? E_FAIL : hr;
   }
 
   /// Whether the text so far has become long by writing the same nodes again and again; asked once for each token,
@@ -271,8 +301,7 @@ private:
   std::size_t _newNodes = 0; ///< tokens of nodes that had none before
   bool _hasCounted = false;
   std::string& _text;
-  SFNodeIndex* _checked;
-  std::string _token;
+  SFNodeMarks* _checked;
 };
 
 } // namespace
@@ -290,16 +319,18 @@ HRESULT SFDagToExpression::Export(SFExportContext iContext, SFDagNode const& iDa
 HRESULT SFDagToExpression::Export(SFDagNode const& iDagNode, std::string& oExpression, bool iTerminate,
                                   bool iExportFlag) const
 {
-  iDagNode.ResetEvaluationCache();
-  SFExportContext const context(iDagNode.GetNewEvaluationContext(), iExportFlag);
+  SFExportContext const context(iDagNode.RenewEvaluationContext(), iExportFlag);
   std::string text;
   HRESULT const hr = Export(context, iDagNode, text);
   if (Failed(hr)) {
     Diagnostics::FailedCall("Export", hr);
     return hr;
   }
-  // Throws when nothing was written: there is no first blank to leave out.
-  oExpression = text.substr(1) + (iTerminate ? " $" : " ");
+  if (text.empty())
+    throw std::out_of_range("SFDagToExpression::Export: no token was written");
+  text.erase(0, 1); // the blank before the first token
+  text += iTerminate ? " $" : " ";
+  oExpression = std::move(text);
   return hr;
 }
 
@@ -307,7 +338,7 @@ HRESULT CheckExport(SFSWContext const& iContext, SFDagNode const& iRoot)
 {
   SFExportContext const unmarked(0);
   std::string text;
-  SFNodeIndex checked;
+  SFNodeMarks checked;
   Writer writer(iContext, unmarked, iRoot, text, &checked);
   HRESULT const hr = SFDagWalk<Frame>().Run(writer, iRoot);
   if (Failed(hr))

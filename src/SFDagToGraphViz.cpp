@@ -177,8 +177,7 @@ std::string SFDagToGraphViz::Export(SFExportContext iContext, SFDagNode const& i
 
 HRESULT SFDagToGraphViz::Export(SFDagNode const& iDagNode, std::string& oGraph, bool iExportFlag) const
 {
-  iDagNode.ResetEvaluationCache();
-  SFExportContext const context(iDagNode.GetNewEvaluationContext(), iExportFlag);
+  SFExportContext const context(iDagNode.RenewEvaluationContext(), iExportFlag);
   std::string graph = "strict digraph G{\n\tnode [shape= record]\n\tdag->";
   std::string const root = Export(context, iDagNode, graph);
   oGraph = std::move(graph.append("}\n\n"));

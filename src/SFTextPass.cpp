@@ -234,12 +234,12 @@ NodePtr SFTextPass::ReadTransform(SFDagNode const& iNode)
 }
 
 /// An operand as its parent gets it.
-NodePtr SFTextPass::ReadOperand(NodePtr const& iWritten)
+SFTextPass::Entry const& SFTextPass::ReadOperand(NodePtr const& iWritten)
 {
   Entry& entry = _entries[_index.Find(iWritten.get())];
-  if (!std::exchange(entry.isMerged, true)) {
+  if (entry.number == SFExistingNodes::None) {
     NodePtr const own = entry.node;
-    _existingNodes.DeDuplicate(entry.node);
+    entry.number = _existingNodes.DeDuplicate(entry.node, entry.operands);
     // What distinguishes nodes for the reader leaves some of these numbers out.
     if (own != entry.node) {
       Numbers numbers(*own);
@@ -247,32 +247,38 @@ NodePtr SFTextPass::ReadOperand(NodePtr const& iWritten)
       _hasMergedOthers = _hasMergedOthers || !std::equal(numbers.begin(), numbers.end(), others.begin(), others.end());
     }
   }
-  return entry.node;
+  return entry;
 }
 
 NodePtr SFTextPass::Read()
 {
   _entries.reserve(_nodes.size());
   for (SFDagNode const* const written : _nodes) {
-    NodePtr node = ReadNode(*written);
+    Entry read;
+    read.node = ReadNode(*written);
+    NodePtr const& node = read.node;
     int const arity = OperatorRow(written->GetTypeTag()).arity;
     if (node == nullptr || HasSurplusOperand(*written))
       return nullptr;
     // As the reader counts: a leaf has rank 0, or -1 where it is constant, an operator one more than its operands.
     int rank = FamilyOf(written->GetTypeTag()) == SFNodeFamily::Constant ? -1 : 0;
     if (arity > 0) {
-      node->SetLhs(ReadOperand(written->GetLhs()));
+      Entry const& lhs = ReadOperand(written->GetLhs());
+      node->SetLhs(lhs.node);
+      read.operands.lhs = lhs.number;
       rank = node->GetLhs()->GetRank() + 1;
     }
     if (arity > 1) {
-      node->SetRhs(ReadOperand(written->GetRhs()));
+      Entry const& rhs = ReadOperand(written->GetRhs());
+      node->SetRhs(rhs.node);
+      read.operands.rhs = rhs.number;
       rank = std::max(rank, node->GetRhs()->GetRank() + 1);
     }
     if (_hasMergedOthers)
       return nullptr;
     node->SetRank(rank);
     _index.Insert(written);
-    _entries.push_back({std::move(node)});
+    _entries.push_back(std::move(read));
   }
   return _entries.back().node;
 }

@@ -1,6 +1,10 @@
 #include "SFTypes.h"
 
+#include <algorithm>
+#include <array>
 #include <charconv>
+#include <cmath>
+#include <cstdint>
 #include <locale>
 #include <sstream>
 #include <version>
@@ -8,18 +12,65 @@
 namespace SF {
 namespace {
 
-std::string ShortDecimal(double iValue)
+constexpr std::size_t LongestDecimal = 32;
+
+/// Writes a number from 1e-4 to 999999, which has no exponent, where one multiplication tells its digits for sure: it is
+/// off by no more than a part in 2^52, and only near a tie could that matter. Returns the end; null for any other number.
+char* WriteFixedDecimal(double iValue, char* oText)
 {
+  constexpr std::array powers{1e0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9};
+  constexpr double least = 1e5; // with six digits
+  double const magnitude = std::fabs(iValue);
+  if (!(magnitude >= 1e-4 && magnitude < 10 * least - 1))
+    return nullptr;
+  std::size_t decimals = 0;
+  while (magnitude * powers[decimals] < least)
+    ++decimals;
+  double const scaled = magnitude * powers[decimals];
+  auto digits = static_cast<std::uint32_t>(scaled);
+  double const rest = scaled - digits;
+  if (std::fabs(rest - 0.5) < 1e-6)
+    return nullptr;
+  digits += rest > 0.5 ? 1 : 0; // which may make it ten times the least, with a decimal to spare
+  for (; decimals > 0 && digits % 10 == 0; digits /= 10)
+    --decimals;
+
+  std::array<char, LongestDecimal> reversed;
+  std::size_t size = 0;
+  auto const put = [&] {
+    reversed[size++] = static_cast<char>('0' + digits % 10);
+    digits /= 10;
+  };
+  for (std::size_t i = 0; i < decimals; ++i)
+    put();
+  if (decimals > 0)
+    reversed[size++] = '.';
+  do
+    put();
+  while (digits > 0);
+  if (iValue < 0)
+    reversed[size++] = '-';
+  return std::reverse_copy(reversed.data(), reversed.data() + size, oText);
+}
+
+/// Appends a double; returns what was appended.
+std::string_view AppendShortDecimal(double iValue, std::string& ioText)
+{
+  std::size_t const before = ioText.size();
+  char buffer[LongestDecimal];
+  if (char* const end = WriteFixedDecimal(iValue, buffer))
+    ioText.append(buffer, end);
+  else {
 #if defined(__cpp_lib_to_chars)
-  char buffer[32];
-  auto const end = std::to_chars(buffer, buffer + sizeof buffer, iValue, std::chars_format::general, 6).ptr;
-  return {buffer, end};
+    ioText.append(buffer, std::to_chars(buffer, buffer + sizeof buffer, iValue, std::chars_format::general, 6).ptr);
 #else
-  std::ostringstream stream;
-  stream.imbue(std::locale::classic());
-  stream << iValue;
-  return stream.str();
+    std::ostringstream stream;
+    stream.imbue(std::locale::classic());
+    stream << iValue;
+    ioText += stream.str();
 #endif
+  }
+  return std::string_view(ioText).substr(before);
 }
 
 bool IsDigit(char iChar) { return iChar >= '0' && iChar <= '9'; }
@@ -65,14 +116,18 @@ bool ReadWithStream(std::string_view iRun, double& oValue)
 
 } // namespace
 
+HRESULT AppendSFNumber(double iValue, std::string& ioText)
+{
+  return CheckNumberText(AppendShortDecimal(iValue, ioText));
+}
+
 HRESULT ToSFString(double iValue, std::string& oText)
 {
-  std::string const valueAsSFString = ShortDecimal(iValue);
-  HRESULT const hr = CheckNumberText(valueAsSFString);
-  if (Failed(hr))
-    return hr;
-  oText = valueAsSFString;
-  return S_OK;
+  std::string text;
+  HRESULT const hr = AppendSFNumber(iValue, text);
+  if (Succeeded(hr))
+    oText = std::move(text);
+  return hr;
 }
 
 bool ReadSFNumber(std::string_view iText, double& oValue)

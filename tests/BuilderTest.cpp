@@ -103,6 +103,20 @@ TEST(Builder, MergesEqualSubExpressions)
   EXPECT_EQ(root->GetLhs()->GetLhs(), root->GetRhs()->GetLhs());
 }
 
+// More nodes over one operand than are kept beside it, and more constants than the first table holds.
+TEST(Builder, MergesTheManyUsersOfOneNode)
+{
+  std::string users;
+  for (char const unary : std::string("q!csraelCStT?"))
+    users += std::string("+ ") + unary + " X ";
+  for (int i = 1; i <= 500; ++i)
+    users += "+ * X f" + std::to_string(i) + " + o" + std::to_string(i) + " X ";
+  auto const root = Build("- " + users + "X " + users + "X $");
+  ASSERT_NE(root, nullptr);
+  EXPECT_EQ(root->GetLhs(), root->GetRhs());
+  EXPECT_EQ(TextOf(*root), "- " + users + "X " + users + "X $");
+}
+
 TEST(Builder, KeepsTheNodeMetFirst)
 {
   // A left operand enters the set after the right one has been read.

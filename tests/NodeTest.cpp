@@ -104,6 +104,23 @@ TEST(NodeSlots, AreReservedUpToTheIndex)
     EXPECT_TRUE(node->GetContextInfos(i).value == DBL_MAX && node->GetContextInfos(i).state == SFDagNode::ECacheFresh);
 }
 
+TEST(NodeSlots, KeepWhatTheyHoldAsTheirNumberGrows)
+{
+  auto const node = Op(X);
+  for (int count = 1; count <= 9; ++count) {
+    node->ReserveEvaluationContexts(SFEvaluationContext(count - 1));
+    ASSERT_EQ(node->GetContextCount(), static_cast<std::size_t>(count));
+    EXPECT_EQ(node->GetContextInfos(count - 1).state, SFDagNode::ECacheFresh);
+    node->GetContextInfos(count - 1) = {static_cast<double>(count), SFDagNode::ECacheDone};
+    for (int i = 0; i < count; ++i)
+      EXPECT_TRUE(node->GetContextInfos(i).value == i + 1 && node->GetContextInfos(i).state == SFDagNode::ECacheDone);
+  }
+  node->ResetEvaluationCache();
+  node->ReserveEvaluationContexts(SFEvaluationContext(1));
+  for (int i = 0; i < 2; ++i)
+    EXPECT_TRUE(node->GetContextInfos(i).value == DBL_MAX && node->GetContextInfos(i).state == SFDagNode::ECacheFresh);
+}
+
 TEST(NodeSlots, OpenOnceAPath)
 {
   auto const s = Op(PLUS, Op(X), Op(Y));

@@ -4,6 +4,7 @@
 #include "SFAffineTransform.h"
 #include "SFVariable.h"
 
+#include <cstdio>
 #include <limits>
 #include <random>
 #include <stdexcept>
@@ -76,6 +77,37 @@ TEST(Writer, NumbersHaveSixDigits)
                              mark + "\") not satisfied.";
     EXPECT_EQ(LinesOf([&] { EXPECT_EQ(CheckNumberText("1" + mark + "0"), E_FAIL); }), LineList{line});
   }
+}
+
+// C's %g is the rule for every double, however its digits are found.
+TEST(Writer, NumbersAreThoseOfPrintf)
+{
+  std::vector<double> numbers{0.0, 1e5, 999999, 999998.5, 999999.4999999999, 999999.5, 0.0001, 9.99995e-5};
+  for (int digits = 100000; digits < 1000000; digits += 4999) // ties, and their neighbours on both sides
+    for (int scale = -5; scale <= 10; ++scale) {
+      double const tie = (digits + 0.5) * std::pow(10.0, -scale);
+      numbers.insert(numbers.end(), {tie, std::nextafter(tie, 0.0), std::nextafter(tie, 1e300), tie * 2 / 3});
+    }
+  for (int scale = -330; scale <= 308; ++scale) {
+    double const power = std::pow(10.0, scale);
+    numbers.insert(numbers.end(), {power, std::nextafter(power, 0.0), std::nextafter(power, 1e300), power * 9.999995});
+  }
+  std::mt19937_64 random(5);
+  for (int i = 0; i < 200000; ++i) {
+    numbers.push_back(std::bit_cast<double>(random()));
+    numbers.push_back(std::ldexp(static_cast<double>(random() >> 11), -40 - static_cast<int>(random() % 30)));
+    numbers.push_back(static_cast<double>(random() % 10000000) / static_cast<double>(1 + random() % 10000));
+  }
+  std::size_t differences = 0;
+  for (double const magnitude : numbers)
+    for (double const number : {magnitude, -magnitude}) {
+      char expected[32];
+      std::snprintf(expected, sizeof expected, "%g", number);
+      std::string text;
+      if (!std::isnan(number) && (Failed(ToSFString(number, text)) || text != expected) && ++differences < 10)
+        ADD_FAILURE() << text << " for " << expected;
+    }
+  EXPECT_EQ(differences, 0U);
 }
 
 TEST(Writer, EndsAndReplacesTheText)
