@@ -102,8 +102,11 @@ TEST(NodeMarks, NumberAsATableDoes)
     // One that starts while another is there, and the first one after it.
     SFNodeMarks second(room);
     ExpectSameNumbers(second, nodes, room + 1);
-    for (auto const& node : nodes)
-      EXPECT_EQ(first.Find(node.get()), first.Insert(node.get()).first);
+    for (auto const& node : nodes) {
+      auto const found = first.Find(node.get());
+      auto const [number, isNew] = first.Insert(node.get());
+      EXPECT_EQ(found, isNew ? SFNodeMarks::Absent : number);
+    }
   }
   SFNodeMarks later;
   EXPECT_EQ(later.Find(nodes[0].get()), SFNodeMarks::Absent);
