@@ -278,6 +278,7 @@ private:
   static void ShapeFor(std::array<unsigned int, 3> const& iCount, SFTapeScratch& ioScratch);
   double* SlotFor(SFTapeStep const& iStep, SFTapeScratch& ioScratch) const;
   void FindChains(SFTapeList const& iList, SFTapeScratch& ioScratch, bool iKept) const;
+  void Absorb(SFTapeList const& iList, std::uint32_t iAt, SFTapeScratch& ioScratch) const;
   static void ListChain(SFTapeList const& iList, std::uint32_t iEnd, SFTapeScratch& ioScratch);
   void PlanChain(SFTapeList const& iList, std::uint32_t iEnd, SFTapeScratch& ioScratch) const;
   std::size_t PlanPiece(SFTapeList const& iList, std::size_t iFrom, SFTapeScratch& ioScratch) const;

@@ -70,6 +70,13 @@ SFTapePlace const* Moving(SFTapePlace const& iPlace) { return iPlace.inTile || i
 
 bool IsUnary(SFTapeStep const& iStep) { return ArityOf(iStep.code) == 1; }
 
+template <class Call>
+void ForOperands(SFTapeStep const& iStep, Call iCall)
+{
+  for (int i = 0; i < ArityOf(iStep.code); ++i)
+    iCall(iStep.operands[static_cast<std::size_t>(i)]);
+}
+
 } // namespace
 
 /// Plans the steps of a list that are, or are not, computed for the whole grid.
@@ -96,50 +103,24 @@ void SFTapeRunner::PlanSteps(SFTapeList const& iList, std::array<unsigned int, 3
     ioScratch.slotOf[result].number = -1;
 }
 
-/// Finds the steps whose value only the next step of a chain reads, and after which step a slot is free.
+/// Finds the steps whose value only one other step of a chain reads, and after which step a slot is free.
 void SFTapeRunner::FindChains(SFTapeList const& iList, SFTapeScratch& ioScratch, bool iKept) const
 {
   auto const& steps = iList.steps;
-  auto const forOperands = [](SFTapeStep const& iStep, auto iCall) {
-    for (int i = 0; i < ArityOf(iStep.code); ++i)
-      iCall(iStep.operands[static_cast<std::size_t>(i)]);
-  };
   auto const runs = [&](SFTapeStep const& iStep) { return IsKept(iStep.id) == iKept; };
   for (std::uint32_t at = 0; at < steps.size(); ++at)
     ioScratch.values[steps[at].id] = {at, 0, 0};
   for (SFTapeStep const& step : steps)
     if (runs(step))
-      forOperands(step, [&](SFValueId iId) { ++ioScratch.values[iId].uses; });
+      ForOperands(step, [&](SFValueId iId) { ++ioScratch.values[iId].uses; });
   for (SFValueId const result : iList.results)
     ++ioScratch.values[result].uses;
 
-  // A chain holds one value while it computes another, so of two operands one at most may itself need that.
   ioScratch.absorbedBy.assign(steps.size(), Nobody);
   ioScratch.holds.assign(steps.size(), 0);
-  for (std::uint32_t at = 0; at < steps.size(); ++at) {
-    SFTapeStep const& step = steps[at];
-    if (!runs(step) || iKept || !IsChainable(step.code))
-      continue;
-    std::array<std::uint32_t, 2> before{Nobody, Nobody};
-    std::size_t count = 0;
-    forOperands(step, [&](SFValueId iId) {
-      auto const& value = ioScratch.values[iId];
-      if (value.at >= at || steps[value.at].id != iId || value.uses != 1 || IsKept(iId))
-        return;
-      // Of fewer axes, perhaps, but not of fewer points: then none is computed more often in the chain.
-      SFTapeStep const& last = steps[value.at];
-      if (IsChainable(last.code) && ioScratch.shapes[last.axes].volume == ioScratch.shapes[step.axes].volume)
-        before[count++] = value.at;
-    });
-    if (count == 2 && ioScratch.holds[before[0]] != 0 && ioScratch.holds[before[1]] != 0)
-      before[0] = before[--count];
-    for (std::size_t i = 0; i < count; ++i) {
-      ioScratch.absorbedBy[before[i]] = at;
-      ioScratch.holds[at] = static_cast<char>(ioScratch.holds[at] | ioScratch.holds[before[i]]);
-    }
-    if (count == 2)
-      ioScratch.holds[at] = 1;
-  }
+  for (std::uint32_t at = 0; at < steps.size(); ++at)
+    if (!iKept && runs(steps[at]) && IsChainable(steps[at].code))
+      Absorb(iList, at, ioScratch);
 
   // An absorbed step reads its operands when the chain runs, at its end.
   ioScratch.chainEnds.resize(steps.size());
@@ -147,11 +128,39 @@ void SFTapeRunner::FindChains(SFTapeList const& iList, SFTapeScratch& ioScratch,
     std::uint32_t const by = ioScratch.absorbedBy[at];
     std::uint32_t const end = ioScratch.chainEnds[at] = by == Nobody ? at : ioScratch.chainEnds[by];
     if (runs(steps[at]))
-      forOperands(steps[at],
+      ForOperands(steps[at],
                   [&](SFValueId iId) { ioScratch.values[iId].lastUse = std::max(ioScratch.values[iId].lastUse, end); });
   }
   for (SFValueId const result : iList.results)
     ioScratch.values[result].lastUse = UINT32_MAX;
+}
+
+/// Lets a step of a chain compute what only it reads.
+void SFTapeRunner::Absorb(SFTapeList const& iList, std::uint32_t iAt, SFTapeScratch& ioScratch) const
+{
+  auto const& steps = iList.steps;
+  auto const volumeOf = [&](SFTapeStep const& iStep) { return ioScratch.shapes[iStep.axes].volume; };
+  std::array<std::uint32_t, 2> before{Nobody, Nobody};
+  std::size_t count = 0;
+  ForOperands(steps[iAt], [&](SFValueId iId) {
+    auto const& value = ioScratch.values[iId];
+    if (value.at >= iAt || steps[value.at].id != iId || value.uses != 1 || IsKept(iId))
+      return;
+    // Of fewer axes, perhaps, but not of fewer points: then none is computed more often in the chain.
+    SFTapeStep const& last = steps[value.at];
+    if (IsChainable(last.code) && volumeOf(last) == volumeOf(steps[iAt]))
+      before[count++] = value.at;
+  });
+  // A chain holds one value while it computes another, so of two operands one at most may itself need that.
+  auto const& holds = ioScratch.holds;
+  if (count == 2 && holds[before[0]] != 0 && holds[before[1]] != 0)
+    before[0] = before[--count];
+  bool needsToHold = count == 2;
+  for (std::size_t i = 0; i < count; ++i) {
+    ioScratch.absorbedBy[before[i]] = iAt;
+    needsToHold = needsToHold || holds[before[i]] != 0;
+  }
+  ioScratch.holds[iAt] = needsToHold ? 1 : 0;
 }
 
 /// Lists the steps of the chain that ends with one, in the order in which they run: of two operands that are both
@@ -168,12 +177,11 @@ void SFTapeRunner::ListChain(SFTapeList const& iList, std::uint32_t iEnd, SFTape
     chain.push_back(at);
     SFTapeStep const& step = iList.steps[at];
     std::size_t const known = open.size();
-    for (int i = 0; i < ArityOf(step.code); ++i) {
-      SFValueId const operand = step.operands[static_cast<std::size_t>(i)];
-      std::uint32_t const before = ioScratch.values[operand].at; // an earlier list's, where this one only reads it
-      if (before < at && iList.steps[before].id == operand && ioScratch.absorbedBy[before] == at)
+    ForOperands(step, [&](SFValueId iId) {
+      std::uint32_t const before = ioScratch.values[iId].at; // an earlier list's, where this one only reads it
+      if (before < at && iList.steps[before].id == iId && ioScratch.absorbedBy[before] == at)
         open.push_back(before);
-    }
+    });
     if (open.size() == known + 2) {
       auto& first = open[known];
       auto& second = open[known + 1];
@@ -192,14 +200,13 @@ void SFTapeRunner::PlanChain(SFTapeList const& iList, std::uint32_t iEnd, SFTape
   for (std::size_t from = 0; from < chain.size();)
     from = PlanPiece(iList, from, ioScratch);
   for (std::uint32_t const at : chain)
-    for (int i = 0; i < ArityOf(iList.steps[at].code); ++i) {
-      SFValueId const operand = iList.steps[at].operands[static_cast<std::size_t>(i)];
-      auto& slot = ioScratch.slotOf[operand];
-      if (slot.number >= 0 && ioScratch.values[operand].lastUse == iEnd) {
+    ForOperands(iList.steps[at], [&](SFValueId iId) {
+      auto& slot = ioScratch.slotOf[iId];
+      if (slot.number >= 0 && ioScratch.values[iId].lastUse == iEnd) {
         ioScratch.pools[slot.axes].free.push_back(slot.number);
         slot.number = -1;
       }
-    }
+    });
 }
 
 /// A run of a chain's steps that one call is to compute: what each does to the value in the registers.
