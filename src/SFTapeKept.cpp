@@ -128,7 +128,7 @@ void ForEachNumber(SFTapeRunner const& iRunner, std::size_t iCount, std::size_t 
   };
   std::vector<std::future<void>> futures;
   for (std::size_t t = 1; t < std::min(iCount, iThreads); ++t)
-    futures.push_back(std::async(std::launch::async, work));
+    futures.push_back(std::async(work)); // deferred, and then with nothing left to do, where no thread can be made
   if (iCount > 0)
     work();
   for (auto& future : futures)
