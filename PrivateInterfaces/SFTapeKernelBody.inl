@@ -245,13 +245,14 @@ SF_KERNEL_TARGET void WidenLanes(SFNeeds<SFRangeLanes>& ioNeeds, SFNeeds<SFRange
 template <bool Clamps, bool Varies>
 SF_KERNEL_TARGET void StoreRows(SFStoreBox const& iBox, double iDiagonal)
 {
-  for (std::size_t k = 0; k < iBox.n2; ++k)
-    for (std::size_t j = 0; j < iBox.n1; ++j) {
+  SFFloatBox const& to = iBox.floats;
+  for (std::size_t k = 0; k < to.n2; ++k)
+    for (std::size_t j = 0; j < to.n1; ++j) {
       auto const slice = static_cast<std::ptrdiff_t>(k);
       auto const row = static_cast<std::ptrdiff_t>(j);
-      float* __restrict const floats = iBox.out + slice * iBox.s2 + row * iBox.s1;
+      float* __restrict const floats = to.out + slice * to.s2 + row * to.s1;
       double const* __restrict const values = iBox.values.data + slice * iBox.values.s2 + row * iBox.values.s1;
-      for (std::size_t i = 0; i < iBox.n0; ++i) {
+      for (std::size_t i = 0; i < to.n0; ++i) {
         double const value = values[Varies ? i : 0];
         floats[i] = static_cast<float>(Clamps ? Clamped(value, iDiagonal) : value);
       }
@@ -296,10 +297,11 @@ SF_KERNEL_TARGET void StoreUnits(float* __restrict oFloats, double const* __rest
 
 SF_KERNEL_TARGET void StoreNormals(SFNormalBox const& iBox)
 {
+  SFFloatBox const& to = iBox.floats;
   double constants[3][NormalPiece];
   double const* from[3];
-  for (std::size_t k = 0; k < iBox.n2; ++k)
-    for (std::size_t j = 0; j < iBox.n1; ++j) {
+  for (std::size_t k = 0; k < to.n2; ++k)
+    for (std::size_t j = 0; j < to.n1; ++j) {
       auto const slice = static_cast<std::ptrdiff_t>(k);
       auto const row = static_cast<std::ptrdiff_t>(j);
       for (std::size_t axis = 0; axis < 3; ++axis) {
@@ -309,11 +311,11 @@ SF_KERNEL_TARGET void StoreNormals(SFNormalBox const& iBox)
           for (double& constant : constants[axis])
             constant = *from[axis];
       }
-      float* const floats = iBox.out + slice * iBox.s2 + row * iBox.s1;
-      for (std::size_t i = 0; i < iBox.n0; i += NormalPiece) {
+      float* const floats = to.out + slice * to.s2 + row * to.s1;
+      for (std::size_t i = 0; i < to.n0; i += NormalPiece) {
         auto const values = [&](std::size_t iAxis) { return iBox.vary[iAxis] ? from[iAxis] + i : constants[iAxis]; };
         StoreUnits(floats + 3 * i, values(0), values(1), values(2),
-                   iBox.n0 - i < NormalPiece ? iBox.n0 - i : NormalPiece);
+                   to.n0 - i < NormalPiece ? to.n0 - i : NormalPiece);
       }
     }
 }

@@ -85,8 +85,9 @@ constexpr bool IsChainable(SFTapeCode iCode)
          type == ROOT || type == DIV || type == ABS || type == SIGN || type == WITHOUT || type == SYMDIFF;
 }
 
-/// A box of n0 x n1 x n2 values to be stored as floats: float (i, j, k) is out[i + j s1 + k s2].
-struct SFStoreBox
+/// Where the floats of a box of n0 x n1 x n2 points go: those of point (i, j, k) begin at out[i w + j s1 + k s2], where
+/// w is how many there are for each.
+struct SFFloatBox
 {
   float* out = nullptr;
   std::ptrdiff_t s1 = 0;
@@ -94,6 +95,12 @@ struct SFStoreBox
   std::size_t n0 = 1;
   std::size_t n1 = 1;
   std::size_t n2 = 1;
+};
+
+/// Values to be stored as a float each.
+struct SFStoreBox
+{
+  SFFloatBox floats;
   SFKernelOperand values;
   bool varies = true; ///< whether the values vary along a row
 };
@@ -101,16 +108,10 @@ struct SFStoreBox
 /// Writes values as the floats that a rendering stores, either limited to the diagonal or plain.
 using SFStoreKernel = void (*)(SFStoreBox const&, double iDiagonal);
 
-/// A box of n0 x n1 x n2 vectors to be stored as floats x, y, z, x, y, z..., divided by their lengths: those of
-/// (i, j, k) begin at out[3 i + j s1 + k s2].
+/// Vectors to be stored as floats x, y, z, x, y, z..., divided by their lengths.
 struct SFNormalBox
 {
-  float* out = nullptr;
-  std::ptrdiff_t s1 = 0;
-  std::ptrdiff_t s2 = 0;
-  std::size_t n0 = 1;
-  std::size_t n1 = 1;
-  std::size_t n2 = 1;
+  SFFloatBox floats;
   std::array<SFKernelOperand, 3> components;
   std::array<bool, 3> vary{true, true, true}; ///< whether the components vary along a row
 };

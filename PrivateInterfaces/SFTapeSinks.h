@@ -5,18 +5,23 @@
 
 namespace SF {
 
+/// The place of a tile's voxels in the floats of a grid, `iWidth` for each voxel.
+inline SFFloatBox FloatsOf(SFGrid const& iGrid, SFTile const& iTile, float* iFloats, std::size_t iWidth)
+{
+  auto const row = static_cast<std::ptrdiff_t>(iWidth * iGrid.dims[0]);
+  return {iFloats + iWidth * iGrid.Index(iTile.begin[0], iTile.begin[1], iTile.begin[2]),
+          row,
+          row * static_cast<std::ptrdiff_t>(iGrid.dims[1]),
+          iTile.count[0],
+          iTile.count[1],
+          iTile.count[2]};
+}
+
 /// Stores a result of a tile as floats, at the place of its voxels in the grid.
 inline void StoreTile(SFTapeRunner const& iRunner, SFStoreKernel iStore, SFTile const& iTile, SFTapePlace const& iFrom,
                       double iDiagonal, float* oValues)
 {
-  SFGrid const& grid = iRunner.GetGrid();
-  auto const row = static_cast<std::ptrdiff_t>(grid.dims[0]);
-  iStore({oValues + grid.Index(iTile.begin[0], iTile.begin[1], iTile.begin[2]),
-          row,
-          row * static_cast<std::ptrdiff_t>(grid.dims[1]),
-          iTile.count[0],
-          iTile.count[1],
-          iTile.count[2],
+  iStore({FloatsOf(iRunner.GetGrid(), iTile, oValues, 1),
           {iFrom.data, iFrom.strides[1], iFrom.strides[2]},
           iFrom.strides[0] != 0},
          iDiagonal);

@@ -142,18 +142,9 @@ SFTapeSweep::Sink NormalSink(SFTapeRunner const& iRunner, std::vector<float>& io
 {
   return [&](SFTile const& iTile, SFTapeList const& iList, SFTapeScratch& ioScratch) {
     auto const& kernels = iRunner.GetKernels();
-    SFGrid const& grid = iRunner.GetGrid();
     auto const place = [&](std::size_t iResult) { return iRunner.ResultPlace(iList, iResult, iTile, ioScratch); };
     StoreTile(iRunner, kernels.storePlain, iTile, place(0), 0.0, ioValues.data());
-    auto const row = static_cast<std::ptrdiff_t>(grid.dims[0]);
-    SFNormalBox box{ioNormals.data() + 3 * grid.Index(iTile.begin[0], iTile.begin[1], iTile.begin[2]),
-                    3 * row,
-                    3 * row * static_cast<std::ptrdiff_t>(grid.dims[1]),
-                    iTile.count[0],
-                    iTile.count[1],
-                    iTile.count[2],
-                    {},
-                    {}};
+    SFNormalBox box{FloatsOf(iRunner.GetGrid(), iTile, ioNormals.data(), 3), {}, {}};
     for (std::size_t axis = 0; axis < 3; ++axis) {
       SFTapePlace const from = place(axis + 1);
       box.components[axis] = {from.data, from.strides[1], from.strides[2]};

@@ -144,7 +144,7 @@ TEST(Conformance, Stores)
       auto const check = [&](char const* iWhat) {
         EXPECT_EQ(FirstDifference(got, expected), expected.size()) << kernels->name << " " << iWhat << " " << diagonal;
       };
-      SFStoreBox box{got.data(), 0, 0, x.size(), 1, 1, {x.data(), 0, 0}, true};
+      SFStoreBox box{{got.data(), 0, 0, x.size(), 1, 1}, {x.data(), 0, 0}, true};
       kernels->storeClamped(box, diagonal);
       for (std::size_t i = 0; i < x.size(); ++i) {
         double const value = std::isnan(x[i]) ? diagonal : x[i];
@@ -152,15 +152,10 @@ TEST(Conformance, Stores)
       }
       check("clamped");
       kernels->storePlain(box, diagonal);
-      box.out = expected.data();
+      box.floats.out = expected.data();
       reference.storePlain(box, diagonal);
       check("plain");
-      kernels->storeNormals({got.data(),
-                             0,
-                             0,
-                             x.size(),
-                             1,
-                             1,
+      kernels->storeNormals({{got.data(), 0, 0, x.size(), 1, 1},
                              {{{x.data(), 0, 0}, {y.data(), 0, 0}, {z.data(), 0, 0}}},
                              {true, true, true}});
       for (std::size_t i = 0; i < x.size(); ++i) {
