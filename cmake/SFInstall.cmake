@@ -1,5 +1,5 @@
-# Installation: the library, every header flat under include/SF, the package files of find_package(SF CONFIG) and of
-# pkg-config. All paths are relative to the place of the files themselves, so that the tree may be moved as a whole.
+# Installation: the library, its headers flat under include/SF (those in the sub-folders of PrivateInterfaces are
+# internal and stay behind), the package files of find_package(SF CONFIG) and of pkg-config. All paths are relative to the place of the files themselves, so that the tree may be moved as a whole.
 
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
@@ -11,8 +11,8 @@ install(TARGETS SF EXPORT SFTargets)
 target_include_directories(SF INTERFACE "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/SF>")
 target_compile_options(SF INTERFACE "$<INSTALL_INTERFACE:${SF_FLOATING_POINT_OPTIONS}>")
 foreach(dir IN LISTS SF_HEADER_DIRS)
-  install(DIRECTORY "${PROJECT_SOURCE_DIR}/${dir}/" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/SF"
-          FILES_MATCHING PATTERN "*.h")
+  file(GLOB headers CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/${dir}/*.h")
+  install(FILES ${headers} DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/SF")
 endforeach()
 
 install(EXPORT SFTargets NAMESPACE SF:: DESTINATION "${SF_CMAKE_DIR}")

@@ -1,9 +1,9 @@
 #include "SFDagEvaluator.h"
 
-#include "SFDagTraversal.h"
-#include "SFEvaluatorReports.h"
-#include "SFGridRenderer.h"
-#include "SFScalarEvaluation.h"
+#include "evaluation/SFEvaluatorReports.h"
+#include "evaluation/SFGridRenderer.h"
+#include "evaluation/SFScalarEvaluation.h"
+#include "graph/SFDagTraversal.h"
 
 namespace SF {
 

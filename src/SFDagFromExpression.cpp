@@ -3,17 +3,17 @@
 #include "ExplicitToSF.h"
 #include "SFAffineTransform.h"
 #include "SFBlendNode.h"
-#include "SFBracketText.h"
 #include "SFConstant.h"
 #include "SFCylindricalTransform.h"
 #include "SFDagOffset.h"
 #include "SFDiscreteTransformNode.h"
-#include "SFExistingNodes.h"
 #include "SFGCGuidedTransform.h"
 #include "SFOp.h"
 #include "SFOperatorTable.h"
-#include "SFTokenQueue.h"
 #include "SFVariable.h"
+#include "text/SFBracketText.h"
+#include "text/SFHashConsing.h"
+#include "text/SFTokenQueue.h"
 
 #include <algorithm>
 #include <array>
@@ -37,10 +37,10 @@ void ReportFailure(char const* iSentence) { Diagnostics::Sentence(std::string(Cl
 struct ReadNode
 {
   SFDagNodePtr node;
-  SFExistingNodes::Operands operands; ///< of `node`
-  SFExistingNodes::Number number = SFExistingNodes::None;
+  SFHashConsing::Operands operands; ///< of `node`
+  SFHashConsing::Number number = SFHashConsing::None;
 
-  bool IsNull() const { return node == nullptr && number == SFExistingNodes::None; }
+  bool IsNull() const { return node == nullptr && number == SFHashConsing::None; }
 };
 
 /// A node under construction: its token has been read, its operands have not all been.
@@ -75,7 +75,7 @@ private:
   ReadNode Close(OpenNode& ioOpen, ReadNode iLast);
   ReadNode BuildUnaryOpFromExpression(OpenNode& ioOpen, ReadNode iLhs);
   ReadNode BuildBinaryOpFromExpression(OpenNode& ioOpen, ReadNode iRhs);
-  SFExistingNodes::Number DeDuplicate(ReadNode& ioRead);
+  SFHashConsing::Number DeDuplicate(ReadNode& ioRead);
   SFDagNodePtr MakeAffineTransform(SFToken const& iToken);
   SFDagNodePtr MakeCylindricalTransform(SFToken const& iToken);
   SFDagNodePtr MakeDiscreteTransform(SFToken const& iToken);
@@ -88,7 +88,7 @@ private:
 
   SFLexer _lexer;
   SFResourceResolver* _resolver;
-  SFExistingNodes _existingNodes;
+  SFHashConsing _existingNodes;
   SFTokenQueue _tokens{_lexer, _existingNodes};
   std::vector<OpenNode> _openNodes;
   int _rank = -1; ///< the running rank counter
@@ -126,7 +126,7 @@ SFDagNodePtr Builder::BuildFromExpression()
       _openNodes.pop_back();
     }
     if (_openNodes.empty())
-      return read.number != SFExistingNodes::None ? _existingNodes.At(read.number) : read.node;
+      return read.number != SFHashConsing::None ? _existingNodes.At(read.number) : read.node;
   }
 }
 
@@ -397,9 +397,9 @@ ReadNode Builder::Close(OpenNode& ioOpen, ReadNode iLast)
 }
 
 /// The number of an operand as its parent gets it.
-SFExistingNodes::Number Builder::DeDuplicate(ReadNode& ioRead)
+SFHashConsing::Number Builder::DeDuplicate(ReadNode& ioRead)
 {
-  if (ioRead.number == SFExistingNodes::None)
+  if (ioRead.number == SFHashConsing::None)
     ioRead.number = _existingNodes.DeDuplicate(ioRead.node, ioRead.operands);
   return ioRead.number;
 }

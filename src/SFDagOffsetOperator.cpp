@@ -1,11 +1,11 @@
 #include "SFDagOffsetOperator.h"
 
 #include "SFConstant.h"
-#include "SFDagTraversal.h"
-#include "SFDifferentiation.h"
 #include "SFOp.h"
-#include "SFSimplification.h"
-#include "SFTextPass.h"
+#include "calculus/SFDifferentiation.h"
+#include "calculus/SFSimplification.h"
+#include "graph/SFDagTraversal.h"
+#include "offset/SFTextRoundTrip.h"
 
 #include <utility>
 #include <vector>
@@ -153,7 +153,7 @@ NodePtr SFDagOffsetOperator::GradientNorm(NodePtr iNode, ZULTolerance const& iTo
 /// The tree as text says it. Null, after a line, when the text could not be written or would say something else.
 NodePtr SFDagOffsetOperator::PassThroughText(NodePtr iTree, void (*iReport)(HRESULT)) const
 {
-  SFTextPass pass(*iTree);
+  SFTextRoundTrip pass(*iTree);
   HRESULT const hr = pass.CanBeSaid() ? CheckExport(GetContext(), *iTree) : E_FAIL;
   NodePtr read = Succeeded(hr) ? pass.Read() : nullptr;
   if (read == nullptr)

@@ -3,11 +3,11 @@
 #include "SFAffineTransform.h"
 #include "SFBlendNode.h"
 #include "SFCylindricalTransform.h"
-#include "SFDagTraversal.h"
 #include "SFDiscreteTransformNode.h"
 #include "SFGCGuidedTransform.h"
 #include "SFOperatorTable.h"
-#include "SFTextPass.h"
+#include "graph/SFDagTraversal.h"
+#include "offset/SFTextRoundTrip.h"
 
 #include <algorithm>
 #include <span>

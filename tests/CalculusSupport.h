@@ -3,8 +3,8 @@
 #include "Support.h"
 
 #include "SFDagDifferentialOperator.h"
-#include "SFNodeIndex.h"
 #include "SFOperatorTable.h"
+#include "graph/SFNodeIndex.h"
 
 #include <algorithm>
 #include <array>

@@ -24,9 +24,9 @@ gtest_discover_tests(sf_internal_tests DISCOVERY_TIMEOUT 60 PROPERTIES COST 5)
 set(forced_kernels sf_internal_tests)
 if(SF_SANITIZE)
   set(forced_kernels sf_forced_kernels)
-  add_executable(sf_forced_kernels "${PROJECT_SOURCE_DIR}/src/SFTapeKernels.cpp"
+  add_executable(sf_forced_kernels "${PROJECT_SOURCE_DIR}/src/tape/SFTapeKernels.cpp"
     $<FILTER:$<TARGET_OBJECTS:SF>,EXCLUDE,/SFTapeKernels>)
-  set_source_files_properties("${PROJECT_SOURCE_DIR}/src/SFTapeKernels.cpp" PROPERTIES
+  set_source_files_properties("${PROJECT_SOURCE_DIR}/src/tape/SFTapeKernels.cpp" PROPERTIES
     COMPILE_OPTIONS "${SF_KERNEL_OPTIONS};-fno-sanitize=all")
   target_link_libraries(sf_forced_kernels PRIVATE sf_internal_test_objects)
 endif()

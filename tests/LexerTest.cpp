@@ -1,7 +1,7 @@
 #include "Support.h"
 
-#include "SFLexer.h"
 #include "SFOperatorTable.h"
+#include "text/SFLexer.h"
 
 #include <limits>
 #include <stdexcept>

@@ -11,7 +11,7 @@ set_tests_properties(Packaging.Install PROPERTIES FIXTURES_SETUP installed)
 
 # Headers that a source of the library includes before anything else bring what they need. The consumer tries the
 # others.
-file(GLOB sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/src/*.cpp")
+file(GLOB_RECURSE sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/src/*.cpp")
 set(tried_headers "")
 foreach(source IN LISTS sources)
   file(STRINGS "${source}" first_include REGEX "^#include" LIMIT_COUNT 1)

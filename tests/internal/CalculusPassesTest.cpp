@@ -1,7 +1,7 @@
 #include "CalculusSupport.h"
 
-#include "SFDifferentiation.h"
-#include "SFSimplification.h"
+#include "calculus/SFDifferentiation.h"
+#include "calculus/SFSimplification.h"
 
 using namespace SF;
 using namespace SFTest;

@@ -1,6 +1,6 @@
 #include "Fields.h"
 
-#include "SFScalarOps.h"
+#include "operators/SFScalarOps.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #include "Fields.h"
 
-#include "SFScalarOps.h"
-#include "SFTapeKernels.h"
+#include "operators/SFScalarOps.h"
+#include "tape/SFTapeKernels.h"
 
 #include <gtest/gtest.h>
 

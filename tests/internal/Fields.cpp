@@ -1,6 +1,6 @@
 #include "Fields.h"
 
-#include "SFScalarEvaluation.h"
+#include "evaluation/SFScalarEvaluation.h"
 
 #include <gtest/gtest.h>
 

@@ -3,9 +3,9 @@
 #include "HostResource.h"
 #include "SFAffineTransform.h"
 #include "SFCylindricalTransform.h"
-#include "SFTapeCompiler.h"
-#include "SFTapeSweep.h"
 #include "SFVariable.h"
+#include "tape/SFTapeCompiler.h"
+#include "tape/SFTapeSweep.h"
 
 #include <cmath>
 #include <cstdint>

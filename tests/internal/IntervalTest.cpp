@@ -1,7 +1,7 @@
 #include "Fields.h"
 
-#include "SFInterval.h"
-#include "SFScalarOps.h"
+#include "operators/SFInterval.h"
+#include "operators/SFScalarOps.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 #include "Support.h"
 
 #include "SFDagCloner.h"
-#include "SFDagTraversal.h"
-#include "SFNodeMarks.h"
+#include "graph/SFDagTraversal.h"
+#include "graph/SFNodeMarks.h"
 
 #include <functional>
 #include <random>

@@ -1,7 +1,7 @@
 #include "Fields.h"
 
 #include "SFDagEvaluator.h"
-#include "SFNodeRenderer.h"
+#include "evaluation/SFNodeRenderer.h"
 
 #include <gtest/gtest.h>
 

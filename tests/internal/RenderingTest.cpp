@@ -1,8 +1,8 @@
 #include "Fields.h"
 
 #include "SFDagEvaluator.h"
-#include "SFGridRenderer.h"
-#include "SFNodeRenderer.h"
+#include "evaluation/SFGridRenderer.h"
+#include "evaluation/SFNodeRenderer.h"
 
 #include <gtest/gtest.h>
 

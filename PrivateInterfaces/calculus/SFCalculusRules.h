@@ -1,0 +1,50 @@
+#pragma once
+
+#include "calculus/SFTreeTemplate.h"
+
+#include <string_view>
+
+namespace SF {
+
+/// A value and its derivative.
+struct SFDual
+{
+  double value = 0.0;
+  double d = 0.0;
+};
+
+/// What the numeric derivative of an operator asks its operands for.
+enum class SFNumericReads
+{
+  Nothing,
+  Derivatives,
+  ValuesAndDerivatives
+};
+
+/// How simplification treats an operator.
+enum class SFRewriting
+{
+  None, ///< kept with all that is below it
+  Fold, ///< unary: over a constant it becomes one
+  Sum,
+  Product,
+  Quotient,
+  Power
+};
+
+/// What calculus knows of an operator.
+struct SFCalculusRules
+{
+  SFTreeTemplate derivative;
+  SFNumericReads numericReads = SFNumericReads::Nothing;
+  double (*numericDerivative)(SFDual const& iU, SFDual const& iV) = nullptr;
+  SFRewriting rewriting = SFRewriting::None;
+  /// The operator's name in the failure lines of its numeric derivative, where it borrows another's.
+  std::string_view nameInValueFailures = {};
+  std::string_view nameInDerivativeFailures = {};
+};
+
+/// The rules of a kind, empty for one that is not an operator.
+SFCalculusRules const& CalculusRulesOf(SFNodeType iType);
+
+} // namespace SF

@@ -1,0 +1,125 @@
+#pragma once
+
+#include "SFOperatorTable.h"
+#include "operators/SFInterval.h"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace SF {
+
+/// The ranges of one value over several boxes, a lane each. Plain arrays, as wide as the vector units like them.
+template <std::size_t W>
+struct SFRanges
+{
+  alignas(8 * W) double lo[W];
+  double hi[W];
+  std::uint64_t nan[W]; ///< 1 where the value may be NaN, 0 elsewhere
+
+  SFInterval At(std::size_t iLane) const { return {lo[iLane], hi[iLane], nan[iLane] != 0}; }
+  void Set(std::size_t iLane, SFInterval const& iRange)
+  {
+    lo[iLane] = iRange.lo;
+    hi[iLane] = iRange.hi;
+    nan[iLane] = iRange.nan ? 1 : 0;
+  }
+  void SetAll(SFInterval const& iRange)
+  {
+    for (std::size_t lane = 0; lane < W; ++lane)
+      Set(lane, iRange);
+  }
+};
+
+/// The range in which a value matters, for several boxes: one above `upper` may be any other value above it, one
+/// below `lower` any other below. Nothing matters yet where `lower` is above `upper`.
+template <std::size_t W>
+struct SFNeeds
+{
+  alignas(8 * W) double lower[W];
+  double upper[W];
+};
+
+/// A set of boxes out of those that are pruned for together, a bit each.
+using SFBoxes = std::uint8_t;
+
+/// Widens needs in some boxes.
+template <std::size_t W>
+inline void Widen(SFNeeds<W>& ioNeeds, SFNeeds<W> const& iBy, SFBoxes iBoxes)
+{
+  for (std::size_t lane = 0; lane < W; ++lane) {
+    bool const widens = (std::uint64_t{iBoxes} >> lane & 1U) != 0;
+    double const lower = iBy.lower[lane] < ioNeeds.lower[lane] ? iBy.lower[lane] : ioNeeds.lower[lane];
+    double const upper = iBy.upper[lane] > ioNeeds.upper[lane] ? iBy.upper[lane] : ioNeeds.upper[lane];
+    ioNeeds.lower[lane] = widens ? lower : ioNeeds.lower[lane];
+    ioNeeds.upper[lane] = widens ? upper : ioNeeds.upper[lane];
+  }
+}
+
+/// What of a choice is needed: what matters of its operands, and the boxes where one of them is never chosen.
+template <std::size_t W>
+struct SFNarrowed
+{
+  SFNeeds<W> a;
+  SFNeeds<W> b;
+  SFBoxes withoutA;
+  SFBoxes withoutB;
+};
+
+/// A choice is the minimum of its operands, some of them negated, and its result perhaps too: bounds are negated
+/// on the way in and out, so that there is one rule for all of them.
+struct SFChoice
+{
+  bool negatesResult;
+  bool negatesA;
+  bool negatesB;
+};
+constexpr bool IsNarrowing(SFNodeType iType)
+{
+  return iType == SFNodeType::MIN || iType == SFNodeType::MAX || iType == SFNodeType::WITHOUT;
+}
+constexpr SFChoice ChoiceOf(SFNodeType iType)
+{
+  bool const isMinimum = iType == SFNodeType::MIN;
+  return {!isMinimum, !isMinimum, iType == SFNodeType::MAX};
+}
+
+/// Only strict comparisons leave an operand out, and none where an operand may be NaN.
+template <SFNodeType Op, std::size_t W>
+inline void Narrow(SFRanges<W> const& iA, SFRanges<W> const& iB, SFNeeds<W> const& iNeeds, SFNarrowed<W>& oNarrowed)
+{
+  constexpr SFChoice choice = ChoiceOf(Op);
+  constexpr double infinity = SFInterval::Infinity;
+  std::uint64_t withoutA = 0;
+  std::uint64_t withoutB = 0;
+  for (std::size_t lane = 0; lane < W; ++lane) {
+    bool const nan = (iA.nan[lane] | iB.nan[lane]) != 0;
+    double const lower = choice.negatesResult ? -iNeeds.upper[lane] : iNeeds.lower[lane];
+    double const upper = choice.negatesResult ? -iNeeds.lower[lane] : iNeeds.upper[lane];
+    double const highestA = choice.negatesA ? -iA.lo[lane] : iA.hi[lane];
+    double const highestB = choice.negatesB ? -iB.lo[lane] : iB.hi[lane];
+    double const lowestA = choice.negatesA ? -iA.hi[lane] : iA.lo[lane];
+    double const lowestB = choice.negatesB ? -iB.hi[lane] : iB.lo[lane];
+    double const highest = highestA < highestB ? highestA : highestB;
+    double const least = highest < upper ? highest : upper;
+    double const bound = nan ? infinity : least;
+    double const from = nan ? -infinity : lower;
+    withoutA |= (lowestA > bound ? std::uint64_t{1} : std::uint64_t{0}) << lane;
+    withoutB |= (lowestB > bound ? std::uint64_t{1} : std::uint64_t{0}) << lane;
+    oNarrowed.a.lower[lane] = choice.negatesA ? -bound : from;
+    oNarrowed.a.upper[lane] = choice.negatesA ? -from : bound;
+    oNarrowed.b.lower[lane] = choice.negatesB ? -bound : from;
+    oNarrowed.b.upper[lane] = choice.negatesB ? -from : bound;
+  }
+  oNarrowed.withoutA = static_cast<SFBoxes>(withoutA & ~withoutB);
+  oNarrowed.withoutB = static_cast<SFBoxes>(withoutB);
+}
+
+/// How many boxes the kernels take at once.
+constexpr std::size_t SFRangeLanes = 8;
+using SFRangeKernel = void (*)(SFRanges<SFRangeLanes>& oRanges, SFRanges<SFRangeLanes> const& iA,
+                               SFRanges<SFRangeLanes> const& iB);
+using SFWidenKernel = void (*)(SFNeeds<SFRangeLanes>& ioNeeds, SFNeeds<SFRangeLanes> const& iBy, SFBoxes iBoxes);
+using SFNarrowKernel = void (*)(SFRanges<SFRangeLanes> const& iA, SFRanges<SFRangeLanes> const& iB,
+                                SFNeeds<SFRangeLanes> const& iNeeds, SFNarrowed<SFRangeLanes>& oNarrowed);
+
+} // namespace SF

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "tape/SFTape.h"
+
+#include <vector>
+
+namespace SF {
+
+/// Writes a tape instruction by instruction: equal operations on equal values become one value, and operations on
+/// constants are carried out at once, with the scalar operations of the evaluator.
+class SFTapeBuilder
+{
+public:
+  SFValueId Constant(double iValue);
+  /// The value of an operator; a unary one reads `iA` alone.
+  SFValueId Emit(SFNodeType iOperator, SFValueId iA, SFValueId iB);
+  SFValueId Emit(SFNodeType iOperator, SFValueId iA) { return Emit(iOperator, iA, iA); }
+  /// The value of an instruction: that of an equal one met before, or a new one.
+  SFValueId Number(SFTapeInstruction const& iInstruction);
+
+  SFTapeInstruction const& At(SFValueId iId) const { return _tape.instructions[iId]; }
+  void AddResult(SFValueId iId) { _tape.results.push_back(iId); }
+
+  /// The tape, without instructions that no result needs. The builder is spent.
+  SFTape Finish();
+
+private:
+  void Grow();
+
+  SFTape _tape;
+  std::vector<SFValueId> _numbering; ///< open-addressing table of the instructions by what they compute
+};
+
+} // namespace SF

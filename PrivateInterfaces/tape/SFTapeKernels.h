@@ -1,0 +1,145 @@
+#pragma once
+
+#include "tape/SFRanges.h"
+#include "tape/SFTape.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+namespace SF {
+
+/// One operand of a kernel: element (i, j, k) is data[i sx + j s1 + k s2], where sx is 1 or 0 (one value a row).
+struct SFKernelOperand
+{
+  double const* data = nullptr;
+  std::ptrdiff_t s1 = 0;
+  std::ptrdiff_t s2 = 0;
+};
+
+/// A box of n0 x n1 x n2 elements, written contiguously. The output never overlaps an operand.
+struct SFKernelBox
+{
+  double* out = nullptr;
+  std::size_t n0 = 1;
+  std::size_t n1 = 1;
+  std::size_t n2 = 1;
+  SFKernelOperand a;
+  SFKernelOperand b;
+};
+using SFKernel = void (*)(SFKernelBox const&);
+
+/// The forms of a kernel, by which of its operands vary along a row.
+enum class SFKernelForm : std::size_t
+{
+  BothVary = 0,
+  FirstVaries = 1,
+  SecondVaries = 2
+};
+constexpr std::size_t SFKernelFormCount = 3;
+
+/// One step of a chain: an operator with its other operand, or SFHoldCode.
+struct SFChainLink
+{
+  SFTapeCode code = 0;
+  bool swapped = false; ///< the value so far is the second operand
+  bool varies = false;  ///< whether the other operand varies along a row
+  /// The other operand; without data that of a binary operator is the value that is held.
+  SFKernelOperand operand;
+};
+/// In a chain: the value so far is put by, to be held until an operator takes it, and a new one begins with the operand.
+constexpr SFTapeCode SFHoldCode = InputCode;
+constexpr std::size_t SFLongestChain = 32;
+
+/// Operators of which each takes the value of the one before, over a box whose rows are at least SFShortestRow long.
+/// The value, and the one that is held, stay in registers from the first operand to the last operator.
+struct SFChainBox
+{
+  std::size_t n0 = 1;
+  std::size_t n1 = 1;
+  std::size_t n2 = 1;
+  SFKernelOperand first;
+  bool firstVaries = true;
+  SFChainLink const* links = nullptr;
+  std::size_t linkCount = 0;
+  /// The values are written contiguously to `out`, or, when it is null, stored as floats: float (i, j, k) is
+  /// floats[i + j s1 + k s2]. Neither overlaps an operand.
+  double* out = nullptr;
+  float* floats = nullptr;
+  std::ptrdiff_t s1 = 0;
+  std::ptrdiff_t s2 = 0;
+  bool clamps = false; ///< to the diagonal, as rendering does
+  double diagonal = 0.0;
+};
+using SFChainKernel = void (*)(SFChainBox const&);
+constexpr std::size_t SFShortestRow = 8;
+
+/// Whether chains may hold an operator: those that are a few vector instructions.
+constexpr bool IsChainable(SFTapeCode iCode)
+{
+  using enum SFNodeType;
+  auto const type = SFNodeType{iCode};
+  return type == PLUS || type == SQUARE || type == MINUS || type == MULT || type == MIN || type == MAX || type == NOT ||
+         type == ROOT || type == DIV || type == ABS || type == SIGN || type == WITHOUT || type == SYMDIFF;
+}
+
+/// Where the floats of a box of n0 x n1 x n2 points go: those of point (i, j, k) begin at out[i w + j s1 + k s2], where
+/// w is how many there are for each.
+struct SFFloatBox
+{
+  float* out = nullptr;
+  std::ptrdiff_t s1 = 0;
+  std::ptrdiff_t s2 = 0;
+  std::size_t n0 = 1;
+  std::size_t n1 = 1;
+  std::size_t n2 = 1;
+};
+
+/// Values to be stored as a float each.
+struct SFStoreBox
+{
+  SFFloatBox floats;
+  SFKernelOperand values;
+  bool varies = true; ///< whether the values vary along a row
+};
+
+/// Writes values as the floats that a rendering stores, either limited to the diagonal or plain.
+using SFStoreKernel = void (*)(SFStoreBox const&, double iDiagonal);
+
+/// Vectors to be stored as floats x, y, z, x, y, z..., divided by their lengths.
+struct SFNormalBox
+{
+  SFFloatBox floats;
+  std::array<SFKernelOperand, 3> components;
+  std::array<bool, 3> vary{true, true, true}; ///< whether the components vary along a row
+};
+using SFNormalKernel = void (*)(SFNormalBox const&);
+
+/// The kernels of one instruction set.
+struct SFTapeKernels
+{
+  std::string_view name;
+  /// By operator code and form; null for codes that are not operators.
+  SFKernel operators[SFNodeTypeCount][SFKernelFormCount];
+  SFChainKernel chain;
+  /// Of operators over ranges, by code; null for others. The square of one value is recognised by both operands
+  /// being one object.
+  SFRangeKernel ranges[SFNodeTypeCount];
+  /// Of the choices that narrow what matters of their operands, by code; null for others.
+  SFNarrowKernel narrow[SFNodeTypeCount];
+  SFWidenKernel widen;
+  SFStoreKernel storeClamped;
+  SFStoreKernel storePlain;
+  SFNormalKernel storeNormals;
+};
+
+/// The kernel sets that this machine can run, the fastest first; the last one is "portable".
+std::vector<SFTapeKernels const*> const& AvailableTapeKernels();
+
+/// The set in use: the fastest, or the one that the environment variable SF_KERNELS names. A name that is not
+/// available here stands for "portable".
+SFTapeKernels const& ActiveTapeKernels();
+
+} // namespace SF

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "tape/SFTape.h"
+
+#include <array>
+#include <cstddef>
+
+namespace SF {
+
+/// How values that depend on some of the axes are laid out over a box: contiguously, x first.
+
+constexpr bool Varies(SFAxes iAxes, std::size_t iAxis) { return (iAxes >> iAxis & 1U) != 0; }
+
+/// The extents of a value over a box, 1 along the axes that it does not depend on.
+inline std::array<std::size_t, 3> ExtentsOf(SFAxes iAxes, std::array<unsigned int, 3> const& iCount)
+{
+  std::array<std::size_t, 3> extents{};
+  for (std::size_t axis = 0; axis < 3; ++axis)
+    extents[axis] = Varies(iAxes, axis) ? iCount[axis] : 1;
+  return extents;
+}
+
+inline std::size_t VolumeOf(SFAxes iAxes, std::array<unsigned int, 3> const& iCount)
+{
+  auto const extents = ExtentsOf(iAxes, iCount);
+  return extents[0] * extents[1] * extents[2];
+}
+
+/// The strides of a value stored contiguously over a box, 0 along the axes that it does not depend on.
+inline std::array<std::ptrdiff_t, 3> StridesOf(SFAxes iAxes, std::array<unsigned int, 3> const& iCount)
+{
+  std::array<std::ptrdiff_t, 3> strides{};
+  std::ptrdiff_t next = 1;
+  for (std::size_t axis = 0; axis < 3; ++axis)
+    if (Varies(iAxes, axis)) {
+      strides[axis] = next;
+      next *= static_cast<std::ptrdiff_t>(iCount[axis]);
+    }
+  return strides;
+}
+
+} // namespace SF

@@ -1,0 +1,66 @@
+#pragma once
+
+#include "tape/SFTapePruner.h"
+#include "tape/SFTapeRunner.h"
+
+#include <atomic>
+#include <functional>
+#include <vector>
+
+namespace SF {
+
+/// Takes a tape over a range of slices of its grid: cuts the grid into regions that any number of threads draw
+/// from one counter, prunes the list of steps from large boxes to small ones, and hands out each finished tile.
+class SFTapeSweep
+{
+public:
+  /// Called with a tile that has been run and the list that it ran; read the results with ResultRow.
+  using Sink = std::function<void(SFTile const&, SFTapeList const&, SFTapeScratch&)>;
+  /// What becomes of the results. With a target the sink is called for tiles only whose result has not gone there.
+  struct Output
+  {
+    SFTapeScratch::Target target;
+    Sink sink;
+  };
+
+  /// Values of a tile that is not pruned for: 16 KiB a slot, so that the few slots in use together stay near.
+  static constexpr std::size_t TileVolume = 2048;
+
+  /// Of the slices [iBegin, iEnd), with up to `iThreads` threads.
+  SFTapeSweep(SFTapeRunner const& iRunner, unsigned int iBegin, unsigned int iEnd, unsigned int iThreads,
+              std::size_t iTileVolume = TileVolume);
+
+  /// Runs regions until none is left, or until `iStop` says so; `iOnTile` is called after each tile. Call it from each
+  /// thread.
+  void Work(Output const& iOutput, SFStopRequest const& iStop = {}, std::function<void()> const& iOnTile = {});
+
+  std::size_t GetRegionCount() const { return _regionCount; }
+  std::size_t GetRegionsDone() const { return _done.load(std::memory_order_relaxed); }
+
+private:
+  using Size = std::array<unsigned int, 3>;
+  struct Worker;
+
+  void Visit(Worker& ioWorker, std::span<SFTile const> iBoxes, SFTile const* iWhole, SFTapeList const& iList,
+             std::size_t iLevel, bool iLastWasVain) const;
+  void VisitParts(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList, std::size_t iLevel,
+                  bool iLastWasVain) const;
+  void RunBox(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList) const;
+  bool PruningGains() const;
+  std::size_t DrawRegions(SFTile* oBoxes);
+  SFTile RegionAt(std::size_t iNumber) const;
+
+  SFTapeRunner const& _runner;
+  SFTapePruner _pruner;
+  SFTile _all;
+  std::size_t _threads;
+  std::size_t _tileVolume;
+  bool _prunes = false;
+  std::vector<Size> _levels; ///< sizes of the boxes that are pruned, from the region down
+  std::array<std::size_t, 3> _regions{};
+  std::size_t _regionCount = 0;
+  std::atomic<std::size_t> _next{0};
+  std::atomic<std::size_t> _done{0};
+};
+
+} // namespace SF

@@ -1,0 +1,131 @@
+#pragma once
+
+#include "SFDagNode.h"
+#include "tape/SFLargePages.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace SF {
+
+/// The nodes that a build has met, each structure once, numbered in the order in which they were met.
+///
+/// Two nodes merge when SFDagNode's hash and equality call them the same. Operands are canonical by the time their
+/// parent is asked for, so they are compared by identity. A node with operands is looked for among the users of the
+/// newer of them: that one was most often met a moment ago and has few or none, so the memory that is read is at
+/// hand. Leaves, and the users of nodes that have many, are in a hash table, which spreads them by a hash of its own
+/// because the exclusive-or of neighbouring addresses takes few values. Each node costs constant time.
+class SFHashConsing
+{
+public:
+  using NodePtr = std::shared_ptr<SFDagNode>;
+  using Number = std::uint32_t;
+
+  static constexpr Number None = UINT32_MAX;
+
+  /// The numbers that the operands of a node were given.
+  struct Operands
+  {
+    Number lhs = None;
+    Number rhs = None;
+  };
+
+  /// Replaces `ioNode` by the same node met before, or takes it as the one to keep. Returns the number of that one.
+  Number DeDuplicate(NodePtr& ioNode, Operands iOperands);
+
+  /// The number of an operator (see IsOperator) of a rank over operands, which is made if it has not been met.
+  Number OperatorOver(Operands iOperands, SFNodeType iType, int iRank);
+  /// The number of a coordinate, likewise.
+  Number CoordinateOf(SFNodeType iType, int iRank) { return OperatorOver({}, iType, iRank); }
+  /// The number of a constant, likewise. Not of a zero: the zeros of both signs are the same, so the one that is kept
+  /// is the one that DeDuplicate has been asked for first.
+  Number ConstantOf(double iValue, int iRank);
+
+  NodePtr const& At(Number iNumber) const { return Know(iNumber).node; }
+
+  /// Steps that bring the memory which a constant and its users will need closer. Each step needs what the one before
+  /// has asked for, so other work should lie between them.
+  enum class Step
+  {
+    Table,
+    Node,
+    Users,
+    UsersOfUsers
+  };
+  /// Tells that a constant will be asked for before long. Changes nothing.
+  void Expect(double iConstant, int iRank, Step iStep) const;
+
+private:
+  /// All that tells an operator, a coordinate or a constant from others; the detail is the numbers of the operands or
+  /// the bits of the constant.
+  struct Key
+  {
+    std::uint64_t detail = 0;
+    SFNodeType type = SFNodeType::NONE;
+    std::int32_t rank = -1;
+    std::uint32_t hash = 0;
+
+    bool operator==(Key const&) const = default;
+  };
+  struct Entry
+  {
+    std::uint32_t hash = 0;
+    Number number = None;
+  };
+  using Table = std::vector<Entry, SFLargePages<Entry>>;
+  /// One line of the cache.
+  struct alignas(64) Known
+  {
+    NodePtr node;
+    Key key;
+    std::array<Entry, 3> users; ///< nodes of which this is the newer operand
+  };
+
+  static Key KeyOf(SFNodeType iType, int iRank, std::uint64_t iDetail);
+  static Key KeyOf(SFNodeType iType, int iRank, Operands iOperands);
+  /// Of a node that has operands.
+  static Number NewestOf(Operands iOperands)
+  {
+    return iOperands.rhs == None ? iOperands.lhs : std::max(iOperands.lhs, iOperands.rhs);
+  }
+
+  template <class IsSame>
+  Entry& FindOrPlace(Operands iOperands, std::uint32_t iHash, IsSame iIsSame);
+  template <class Make>
+  Number FindOrMake(Operands iOperands, Key const& iKey, Make iMake);
+  Number Keep(NodePtr iNode, Key const& iKey);
+  void Grow();
+
+  struct Place
+  {
+    std::size_t block;
+    std::size_t at;
+  };
+  static Place PlaceOf(Number iNumber)
+  {
+    std::size_t const place = std::size_t{iNumber} + FirstBlock;
+    auto const block = static_cast<std::size_t>(std::bit_width(place / FirstBlock)) - 1;
+    return {block, place - (FirstBlock << block)};
+  }
+  Known const& Know(Number iNumber) const
+  {
+    Place const place = PlaceOf(iNumber);
+    return _known[place.block][place.at];
+  }
+  Known& Know(Number iNumber) { return const_cast<Known&>(std::as_const(*this).Know(iNumber)); }
+
+  static constexpr std::size_t FirstBlock = 64;
+  std::array<std::vector<Known, SFLargePages<Known>>, 27>
+      _known; ///< each block twice as long as the one before, so that nothing moves
+  Number _count = 0;
+  Table _table;
+  std::size_t _inTable = 0;
+};
+
+} // namespace SF

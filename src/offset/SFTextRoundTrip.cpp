@@ -1,0 +1,286 @@
+#include "offset/SFTextRoundTrip.h"
+
+#include "ResourceToSF.h"
+#include "SFAffineTransform.h"
+#include "SFBlendNode.h"
+#include "SFConstant.h"
+#include "SFCylindricalTransform.h"
+#include "SFDagFromExpression.h"
+#include "SFDagOffset.h"
+#include "SFDagToExpression.h"
+#include "SFDiscreteTransformNode.h"
+#include "SFGCGuidedTransform.h"
+#include "SFOperatorTable.h"
+#include "SFVariable.h"
+#include "graph/SFDagTraversal.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cmath>
+#include <string_view>
+#include <utility>
+
+namespace SF {
+namespace {
+
+using NodePtr = SFTextRoundTrip::NodePtr;
+
+/// The numbers that text gives for a node.
+class Numbers
+{
+public:
+  explicit Numbers(SFDagNode const& iNode)
+  {
+    switch (iNode.GetTypeTag()) {
+    case SFNodeType::CONSTANT:
+    case SFNodeType::PARAMETER:
+    case SFNodeType::OFFSET:
+      _count = 1;
+      iNode.GetConstant(_values[0]);
+      break;
+    case SFNodeType::AFFINETRANSFORM:
+      if (auto const* const affine = NodeAs<SFAffineTransform>(iNode))
+        Take(affine->GetParameters());
+      break;
+    case SFNodeType::CYLINDRICALTRANSFORM:
+      if (auto const* const cylinder = NodeAs<SFCylindricalTransform>(iNode))
+        Take(cylinder->GetParameters());
+      break;
+    case SFNodeType::BLEND:
+      if (auto const* const blend = NodeAs<SFBlendNode>(iNode))
+        Take(std::array{blend->GetBlendParameter()});
+      break;
+    default:
+      break;
+    }
+  }
+
+  double* begin() { return _values.data(); }
+  double* end() { return _values.data() + _count; }
+
+private:
+  template <std::size_t Count>
+  void Take(std::array<double, Count> const& iNumbers)
+  {
+    static_assert(Count <= SFAffineTransform::CoefficientCount);
+    std::copy(iNumbers.begin(), iNumbers.end(), _values.begin());
+    _count = Count;
+  }
+
+  std::array<double, SFAffineTransform::CoefficientCount> _values{};
+  std::size_t _count = 0;
+};
+
+// ---- what text can say ----------------------------------------------------------------------------------------
+
+bool HasOwnReferenceDirection(SFCylindricalTransform const& iCylinder)
+{
+  auto const same = [](ZULMathVector const& iA, ZULMathVector const& iB) {
+    return iA.x == iB.x && iA.y == iB.y && iA.z == iB.z;
+  };
+  SFCylindricalTransform const fromText(iCylinder.GetParameters());
+  auto const& frame = iCylinder.GetFrame();
+  auto const& textFrame = fromText.GetFrame();
+  return !same(frame.u, textFrame.u) || !same(frame.w, textFrame.w);
+}
+
+bool HasOwnSettings(SFDagOffset const& iOffset)
+{
+  ZULTolerance const* const tolerance = iOffset.GetTolerance();
+  return iOffset.GetSides() != SFDagOffset::EOneSided ||
+         (tolerance != nullptr && tolerance->GetResolution() != ZULGetDefaultTolerance().GetResolution());
+}
+
+/// Whether an id is one token of text, up to the blank behind it.
+bool IsReferenceToken(std::string_view iId)
+{
+  return iId.size() > 1 && iId.front() == '#' && iId.find(' ') == std::string_view::npos;
+}
+
+/// Whether a name ends in text where it ends, at the bracket of the value.
+bool IsParameterName(std::string_view iName) { return iName.find_first_of(" []") == std::string_view::npos; }
+
+bool CanBeSaidOf(SFDagNode const& iNode)
+{
+  switch (FamilyOf(iNode.GetTypeTag())) {
+  case SFNodeFamily::None:
+  case SFNodeFamily::End:
+  case SFNodeFamily::Resource:
+    return false;
+  case SFNodeFamily::Coordinate:
+  case SFNodeFamily::Operator:
+    return true;
+  case SFNodeFamily::Reference:
+    return IsReferenceToken(iNode.GetExpressionId());
+  case SFNodeFamily::Transform:
+    if (auto const* const cylinder = NodeAs<SFCylindricalTransform>(iNode); cylinder != nullptr)
+      if (HasOwnReferenceDirection(*cylinder))
+        return false;
+    break;
+  case SFNodeFamily::Offset:
+    if (auto const* const offset = NodeAs<SFDagOffset>(iNode); offset != nullptr && HasOwnSettings(*offset))
+      return false;
+    break;
+  case SFNodeFamily::Constant:
+    if (iNode.GetTypeTag() == SFNodeType::PARAMETER && !IsParameterName(iNode.GetExpressionId()))
+      return false;
+    break;
+  case SFNodeFamily::Blend:
+    break;
+  }
+  Numbers numbers(iNode);
+  return std::all_of(numbers.begin(), numbers.end(), [](double iNumber) { return std::isfinite(iNumber); });
+}
+
+// ---- reading --------------------------------------------------------------------------------------------------
+
+/// Whether a node has operands that its kind has no place for in text.
+bool HasSurplusOperand(SFDagNode const& iNode)
+{
+  int const arity = OperatorRow(iNode.GetTypeTag()).arity;
+  return (arity < 1 && iNode.GetLhs() != nullptr) || (arity < 2 && iNode.GetRhs() != nullptr);
+}
+
+/// A transform that holds resources. What reading makes of their ids is left to the reader, over a text of this node
+/// alone.
+template <class Transform>
+NodePtr ReadWithIds(Transform const& iTransform)
+{
+  Transform alone(iTransform);
+  alone.SetLhs(std::make_shared<SFOp>(SFNodeType::X));
+  SFSWContext const context(SFSemanticLevel::ESemanticLevel2);
+  SFDagToExpression const writer(context);
+  std::string written;
+  std::string again;
+  if (Failed(writer.Export(alone, written, true, false)))
+    return nullptr;
+  NodePtr read = SFDagFromExpression::BuildFromExpression(written, nullptr);
+  if (read == nullptr || Failed(writer.Export(*read, again, true, false)) || written != again)
+    return nullptr;
+  read->ResetEvaluationCache();
+  return read;
+}
+
+} // namespace
+
+SFTextRoundTrip::SFTextRoundTrip(SFDagNode const& iRoot) : _nodes(PostOrder(iRoot, SFReach::Operands)) {}
+
+bool SFTextRoundTrip::CanBeSaid() const
+{
+  return std::all_of(_nodes.begin(), _nodes.end(), [](SFDagNode const* iNode) { return CanBeSaidOf(*iNode); });
+}
+
+double SFTextRoundTrip::AsText(double iNumber)
+{
+  auto const [place, isNew] = _asText.try_emplace(std::bit_cast<std::uint64_t>(iNumber), 0.0);
+  if (isNew) {
+    std::string text;
+    ToSFString(iNumber, text);
+    ReadSFNumber(text, place->second);
+  }
+  return place->second;
+}
+
+/// A node without its operands and its rank; null for one that only claims to be of its kind.
+NodePtr SFTextRoundTrip::ReadNode(SFDagNode const& iNode)
+{
+  SFNodeType const type = iNode.GetTypeTag();
+  auto const number = [&] { return AsText(*Numbers(iNode).begin()); };
+  switch (FamilyOf(type)) {
+  case SFNodeFamily::Coordinate:
+  case SFNodeFamily::Operator:
+    return std::make_shared<SFOp>(type);
+  case SFNodeFamily::Constant:
+    if (type == SFNodeType::PARAMETER)
+      return std::make_shared<SFVariable>(iNode.GetExpressionId(), number());
+    return std::make_shared<SFConstant>(number());
+  case SFNodeFamily::Reference: {
+    auto reference = std::make_shared<ResourceToSF>(type);
+    return Succeeded(reference->SetExpressionId(iNode.GetExpressionId())) ? reference : nullptr;
+  }
+  case SFNodeFamily::Transform:
+    return ReadTransform(iNode);
+  case SFNodeFamily::Blend:
+    return std::make_shared<SFBlendNode>(SFOp(type), number());
+  case SFNodeFamily::Offset:
+    return std::make_shared<SFDagOffset>(nullptr, number());
+  case SFNodeFamily::None:
+  case SFNodeFamily::End:
+  case SFNodeFamily::Resource:
+    break;
+  }
+  return nullptr;
+}
+
+NodePtr SFTextRoundTrip::ReadTransform(SFDagNode const& iNode)
+{
+  auto const read = [this](auto iNumbers) {
+    for (double& number : iNumbers)
+      number = AsText(number);
+    return iNumbers;
+  };
+  if (auto const* const affine = NodeAs<SFAffineTransform>(iNode)) {
+    auto const numbers = read(affine->GetParameters());
+    return std::make_shared<SFAffineTransform>(ZULMathTransformation(numbers.data(), static_cast<int>(numbers.size())));
+  }
+  if (auto const* const cylinder = NodeAs<SFCylindricalTransform>(iNode))
+    return std::make_shared<SFCylindricalTransform>(read(cylinder->GetParameters()));
+  if (auto const* const guided = NodeAs<SFGCGuidedTransform>(iNode))
+    return ReadWithIds(*guided);
+  if (auto const* const discrete = NodeAs<SFDiscreteTransformNode>(iNode))
+    return ReadWithIds(*discrete);
+  return nullptr;
+}
+
+/// An operand as its parent gets it.
+SFTextRoundTrip::Entry const& SFTextRoundTrip::ReadOperand(NodePtr const& iWritten)
+{
+  Entry& entry = _entries[_index.Find(iWritten.get())];
+  if (entry.number == SFHashConsing::None) {
+    NodePtr const own = entry.node;
+    entry.number = _existingNodes.DeDuplicate(entry.node, entry.operands);
+    // What distinguishes nodes for the reader leaves some of these numbers out.
+    if (own != entry.node) {
+      Numbers numbers(*own);
+      Numbers others(*entry.node);
+      _hasMergedOthers = _hasMergedOthers || !std::equal(numbers.begin(), numbers.end(), others.begin(), others.end());
+    }
+  }
+  return entry;
+}
+
+NodePtr SFTextRoundTrip::Read()
+{
+  _entries.reserve(_nodes.size());
+  for (SFDagNode const* const written : _nodes) {
+    Entry read;
+    read.node = ReadNode(*written);
+    NodePtr const& node = read.node;
+    int const arity = OperatorRow(written->GetTypeTag()).arity;
+    if (node == nullptr || HasSurplusOperand(*written))
+      return nullptr;
+    // As the reader counts: a leaf has rank 0, or -1 where it is constant, an operator one more than its operands.
+    int rank = FamilyOf(written->GetTypeTag()) == SFNodeFamily::Constant ? -1 : 0;
+    if (arity > 0) {
+      Entry const& lhs = ReadOperand(written->GetLhs());
+      node->SetLhs(lhs.node);
+      read.operands.lhs = lhs.number;
+      rank = node->GetLhs()->GetRank() + 1;
+    }
+    if (arity > 1) {
+      Entry const& rhs = ReadOperand(written->GetRhs());
+      node->SetRhs(rhs.node);
+      read.operands.rhs = rhs.number;
+      rank = std::max(rank, node->GetRhs()->GetRank() + 1);
+    }
+    if (_hasMergedOthers)
+      return nullptr;
+    node->SetRank(rank);
+    _index.Insert(written);
+    _entries.push_back(std::move(read));
+  }
+  return _entries.back().node;
+}
+
+} // namespace SF

@@ -1,0 +1,111 @@
+#include "tape/SFTapeBuilder.h"
+
+#include "operators/SFScalarOps.h"
+
+#include <bit>
+
+namespace SF {
+namespace {
+
+constexpr SFValueId Unknown = UINT32_MAX;
+
+/// What an instruction computes, as 64-bit words.
+std::array<std::uint64_t, 3> KeyOf(SFTapeInstruction const& iInstruction)
+{
+  auto const& o = iInstruction.operands;
+  std::uint64_t payload = 0;
+  if (iInstruction.code == CodeOf(SFNodeType::CONSTANT))
+    payload = std::bit_cast<std::uint64_t>(iInstruction.constant);
+  else if (IsResourceCode(iInstruction.code))
+    payload = reinterpret_cast<std::uintptr_t>(iInstruction.resource);
+  return {(std::uint64_t{iInstruction.code} << 32) | o[0], (std::uint64_t{o[1]} << 32) | o[2], payload};
+}
+
+std::size_t HashOf(std::array<std::uint64_t, 3> const& iKey)
+{
+  std::uint64_t hash = 0;
+  for (std::uint64_t const word : iKey) {
+    hash = (hash ^ word) * 0x9E3779B97F4A7C15ULL;
+    hash ^= hash >> 32;
+  }
+  return static_cast<std::size_t>(hash);
+}
+
+} // namespace
+
+void SFTapeBuilder::Grow()
+{
+  _numbering.assign(_numbering.empty() ? 256 : 2 * _numbering.size(), Unknown);
+  std::size_t const mask = _numbering.size() - 1;
+  for (SFValueId id = 0; id < _tape.instructions.size(); ++id) {
+    std::size_t i = HashOf(KeyOf(_tape.instructions[id])) & mask;
+    while (_numbering[i] != Unknown)
+      i = (i + 1) & mask;
+    _numbering[i] = id;
+  }
+}
+
+SFValueId SFTapeBuilder::Number(SFTapeInstruction const& iInstruction)
+{
+  if (2 * (_tape.instructions.size() + 1) > _numbering.size())
+    Grow();
+  auto const key = KeyOf(iInstruction);
+  std::size_t const mask = _numbering.size() - 1;
+  std::size_t i = HashOf(key) & mask;
+  for (; _numbering[i] != Unknown; i = (i + 1) & mask)
+    if (KeyOf(_tape.instructions[_numbering[i]]) == key)
+      return _numbering[i];
+  _numbering[i] = static_cast<SFValueId>(_tape.instructions.size());
+  _tape.instructions.push_back(iInstruction);
+  return _numbering[i];
+}
+
+SFValueId SFTapeBuilder::Constant(double iValue)
+{
+  SFTapeInstruction instruction;
+  instruction.code = CodeOf(SFNodeType::CONSTANT);
+  instruction.constant = iValue;
+  return Number(instruction);
+}
+
+SFValueId SFTapeBuilder::Emit(SFNodeType iOperator, SFValueId iA, SFValueId iB)
+{
+  auto const& a = _tape.instructions[iA];
+  auto const& b = _tape.instructions[iB];
+  constexpr SFTapeCode constant = CodeOf(SFNodeType::CONSTANT);
+  if (a.code == constant && b.code == constant)
+    return Constant(ScalarOps::Apply(iOperator, a.constant, b.constant));
+  SFTapeInstruction instruction;
+  instruction.code = CodeOf(iOperator);
+  instruction.axes = a.axes | b.axes;
+  instruction.operands = {iA, iB, 0};
+  return Number(instruction);
+}
+
+SFTape SFTapeBuilder::Finish()
+{
+  auto& instructions = _tape.instructions;
+  std::vector<char> needed(instructions.size(), 0);
+  for (SFValueId const result : _tape.results)
+    needed[result] = 1;
+  for (std::size_t id = instructions.size(); id-- > 0;)
+    if (needed[id] != 0)
+      for (int i = 0; i < ArityOf(instructions[id].code); ++i)
+        needed[instructions[id].operands[static_cast<std::size_t>(i)]] = 1;
+
+  std::vector<SFValueId> renumbered(instructions.size(), Unknown);
+  SFTape tape;
+  for (std::size_t id = 0; id < instructions.size(); ++id) {
+    if (needed[id] == 0)
+      continue;
+    SFTapeInstruction instruction = instructions[id];
+    RenumberOperands(instruction, [&](SFValueId iId) { return renumbered[iId]; });
+    renumbered[id] = static_cast<SFValueId>(tape.instructions.size());
+    tape.instructions.push_back(instruction);
+  }
+  for (SFValueId const result : _tape.results)
+    tape.results.push_back(renumbered[result]);
+  return tape;
+}
+
+} // namespace SF

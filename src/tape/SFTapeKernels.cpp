@@ -1,0 +1,96 @@
+#include "tape/SFTapeKernels.h"
+
+#include "operators/SFScalarOps.h"
+
+#include <cstdlib>
+#include <utility>
+
+namespace SF {
+
+// Inlined for the sake of the registers: a value must not pass through memory between two operators.
+#define SF_KERNEL_INLINE __attribute__((always_inline)) inline
+#if defined(__clang__)
+#define SF_KERNEL_UNROLL _Pragma("unroll")
+#else
+#define SF_KERNEL_UNROLL _Pragma("GCC unroll 8")
+#endif
+
+namespace Portable {
+namespace {
+#define SF_KERNEL_TARGET
+#define SF_KERNEL_NAME "portable"
+#define SF_KERNEL_BYTES 16
+#define SF_KERNEL_REGISTERS 4
+#include "tape/SFTapeKernelBody.inl"
+#undef SF_KERNEL_TARGET
+#undef SF_KERNEL_NAME
+#undef SF_KERNEL_BYTES
+#undef SF_KERNEL_REGISTERS
+} // namespace
+} // namespace Portable
+
+#if defined(__x86_64__) && defined(__GNUC__)
+#define SF_HAS_X86_KERNELS 1
+namespace Avx2 {
+namespace {
+#define SF_KERNEL_TARGET __attribute__((target("avx2")))
+#define SF_KERNEL_NAME "avx2"
+#define SF_KERNEL_BYTES 32
+#define SF_KERNEL_REGISTERS 4
+#include "tape/SFTapeKernelBody.inl"
+#undef SF_KERNEL_TARGET
+#undef SF_KERNEL_NAME
+#undef SF_KERNEL_BYTES
+#undef SF_KERNEL_REGISTERS
+} // namespace
+} // namespace Avx2
+
+namespace Avx512 {
+namespace {
+#if defined(__clang__)
+#define SF_KERNEL_TARGET __attribute__((target("avx512f,avx512dq,avx512vl"), min_vector_width(512)))
+#else
+#define SF_KERNEL_TARGET __attribute__((target("avx512f,avx512dq,avx512vl,prefer-vector-width=512")))
+#endif
+#define SF_KERNEL_NAME "avx512"
+#define SF_KERNEL_BYTES 64
+#define SF_KERNEL_REGISTERS 8
+#include "tape/SFTapeKernelBody.inl"
+#undef SF_KERNEL_TARGET
+#undef SF_KERNEL_NAME
+#undef SF_KERNEL_BYTES
+#undef SF_KERNEL_REGISTERS
+} // namespace
+} // namespace Avx512
+#endif
+
+std::vector<SFTapeKernels const*> const& AvailableTapeKernels()
+{
+  // The builtin also asks whether the system saves the wide registers.
+  static std::vector<SFTapeKernels const*> const available = [] {
+    std::vector<SFTapeKernels const*> sets;
+#if defined(SF_HAS_X86_KERNELS)
+    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl"))
+      sets.push_back(&Avx512::kernels);
+    if (__builtin_cpu_supports("avx2"))
+      sets.push_back(&Avx2::kernels);
+#endif
+    sets.push_back(&Portable::kernels);
+    return sets;
+  }();
+  return available;
+}
+
+SFTapeKernels const& ActiveTapeKernels()
+{
+  auto const& available = AvailableTapeKernels();
+  char const* const wanted = std::getenv("SF_KERNELS");
+  if (wanted == nullptr)
+    return *available.front();
+  for (SFTapeKernels const* const kernels : available)
+    if (kernels->name == wanted)
+      return *kernels;
+  return *available.back();
+}
+
+} // namespace SF

@@ -1,0 +1,242 @@
+#include "tape/SFTapeSweep.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace SF {
+namespace {
+
+/// Calls `iCall(box)` for the boxes of a size that cover another.
+template <class Call>
+void ForEachBox(SFTile const& iAll, std::array<unsigned int, 3> const& iSize, Call iCall)
+{
+  SFTile box;
+  auto const cut = [&](std::size_t iAxis, std::size_t iOffset) { // wider than the counts, whose sums may overflow
+    auto const offset = static_cast<unsigned int>(iOffset);
+    box.begin[iAxis] = iAll.begin[iAxis] + offset;
+    box.count[iAxis] = std::min(iSize[iAxis], iAll.count[iAxis] - offset);
+  };
+  for (std::size_t z = 0; z < iAll.count[2]; z += iSize[2])
+    for (std::size_t y = 0; y < iAll.count[1]; y += iSize[1])
+      for (std::size_t x = 0; x < iAll.count[0]; x += iSize[0]) {
+        cut(0, x);
+        cut(1, y);
+        cut(2, z);
+        iCall(box);
+      }
+}
+
+/// Component by component: comparing the arrays is a call of the C library, which showed in profiles of small fields.
+bool SameSize(std::array<unsigned int, 3> const& iA, std::array<unsigned int, 3> const& iB)
+{
+  return iA[0] == iB[0] && iA[1] == iB[1] && iA[2] == iB[2];
+}
+
+/// The boxes to prune for, by how many axes the grid has, from the regions down to a tile.
+std::vector<std::array<unsigned int, 3>> PruningLevels(std::array<unsigned int, 3> const& iDims)
+{
+  auto const flat = std::count_if(iDims.begin(), iDims.end(), [](unsigned int iN) { return iN < 8; });
+  if (flat == 0)
+    return {{64, 64, 64}, {32, 32, 32}, {16, 16, 16}, {16, 8, 8}};
+  if (iDims[2] < 8)
+    return {{256, 256, 8}, {128, 64, 8}, {64, 32, 8}};
+  return {{256, 64, 64}, {64, 32, 32}, {16, 16, 16}};
+}
+
+/// A list that costs less at a point, in additions, is run without further ado: in long rows, which a smaller box
+/// would cut.
+constexpr std::size_t WorthPruning = 8;
+/// One that costs more is pruned without a test.
+constexpr std::size_t SurelyWorthPruning = 256;
+
+} // namespace
+
+struct SFTapeSweep::Worker
+{
+  Output const& output;
+  std::function<void()> const& onTile;
+  SFTapeScratch scratch;
+  SFPrunerScratch pruning;
+  std::vector<std::array<SFTapeList, SFTapePruner::MaxBoxes>> lists; ///< by level
+
+  bool MustStop()
+  {
+    scratch.stopped = scratch.stopped || pruning.stopped;
+    return scratch.MustStop();
+  }
+};
+
+SFTapeSweep::SFTapeSweep(SFTapeRunner const& iRunner, unsigned int iBegin, unsigned int iEnd, unsigned int iThreads,
+                         std::size_t iTileVolume)
+  : _runner(iRunner), _pruner(iRunner), _threads(std::max(1U, iThreads)), _tileVolume(iTileVolume)
+{
+  auto const& dims = iRunner.GetGrid().dims;
+  _all = {{0, 0, iBegin}, {dims[0], dims[1], iEnd - iBegin}};
+  SFTapeList const& list = iRunner.GetList();
+  if (list.choices > 0 && list.cost >= WorthPruning)
+    _levels = PruningLevels(_all.count);
+  _prunes = !_levels.empty() && (list.cost >= SurelyWorthPruning || PruningGains());
+  if (!_prunes) {
+    unsigned int const rows = std::max(1U, 32768U / std::max(1U, dims[0]));
+    _levels = {{std::max(1U, dims[0]), rows, 1}};
+  }
+  _regionCount = 1;
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    _regions[axis] = (std::size_t{_all.count[axis]} + _levels[0][axis] - 1) / _levels[0][axis];
+    _regionCount *= _regions[axis];
+  }
+}
+
+/// Whether pruning makes points cheaper by more than it takes: the pruning itself, and rows as short as its boxes. Tried
+/// on some boxes all over the grid.
+bool SFTapeSweep::PruningGains() const
+{
+  constexpr std::size_t takes = 12; // additions a point
+  constexpr std::size_t attempts = 4;
+  constexpr std::array<double, 3> steps{0.8191725134, 0.6710436067, 0.5497004779}; // spread evenly, Roberts 2018
+  SFPrunerScratch scratch = _pruner.MakeScratch();
+  std::array<SFTile, SFTapePruner::MaxBoxes> boxes;
+  std::array<SFTapeList, SFTapePruner::MaxBoxes> lists;
+  std::size_t cost = 0;
+  for (std::size_t attempt = 0; attempt < attempts; ++attempt) {
+    for (std::size_t i = 0; i < boxes.size(); ++i)
+      for (std::size_t axis = 0; axis < 3; ++axis) {
+        double const place = std::fmod(static_cast<double>(attempt * boxes.size() + i) * steps[axis], 1.0);
+        unsigned int const count = std::min(_levels.back()[axis], _all.count[axis]);
+        boxes[i].count[axis] = count;
+        boxes[i].begin[axis] = _all.begin[axis] + static_cast<unsigned int>(place * (_all.count[axis] / count)) * count;
+      }
+    _pruner.Prune(_runner.GetList(), boxes, SFListUse::ToRun, scratch, lists.data());
+    for (SFTapeList const& list : lists)
+      cost += list.cost;
+  }
+  std::size_t const pruned = cost / (attempts * boxes.size());
+  return pruned + pruned / 2 + takes < _runner.GetList().cost;
+}
+
+SFTile SFTapeSweep::RegionAt(std::size_t iNumber) const
+{
+  std::array<std::size_t, 3> const at{iNumber % _regions[0], iNumber / _regions[0] % _regions[1],
+                                      iNumber / _regions[0] / _regions[1]};
+  SFTile region;
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    auto const offset = static_cast<unsigned int>(at[axis] * _levels[0][axis]);
+    region.begin[axis] = _all.begin[axis] + offset;
+    region.count[axis] = std::min(_levels[0][axis], _all.count[axis] - offset);
+  }
+  return region;
+}
+
+void SFTapeSweep::Work(Output const& iOutput, SFStopRequest const& iStop, std::function<void()> const& iOnTile)
+{
+  Worker worker{iOutput, iOnTile, _runner.MakeScratch(), {}, {}};
+  worker.scratch.stop = &iStop;
+  worker.scratch.target = iOutput.target;
+  if (_prunes) {
+    worker.pruning = _pruner.MakeScratch();
+    worker.pruning.stop = &iStop;
+  }
+  worker.lists.resize(_levels.size());
+  std::array<SFTile, SFTapePruner::MaxBoxes> boxes;
+  while (!worker.MustStop()) {
+    std::size_t const count = DrawRegions(boxes.data());
+    if (count == 0)
+      return;
+    if (_prunes)
+      Visit(worker, {boxes.data(), count}, nullptr, _runner.GetList(), 0, false);
+    else
+      RunBox(worker, boxes[0], _runner.GetList());
+    _done += count;
+  }
+}
+
+/// Takes the next regions; none when none is left. Several at once, to be pruned for together, while there are many
+/// for each thread.
+std::size_t SFTapeSweep::DrawRegions(SFTile* oBoxes)
+{
+  std::size_t const next = _next.load(std::memory_order_relaxed);
+  std::size_t const left = _regionCount - std::min(next, _regionCount);
+  std::size_t const wanted =
+      _prunes ? std::clamp<std::size_t>(left / (4 * _threads), 1, SFTapePruner::BoxesFor(_runner.GetList())) : 1;
+  std::size_t const first = _next.fetch_add(wanted);
+  std::size_t const count = std::min(_regionCount - std::min(first, _regionCount), wanted);
+  for (std::size_t i = 0; i < count; ++i)
+    oBoxes[i] = RegionAt(first + i);
+  return count;
+}
+
+/// Prunes for some boxes and goes on to their parts, while there is something left to decide. One attempt in vain does
+/// not say that smaller boxes decide nothing: a few parts spread over the first box all reach it. Where the boxes make
+/// up `iWhole` and little has been gained by the smallest of them, that is run with the list it had, in longer rows.
+void SFTapeSweep::Visit(Worker& ioWorker, std::span<SFTile const> iBoxes, SFTile const* iWhole, SFTapeList const& iList,
+                        std::size_t iLevel, bool iLastWasVain) const
+{
+  bool const isLast = iLevel + 1 == _levels.size();
+  auto& lists = ioWorker.lists[iLevel];
+  SFBoxes const changed =
+      _pruner.Prune(iList, iBoxes, isLast ? SFListUse::ToRun : SFListUse::ToPrune, ioWorker.pruning, lists.data());
+  if (ioWorker.MustStop())
+    return;
+  std::size_t cost = 0;
+  for (std::size_t i = 0; i < iBoxes.size(); ++i)
+    cost += lists[i].cost;
+  bool const gainsLittle = isLast ? 4 * cost > 3 * iBoxes.size() * iList.cost : changed == 0 && iLastWasVain;
+  if (iWhole != nullptr && gainsLittle) {
+    RunBox(ioWorker, *iWhole, iList);
+    return;
+  }
+  for (std::size_t i = 0; i < iBoxes.size() && !ioWorker.MustStop(); ++i) {
+    bool const vain = (changed >> i & 1U) == 0;
+    if (isLast || (vain && iLastWasVain) || lists[i].choices == 0 || lists[i].cost < WorthPruning)
+      RunBox(ioWorker, iBoxes[i], lists[i]);
+    else
+      VisitParts(ioWorker, iBoxes[i], lists[i], iLevel + 1, vain);
+  }
+}
+
+void SFTapeSweep::VisitParts(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList, std::size_t iLevel,
+                             bool iLastWasVain) const
+{
+  std::array<SFTile, SFTapePruner::MaxBoxes> parts;
+  std::size_t count = 0;
+  bool isFirst = true;
+  auto const visit = [&](bool iIsLast) {
+    if (count > 0 && !ioWorker.MustStop())
+      Visit(ioWorker, {parts.data(), count}, isFirst && iIsLast ? &iBox : nullptr, iList, iLevel, iLastWasVain);
+    count = 0;
+    isFirst = false;
+  };
+  ForEachBox(iBox, _levels[iLevel], [&](SFTile const& iPart) {
+    if (count == SFTapePruner::BoxesFor(iList))
+      visit(false);
+    parts[count++] = iPart;
+  });
+  visit(true);
+}
+
+void SFTapeSweep::RunBox(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList) const
+{
+  std::array<unsigned int, 3> size{};
+  std::size_t left = _tileVolume;
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    size[axis] = static_cast<unsigned int>(std::clamp<std::size_t>(iBox.count[axis], 1, left));
+    left = std::max<std::size_t>(1, left / size[axis]);
+  }
+  bool isNew = true;
+  ForEachBox(iBox, size, [&](SFTile const& iTile) {
+    if (ioWorker.scratch.MustStop())
+      return;
+    if (isNew || !SameSize(ioWorker.scratch.count, iTile.count))
+      _runner.Plan(iList, iTile.count, ioWorker.scratch);
+    isNew = false;
+    _runner.RunTile(iTile, ioWorker.scratch);
+    if (ioWorker.scratch.stopped)
+      return;
+    if (!ioWorker.scratch.targetIsDone)
+      ioWorker.output.sink(iTile, iList, ioWorker.scratch);
+    if (ioWorker.onTile)
+      ioWorker.onTile();
+  });
+}
+
+} // namespace SF

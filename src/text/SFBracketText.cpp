@@ -1,0 +1,45 @@
+#include "text/SFBracketText.h"
+
+#include "text/SFLexer.h"
+
+#include <algorithm>
+
+namespace SF {
+
+std::vector<std::string_view> SplitPieces(std::string_view iText, char iSeparator)
+{
+  std::vector<std::string_view> pieces;
+  for (std::size_t from = 0; from <= iText.size();) {
+    std::size_t const separator = std::min(iText.find(iSeparator, from), iText.size());
+    pieces.push_back(iText.substr(from, separator - from));
+    from = separator + 1;
+  }
+  return pieces;
+}
+
+std::vector<double> ReadNumberList(std::string_view iText)
+{
+  std::vector<double> numbers;
+  for (std::string_view const piece : SplitPieces(iText, ';')) {
+    double number = 0.0;
+    ReadTokenNumber(piece, number);
+    numbers.push_back(number);
+  }
+  return numbers;
+}
+
+bool ReadIdGroups(std::string_view iText, std::vector<std::vector<std::string_view>>& oGroups)
+{
+  oGroups.clear();
+  while (!iText.empty()) {
+    std::size_t const close = iText.find(']');
+    if (iText.front() != '[' || close == std::string_view::npos)
+      return false;
+    std::string_view const ids = iText.substr(1, close - 1);
+    oGroups.push_back(ids.empty() ? std::vector<std::string_view>{} : SplitPieces(ids, ';'));
+    iText.remove_prefix(close + 1);
+  }
+  return true;
+}
+
+} // namespace SF

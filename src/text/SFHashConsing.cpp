@@ -1,0 +1,194 @@
+#include "text/SFHashConsing.h"
+
+#include "SFConstant.h"
+#include "SFOp.h"
+#include "SFOperatorTable.h"
+#include "graph/SFPrefetch.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <functional>
+
+namespace SF {
+namespace {
+
+std::size_t Mix(std::size_t iHash, std::size_t iValue)
+{
+  // The finalizer of MurmurHash3 (Austin Appleby, 2011) over the combined words.
+  auto h = static_cast<std::uint64_t>(iHash ^ iValue);
+  h = (h ^ (h >> 33)) * 0xff51afd7ed558ccdULL;
+  h = (h ^ (h >> 33)) * 0xc4ceb9fe1a85ec53ULL;
+  return static_cast<std::size_t>(h ^ (h >> 33));
+}
+
+/// Of a node that its key does not tell from others.
+std::uint32_t HashOf(SFDagNode const& iNode)
+{
+  std::size_t hash = Mix(SFDagNode::RawPtrHashFct{}(&iNode), 0x9E3779B97F4A7C15ULL);
+  hash = Mix(hash, reinterpret_cast<std::uintptr_t>(iNode.GetLhs().get()));
+  if (iNode.GetTypeTag() == SFNodeType::PARAMETER) // its name is not part of the node's own hash
+    hash = Mix(hash, std::hash<std::string>{}(iNode.GetExpressionId()));
+  return static_cast<std::uint32_t>(hash);
+}
+
+bool AreSame(SFDagNode const& iA, SFDagNode const& iB)
+{
+  if (iA.GetTypeTag() != iB.GetTypeTag() || iA.GetRank() != iB.GetRank())
+    return false;
+  if (OperatorRow(iA.GetTypeTag()).arity == 0)
+    return iA == iB;
+  // With the same operands only the payload of the hash is left to tell two nodes apart.
+  return iA.GetLhs() == iB.GetLhs() && iA.GetRhs() == iB.GetRhs() &&
+         SFDagNode::RawPtrHashFct{}(&iA) == SFDagNode::RawPtrHashFct{}(&iB);
+}
+
+bool HasOwnKey(double iConstant) { return iConstant != 0.0 && !std::isnan(iConstant); }
+
+} // namespace
+
+// ---- keys -----------------------------------------------------------------------------------------------------
+
+SFHashConsing::Key SFHashConsing::KeyOf(SFNodeType iType, int iRank, std::uint64_t iDetail)
+{
+  std::uint64_t const head = static_cast<std::uint64_t>(iType) << 32 | static_cast<std::uint32_t>(iRank);
+  return {iDetail, iType, iRank, static_cast<std::uint32_t>(Mix(Mix(head, 0x9E3779B97F4A7C15ULL), iDetail))};
+}
+
+SFHashConsing::Key SFHashConsing::KeyOf(SFNodeType iType, int iRank, Operands iOperands)
+{
+  return KeyOf(iType, iRank, std::uint64_t{iOperands.lhs} << 32 | iOperands.rhs);
+}
+
+// ---- memory asked for ahead ---------------------------------------------------------------------------------------
+
+void SFHashConsing::Expect(double iConstant, int iRank, Step iStep) const
+{
+  if (_table.empty())
+    return;
+  std::uint32_t const hash = KeyOf(SFNodeType::CONSTANT, iRank, std::bit_cast<std::uint64_t>(iConstant)).hash;
+  Entry const& entry = _table[hash & (_table.size() - 1)];
+  if (iStep == Step::Table) {
+    Prefetch(&entry);
+    return;
+  }
+  if (entry.number == None || entry.hash != hash)
+    return;
+  // What was met right after a node is often what is wanted after it.
+  auto const prefetchWithNext = [](Known const& iKnown) {
+    Prefetch(&iKnown);
+    Prefetch(&iKnown + 1);
+  };
+  Known const& known = Know(entry.number);
+  if (iStep == Step::Node) {
+    prefetchWithNext(known);
+    return;
+  }
+  for (Entry const& user : known.users)
+    if (user.number != None) {
+      if (iStep == Step::Users)
+        prefetchWithNext(Know(user.number));
+      else if (user.number + 1 < _count)
+        Prefetch(Know(user.number + 1).node.get());
+    }
+}
+
+// ---- places ---------------------------------------------------------------------------------------------------
+
+/// The entry of the node that is the same, or the free one where it belongs.
+template <class IsSame>
+SFHashConsing::Entry& SFHashConsing::FindOrPlace(Operands iOperands, std::uint32_t iHash, IsSame iIsSame)
+{
+  auto const isIn = [&](Entry const& iEntry) {
+    return iEntry.number == None || (iEntry.hash == iHash && iIsSame(Know(iEntry.number)));
+  };
+  if (iOperands.lhs != None)
+    for (Entry& user : Know(NewestOf(iOperands)).users)
+      if (isIn(user))
+        return user;
+  if (2 * (_inTable + 1) > _table.size())
+    Grow();
+  std::size_t const mask = _table.size() - 1;
+  std::size_t i = iHash & mask;
+  while (!isIn(_table[i]))
+    i = (i + 1) & mask;
+  _inTable += _table[i].number == None ? 1 : 0;
+  return _table[i];
+}
+
+void SFHashConsing::Grow()
+{
+  Table old(_table.empty() ? 64 : 2 * _table.size());
+  old.swap(_table);
+  std::size_t const mask = _table.size() - 1;
+  for (Entry const& entry : old)
+    if (entry.number != None) {
+      std::size_t i = entry.hash & mask;
+      while (_table[i].number != None)
+        i = (i + 1) & mask;
+      _table[i] = entry;
+    }
+}
+
+template <class Make>
+SFHashConsing::Number SFHashConsing::FindOrMake(Operands iOperands, Key const& iKey, Make iMake)
+{
+  Entry& place = FindOrPlace(iOperands, iKey.hash, [&](Known const& iKnown) { return iKnown.key == iKey; });
+  if (place.number == None)
+    place = {iKey.hash, Keep(iMake(), iKey)};
+  return place.number;
+}
+
+SFHashConsing::Number SFHashConsing::Keep(NodePtr iNode, Key const& iKey)
+{
+  Place const place = PlaceOf(_count);
+  auto& block = _known[place.block];
+  if (block.empty())
+    block.reserve(FirstBlock << place.block);
+  block.push_back({std::move(iNode), iKey, {}});
+  return _count++;
+}
+
+// ---- nodes ----------------------------------------------------------------------------------------------------
+
+SFHashConsing::Number SFHashConsing::OperatorOver(Operands iOperands, SFNodeType iType, int iRank)
+{
+  return FindOrMake(iOperands, KeyOf(iType, iRank, iOperands), [&] {
+    auto const operand = [this](Number iNumber) { return iNumber != None ? At(iNumber) : nullptr; };
+    auto node = std::make_shared<SFOp>(iType, operand(iOperands.lhs), operand(iOperands.rhs));
+    node->SetRank(iRank);
+    return node;
+  });
+}
+
+SFHashConsing::Number SFHashConsing::ConstantOf(double iValue, int iRank)
+{
+  return FindOrMake({}, KeyOf(SFNodeType::CONSTANT, iRank, std::bit_cast<std::uint64_t>(iValue)), [&] {
+    auto node = std::make_shared<SFConstant>(iValue);
+    node->SetRank(iRank);
+    return node;
+  });
+}
+
+SFHashConsing::Number SFHashConsing::DeDuplicate(NodePtr& ioNode, Operands iOperands)
+{
+  SFNodeType const type = ioNode->GetTypeTag();
+  auto const keep = [&] { return ioNode; };
+  Number number = None;
+  double value = 0.0;
+  if (IsOperator(type) || IsCoordinate(type))
+    number = FindOrMake(iOperands, KeyOf(type, ioNode->GetRank(), iOperands), keep);
+  else if (type == SFNodeType::CONSTANT && Succeeded(ioNode->GetConstant(value)) && HasOwnKey(value))
+    number = FindOrMake({}, KeyOf(type, ioNode->GetRank(), std::bit_cast<std::uint64_t>(value)), keep);
+  else {
+    std::uint32_t const hash = HashOf(*ioNode);
+    Entry& place = FindOrPlace(iOperands, hash, [&](Known const& iKnown) { return AreSame(*ioNode, *iKnown.node); });
+    if (place.number == None)
+      place = {hash, Keep(ioNode, {})};
+    number = place.number;
+  }
+  ioNode = At(number);
+  return number;
+}
+
+} // namespace SF
