@@ -59,8 +59,9 @@ struct OpenNode
 class Builder
 {
 public:
-  Builder(std::string const& iExpression, SFResourceResolver* iResolver)
-    : _lexer(iExpression), _resolver(iResolver), _payloadBudget(2 * iExpression.size() + 64)
+  Builder(std::string const& iExpression, SFResourceResolver* iResolver, SFNodeEquality iEquality)
+    : _lexer(iExpression), _resolver(iResolver), _equality(iEquality), _existingNodes(iEquality),
+      _payloadBudget(2 * iExpression.size() + 64)
   {
   }
 
@@ -68,6 +69,7 @@ public:
 
 private:
   ReadNode BuildLeaf(SFToken const& iToken);
+  std::string PolyText(SFToken const& iToken) const;
   SFDagNodePtr BuildPoly(SFToken const& iToken);
   std::shared_ptr<ResourceToSF> BuildReference(std::string const& iText);
   SFDagNodePtr BuildParameter(SFToken const& iToken);
@@ -88,6 +90,7 @@ private:
 
   SFLexer _lexer;
   SFResourceResolver* _resolver;
+  SFNodeEquality _equality;
   SFHashConsing _existingNodes;
   SFTokenQueue _tokens{_lexer, _existingNodes};
   std::vector<OpenNode> _openNodes;
@@ -154,7 +157,7 @@ ReadNode Builder::BuildLeaf(SFToken const& iToken)
     break;
   case SFNodeType::CONSTANT:
     rank = SFTokenQueue::ConstantRank;
-    if (iToken.value != 0.0)
+    if (_existingNodes.IsTellingBits(iToken.value))
       read.number = _existingNodes.ConstantOf(iToken.value, rank);
     else
       read.node = std::make_shared<SFConstant>(iToken.value);
@@ -173,9 +176,19 @@ ReadNode Builder::BuildLeaf(SFToken const& iToken)
   return read;
 }
 
-SFDagNodePtr Builder::BuildPoly(SFToken const& iToken)
+/// What identifies a resource by number.
+std::string Builder::PolyText(SFToken const& iToken) const
 {
   std::string const text = _lexer.SubExpression(iToken.start, iToken.end);
+  std::size_t const digits = text.find_last_of(" \t\n\v\f\r") + 1;
+  if (_equality == SFNodeEquality::EStructural || digits == 0)
+    return text;
+  return "# " + _lexer.SubExpression(iToken.start + digits, iToken.end + 1);
+}
+
+SFDagNodePtr Builder::BuildPoly(SFToken const& iToken)
+{
+  std::string const text = PolyText(iToken);
   std::shared_ptr<ResourceToSF> resource;
   if (_resolver != nullptr) {
     resource.reset(_resolver->Resolve(text));
@@ -452,7 +465,13 @@ ReadNode Builder::BuildBinaryOpFromExpression(OpenNode& ioOpen, ReadNode iRhs)
 
 SFDagNodePtr SFDagFromExpression::BuildFromExpression(std::string const& iExpression, SFResourceResolver* iResolver)
 {
-  SFDagNodePtr root = Builder(iExpression, iResolver).BuildFromExpression();
+  return BuildFromExpression(iExpression, iResolver, SFNodeEquality::EStructural);
+}
+
+SFDagNodePtr SFDagFromExpression::BuildFromExpression(std::string const& iExpression, SFResourceResolver* iResolver,
+                                                      SFNodeEquality iEquality)
+{
+  SFDagNodePtr root = Builder(iExpression, iResolver, iEquality).BuildFromExpression();
   if (root == nullptr)
     Diagnostics::Sentence("Error in SFDagBuilder::BuildFromExpression, BuildFromExpression(lexer, rank, "
                           "existingNodes) failed.");

@@ -103,6 +103,39 @@ TEST(Builder, MergesEqualSubExpressions)
   EXPECT_EQ(root->GetLhs()->GetLhs(), root->GetRhs()->GetLhs());
 }
 
+TEST(Builder, KeepsWhatDiffersUnderExactEquality)
+{
+  // What the structural reading takes for one another.
+  std::string const n = "n[1;2;3;4;5;6;7] X ";
+  // clang-format off
+  std::pair<std::string, std::string> const pairs[] = {
+      {"f0 ", "f-0 "}, {"pa[1] ", "pa[2] "}, {"pa[0] ", "pa[-0] "}, {"# 1 ", "# 2 "}, {"# 12 ", "# 13 "},
+      {"b1 X Y ", "b2 X Y "}, {"o0 X ", "o-0 X "}, {n, "n[7;6;5;4;3;2;1] X "},
+      {"d[#a;#b] X ", "d[#a;#c] X "}, {"d[#a;#bc] X ", "d[#ab;#c] X "},
+      {"g[[#a;#b]] X ", "g[[#a][#b]] X "}, {"g[[#a;#b]] X ", "g[[#b;#a]] X "},
+      {"m[" + Unit12 + "] X ", "m[" + Unit12 + "1e-300] X "}, {"m[" + Unit12 + "] X ", "m[-" + Unit12 + "] X "},
+      {"m[1;0;0;0;0;1;0;0;0;0;1;-0] X ", "m[" + Unit16 + "] X "},
+  };
+  // clang-format on
+  auto const merges = [](std::string const& iLhs, std::string const& iRhs, SFNodeEquality iEquality) {
+    auto const root = SFDagFromExpression::BuildFromExpression("+ q " + iLhs + "q " + iRhs, nullptr, iEquality);
+    return root->GetLhs() == root->GetRhs();
+  };
+  for (auto const& [lhs, rhs] : pairs) {
+    EXPECT_TRUE(merges(lhs, rhs, SFNodeEquality::EStructural)) << lhs << rhs;
+    EXPECT_FALSE(merges(lhs, rhs, SFNodeEquality::EExact)) << lhs << rhs;
+    EXPECT_TRUE(merges(rhs, rhs, SFNodeEquality::EExact)) << rhs;
+  }
+  EXPECT_TRUE(merges("m[" + Unit12 + "] X ", "m[" + Unit16 + "] X ", SFNodeEquality::EExact));
+  EXPECT_TRUE(merges("#  7 ", "# 7 ", SFNodeEquality::EExact));
+
+  Resolver resolver;
+  auto const root =
+      SFDagFromExpression::BuildFromExpression("U #a - # 12 o1 # 3.5e1 X", &resolver, SFNodeEquality::EExact);
+  EXPECT_EQ(resolver.asked, (std::vector<std::string>{"#a", "# 12", "# 3.5e1"}));
+  EXPECT_EQ(TextOf(*root), "U #a - # 12 o1 # 3.5e1 $"); // which reads as the same graph once more
+}
+
 // More nodes over one operand than are kept beside it, and more constants than the first table holds.
 TEST(Builder, MergesTheManyUsersOfOneNode)
 {

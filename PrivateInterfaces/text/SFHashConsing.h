@@ -1,11 +1,13 @@
 #pragma once
 
+#include "SFDagFromExpression.h"
 #include "SFDagNode.h"
 #include "tape/SFLargePages.h"
 
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -16,7 +18,8 @@ namespace SF {
 
 /// The nodes that a build has met, each structure once, numbered in the order in which they were met.
 ///
-/// Two nodes merge when SFDagNode's hash and equality call them the same. Operands are canonical by the time their
+/// Two nodes merge when SFDagNode's hash and equality call them the same and, under exact equality, their payloads are
+/// (PayloadOf). Operands are canonical by the time their
 /// parent is asked for, so they are compared by identity. A node with operands is looked for among the users of the
 /// newer of them: that one was most often met a moment ago and has few or none, so the memory that is read is at
 /// hand. Leaves, and the users of nodes that have many, are in a hash table, which spreads them by a hash of its own
@@ -28,6 +31,8 @@ public:
   using Number = std::uint32_t;
 
   static constexpr Number None = UINT32_MAX;
+
+  explicit SFHashConsing(SFNodeEquality iEquality = SFNodeEquality::EStructural) : _equality(iEquality) {}
 
   /// The numbers that the operands of a node were given.
   struct Operands
@@ -43,8 +48,13 @@ public:
   Number OperatorOver(Operands iOperands, SFNodeType iType, int iRank);
   /// The number of a coordinate, likewise.
   Number CoordinateOf(SFNodeType iType, int iRank) { return OperatorOver({}, iType, iRank); }
-  /// The number of a constant, likewise. Not of a zero: the zeros of both signs are the same, so the one that is kept
-  /// is the one that DeDuplicate has been asked for first.
+  /// Whether ConstantOf gives a constant its number. Under structural equality not a zero: those of both signs are the
+  /// same, so the one that is kept is the one that DeDuplicate has been asked for first.
+  bool IsTellingBits(double iConstant) const
+  {
+    return _equality == SFNodeEquality::EExact || (iConstant != 0.0 && !std::isnan(iConstant));
+  }
+  /// The number of such a constant, likewise.
   Number ConstantOf(double iValue, int iRank);
 
   NodePtr const& At(Number iNumber) const { return Know(iNumber).node; }
@@ -87,6 +97,8 @@ private:
     std::array<Entry, 3> users; ///< nodes of which this is the newer operand
   };
 
+  std::uint32_t HashOf(SFDagNode const& iNode) const;
+  bool AreSame(SFDagNode const& iA, SFDagNode const& iB) const;
   static Key KeyOf(SFNodeType iType, int iRank, std::uint64_t iDetail);
   static Key KeyOf(SFNodeType iType, int iRank, Operands iOperands);
   /// Of a node that has operands.
@@ -124,6 +136,7 @@ private:
   std::array<std::vector<Known, SFLargePages<Known>>, 27>
       _known; ///< each block twice as long as the one before, so that nothing moves
   Number _count = 0;
+  SFNodeEquality _equality;
   Table _table;
   std::size_t _inTable = 0;
 };

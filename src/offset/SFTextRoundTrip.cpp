@@ -13,9 +13,9 @@
 #include "SFOperatorTable.h"
 #include "SFVariable.h"
 #include "graph/SFDagTraversal.h"
+#include "text/SFNodePayload.h"
 
 #include <algorithm>
-#include <array>
 #include <bit>
 #include <cmath>
 #include <string_view>
@@ -25,52 +25,6 @@ namespace SF {
 namespace {
 
 using NodePtr = SFTextRoundTrip::NodePtr;
-
-/// The numbers that text gives for a node.
-class Numbers
-{
-public:
-  explicit Numbers(SFDagNode const& iNode)
-  {
-    switch (iNode.GetTypeTag()) {
-    case SFNodeType::CONSTANT:
-    case SFNodeType::PARAMETER:
-    case SFNodeType::OFFSET:
-      _count = 1;
-      iNode.GetConstant(_values[0]);
-      break;
-    case SFNodeType::AFFINETRANSFORM:
-      if (auto const* const affine = NodeAs<SFAffineTransform>(iNode))
-        Take(affine->GetParameters());
-      break;
-    case SFNodeType::CYLINDRICALTRANSFORM:
-      if (auto const* const cylinder = NodeAs<SFCylindricalTransform>(iNode))
-        Take(cylinder->GetParameters());
-      break;
-    case SFNodeType::BLEND:
-      if (auto const* const blend = NodeAs<SFBlendNode>(iNode))
-        Take(std::array{blend->GetBlendParameter()});
-      break;
-    default:
-      break;
-    }
-  }
-
-  double* begin() { return _values.data(); }
-  double* end() { return _values.data() + _count; }
-
-private:
-  template <std::size_t Count>
-  void Take(std::array<double, Count> const& iNumbers)
-  {
-    static_assert(Count <= SFAffineTransform::CoefficientCount);
-    std::copy(iNumbers.begin(), iNumbers.end(), _values.begin());
-    _count = Count;
-  }
-
-  std::array<double, SFAffineTransform::CoefficientCount> _values{};
-  std::size_t _count = 0;
-};
 
 // ---- what text can say ----------------------------------------------------------------------------------------
 
@@ -129,7 +83,7 @@ bool CanBeSaidOf(SFDagNode const& iNode)
   case SFNodeFamily::Blend:
     break;
   }
-  Numbers numbers(iNode);
+  SFNodeNumbers const numbers(iNode);
   return std::all_of(numbers.begin(), numbers.end(), [](double iNumber) { return std::isfinite(iNumber); });
 }
 
@@ -186,7 +140,7 @@ double SFTextRoundTrip::AsText(double iNumber)
 NodePtr SFTextRoundTrip::ReadNode(SFDagNode const& iNode)
 {
   SFNodeType const type = iNode.GetTypeTag();
-  auto const number = [&] { return AsText(*Numbers(iNode).begin()); };
+  auto const number = [&] { return AsText(*SFNodeNumbers(iNode).begin()); };
   switch (FamilyOf(type)) {
   case SFNodeFamily::Coordinate:
   case SFNodeFamily::Operator:
@@ -242,8 +196,8 @@ SFTextRoundTrip::Entry const& SFTextRoundTrip::ReadOperand(NodePtr const& iWritt
     entry.number = _existingNodes.DeDuplicate(entry.node, entry.operands);
     // What distinguishes nodes for the reader leaves some of these numbers out.
     if (own != entry.node) {
-      Numbers numbers(*own);
-      Numbers others(*entry.node);
+      SFNodeNumbers const numbers(*own);
+      SFNodeNumbers const others(*entry.node);
       _hasMergedOthers = _hasMergedOthers || !std::equal(numbers.begin(), numbers.end(), others.begin(), others.end());
     }
   }

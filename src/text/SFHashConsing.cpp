@@ -4,10 +4,10 @@
 #include "SFOp.h"
 #include "SFOperatorTable.h"
 #include "graph/SFPrefetch.h"
+#include "text/SFNodePayload.h"
 
 #include <algorithm>
 #include <bit>
-#include <cmath>
 #include <functional>
 
 namespace SF {
@@ -22,19 +22,26 @@ std::size_t Mix(std::size_t iHash, std::size_t iValue)
   return static_cast<std::size_t>(h ^ (h >> 33));
 }
 
-/// Of a node that its key does not tell from others.
-std::uint32_t HashOf(SFDagNode const& iNode)
+} // namespace
+
+// ---- nodes that their keys do not tell from others --------------------------------------------------------------
+
+std::uint32_t SFHashConsing::HashOf(SFDagNode const& iNode) const
 {
   std::size_t hash = Mix(SFDagNode::RawPtrHashFct{}(&iNode), 0x9E3779B97F4A7C15ULL);
   hash = Mix(hash, reinterpret_cast<std::uintptr_t>(iNode.GetLhs().get()));
-  if (iNode.GetTypeTag() == SFNodeType::PARAMETER) // its name is not part of the node's own hash
+  if (_equality == SFNodeEquality::EExact)
+    hash = Mix(hash, std::hash<std::string>{}(PayloadOf(iNode)));
+  else if (iNode.GetTypeTag() == SFNodeType::PARAMETER) // its name is not part of the node's own hash
     hash = Mix(hash, std::hash<std::string>{}(iNode.GetExpressionId()));
   return static_cast<std::uint32_t>(hash);
 }
 
-bool AreSame(SFDagNode const& iA, SFDagNode const& iB)
+bool SFHashConsing::AreSame(SFDagNode const& iA, SFDagNode const& iB) const
 {
   if (iA.GetTypeTag() != iB.GetTypeTag() || iA.GetRank() != iB.GetRank())
+    return false;
+  if (_equality == SFNodeEquality::EExact && PayloadOf(iA) != PayloadOf(iB))
     return false;
   if (OperatorRow(iA.GetTypeTag()).arity == 0)
     return iA == iB;
@@ -42,10 +49,6 @@ bool AreSame(SFDagNode const& iA, SFDagNode const& iB)
   return iA.GetLhs() == iB.GetLhs() && iA.GetRhs() == iB.GetRhs() &&
          SFDagNode::RawPtrHashFct{}(&iA) == SFDagNode::RawPtrHashFct{}(&iB);
 }
-
-bool HasOwnKey(double iConstant) { return iConstant != 0.0 && !std::isnan(iConstant); }
-
-} // namespace
 
 // ---- keys -----------------------------------------------------------------------------------------------------
 
@@ -178,7 +181,7 @@ SFHashConsing::Number SFHashConsing::DeDuplicate(NodePtr& ioNode, Operands iOper
   double value = 0.0;
   if (IsOperator(type) || IsCoordinate(type))
     number = FindOrMake(iOperands, KeyOf(type, ioNode->GetRank(), iOperands), keep);
-  else if (type == SFNodeType::CONSTANT && Succeeded(ioNode->GetConstant(value)) && HasOwnKey(value))
+  else if (type == SFNodeType::CONSTANT && Succeeded(ioNode->GetConstant(value)) && IsTellingBits(value))
     number = FindOrMake({}, KeyOf(type, ioNode->GetRank(), std::bit_cast<std::uint64_t>(value)), keep);
   else {
     std::uint32_t const hash = HashOf(*ioNode);
