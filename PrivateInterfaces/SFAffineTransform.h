@@ -38,7 +38,7 @@ public:
     ZULMathTransformation const* inverse = nullptr;
     HRESULT const hr = FindInverse(inverse);
     if (Failed(hr)) {
-      Diagnostics::FailedCall("GetInverse", hr);
+      Diagnostics::FailedCall("GetInverse", hr, SFSourceLocation::In(Header));
       return hr;
     }
     oInverse = *inverse;
@@ -51,7 +51,7 @@ public:
     ZULMathTransformation inverse;
     HRESULT const hr = GetInverse(inverse);
     if (Failed(hr)) {
-      Diagnostics::FailedCall("ApplyInverseTransformation", hr);
+      Diagnostics::FailedCall("ApplyInverseTransformation", hr, SFSourceLocation::In(Header));
       return hr;
     }
     ioPoint = inverse * ioPoint;
@@ -62,6 +62,8 @@ public:
   HRESULT FindInverse(ZULMathTransformation const*& oInverse) const;
 
 private:
+  static constexpr char const* Header = "PrivateInterfaces/SFAffineTransform.h";
+
   ZULMathTransformation const _transformation;
   mutable std::mutex _inverseMutex;
   mutable std::atomic<bool> _inverseKnown{false};

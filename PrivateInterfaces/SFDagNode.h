@@ -147,13 +147,15 @@ private:
 };
 
 namespace Detail {
-/// The reports of GetReady for an operand that failed.
+/// The report of GetReady for an operand that failed. The two branches differ in their line numbers, by which a reader
+/// of the lines tells the operands apart.
 inline void ReportOperandNotReady(SFOperand iOperand, HRESULT iCode)
 {
+  constexpr char const* header = "PrivateInterfaces/SFDagNode.h";
   if (iOperand == SFOperand::ELhs)
-    Diagnostics::FailedCall("GetReady", iCode);
+    Diagnostics::FailedCall("GetReady", iCode, SFSourceLocation::In(header));
   else
-    Diagnostics::FailedCall("GetReady", iCode);
+    Diagnostics::FailedCall("GetReady", iCode, SFSourceLocation::In(header));
 }
 } // namespace Detail
 

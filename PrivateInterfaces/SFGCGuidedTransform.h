@@ -37,7 +37,8 @@ public:
   void AddWireToCrossSection(std::size_t iCrossSectionIndex, Wire iWire)
   {
     if (!(iCrossSectionIndex < _crossSections.size())) {
-      Diagnostics::NotSatisfied("AddWireToCrossSection", "iCrossSectionIndex < _crossSections.size()");
+      Diagnostics::NotSatisfied("AddWireToCrossSection", "iCrossSectionIndex < _crossSections.size()",
+                                SFSourceLocation::In(Header));
       return;
     }
     _crossSections[iCrossSectionIndex].push_back(std::move(iWire));
@@ -47,17 +48,20 @@ public:
   Wire GetWire(std::size_t iCrossSectionIndex, std::size_t iWireIndex) const
   {
     if (!(iCrossSectionIndex < _crossSections.size())) {
-      Diagnostics::NotSatisfied("GetWire", "iCrossSectionIndex < _crossSections.size()");
+      Diagnostics::NotSatisfied("GetWire", "iCrossSectionIndex < _crossSections.size()", SFSourceLocation::In(Header));
       return nullptr;
     }
     if (!(iWireIndex < _crossSections[iCrossSectionIndex].size())) {
-      Diagnostics::NotSatisfied("GetWire", "iWireIndex < _crossSections[iCrossSectionIndex].size()");
+      Diagnostics::NotSatisfied("GetWire", "iWireIndex < _crossSections[iCrossSectionIndex].size()",
+                                SFSourceLocation::In(Header));
       return nullptr;
     }
     return _crossSections[iCrossSectionIndex][iWireIndex];
   }
 
 private:
+  static constexpr char const* Header = "PrivateInterfaces/SFGCGuidedTransform.h";
+
   std::vector<std::vector<Wire>> _crossSections;
 };
 

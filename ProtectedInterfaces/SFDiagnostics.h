@@ -15,6 +15,10 @@ struct SFSourceLocation
     return {iFile, iLine};
   }
 
+  /// The caller's line in a header of this library, by its path in the sources: where a host compiles an inline function,
+  /// the compiler only knows the folder that it was installed into.
+  static constexpr SFSourceLocation In(char const* iHeader, int iLine = __builtin_LINE()) { return {iHeader, iLine}; }
+
   char const* file;
   int line;
 };

@@ -92,12 +92,15 @@ struct _GUID
 /// the text is read again.
 inline HRESULT CheckNumberText(std::string_view valueAsSFString)
 {
+  constexpr char const* header = "ProtectedInterfaces/SFTypes.h";
   if (valueAsSFString.find(' ') != std::string_view::npos) {
-    Diagnostics::NotSatisfied("ToSFString", R"(SFString::npos == valueAsSFString.find(" "))");
+    Diagnostics::NotSatisfied("ToSFString", R"(SFString::npos == valueAsSFString.find(" "))",
+                              SFSourceLocation::In(header));
     return E_FAIL;
   }
   if (valueAsSFString.find(',') != std::string_view::npos) {
-    Diagnostics::NotSatisfied("ToSFString", R"(SFString::npos == valueAsSFString.find(","))");
+    Diagnostics::NotSatisfied("ToSFString", R"(SFString::npos == valueAsSFString.find(","))",
+                              SFSourceLocation::In(header));
     return E_FAIL;
   }
   return S_OK;

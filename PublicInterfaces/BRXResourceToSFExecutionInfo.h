@@ -7,13 +7,15 @@ class ZULIBRXObject;
 
 namespace SF {
 
-/// An execution record that refers to an object of the host's modeller, which it does not own.
+/// An execution record that refers to an object of the host's modeller, which it does not own. Assignment leaves the
+/// reference as it is; the destructor sets it to null.
 class SF_EXPORT BRXResourceToSFExecutionInfo : public SFExecutionInfo
 {
 public:
   BRXResourceToSFExecutionInfo() = default;
   explicit BRXResourceToSFExecutionInfo(ZULIBRXObject* iObject) : _object(iObject) {}
   BRXResourceToSFExecutionInfo(BRXResourceToSFExecutionInfo const&) = default;
+  BRXResourceToSFExecutionInfo& operator=(BRXResourceToSFExecutionInfo const&) { return *this; }
   ~BRXResourceToSFExecutionInfo() override;
 
   virtual void SetBRXObject(ZULIBRXObject* iObject);

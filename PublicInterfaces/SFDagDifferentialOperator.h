@@ -117,7 +117,8 @@ public:
   /// at `iOrigin` + (i, j, k) `iVoxelSize`) where the values sampled with it are `iThreshold` or more. There, each
   /// gradient becomes the mean of those of the voxels that hold the points at up to `SmoothingPoints` offsets,
   /// drawn like a bump function of radius 8/9 `iThreshold`; where no offset leads into the grid it stays. Results
-  /// differ from call to call, as the offsets do. Floats behind those of the last voxel become 0.
+  /// differ from call to call, as the offsets do. Floats behind those of the last voxel become 0. Runs on all threads
+  /// of the machine; how many there are changes no bit.
   ///
   /// S_OK; E_INVALIDARG, after a line and with the gradients unchanged, for missing dimensions, for fewer values or
   /// gradients than voxels, and for a threshold that RejectionSamplingFromBumpFunction refuses.

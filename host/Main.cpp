@@ -1,10 +1,12 @@
 #include "Failure.h"
 #include "Output.h"
+#include "SFInstructionSets.h"
 #include "Signals.h"
 #include "Verbs.h"
 
 #include <CLI/CLI.hpp>
 
+#include <cstdlib>
 #include <fcntl.h>
 #include <iostream>
 #include <new>
@@ -46,6 +48,20 @@ void OpenMissingStreams()
       open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
 }
 
+/// Throws a UsageError when the environment forces a set of instructions by a name that does not exist: the library
+/// would take another one.
+void RequireKnownInstructionSet()
+{
+  using Sets = SF::SFInstructionSets;
+  char const* const forced = std::getenv(Sets::Variable);
+  if (forced == nullptr || *forced == '\0' || Sets::IsName(forced))
+    return;
+  std::string names;
+  for (std::string const& name : Sets::GetNames())
+    names.append(names.empty() ? "" : "|").append(name);
+  throw UsageError(std::string(Sets::Variable) + ": " + Quoted(forced) + " is not one of " + names);
+}
+
 /// The command line, and the verb that it chose.
 class CommandLine
 {
@@ -83,6 +99,7 @@ public:
     }
     if (_action == nullptr)
       throw UsageError("give a verb: " + VerbList());
+    RequireKnownInstructionSet();
     return _action;
   }
 

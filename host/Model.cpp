@@ -18,6 +18,34 @@ void LayOutOnOneLine(std::string& ioText)
       ioText.begin(), ioText.end(), [](char iCharacter) { return iCharacter >= '\t' && iCharacter <= '\r'; }, ' ');
 }
 
+/// Whether a graph holds a node that `iPredicate` is true of; each is asked once.
+template <class Predicate>
+bool AnyNode(SF::SFDagNode const& iRoot, Predicate const& iPredicate)
+{
+  std::vector<SF::SFDagNode const*> open{&iRoot};
+  std::unordered_set<SF::SFDagNode const*> seen;
+  while (!open.empty()) {
+    SF::SFDagNode const* const node = open.back();
+    open.pop_back();
+    if (node == nullptr || !seen.insert(node).second)
+      continue;
+    if (iPredicate(*node))
+      return true;
+    open.push_back(node->GetLhs().get());
+    open.push_back(node->GetRhs().get());
+  }
+  return false;
+}
+
+void RequireSupported(Model const& iModel)
+{
+  bool const beyond = AnyNode(*iModel.root, [&](SF::SFDagNode const& iNode) {
+    return iModel.context.IsSemanticSupported(iNode.GetTypeTag()) != SF::SFSemanticSupportStatus::ESupported;
+  });
+  if (beyond)
+    throw Failure(iModel.name, "holds a parameter, a transform, a blend or an offset, which level 1 does not have");
+}
+
 std::shared_ptr<SF::SFDagNode> Build(std::string const& iText, std::string const& iName)
 {
   std::shared_ptr<SF::SFDagNode> root = SF::SFDagFromExpression::BuildFromExpression(iText, nullptr);
@@ -52,7 +80,9 @@ Model LoadModel(ModelOptions const& iOptions)
   std::string const name = iOptions.file ? InputName(*iOptions.file) : "-x";
   std::string text = iOptions.file ? ReadInput(*iOptions.file) : *iOptions.expression;
   LayOutOnOneLine(text);
-  return {name, SF::SFSWContext(static_cast<SF::SFSemanticLevel>(iOptions.level)), Build(text, name)};
+  Model model{name, SF::SFSWContext(static_cast<SF::SFSemanticLevel>(iOptions.level)), Build(text, name)};
+  RequireSupported(model);
+  return model;
 }
 
 Model LoadReadyModel(ModelOptions const& iOptions)
@@ -64,19 +94,7 @@ Model LoadReadyModel(ModelOptions const& iOptions)
 
 bool HasNode(SF::SFDagNode const& iRoot, SF::SFNodeType iType)
 {
-  std::vector<SF::SFDagNode const*> open{&iRoot};
-  std::unordered_set<SF::SFDagNode const*> seen;
-  while (!open.empty()) {
-    SF::SFDagNode const* const node = open.back();
-    open.pop_back();
-    if (node == nullptr || !seen.insert(node).second)
-      continue;
-    if (node->GetTypeTag() == iType)
-      return true;
-    open.push_back(node->GetLhs().get());
-    open.push_back(node->GetRhs().get());
-  }
-  return false;
+  return AnyNode(iRoot, [iType](SF::SFDagNode const& iNode) { return iNode.GetTypeTag() == iType; });
 }
 
 } // namespace SFHost

@@ -32,7 +32,8 @@ struct Model
 void RequireOtherFile(ModelOptions const& iOptions, std::string const& iOutput);
 
 /// Reads the model. White space of any kind counts as a blank, so that a text may be laid out on many lines.
-/// Throws a UsageError when not exactly one source is given, and a Failure for a text that cannot be read.
+/// Throws a UsageError when not exactly one source is given, and a Failure for a text that cannot be read or that holds
+/// what the level does not have.
 Model LoadModel(ModelOptions const& iOptions);
 
 /// The same, made ready for evaluation and calculus. Throws a Failure, too, when it cannot be.

@@ -31,6 +31,20 @@ constexpr char const* Class = "Error in SFDagFromExpression::";
 
 void ReportFailure(char const* iSentence) { Diagnostics::Sentence(std::string(Class) + iSentence); }
 
+/// What is written of a node with one operand that has failed.
+char const* FailureOf(SFNodeType iType)
+{
+  switch (iType) {
+  case SFNodeType::CYLINDRICALTRANSFORM:
+    return "BuildFromExpression, could not create SFCylindricalTransform.";
+  case SFNodeType::DISCRETETRANFORM: // under the guided one's name
+  case SFNodeType::GCGUIDEDTRANSFORM:
+    return "BuildFromExpression, could not create SFGCGuidedTransform.";
+  default:
+    return "BuildFromExpression, BuildUnaryOpFromExpression failed.";
+  }
+}
+
 /// What has been read for a node. Which of two nodes of one structure is kept can show where they differ in what their
 /// structure leaves out, such as the value of a parameter; those are made, and wait for their parent to ask for the
 /// one to keep. Of all others only the number among the existing nodes is needed.
@@ -288,7 +302,7 @@ SFDagNodePtr Builder::MakeCylindricalTransform(SFToken const& iToken)
   auto const numbers = ReadBracketList(iToken);
   std::array<double, SFCylindricalTransform::ParameterCount> parameters{};
   if (!numbers || numbers->size() != parameters.size()) {
-    ReportFailure("BuildFromExpression, could not create SFCylindricalTransform.");
+    ReportFailure(FailureOf(iToken.type));
     return nullptr;
   }
   std::copy(numbers->begin(), numbers->end(), parameters.begin());
@@ -326,7 +340,7 @@ SFDagNodePtr Builder::MakeGuidedTransform(SFToken const& iToken)
   std::size_t const open = _lexer.FindCharacter('[', iToken.start);
   std::size_t const close = _lexer.FindListEnd(iToken.start);
   if (open == std::string::npos || close < open || !Spend(iToken, close)) {
-    ReportFailure("BuildFromExpression, could not create SFGCGuidedTransform.");
+    ReportFailure(FailureOf(iToken.type));
     return nullptr;
   }
   auto transform = std::make_shared<SFGCGuidedTransform>();
@@ -405,7 +419,7 @@ ReadNode Builder::Close(OpenNode& ioOpen, ReadNode iLast)
 
   ReadNode unary = BuildUnaryOpFromExpression(ioOpen, std::move(iLast));
   if (unary.IsNull())
-    ReportFailure("BuildFromExpression, BuildUnaryOpFromExpression failed.");
+    ReportFailure(FailureOf(token.type));
   return unary;
 }
 

@@ -19,6 +19,7 @@ std::string const Unary = In("BuildFromExpression, BuildUnaryOpFromExpression fa
 std::string const Binary = In("BuildFromExpression, BuildBinaryOpFromExpression failed.");
 std::string const NoVariable = In("BuildFromExpression, could not create SFVariable.");
 std::string const NoCylinder = In("BuildFromExpression, could not create SFCylindricalTransform.");
+std::string const NoGuided = In("BuildFromExpression, could not create SFGCGuidedTransform.");
 std::string const Top =
     "Error in SFDagBuilder::BuildFromExpression, BuildFromExpression(lexer, rank, existingNodes) failed.";
 
@@ -173,6 +174,9 @@ TEST(Builder, ReportsFromTheFailureOutwards)
       {"+ p X", {NoVariable, NoLhs, Binary, Top}}, {"+ X p", {NoVariable, NoRhs, Binary, Top}},
       {"+ n p", {NoCylinder, NoVariable, NoLhs, NoRhs, Binary, Top}}, {"b1 m m", {NoLhs, NoRhs, Binary, Top}},
       {"s + q m X", {NoLhs, Unary, NoLhs, Binary, NoLhs, Unary, Top}},
+      // Where the operand fails, three of the transforms have a line of their own.
+      {n7 + "p", {NoVariable, NoLhs, NoCylinder, Top}}, {"d[#a;#b] p", {NoVariable, NoLhs, NoGuided, Top}},
+      {"g[] p", {NoVariable, NoLhs, NoGuided, Top}}, {"m[" + Unit12 + "] p", {NoVariable, NoLhs, Unary, Top}},
       // A number that cannot be read makes these their own operands.
       {"bz X Y", {NoLhs, NoRhs, Binary, Top}}, {"oz X", {NoLhs, Unary, Top}},
       {"q o1e400 X", {NoLhs, Unary, NoLhs, Unary, Top}}, {"b", {NoLhs, NoRhs, Binary, Top}},

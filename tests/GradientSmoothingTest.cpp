@@ -178,6 +178,26 @@ TEST(GradientSmoothing, UsesTheFirstThousandOffsetsThatCount)
   EXPECT_EQ(Row().Smoothed(std::vector<float>(4, 9.0F), offsets), (std::vector<float>{1.5, 2.5, 3.5, 4}));
 }
 
+TEST(GradientSmoothing, EachVoxelOfManyComesFromItsOwnPlace)
+{
+  // Each gradient is the place of its voxel; all look at the neighbour (1, 2, -1) on.
+  unsigned int const dims[] = {5, 7, 40};
+  std::vector<float> gradients;
+  std::vector<float> expected;
+  for (unsigned int k = 0; k < dims[2]; ++k)
+    for (unsigned int j = 0; j < dims[1]; ++j)
+      for (unsigned int i = 0; i < dims[0]; ++i) {
+        bool const inside = i + 1 < dims[0] && j + 2 < dims[1] && k > 0;
+        for (unsigned int const value : {i, j, k})
+          gradients.push_back(static_cast<float>(value));
+        for (unsigned int const value : {i + inside, j + 2 * inside, k - inside})
+          expected.push_back(static_cast<float>(value));
+      }
+  std::vector<float> const values(gradients.size() / 3, 9.0F);
+  EXPECT_EQ(Operator::SmoothGradientField(gradients, dims, 5.0, 0.5, {1, 2, 3}, values, {-0.5, -1.0, 0.5}), S_OK);
+  EXPECT_EQ(gradients, expected);
+}
+
 TEST(GradientSmoothing, AddsInSinglePrecision)
 {
   std::vector<float> gradients{16777216.0F, 0, 0, 1.0F, 0, 0, 42, 42};

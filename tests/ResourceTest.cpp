@@ -7,8 +7,10 @@
 #include "ResourceToSFExecutionInfo.h"
 #include "TetMeshToSF.h"
 
+#include <cstring>
 #include <iomanip>
 #include <limits>
+#include <new>
 
 namespace SF {
 class SFTetMesh
@@ -134,6 +136,7 @@ TEST(Resource, ExecutionInfosReferToTheHost)
   ResourceToSFExecutionInfo const copy(info);
   info.SetRef(nullptr);
   static_cast<SFExecutionInfo&>(info) = copy; // does nothing
+  info = copy;                                // nor does this
   EXPECT_EQ(info.GetRef(), nullptr);
   EXPECT_EQ(ResourceToSFExecutionInfo(copy).GetRef(), &object);
   EXPECT_TRUE(info == info);
@@ -144,6 +147,32 @@ TEST(Resource, ExecutionInfosReferToTheHost)
   brx.SetRef(&object); // is not the object of the modeller
   EXPECT_EQ(brx.GetRef(), nullptr);
   EXPECT_EQ(BRXResourceToSFExecutionInfo(brx).GetBRXObject(), &body);
+  brx = BRXResourceToSFExecutionInfo();
+  EXPECT_EQ(brx.GetBRXObject(), &body);
+}
+
+namespace {
+
+/// What a record that refers to something holds behind its table of functions once it is destroyed.
+template <class Record, class Referred>
+void* LeftBy(Referred& iReferred)
+{
+  alignas(Record) unsigned char memory[sizeof(Record)];
+  auto* const record = new (memory) Record(&iReferred);
+  record->~Record();
+  void* left = &iReferred;
+  std::memcpy(&left, memory + sizeof(void*), sizeof left);
+  return left;
+}
+
+} // namespace
+
+TEST(Resource, ExecutionInfosForgetTheHostWhenTheyDie)
+{
+  int object = 0;
+  ZULIBRXObject body;
+  EXPECT_EQ(LeftBy<ResourceToSFExecutionInfo>(object), nullptr);
+  EXPECT_EQ(LeftBy<BRXResourceToSFExecutionInfo>(body), nullptr);
 }
 
 TEST(Resource, ChainsOfGradientsAreDismantledWithoutRecursion)

@@ -227,6 +227,8 @@ TEST(Simplification, HandsBackTheNodesThemselves)
   NodePtr const sum = Operator::SimplifyTree(Op(PLUS, one, zero), tolerance);
   EXPECT_NE(sum, one);
   EXPECT_EQ(Operator::SimplifyTree(Op(MINUS, zero, x), tolerance)->GetLhs(), x);
+  for (auto const type : {PLUS, MINUS, MULT}) // a missing operand replaces nothing
+    EXPECT_EQ(Operator::SimplifyTree(Op(type, type == MULT ? one : zero), tolerance), nullptr);
   EXPECT_EQ(Operator::SimplifyTree(nullptr, tolerance), nullptr);
   EXPECT_EQ(Operator::SimplifyTree(x, tolerance), nullptr);
 

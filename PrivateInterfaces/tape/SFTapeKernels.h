@@ -138,8 +138,7 @@ struct SFTapeKernels
 /// The kernel sets that this machine can run, the fastest first; the last one is "portable".
 std::vector<SFTapeKernels const*> const& AvailableTapeKernels();
 
-/// The set in use: the fastest, or the one that the environment variable SF_KERNELS names. A name that is not
-/// available here stands for "portable".
+/// The set in use: the fastest, or the one that the environment variable SF_KERNELS names (see SFInstructionSets).
 SFTapeKernels const& ActiveTapeKernels();
 
 } // namespace SF

@@ -1,12 +1,17 @@
 #include "SFDagDifferentialOperator.h"
+#include "evaluation/SFGridRenderer.h"
 #include "tape/SFGrid.h"
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cmath>
 #include <cstdint>
+#include <future>
 #include <limits>
 #include <random>
+#include <thread>
+#include <vector>
 
 namespace SF {
 
@@ -87,6 +92,27 @@ bool AverageAround(SFGrid const& iGrid, ZULMathPoint const& iPoint, std::vector<
   return used != 0;
 }
 
+/// Calls `iCall(number)` for the numbers below `iCount`, from all threads of the machine; each takes the next run of
+/// numbers when it has done with one.
+template <class Call>
+void ForEachVoxel(std::size_t iCount, Call const& iCall)
+{
+  constexpr std::size_t run = 64;
+  std::atomic<std::size_t> next{0};
+  auto const work = [&] {
+    for (std::size_t first = next.fetch_add(run); first < iCount; first = next.fetch_add(run))
+      for (std::size_t number = first; number < std::min(iCount, first + run); ++number)
+        iCall(number);
+  };
+  std::vector<std::future<void>> futures;
+  std::size_t const workers = WorkerCount(std::thread::hardware_concurrency());
+  for (std::size_t t = 1; t < std::min(workers, iCount / run); ++t)
+    futures.push_back(std::async(work)); // deferred, and then with nothing left to do, where no thread can be made
+  work();
+  for (auto& future : futures)
+    future.get();
+}
+
 /// E_INVALIDARG, after a line, unless the fields have a value for every voxel.
 HRESULT CheckFields(SFGrid const& iGrid, std::vector<float> const& iGradients, std::vector<float> const& iValues)
 {
@@ -126,14 +152,16 @@ HRESULT SFDagDifferentialOperator::SmoothGradientField(std::vector<float>& ioGra
   if (Failed(hr))
     return hr;
   std::vector<float> smoothed(ioGradients.size(), 0.0F);
-  for (unsigned int k = 0; k < grid.dims[2]; ++k)
-    for (unsigned int j = 0; j < grid.dims[1]; ++j)
-      for (unsigned int i = 0; i < grid.dims[0]; ++i) {
-        std::size_t const voxel = grid.Index(i, j, k);
-        bool const near = static_cast<double>(iValues[voxel]) < iThreshold;
-        if (near || !AverageAround(grid, grid.Point(i, j, k), ioGradients, iOffsets, &smoothed[3 * voxel]))
-          std::copy_n(&ioGradients[3 * voxel], 3, &smoothed[3 * voxel]);
-      }
+  auto const [nx, ny, nz] = grid.dims;
+  std::size_t const voxels = nx == 0 || ny == 0 ? 0 : std::size_t{nx} * ny * nz;
+  ForEachVoxel(voxels, [&](std::size_t iVoxel) {
+    auto const i = static_cast<unsigned int>(iVoxel % nx);
+    auto const j = static_cast<unsigned int>(iVoxel / nx % ny);
+    auto const k = static_cast<unsigned int>(iVoxel / nx / ny);
+    bool const near = static_cast<double>(iValues[iVoxel]) < iThreshold;
+    if (near || !AverageAround(grid, grid.Point(i, j, k), ioGradients, iOffsets, &smoothed[3 * iVoxel]))
+      std::copy_n(&ioGradients[3 * iVoxel], 3, &smoothed[3 * iVoxel]);
+  });
   ioGradients = std::move(smoothed);
   return S_OK;
 }

@@ -213,6 +213,8 @@ SFSimplification::Result SFSimplification::DecideBinary(Frame& ioFrame)
   case Verdict::OneAsGeneral:
     return MakeConstant(1.0, Operator::EGeneral);
   }
+  if (result.replacement == nullptr) // a missing operand is no replacement
+    return Keep(ioFrame, operands);
   if (ioFrame.node->GetTypeTag() == SFNodeType::MINUS && result.replacement == rhs) {
     result.replacement = std::make_shared<SFOp>(SFNodeType::NOT, rhs);
     result.isNew = true;

@@ -2,7 +2,11 @@
 
 namespace SF {
 
-ResourceToSFExecutionInfo::~ResourceToSFExecutionInfo() = default;
+ResourceToSFExecutionInfo::~ResourceToSFExecutionInfo()
+{
+  // Volatile, or the compiler drops the store to a dying object.
+  *const_cast<void* volatile*>(&_reference) = nullptr;
+}
 void ResourceToSFExecutionInfo::SetRef(void* iReference) { _reference = iReference; }
 void* ResourceToSFExecutionInfo::GetRef() { return _reference; }
 

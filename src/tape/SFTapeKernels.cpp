@@ -1,8 +1,12 @@
 #include "tape/SFTapeKernels.h"
 
+#include "SFDiagnostics.h"
+#include "SFInstructionSets.h"
 #include "operators/SFScalarOps.h"
 
+#include <algorithm>
 #include <cstdlib>
+#include <mutex>
 #include <utility>
 
 namespace SF {
@@ -81,16 +85,46 @@ std::vector<SFTapeKernels const*> const& AvailableTapeKernels()
   return available;
 }
 
+namespace {
+
+/// Says once in a process that SF_KERNELS names no set.
+void RefuseKernels(std::string const& iWanted)
+{
+  static std::once_flag refused;
+  std::call_once(refused, [&iWanted] {
+    std::string line = "Error in SFInstructionSets, SF_KERNELS=" + iWanted + " is none of";
+    for (std::string const& name : SFInstructionSets::GetNames())
+      line.append(" ").append(name);
+    Diagnostics::Sentence(line);
+  });
+}
+
+} // namespace
+
 SFTapeKernels const& ActiveTapeKernels()
 {
   auto const& available = AvailableTapeKernels();
-  char const* const wanted = std::getenv("SF_KERNELS");
-  if (wanted == nullptr)
+  char const* const variable = std::getenv(SFInstructionSets::Variable);
+  std::string const wanted = variable != nullptr ? variable : "";
+  if (wanted.empty())
     return *available.front();
   for (SFTapeKernels const* const kernels : available)
     if (kernels->name == wanted)
       return *kernels;
-  return *available.back();
+  if (SFInstructionSets::IsName(wanted))
+    return *available.back();
+  RefuseKernels(wanted);
+  return *available.front();
 }
+
+std::vector<std::string> SFInstructionSets::GetNames() { return {"avx512", "avx2", "portable"}; }
+
+bool SFInstructionSets::IsName(std::string const& iText)
+{
+  auto const names = GetNames();
+  return std::find(names.begin(), names.end(), iText) != names.end();
+}
+
+std::string SFInstructionSets::GetActive() { return std::string(ActiveTapeKernels().name); }
 
 } // namespace SF

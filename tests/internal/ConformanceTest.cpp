@@ -169,6 +169,16 @@ TEST(Conformance, Stores)
     }
 }
 
+TEST(KernelNames, AnUnknownOneIsRefusedOnceAndTheBestSetRuns)
+{
+  KernelsInUse const misspelt("avx-512");
+  SFTest::LineList const lines = SFTest::LinesOf([] {
+    for (int i = 0; i < 2; ++i)
+      EXPECT_EQ(&ActiveTapeKernels(), AvailableTapeKernels().front());
+  });
+  EXPECT_EQ(lines, SFTest::LineList{"Error in SFInstructionSets, SF_KERNELS=avx-512 is none of avx512 avx2 portable"});
+}
+
 // Run by itself for each set, named by SF_KERNELS: which set a process really takes.
 TEST(ForcedKernels, TheNamedSetRuns)
 {
