@@ -1,0 +1,216 @@
+#pragma once
+
+#include "SFCompiledField.h"
+#include "SFCompiledFieldOptions.h"
+#include "SFModellingExport.h"
+#include "SFTypes.h"
+#include "ZULMathBox.h"
+
+#include <array>
+#include <cstddef>
+#include <initializer_list>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace SF {
+
+class ResourceToSF;
+class SFDagNode;
+class SFFieldNode;
+class SFResourceResolver;
+
+/// A counted reference to a node of a field; null only in a field that has been moved from.
+class SF_MODELLING_EXPORT SFFieldNodePtr
+{
+public:
+  SFFieldNodePtr() = default;
+  /// Takes over the reference with which a node begins its life.
+  explicit SFFieldNodePtr(SFFieldNode const* iNode) noexcept : _node(iNode) {}
+  SFFieldNodePtr(SFFieldNodePtr const& iOther) noexcept : _node(iOther._node) { Acquire(); }
+  SFFieldNodePtr(SFFieldNodePtr&& ioOther) noexcept : _node(ioOther._node) { ioOther._node = nullptr; }
+  SFFieldNodePtr& operator=(SFFieldNodePtr iOther) noexcept
+  {
+    std::swap(_node, iOther._node);
+    return *this;
+  }
+  ~SFFieldNodePtr()
+  {
+    if (_node != nullptr)
+      Release();
+  }
+
+  SFFieldNode const* Get() const { return _node; }
+  SFFieldNode const& operator*() const { return *_node; }
+  SFFieldNode const* operator->() const { return _node; }
+
+private:
+  void Acquire() const noexcept;
+  void Release() noexcept;
+
+  SFFieldNode const* _node = nullptr;
+};
+
+/// How a resource of the host behaves.
+enum class SFResourceKind
+{
+  General, ///< any field
+  Distance ///< a signed distance: the length of its gradient is 1 wherever it has one
+};
+
+/// A parameter of a field.
+struct SFParameterInfo
+{
+  std::string name;
+  double value = 0.0;
+  double low = 0.0;  ///< -infinity where no range is known
+  double high = 0.0; ///< +infinity where no range is known
+};
+
+/// A scalar field over space, negative inside the solid that it describes: a small immutable value, cheap to copy and
+/// safe to share between threads. Fields compose with the textbook's meaning: a transform moves its operand and
+/// nothing else, equal parts are shared, and no later step changes an earlier field.
+///
+/// Errors: std::invalid_argument with the name of the parameter, std::length_error beyond MaxNodes, std::domain_error
+/// for what has no value or no derivative, std::bad_alloc. Nothing is ever written to std::cout.
+class SF_MODELLING_EXPORT SFField
+{
+public:
+  /// The largest number of nodes of one field. Operations that would make a larger one throw std::length_error.
+  static constexpr std::size_t MaxNodes = 10'000'000;
+
+  /// The field that has one value everywhere.
+  SFField(double iValue);
+  /// 0 everywhere.
+  SFField() : SFField(0.0) {}
+
+  static SFField X();
+  static SFField Y();
+  static SFField Z();
+
+  /// A named number that With can replace. The range is a hint for sliders and not enforced. The name is not empty;
+  /// parameters of one name in one field are one parameter and must agree in their value when they are compiled.
+  static SFField Parameter(std::string iName, double iValue);
+  static SFField Parameter(std::string iName, double iValue, double iLow, double iHigh);
+
+  /// A field whose values and gradients the host answers. The field shares the resource. `iBounds`, where known, is a
+  /// box outside of which the resource is positive.
+  static SFField Resource(std::shared_ptr<ResourceToSF> iResource, SFResourceKind iKind = SFResourceKind::General,
+                          std::optional<ZULMathBox> const& iBounds = std::nullopt);
+
+  /// A new graph of operators of the first semantic level, parameters and resources, for use with any class of the
+  /// library SF. Equal parts are one node. The graph belongs to the caller, who may change it.
+  std::shared_ptr<SFDagNode> Node() const;
+  /// The field prepared for many evaluations. The compiled field shares nothing with this object but its resources.
+  std::shared_ptr<SFCompiledField> Compile(SFCompiledFieldOptions const& iOptions = {}) const;
+  /// The value at one point. The first call compiles the field for all copies of this object; for many points use
+  /// Compile.
+  double operator()(double iX, double iY, double iZ) const;
+
+  /// A box outside of which the field is provably positive; absent when no such box is known. The box holds the solid
+  /// and is not always the smallest one. Found from what is known of shapes, moved along with them and combined by the
+  /// set operations, else by interval arithmetic over half-spaces.
+  std::optional<ZULMathBox> Bounds() const;
+  /// A number L with |f(p) - f(q)| <= L |p - q| in exact arithmetic; infinity when none is known.
+  double LipschitzBound() const;
+  /// How many nodes the field has, equal parts counted once for each time that they were made.
+  std::size_t NodeCount() const;
+
+  /// Structural equality: the same operators on the same numbers, parameters and resources.
+  bool operator==(SFField const& iOther) const;
+  /// Equal fields have equal hashes, in every run on every machine, except that resources are told apart by address.
+  std::size_t Hash() const;
+
+  /// For the sources of the modelling library.
+  explicit SFField(SFFieldNodePtr iNode) : _node(std::move(iNode)) {}
+  SFFieldNodePtr const& GetNode() const { return _node; }
+
+private:
+  SFFieldNodePtr _node;
+};
+
+/// Three fields: of a mapping, a gradient, a vector.
+using SFField3 = std::array<SFField, 3>;
+
+// Arithmetic, and the functions of the node kinds.
+SF_MODELLING_EXPORT SFField operator+(SFField const& iA, SFField const& iB);
+SF_MODELLING_EXPORT SFField operator-(SFField const& iA, SFField const& iB);
+SF_MODELLING_EXPORT SFField operator*(SFField const& iA, SFField const& iB);
+SF_MODELLING_EXPORT SFField operator/(SFField const& iA, SFField const& iB);
+inline SFField operator+(SFField const& iA) { return iA; }
+SF_MODELLING_EXPORT SFField operator-(SFField const& iA); ///< 0 - a
+inline SFField& operator+=(SFField& ioA, SFField const& iB) { return ioA = ioA + iB; }
+inline SFField& operator-=(SFField& ioA, SFField const& iB) { return ioA = ioA - iB; }
+inline SFField& operator*=(SFField& ioA, SFField const& iB) { return ioA = ioA * iB; }
+inline SFField& operator/=(SFField& ioA, SFField const& iB) { return ioA = ioA / iB; }
+
+SF_MODELLING_EXPORT SFField square(SFField const& iA);
+SF_MODELLING_EXPORT SFField sqrt(SFField const& iA);
+SF_MODELLING_EXPORT SFField abs(SFField const& iA);
+SF_MODELLING_EXPORT SFField sin(SFField const& iA);
+SF_MODELLING_EXPORT SFField cos(SFField const& iA);
+SF_MODELLING_EXPORT SFField tan(SFField const& iA);
+SF_MODELLING_EXPORT SFField asin(SFField const& iA);
+SF_MODELLING_EXPORT SFField acos(SFField const& iA);
+SF_MODELLING_EXPORT SFField atan(SFField const& iA);
+SF_MODELLING_EXPORT SFField exp(SFField const& iA);
+SF_MODELLING_EXPORT SFField log(SFField const& iA); ///< natural
+SF_MODELLING_EXPORT SFField pow(SFField const& iA, SFField const& iB);
+SF_MODELLING_EXPORT SFField sign(SFField const& iA);                   ///< 1 where a > 0, -1 elsewhere
+SF_MODELLING_EXPORT SFField min(SFField const& iA, SFField const& iB); ///< b where b < a, else a
+SF_MODELLING_EXPORT SFField max(SFField const& iA, SFField const& iB); ///< b where b > a, else a
+/// The angle of (x, y) in (0, 2 pi]; on the axis it is 3/2 pi.
+SF_MODELLING_EXPORT SFField Angle(SFField const& iY, SFField const& iX);
+/// sqrt(x^2 + y^2 + ...), summed from left to right.
+SF_MODELLING_EXPORT SFField Length(std::span<SFField const> iComponents);
+inline SFField Length(std::initializer_list<SFField> iComponents)
+{
+  return Length(std::span<SFField const>(iComponents.begin(), iComponents.size()));
+}
+
+// Set operations. Over a list they are balanced trees; an empty list is an std::invalid_argument.
+SF_MODELLING_EXPORT SFField Union(SFField const& iA, SFField const& iB);
+SF_MODELLING_EXPORT SFField Union(std::span<SFField const> iFields);
+SF_MODELLING_EXPORT SFField Intersection(SFField const& iA, SFField const& iB);
+SF_MODELLING_EXPORT SFField Intersection(std::span<SFField const> iFields);
+/// a without b.
+SF_MODELLING_EXPORT SFField Difference(SFField const& iA, SFField const& iB);
+/// In one of the two, but not in both.
+SF_MODELLING_EXPORT SFField SymmetricDifference(SFField const& iA, SFField const& iB);
+SF_MODELLING_EXPORT SFField Complement(SFField const& iA);
+inline SFField Union(std::initializer_list<SFField> iFields)
+{
+  return Union(std::span<SFField const>(iFields.begin(), iFields.size()));
+}
+inline SFField Intersection(std::initializer_list<SFField> iFields)
+{
+  return Intersection(std::span<SFField const>(iFields.begin(), iFields.size()));
+}
+inline SFField operator|(SFField const& iA, SFField const& iB) { return Union(iA, iB); }
+inline SFField operator&(SFField const& iA, SFField const& iB) { return Intersection(iA, iB); }
+inline SFField operator~(SFField const& iA) { return Complement(iA); }
+
+/// The smooth forms. With h = MAX(0, 1 - |a - b| / k) the union is MIN(a, b) - h^2 k / 4: it equals MIN(a, b) where the
+/// operands differ by the blend radius k or more, and adds at most k / 4 of material. (Quadratic smooth minimum: I. Quilez,
+/// "Smooth minimum", 2013, the polynomial of degree 2.) k = 0 gives the sharp form; std::invalid_argument for k < 0,
+/// infinity or NaN. The others follow by de Morgan's laws.
+SF_MODELLING_EXPORT SFField SmoothUnion(SFField const& iA, SFField const& iB, double iRadius);
+SF_MODELLING_EXPORT SFField SmoothUnion(std::span<SFField const> iFields, double iRadius);
+SF_MODELLING_EXPORT SFField SmoothIntersection(SFField const& iA, SFField const& iB, double iRadius);
+SF_MODELLING_EXPORT SFField SmoothDifference(SFField const& iA, SFField const& iB, double iRadius);
+
+/// The parameters of a field, by name in ascending order.
+SF_MODELLING_EXPORT std::vector<SFParameterInfo> Parameters(SFField const& iField);
+/// The field with another value of a parameter; std::invalid_argument when it has none of that name.
+SF_MODELLING_EXPORT SFField With(SFField const& iField, std::string_view iName, double iValue);
+
+} // namespace SF
+
+template <>
+struct std::hash<SF::SFField>
+{
+  std::size_t operator()(SF::SFField const& iField) const { return iField.Hash(); }
+};

@@ -1,0 +1,294 @@
+#include "SFTransforms.h"
+
+#include "SFArgument.h"
+#include "SFBoxes.h"
+#include "SFSubstitution.h"
+#include "ZULPI.h"
+
+#include <cmath>
+
+namespace SF {
+namespace {
+
+using Rows = std::array<std::array<double, 4>, 3>;
+
+/// The terms of c0 x + c1 y + c2 z + c3 whose coefficient is not 0, from left to right.
+SFField AffineForm(std::array<double, 4> const& iCoefficients)
+{
+  std::array<SFField, 3> const coordinates{SFField::X(), SFField::Y(), SFField::Z()};
+  std::optional<SFField> sum;
+  for (std::size_t i = 0; i < 3; ++i) {
+    if (iCoefficients[i] == 0.0)
+      continue;
+    SFField const term = iCoefficients[i] == 1.0 ? coordinates[i] : iCoefficients[i] * coordinates[i];
+    sum = sum ? *sum + term : term;
+  }
+  double const shift = iCoefficients[3];
+  if (!sum)
+    return shift;
+  if (shift == 0.0)
+    return *sum;
+  return shift < 0.0 ? *sum - -shift : *sum + shift;
+}
+
+/// A transform of coordinates p' = M p + t that is known to change lengths by factors of at most `stretch`, and whose
+/// inverse moves solids: a box around a solid becomes the box around its image.
+class AffineRemapping : public SFSubstitution
+{
+public:
+  AffineRemapping(Rows const& iToLocal, ZULMathTransformation const& iToWorld)
+    : _coordinates{AffineForm(iToLocal[0]), AffineForm(iToLocal[1]), AffineForm(iToLocal[2])}, _toWorld(iToWorld),
+      _scaling(ScalingOf(iToLocal))
+  {
+  }
+
+private:
+  SFFieldNodePtr Leaf(SFFieldNode const& iLeaf) const override
+  {
+    int const axis = static_cast<int>(iLeaf.GetType()) - static_cast<int>(SFNodeType::X);
+    return axis >= 0 && axis < 3 ? _coordinates[static_cast<std::size_t>(axis)].GetNode() : SFFieldNodePtr();
+  }
+
+  bool MapFacts(SFFieldFacts const& iOld, SFFieldFacts& oNew) const override
+  {
+    oNew.lipschitz = iOld.lipschitz * _scaling.largest;
+    oNew.isDistance = iOld.isDistance && _scaling.isMotion;
+    if (iOld.HasBounds()) {
+      oNew.bounds = Boxes::Moved(iOld.bounds, _toWorld);
+      oNew.growth = iOld.growth * _scaling.growth;
+    }
+    return true;
+  }
+
+  struct Scaling
+  {
+    double largest = 0.0; ///< |M v| <= largest |v|
+    double growth = 0.0;  ///< the least growth in the maximum norm of a distance from a box that is moved
+    bool isMotion = false;
+  };
+
+  static Scaling ScalingOf(Rows const& iRows)
+  {
+    Scaling scaling;
+    double sumOfSquares = 0.0;
+    bool isAxisParallel = true;
+    double smallest = Infinity;
+    double largest = 0.0;
+    for (auto const& row : iRows) {
+      int terms = 0;
+      double norm = 0.0;
+      for (std::size_t i = 0; i < 3; ++i) {
+        norm += row[i] * row[i];
+        terms += row[i] != 0.0 ? 1 : 0;
+      }
+      isAxisParallel = isAxisParallel && terms == 1;
+      sumOfSquares += norm;
+      smallest = std::fmin(smallest, std::sqrt(norm));
+      largest = std::fmax(largest, std::sqrt(norm));
+    }
+    scaling.isMotion = IsOrthogonal(iRows);
+    constexpr double margin = 1.0 + 1e-12; // the rounding of the coefficients
+    if (scaling.isMotion) {
+      scaling.largest = margin;
+      scaling.growth = (isAxisParallel ? 1.0 : 1.0 / std::sqrt(3.0)) / margin;
+    } else if (isAxisParallel) {
+      scaling.largest = largest * margin;
+      scaling.growth = smallest / margin;
+    } else {
+      scaling.largest = std::sqrt(sumOfSquares) * margin; // the Frobenius norm
+    }
+    return scaling;
+  }
+
+  static bool IsOrthogonal(Rows const& iRows)
+  {
+    constexpr double tolerance = 1e-13;
+    for (std::size_t i = 0; i < 3; ++i)
+      for (std::size_t j = i; j < 3; ++j) {
+        double const dot = iRows[i][0] * iRows[j][0] + iRows[i][1] * iRows[j][1] + iRows[i][2] * iRows[j][2];
+        if (!(std::abs(dot - (i == j ? 1.0 : 0.0)) <= tolerance))
+          return false;
+      }
+    return true;
+  }
+
+  SFField3 _coordinates;
+  ZULMathTransformation _toWorld;
+  Scaling _scaling;
+};
+
+ZULMathTransformation TransformationOf(Rows const& iRows)
+{
+  std::array<double, 12> coefficients{};
+  for (std::size_t i = 0; i < 12; ++i)
+    coefficients[i] = iRows[i / 4][i % 4];
+  return {coefficients.data(), 12};
+}
+
+Rows RowsOf(ZULMathTransformation const& iTransformation)
+{
+  std::array<double, 12> coefficients{};
+  iTransformation.GetCoef(coefficients.data(), 12);
+  Rows rows{};
+  for (std::size_t i = 0; i < 12; ++i)
+    rows[i / 4][i % 4] = coefficients[i];
+  return rows;
+}
+
+/// A rotation by Rodrigues' formula about an axis of unit length through a point.
+Rows RotationRows(ZULMathVector const& iAxis, double iAngle, ZULMathPoint const& iThrough)
+{
+  double const c = std::cos(iAngle);
+  double const s = std::sin(iAngle);
+  std::array<double, 3> const a{iAxis.x, iAxis.y, iAxis.z};
+  std::array<double, 3> const p{iThrough.x, iThrough.y, iThrough.z};
+  std::array<std::array<double, 3>, 3> const cross{{{0.0, -a[2], a[1]}, {a[2], 0.0, -a[0]}, {-a[1], a[0], 0.0}}};
+  Rows rows{};
+  for (std::size_t i = 0; i < 3; ++i) {
+    for (std::size_t j = 0; j < 3; ++j)
+      rows[i][j] = (i == j ? c : 0.0) + s * cross[i][j] + (1.0 - c) * a[i] * a[j];
+    rows[i][3] = p[i] - (rows[i][0] * p[0] + rows[i][1] * p[1] + rows[i][2] * p[2]);
+  }
+  return rows;
+}
+
+} // namespace
+
+SFField Remap(SFField const& iField, SFField const& iX, SFField const& iY, SFField const& iZ)
+{
+  return SFRemapping({iX, iY, iZ})(iField);
+}
+
+SFField Affine(SFField const& iField, ZULMathTransformation const& iTransformation)
+{
+  for (auto const& row : RowsOf(iTransformation))
+    for (double const coefficient : row)
+      Argument::Finite("transformation", coefficient);
+  ZULMathTransformation inverse;
+  if (Failed(iTransformation.ComputeInverse(inverse)))
+    Argument::Refuse("transformation", "has no inverse");
+  return AffineRemapping(RowsOf(inverse), iTransformation)(iField);
+}
+
+SFField Translate(SFField const& iField, ZULMathVector const& iBy)
+{
+  Argument::FiniteVector("by", iBy);
+  Rows const toLocal{{{1.0, 0.0, 0.0, -iBy.x}, {0.0, 1.0, 0.0, -iBy.y}, {0.0, 0.0, 1.0, -iBy.z}}};
+  Rows const toWorld{{{1.0, 0.0, 0.0, iBy.x}, {0.0, 1.0, 0.0, iBy.y}, {0.0, 0.0, 1.0, iBy.z}}};
+  return AffineRemapping(toLocal, TransformationOf(toWorld))(iField);
+}
+
+SFField Rotate(SFField const& iField, ZULMathVector const& iAxis, double iAngle, ZULMathPoint const& iThrough)
+{
+  ZULMathVector const axis = Argument::Direction("axis", iAxis);
+  Argument::Finite("angle", iAngle);
+  Argument::FiniteVector("through", iThrough);
+  return AffineRemapping(RotationRows(axis, -iAngle, iThrough),
+                         TransformationOf(RotationRows(axis, iAngle, iThrough)))(iField);
+}
+
+SFField Scale(SFField const& iField, double iFactor, ZULMathPoint const& iAbout)
+{
+  Argument::Positive("factor", iFactor);
+  Argument::FiniteVector("about", iAbout);
+  double const f = 1.0 / iFactor;
+  Rows const toLocal{{{f, 0.0, 0.0, iAbout.x - f * iAbout.x},
+                      {0.0, f, 0.0, iAbout.y - f * iAbout.y},
+                      {0.0, 0.0, f, iAbout.z - f * iAbout.z}}};
+  Rows toWorld = toLocal;
+  std::array<double, 3> const about{iAbout.x, iAbout.y, iAbout.z};
+  for (std::size_t i = 0; i < 3; ++i) {
+    toWorld[i][i] = iFactor;
+    toWorld[i][3] = about[i] - iFactor * about[i];
+  }
+  SFField const scaled = AffineRemapping(toLocal, TransformationOf(toWorld))(iField) * iFactor;
+  SFFieldFacts facts = FactsOf(iField);
+  facts.lipschitz *= 1.0 + 1e-12;
+  if (facts.HasBounds())
+    facts.bounds = Boxes::Moved(facts.bounds, TransformationOf(toWorld));
+  return WithFacts(scaled, facts);
+}
+
+SFField Stretch(SFField const& iField, ZULMathVector const& iFactors)
+{
+  Argument::Positive("factors", iFactors.x);
+  Argument::Positive("factors", iFactors.y);
+  Argument::Positive("factors", iFactors.z);
+  Rows const toLocal{
+      {{1.0 / iFactors.x, 0.0, 0.0, 0.0}, {0.0, 1.0 / iFactors.y, 0.0, 0.0}, {0.0, 0.0, 1.0 / iFactors.z, 0.0}}};
+  Rows const toWorld{{{iFactors.x, 0.0, 0.0, 0.0}, {0.0, iFactors.y, 0.0, 0.0}, {0.0, 0.0, iFactors.z, 0.0}}};
+  double const smallest = std::fmin(iFactors.x, std::fmin(iFactors.y, iFactors.z));
+  return AffineRemapping(toLocal, TransformationOf(toWorld))(iField) * smallest;
+}
+
+SFField Mirror(SFField const& iField, ZULMathVector const& iNormal, ZULMathPoint const& iThrough)
+{
+  ZULMathVector const n = Argument::Direction("normal", iNormal);
+  Argument::FiniteVector("through", iThrough);
+  std::array<double, 3> const a{n.x, n.y, n.z};
+  double const twice = 2.0 * (n.x * iThrough.x + n.y * iThrough.y + n.z * iThrough.z);
+  Rows rows{};
+  for (std::size_t i = 0; i < 3; ++i) {
+    for (std::size_t j = 0; j < 3; ++j)
+      rows[i][j] = (i == j ? 1.0 : 0.0) - 2.0 * a[i] * a[j];
+    rows[i][3] = twice * a[i];
+  }
+  return AffineRemapping(rows, TransformationOf(rows))(iField);
+}
+
+SFField Twist(SFField const& iField, double iRate)
+{
+  Argument::Finite("rate", iRate);
+  SFField const x = SFField::X();
+  SFField const y = SFField::Y();
+  SFField const angle = iRate * SFField::Z();
+  SFField const c = cos(angle);
+  SFField const s = sin(angle);
+  return Remap(iField, c * x + s * y, c * y - s * x, SFField::Z());
+}
+
+SFField Revolve(SFField const& iProfile)
+{
+  return Remap(iProfile, Length({SFField::X(), SFField::Y()}), 0.0, SFField::Z());
+}
+
+SFField Extrude(SFField const& iProfile, double iHeight)
+{
+  Argument::Positive("height", iHeight);
+  SFField const half = iHeight / 2.0;
+  SFField const flat = Remap(iProfile, SFField::X(), SFField::Y(), 0.0);
+  return Intersection(flat, abs(SFField::Z() - half) - half);
+}
+
+SFField ToCylindrical(SFField const& iField)
+{
+  SFField const x = SFField::X();
+  SFField const y = SFField::Y();
+  return Remap(iField, Length({x, y}), Angle(y, x), SFField::Z());
+}
+
+SFField Array(SFField const& iField, std::array<unsigned int, 3> const& iCounts, ZULMathVector const& iSpacing)
+{
+  Argument::FiniteVector("spacing", iSpacing);
+  std::vector<SFField> copies;
+  for (unsigned int const count : iCounts)
+    if (count == 0)
+      Argument::Refuse("counts", "holds a 0");
+  for (unsigned int k = 0; k < iCounts[2]; ++k)
+    for (unsigned int j = 0; j < iCounts[1]; ++j)
+      for (unsigned int i = 0; i < iCounts[0]; ++i)
+        copies.push_back(Translate(iField, {i * iSpacing.x, j * iSpacing.y, k * iSpacing.z}));
+  return Union(copies);
+}
+
+SFField PolarArray(SFField const& iField, unsigned int iCount)
+{
+  if (iCount == 0)
+    Argument::Refuse("count", "is 0");
+  std::vector<SFField> copies;
+  for (unsigned int i = 0; i < iCount; ++i)
+    copies.push_back(Rotate(iField, {0.0, 0.0, 1.0}, 2.0 * ZULPI * i / iCount));
+  return Union(copies);
+}
+
+} // namespace SF
