@@ -103,6 +103,12 @@ void SFFieldNode::Destroy(SFFieldNode const* iNode) noexcept
   isDestroying = false;
 }
 
+void SFFieldNodePtr::Acquire() const noexcept
+{
+  if (_node != nullptr)
+    _node->_references.fetch_add(1, std::memory_order_relaxed);
+}
+
 void SFFieldNodePtr::Release() noexcept
 {
   if (_node->_references.fetch_sub(1, std::memory_order_acq_rel) == 1)

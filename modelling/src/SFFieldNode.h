@@ -96,12 +96,6 @@ private:
   mutable std::atomic<SFCompiledOnce*> _compiled{nullptr};
 };
 
-inline void SFFieldNodePtr::Acquire() const noexcept
-{
-  if (_node != nullptr)
-    _node->_references.fetch_add(1, std::memory_order_relaxed);
-}
-
 /// A node over operands, constants folded and neutral elements dropped where that changes no bit.
 SFFieldNodePtr MakeNode(SFNodeType iType, SFFieldNodePtr iA, SFFieldNodePtr iB = {});
 SFFieldNodePtr MakeConstant(double iValue);
