@@ -1,3 +1,4 @@
+#include "SFAffineForms.h"
 #include "SFBoxes.h"
 #include "SFFieldWalk.h"
 
@@ -7,23 +8,30 @@
 namespace SF {
 namespace {
 
-/// What follows for an operator from the facts of its operands.
+/// What follows for an operator from the facts of its operands. The table gives the facts of nodes below.
+template <class Table>
 class Rule
 {
 public:
-  Rule(SFFieldNode const& iNode, SFFieldFacts const& iA, SFFieldFacts const& iB) : _node(iNode), _a(iA), _b(iB) {}
+  Rule(SFFieldNode const& iNode, Table const& iTable)
+    : _node(iNode), _table(iTable), _a(iTable(iNode.GetOperand(0).Get())), _b(iTable(iNode.GetOperand(1).Get()))
+  {
+  }
 
   SFFieldFacts Facts() const
   {
     using enum SFNodeType;
     switch (_node.GetType()) {
     case X:
+      return AffineFacts({1.0, 0.0, 0.0, 0.0});
     case Y:
+      return AffineFacts({0.0, 1.0, 0.0, 0.0});
     case Z:
-      return {.lipschitz = 1.0, .growth = 0.0, .bounds = {}, .isDistance = true};
+      return AffineFacts({0.0, 0.0, 1.0, 0.0});
     case CONSTANT:
+      return AffineFacts({0.0, 0.0, 0.0, _node.GetValue()});
     case PARAMETER:
-      return Constant();
+      return Flat();
     case PLUS:
       return Sum(false);
     case MINUS:
@@ -42,17 +50,37 @@ public:
       return Monotone(false);
     case ABS:
       return Monotone(true);
+    case ROOT:
+      return Norm();
     default:
       return Other();
     }
   }
 
 private:
-  static SFFieldFacts Constant() { return {.lipschitz = 0.0, .growth = 0.0, .bounds = {}, .isDistance = false}; }
+  static SFFieldFacts Flat()
+  {
+    SFFieldFacts facts;
+    facts.lipschitz = 0.0;
+    return facts;
+  }
+
+  static SFFieldFacts AffineFacts(AffineForms::Form const& iForm)
+  {
+    SFFieldFacts facts;
+    double const square = iForm[0] * iForm[0] + iForm[1] * iForm[1] + iForm[2] * iForm[2];
+    facts.isAffine = std::isfinite(square) && std::isfinite(iForm[3]);
+    facts.form = iForm;
+    facts.lipschitz = facts.isAffine ? std::sqrt(square) * AffineForms::Margin : Infinity;
+    facts.isDistance = std::abs(square - 1.0) <= AffineForms::Tolerance;
+    return facts;
+  }
 
   /// A field plus or minus a constant moves its surface; other sums only add up their slopes.
   SFFieldFacts Sum(bool iMinus) const
   {
+    if (_a.isAffine && _b.isAffine)
+      return AffineFacts(AffineForms::Sum(_a.form, iMinus ? -1.0 : 1.0, _b.form));
     SFFieldNode const& lhs = *_node.GetOperand(0);
     SFFieldNode const& rhs = *_node.GetOperand(1);
     if (rhs.IsConstant())
@@ -85,6 +113,8 @@ private:
     if (!std::isfinite(factor))
       return {};
     SFFieldFacts facts = isRight ? _a : _b;
+    if (facts.isAffine)
+      return AffineFacts(AffineForms::Sum({}, factor, facts.form));
     facts.lipschitz = factor == 0.0 ? 0.0 : facts.lipschitz * std::abs(factor);
     facts.growth = std::fmax(0.0, facts.growth * factor);
     facts.isDistance = facts.isDistance && std::abs(factor) == 1.0;
@@ -144,9 +174,35 @@ private:
 
   SFFieldFacts Monotone(bool iKeepsBounds) const
   {
+    if (_a.isAffine && !iKeepsBounds)
+      return AffineFacts(AffineForms::Sum({}, -1.0, _a.form));
     SFFieldFacts facts = _a;
+    facts.isAffine = false;
     if (!iKeepsBounds)
       facts.growth = 0.0;
+    return facts;
+  }
+
+  /// The root of a sum of squares: the length of a vector of fields. Where these are affine, that is a distance in
+  /// stretched space.
+  SFFieldFacts Norm() const
+  {
+    std::vector<SFFieldNode const*> terms;
+    if (!AffineForms::CollectSquares(*_node.GetOperand(0), terms))
+      return Other();
+    std::vector<AffineForms::Form> forms;
+    double sumOfSquares = 0.0;
+    for (SFFieldNode const* const term : terms) {
+      SFFieldFacts const& facts = _table(term);
+      sumOfSquares += facts.lipschitz * facts.lipschitz;
+      if (facts.isAffine)
+        forms.push_back(facts.form);
+    }
+    SFFieldFacts facts;
+    if (forms.size() == terms.size())
+      facts = AffineForms::NormFacts(forms);
+    else if (std::isfinite(sumOfSquares))
+      facts.lipschitz = std::sqrt(sumOfSquares) * AffineForms::Margin;
     return facts;
   }
 
@@ -164,56 +220,63 @@ private:
   }
 
   SFFieldNode const& _node;
+  Table const& _table;
   SFFieldFacts const& _a;
   SFFieldFacts const& _b;
 };
 
-/// The nodes below which facts are asked for: nothing below a node whose facts are stated.
-std::vector<SFFieldNode const*> UnstatedNodes(SFFieldNode const& iRoot, SFFieldNumbers& oNumbers)
+/// The nodes that facts are computed for, operands first: nothing below a node whose facts are stated.
+class Unstated
 {
-  std::vector<SFFieldNode const*> order;
-  std::vector<std::pair<SFFieldNode const*, int>> frames{{&iRoot, 0}};
-  while (!frames.empty()) {
-    auto& [node, next] = frames.back();
-    int const count = node->GetFacts() != nullptr ? 0 : node->GetOperandCount();
-    if (next < count) {
-      SFFieldNode const* const operand = node->GetOperand(next++).Get();
-      if (oNumbers.Find(operand) == SFFieldNumbers::None)
-        frames.emplace_back(operand, 0);
-      continue;
+public:
+  void Add(SFFieldNode const& iRoot)
+  {
+    std::vector<std::pair<SFFieldNode const*, int>> frames{{&iRoot, 0}};
+    while (!frames.empty()) {
+      auto& [node, next] = frames.back();
+      int const count = node->GetFacts() != nullptr ? 0 : node->GetOperandCount();
+      if (next < count) {
+        SFFieldNode const* const operand = node->GetOperand(next++).Get();
+        if (numbers.Find(operand) == SFFieldNumbers::None)
+          frames.emplace_back(operand, 0);
+        continue;
+      }
+      auto& number = numbers.Place(node);
+      if (number == SFFieldNumbers::None) {
+        number = static_cast<std::uint32_t>(order.size());
+        order.push_back(node);
+      }
+      frames.pop_back();
     }
-    auto& number = oNumbers.Place(node);
-    if (number == SFFieldNumbers::None) {
-      number = static_cast<std::uint32_t>(order.size());
-      order.push_back(node);
-    }
-    frames.pop_back();
   }
-  return order;
-}
+
+  std::vector<SFFieldNode const*> order;
+  SFFieldNumbers numbers;
+};
 
 } // namespace
 
-SFFieldFacts FactsOf(SFField const& iField)
+std::vector<SFFieldFacts> FactsOf(std::span<SFField const> iFields)
 {
-  SFFieldNumbers numbers;
-  auto const order = UnstatedNodes(*iField.GetNode(), numbers);
-  std::vector<SFFieldFacts> facts(order.size());
+  Unstated unstated;
+  for (SFField const& field : iFields)
+    unstated.Add(*field.GetNode());
+  std::vector<SFFieldFacts> facts(unstated.order.size());
   SFFieldFacts const none;
-  for (std::size_t i = 0; i < order.size(); ++i) {
-    SFFieldNode const& node = *order[i];
-    if (node.GetFacts() != nullptr) {
-      facts[i] = *node.GetFacts();
-      continue;
-    }
-    auto const operand = [&](int iNumber) -> SFFieldFacts const& {
-      auto const* const below = node.GetOperand(iNumber).Get();
-      return below == nullptr ? none : facts[numbers.Find(below)];
-    };
-    facts[i] = Rule(node, operand(0), operand(1)).Facts();
+  auto const table = [&](SFFieldNode const* iNode) -> SFFieldFacts const& {
+    return iNode == nullptr ? none : facts[unstated.numbers.Find(iNode)];
+  };
+  for (std::size_t i = 0; i < facts.size(); ++i) {
+    SFFieldNode const& node = *unstated.order[i];
+    facts[i] = node.GetFacts() != nullptr ? *node.GetFacts() : Rule(node, table).Facts();
   }
-  return facts.back();
+  std::vector<SFFieldFacts> results;
+  for (SFField const& field : iFields)
+    results.push_back(facts[unstated.numbers.Find(field.GetNode().Get())]);
+  return results;
 }
+
+SFFieldFacts FactsOf(SFField const& iField) { return FactsOf(std::span(&iField, 1)).front(); }
 
 double SFField::LipschitzBound() const { return FactsOf(*this).lipschitz; }
 

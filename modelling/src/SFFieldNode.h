@@ -8,7 +8,9 @@
 #include <limits>
 #include <memory>
 #include <mutex>
+#include <span>
 #include <string>
+#include <vector>
 
 namespace SF {
 
@@ -23,6 +25,8 @@ struct SFFieldFacts
   double growth = 0.0;
   ZULMathBox bounds;
   bool isDistance = false; ///< the length of the gradient is 1 wherever there is one
+  bool isAffine = false;   ///< f(p) = form[0] x + form[1] y + form[2] z + form[3]
+  std::array<double, 4> form{};
 
   bool HasBounds() const { return growth > 0.0; }
 };
@@ -112,5 +116,7 @@ SFFieldNodePtr MakeLike(SFFieldNode const& iNode, SFFieldNode::Operands iOperand
 SFField WithFacts(SFField const& iField, SFFieldFacts const& iFacts);
 /// What is known of a field: what has been stated, or else what follows from the operands. Walks the field.
 SFFieldFacts FactsOf(SFField const& iField);
+/// The same for several fields, whose common parts are walked once.
+std::vector<SFFieldFacts> FactsOf(std::span<SFField const> iFields);
 
 } // namespace SF
