@@ -150,16 +150,3 @@ TEST(Cloner, LeavesTheOriginalAlone)
   Operator::BuildGradientTree(SFDagCloner::Clone(field), X, ZULTolerance());
   EXPECT_EQ(TextOf(*field), "e * Y + X f0 $");
 }
-
-TEST(Cloner, DeepGraphs)
-{
-  OnSmallStack([] {
-    NodePtr const root = LeftDeep(MIN, Scaled(200000));
-    NodePtr const clone = SFDagCloner::Clone(root);
-    EXPECT_EQ(NodesOf(*clone).size(), NodesOf(*root).size());
-    NodePtr ladder = Op(X);
-    for (int i = 0; i < 1000; ++i)
-      ladder = Op(PLUS, ladder, ladder);
-    EXPECT_EQ(NodesOf(*SFDagCloner::Clone(ladder)).size(), 1001u);
-  });
-}

@@ -144,85 +144,6 @@ TEST(CompiledField, ReusesItsMemoryForCallsOfDifferentSizes)
 
 // ---- gradients ------------------------------------------------------------------------------------------------
 
-TEST(CompiledField, HasTheGradientsOfClosedForms)
-{
-  struct Case
-  {
-    std::string text;
-    std::array<double, 3> at;
-    std::array<double, 3> gradient;
-  };
-  double const e = std::exp(1.0);
-  std::vector<Case> const cases{
-      {"f3 $", {1, 2, 3}, {0, 0, 0}},
-      {"X $", {1, 2, 3}, {1, 0, 0}},
-      {"* X * Y Z $", {2, 3, 5}, {15, 10, 6}},
-      {"/ X Y $", {1, 2, 0}, {0.5, -0.25, 0}},
-      {"* f0 r X $", {-1, 0, 0}, {0, 0, 0}}, // 0 times a NaN with a derivative of its own
-      {"r + q X q Y $", {3, 4, 0}, {0.6, 0.8, 0}},
-      {"e * X Y $", {1, 1, 0}, {e, e, 0}},
-      {"l X $", {4, 0, 0}, {0.25, 0, 0}},
-      {"t X $", {0, 0, 0}, {1, 0, 0}},
-      {"T X $", {1, 0, 0}, {0.5, 0, 0}},
-      {"S X $", {0.6, 0, 0}, {1.25, 0, 0}},
-      {"C X $", {0.6, 0, 0}, {-1.25, 0, 0}},
-      {"? X $", {1, 0, 0}, {0, 0, 0}},
-      {"! X $", {1, 0, 0}, {-1, 0, 0}},
-      // At the end of a domain, of what does not move there.
-      {"r I X f0 $", {-1, 0, 0}, {0, 0, 0}},
-      {"S U X f1 $", {2, 0, 0}, {0, 0, 0}},
-      {"C U X f1 $", {2, 0, 0}, {0, 0, 0}},
-      {"^ I X f0 f0.5 $", {-1, 0, 0}, {0, 0, 0}},
-      {"r q X $", {0, 0, 0}, {0, 0, 0}},
-      {"r X $", {0, 0, 0}, {Inf, 0, 0}},
-      // Powers: negative and zero bases, exponents 0 and 1, and varying ones.
-      {"^ X f3 $", {-2, 0, 0}, {12, 0, 0}},
-      {"^ X f2 $", {-3, 0, 0}, {-6, 0, 0}},
-      {"^ X f-1 $", {-2, 0, 0}, {-0.25, 0, 0}},
-      {"^ X f0 $", {0, 0, 0}, {0, 0, 0}},
-      {"^ X f1 $", {0, 0, 0}, {1, 0, 0}},
-      {"^ X f2 $", {0, 0, 0}, {0, 0, 0}},
-      {"^ f2 X $", {3, 0, 0}, {8 * std::log(2.0), 0, 0}},
-      {"^ X Y $", {2, 3, 0}, {12, 8 * std::log(2.0), 0}},
-      {"^ X Y $", {0, 3, 0}, {0, 0, 0}},
-      {"^ X Y $", {-2, 3, 0}, {12, NaN, 0}},
-      // Kinks: the operand that the value takes, the left one on ties.
-      {"U X Y $", {1, 1, 0}, {1, 0, 0}},
-      {"U X Y $", {2, 1, 0}, {0, 1, 0}},
-      {"I X Y $", {1, 1, 0}, {1, 0, 0}},
-      {"I X Y $", {1, 2, 0}, {0, 1, 0}},
-      {"\\ X Y $", {1, -1, 0}, {1, 0, 0}},
-      {"\\ X Y $", {1, -2, 0}, {0, -1, 0}},
-      {"D X Y $", {-1, 2, 0}, {1, 0, 0}},
-      {"D X Y $", {-3, -2, 0}, {0, -1, 0}},
-      {"D X Y $", {0, 0, 0}, {1, 0, 0}},
-      {"a X $", {2, 0, 0}, {1, 0, 0}},
-      {"a X $", {-2, 0, 0}, {-1, 0, 0}},
-      {"a X $", {0, 0, 0}, {-1, 0, 0}},
-      {"U X l Y $", {1, -1, 0}, {1, 0, 0}}, // a NaN is never chosen, nor is its derivative
-      {"U X - Y f5e-324 $", {1e-310, 1e-310, 0}, {0, 1, 0}},
-      {"I X Y $", {Inf, Inf, 0}, {1, 0, 0}},
-      {"I X Y $", {-Inf, Inf, 0}, {0, 1, 0}},
-      // Mapped points: X is (y - 1) / 2, and radius and angle (from -x to y) about the z axis.
-      {"m[0;1;0;0;2;0;0;1;0;0;1;0;0;0;0;1] X $", {0, 0, 0}, {0, 0.5, 0}},
-      {"n[0;0;0;0;0;1;3] X $", {3, 4, 7}, {0.6, 0.8, 0}},
-      {"n[0;0;0;0;0;1;3] Y $", {3, 4, 7}, {4 / 25.0 * 4 / 3, -3 / 25.0 * 4 / 3, 0}},
-      {"n[0;0;0;0;0;1;3] Z $", {3, 4, 7}, {0, 0, 1}},
-  };
-  for (Case const& c : cases) {
-    Points points;
-    points.Add(c.at[0], c.at[1], c.at[2]);
-    ASSERT_EQ(points.Differentiate(*Compiled(Build(c.text))), S_OK) << c.text;
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-      double const expected = c.gradient[axis];
-      double const found = points.gradients[axis];
-      bool const same = found == expected || (std::isnan(found) && std::isnan(expected));
-      bool const close = same || std::abs(found - expected) <= 1e-14 * (1.0 + std::abs(expected));
-      EXPECT_TRUE(close) << c.text << " along axis " << axis << ": " << found << ", not " << expected;
-    }
-  }
-}
-
 /// Where both one-sided differences agree there is no kink near, and the central difference is the derivative.
 TEST(CompiledField, HasTheGradientsOfCentralDifferences)
 {
@@ -346,33 +267,6 @@ TEST(CompiledField, BoundsItsValuesOverBoxes)
     }
   }
   EXPECT_GT(finite, 500U);
-}
-
-TEST(CompiledField, BoundsAreTightWhereTheyCanBe)
-{
-  struct Case
-  {
-    std::string text;
-    HRESULT code;
-    double low;
-    double high;
-  };
-  // Over -1 <= x <= 2, 1 <= y <= 3, 0 <= z <= 0.
-  for (Case const& c : std::vector<Case>{{"X $", S_OK, -1, 2},
-                                         {"q X $", S_OK, 0, 4},
-                                         {"U X Y $", S_OK, -1, 2},
-                                         {"\\ X Y $", S_OK, -1, 2},
-                                         {"a X $", S_OK, 0, 2},
-                                         {"r X $", S_FALSE, 0, std::sqrt(2.0)},
-                                         {"* X Y $", S_OK, -3, 6},
-                                         {"/ X Y $", S_OK, -1, 2},
-                                         {"? Y $", S_OK, 1, 1}}) {
-    double low = NaN;
-    double high = NaN;
-    EXPECT_EQ(Compiled(Build(c.text))->EvaluateInterval({{-1, 1, 0}, {2, 3, 0}}, low, high), c.code) << c.text;
-    EXPECT_EQ(low, c.low) << c.text;
-    EXPECT_EQ(high, c.high) << c.text;
-  }
 }
 
 TEST(CompiledField, BoundsHoldAtNegativeZero)

@@ -142,22 +142,6 @@ TEST(Evaluation, LeavesAndResources)
   EXPECT_EQ(ValueAt(*Build("# 3 "), p), Largest);
 }
 
-TEST(Evaluation, TransformsMapThePointByTheirInverse)
-{
-  ZULMathPoint const p(2, 3, 5);
-  // clang-format off
-  struct { std::string text; double value; } const cases[] = {
-      {Shift + "X", 1}, {Shift + Shift + "X", 0}, {"m[0;-1;0;0;1;0;0;0;0;0;1;0] X", 3}, // a quarter turn
-      {"m[0;-1;0;0;1;0;0;0;0;0;1;0] " + Shift + "X", 2}, {Shift + "m[0;-1;0;0;1;0;0;0;0;0;1;0] Y", -1},
-      {"m[2;0;0;0;0;2;0;0;0;0;2;0] Z", 2.5}, {"+ Z " + Shift + "+ X Y", 9},
-      // The first visit decides what a node shared across a transform is worth.
-      {"+ X " + Shift + "X", 4}, {"+ " + Shift + "X X", 2}, {"+ " + Shift + "X * f1 + X Y", 5},
-  };
-  // clang-format on
-  for (auto const& test : cases)
-    EXPECT_EQ(ValueAt(*Build(test.text), p), test.value) << test.text;
-}
-
 TEST(Evaluation, CylindersSubtractTheirCorrection)
 {
   auto const root = Build("n[0;0;0;0;0;1;1] + X + * f100 Y Z");

@@ -62,85 +62,6 @@ public:
 
 } // namespace
 
-TEST(GraphViz, ShapesAreDrawnByteForByte)
-{
-  struct
-  {
-    char const* text;
-    std::string body;
-  } const cases[] = {
-      {"X $", "a;\n\ta [label =\"<f1> X\"];\n"},
-      {"s X $", "a;\n\ta [label = \"<f1> sin\"];\n\ta->b;\n\tb [label =\"<f1> X\"];\n"},
-      {"+ X Y $", "a;\n\ta [label = \"<f0> |<f1> + |<f2>\"];\n\ta->b;\n\tb [label =\"<f1> X\"];\n\ta:f0->b:f1;\n"
-                  "c;\n\tc [label =\"<f1> Y\"];\n\ta:f2->c:f1;\n"},
-      {"+ X X $", "a;\n\ta [label = \"<f0> |<f1> + |<f2>\"];\n\ta->b;\n\tb [label =\"<f1> X\"];\n\ta:f0->b:f1;\n"
-                  "b;\n\ta:f2->b:f1;\n"},
-      // A shared operand is declared once, and its edges are written on both paths.
-      {"* q X q X $", "a;\n\ta [label = \"<f0> |<f1> * |<f2>\"];\n\ta->b;\n\tb [label = \"<f1> SQUARE\"];\n\tb->c;\n"
-                      "\tc [label =\"<f1> X\"];\n\ta:f0->b:f1;\nb;\n\tb->c;\n\ta:f2->b:f1;\n"},
-      {"! - X Y $", "a;\n\ta [label = \"<f1> !\"];\n\ta->b;\n\tb [label =\"<f0> |<f1> - |<f2>\"];\n\tb->c;\n"
-                    "\tc [label =\"<f1> X\"];\n\tb:f0->c:f1;\nd;\n\td [label =\"<f1> Y\"];\n\tb:f2->d:f1;\n"},
-  };
-  for (auto const& [text, body] : cases)
-    EXPECT_EQ(Drawing(*Build(text)), Head + body + Tail) << text;
-}
-
-TEST(GraphViz, LabelsAreDrawnByteForByte)
-{
-  auto const resource = std::make_shared<ExplicitToSF>(SFNodeType::POLY);
-  resource->SetExpressionId("#EXPL:7");
-  auto const mesh = std::make_shared<TetMeshToSF>();
-  mesh->SetExpressionId("#TM:part");
-
-  std::pair<NodePtr, char const*> const cases[] = {
-      {Build("X $"), " [label =\"<f1> X\"];\n"},
-      {Build("Y $"), " [label =\"<f1> Y\"];\n"},
-      {Build("Z $"), " [label =\"<f1> Z\"];\n"},
-      {Build("f-2.5 $"), " [label = \"<f1>-2.5\"];\n"},
-      {resource, "[label =\"<f1> POLY #EXPL:7\"];\n"},
-      {std::make_shared<ResourceGradientToSF>(resource, SFNodeType::X), "[label =\"<f1> POLYGRADIENT\"];\n"},
-      {Build("#ref $"), "[label =\"<f1> UNRESOLVEDREF\"];\n"},
-      {mesh, "[label =\"<f1> RESOLVEDREF #TM:part\"];\n"},
-      {Build("pradius[1e-05] $"), " [label = \"<f1> PARAMETER 1e-05\"];\n"},
-      {std::make_shared<Valueless>(SFNodeType::PARAMETER), " [label = \"<f1> PARAMETER 0\"];\n"},
-      {Build("+ X Y $"), " [label = \"<f0> |<f1> + |<f2>\"];\n"},
-      {Build("- X Y $"), " [label =\"<f0> |<f1> - |<f2>\"];\n"},
-      {Build("* X Y $"), " [label = \"<f0> |<f1> * |<f2>\"];\n"},
-      {Build("/ X Y $"), " [label = \"<f0> |<f1> / |<f2>\"];\n"},
-      {Build("U X Y $"), " [label = \"<f0> |<f1> MIN |<f2>\"];\n"},
-      {Build("I X Y $"), " [label = \"<f0> |<f1> MAX |<f2>\"];\n"},
-      {Build("^ X Y $"), " [label = \"<f0> |<f1> ^ |<f2>\"];\n"},
-      {Build("D X Y $"), " [label = \"<f0> |<f1> SYMDIFF |<f2>\"];\n"},
-      {Build("\\ X Y $"), " [label = \"<f0> |<f1> WITHOUT |<f2>\"];\n"},
-      {Build("b0.1 X Y $"), " [label = \"<f0> |<f1> BLEND 0.1|<f2>\"];\n"},
-      {Build("q X $"), " [label = \"<f1> SQUARE\"];\n"},
-      {Build("! X $"), " [label = \"<f1> !\"];\n"},
-      {Build("c X $"), " [label = \"<f1> cos\"];\n"},
-      {Build("s X $"), " [label = \"<f1> sin\"];\n"},
-      {Build("r X $"), " [label = \"<f1> ROOT\"];\n"},
-      {Build("a X $"), " [label = \"<f1> ABS\"];\n"},
-      {Build("e X $"), " [label = \"<f1> exp\"];\n"},
-      {Build("l X $"), " [label = \"<f1> ln\"];\n"},
-      {Build("C X $"), " [label = \"<f1> acos\"];\n"},
-      {Build("S X $"), " [label = \"<f1> asin\"];\n"},
-      {Build("t X $"), " [label = \"<f1> tan\"];\n"},
-      {Build("T X $"), " [label = \"<f1> atan\"];\n"},
-      {Build("? X $"), " [label = \"<f1> sign\"];\n"},
-      {Build("m[1;0;0;0;0;1;0;0;0;0;1;0] X $"), " [label = \"<f1> AFFINETRANSFORM\"];\n"},
-      {Build("d[#a;#b] X $"), " [label = \"<f1> DISCRETETRANFORM\"];\n"},
-      {Build("n[0;0;0;0;0;1;3] X $"), " [label = \"<f1> CYLINDRICALTRANSFORM\"];\n"},
-      {Build("g[[#a]] X $"), " [label = \"<f1> GCGUIDEDTRANSFORM\"];\n"},
-      {Build("o0.5 X $"), " [label = \"<f1> OFFSET 0.5\"];\n"},
-  };
-  for (auto const& [node, label] : cases) {
-    std::string const start = Head + "a;\n\ta" + label;
-    EXPECT_EQ(Drawing(*node).substr(0, start.size()), start);
-  }
-  auto const offset = Build("o0.5 X $");
-  std::string const quiet = Head + "a;\n\ta [label = \"<f1> OFFSET\"];\n";
-  EXPECT_EQ(Drawing(*offset, true).substr(0, quiet.size()), quiet);
-}
-
 TEST(GraphViz, FailuresStopWhereTheyMay)
 {
   NodePtr const x = Op(SFNodeType::X);
@@ -217,16 +138,6 @@ TEST(GraphViz, ADrawingBeyondMeasureIsRefused)
   auto const lines = captured.Lines();
   ASSERT_GE(lines.size(), 40u);
   EXPECT_EQ(lines.back(), BinaryLhsFailed);
-}
-
-TEST(GraphViz, DepthOfTheGraphIsNotDepthOfTheStack)
-{
-  NodePtr const x = Op(SFNodeType::X);
-  NodePtr node = x;
-  for (int i = 0; i < 200000; ++i)
-    node = Op(SFNodeType::PLUS, node, x);
-  std::string graph;
-  EXPECT_EQ(SFDagToGraphViz(Level2()).Export(*node, graph, false), S_OK);
 }
 
 TEST(GraphViz, DotReadsTheDrawings)

@@ -43,4 +43,19 @@ private:
   HRESULT _gradient;
 };
 
+/// Gives a resource for each reference but for those that hold "none"; throws at "throw"; remembers what it was asked.
+class HostResolver : public SF::SFResourceResolver
+{
+public:
+  SF::ResourceToSF* Resolve(std::string const& iText) override
+  {
+    asked.push_back(iText);
+    if (iText.find("throw") != std::string::npos)
+      throw std::runtime_error(iText);
+    return none || iText.find("none") != std::string::npos ? nullptr : new HostResource;
+  }
+  LineList asked;
+  bool none = false;
+};
+
 } // namespace SFTest

@@ -23,11 +23,6 @@ std::string OnDerivative(std::string const& iName, char const* iSide)
   return FailedWith(Head + ("ComputeAndSetFirstOrderDerivative for " + iName) + " on " + iSide);
 }
 
-struct Resolver : SFResourceResolver
-{
-  ResourceToSF* Resolve(std::string const&) override { return new HostResource(); }
-};
-
 /// The derivative of a field at a point, computed anew; the code in its place when that fails.
 double DerivativeAt(NodePtr const& iField, SFNodeType iVariable, ZULMathPoint const& iPoint)
 {
@@ -43,73 +38,6 @@ double DerivativeAt(NodePtr const& iField, SFNodeType iVariable, ZULMathPoint co
 }
 
 } // namespace
-
-TEST(NumericDerivative, FollowsTheRules)
-{
-  double const nan = NAN;
-  double const inf = INFINITY;
-  struct
-  {
-    char const* text;
-    SFNodeType by;
-    ZULMathPoint at;
-    double value;
-  } const cases[] = {
-      {"X", X, {5, 6, 7}, 1},
-      {"Y", X, {5, 6, 7}, 0},
-      {"Z", Z, {5, 6, 7}, 1},
-      {"f5", X, {}, 0},
-      {"pr[5]", X, {}, 0},
-      {"? X", X, {3, 0, 0}, 0},
-      {"+ X Y", Y, {}, 1},
-      // the rules that are not the textbook's
-      {"- X Y", X, {}, 1},
-      {"- X Y", Y, {}, 1},
-      {"- f1 q X", X, {3, 0, 0}, 6},
-      {"T X", X, {1, 0, 0}, 1.0 / std::sqrt(2.0)},
-      {"T * f2 X", X, {1, 0, 0}, 2.0 / std::sqrt(5.0)},
-      // ties
-      {"a X", X, {0, 0, 0}, -1},
-      {"a X", X, {-0.0, 0, 0}, -1},
-      {"U X ! X", X, {0, 0, 0}, 1},
-      {"U X Y", X, {1, 2, 0}, 1},
-      {"U X Y", X, {2, 1, 0}, 0},
-      {"I X ! X", X, {0, 0, 0}, -1},
-      {"I X Y", X, {2, 1, 0}, 1},
-      {"\\ X Y", X, {1, -1, 0}, -0.0},
-      {"\\ X Y", Y, {1, -1, 0}, -1},
-      {"\\ X Y", X, {1, 0, 0}, 1},
-      {"D X Y", X, {1, -2, 0}, -1}, // a > b
-      {"D X Y", Y, {2, -1, 0}, 1},
-      {"D X Y", Y, {1, -1, 0}, 1},
-      {"D X Y", X, {-1, 2, 0}, 1}, // a <= b
-      {"D X Y", Y, {-2, 1, 0}, -1},
-      {"D X Y", X, {-1, 1, 0}, -0.0},
-      {"D X Y", Y, {-1, 1, 0}, -1},
-      // the ends of the domains, and NaN
-      {"r X", X, {0, 0, 0}, inf},
-      {"r X", X, {-1, 0, 0}, nan},
-      {"l X", X, {0, 0, 0}, inf},
-      {"l X", X, {-2, 0, 0}, -0.5},
-      {"S X", X, {1, 0, 0}, inf},
-      {"C X", X, {2, 0, 0}, nan},
-      {"/ f1 X", X, {0, 0, 0}, -inf},
-      {"^ X f2", X, {-1, 0, 0}, nan}, // through ln a, even times 0
-      {"U X Y", Y, {nan, 1, 0}, 0},
-      {"I X Y", Y, {nan, 1, 0}, 1},
-      // a resource
-      {"# 1", Y, {}, 2},
-      {"* X # 1", X, {2, 0, 0}, 4},
-  };
-  Resolver resolver;
-  for (auto const& c : cases)
-    EXPECT_TRUE(Same(DerivativeAt(Build(c.text, &resolver), c.by, c.at), c.value))
-        << c.text << ": " << DerivativeAt(Build(c.text, &resolver), c.by, c.at) << " for " << c.value;
-
-  auto const failing = std::make_shared<HostResource>([](ZULMathPoint const&) { return 1.0; }, E_FAIL);
-  failing->SetTypeTag(POLY);
-  EXPECT_EQ(DerivativeAt(failing, Y, {}), ResourceToSF::MissingValue);
-}
 
 TEST(NumericDerivative, AgreesWithCentralDifferences)
 {
@@ -138,6 +66,9 @@ TEST(NumericDerivative, AgreesWithCentralDifferences)
 
 TEST(NumericDerivative, KindsWithoutARule)
 {
+  auto const failing = std::make_shared<HostResource>([](ZULMathPoint const&) { return 1.0; }, E_FAIL);
+  failing->SetTypeTag(POLY);
+  EXPECT_EQ(DerivativeAt(failing, Y, {}), ResourceToSF::MissingValue);
   auto const tag = [](SFNodeType iType) { return Op(iType, Op(X)); };
   NodePtr const cases[] = {tag(NONE),
                            tag(END),
@@ -208,8 +139,9 @@ TEST(NumericDerivative, ReportsFailingOperands)
       EXPECT_EQ(LinesOfDerivative(over(Underivable())), expected);
       expected = {noFunction, derivativeFailed, onDerivative};
       if (!sum && row.type != NOT)
-        expected = {std::string("Error in SFDagEvaluator::ComputeAndSetScalar, iNode.Get") + (left ? "Lhs" : "Rhs") +
-                        "() returned nullptr.",
+        expected = {std::string("Error in SFDagEvaluator::ComputeAndSetScalar, iNode.Get")
+                        .append(left ? "Lhs" : "Rhs")
+                        .append("() returned nullptr."),
                     OnValue(set ? "MULT" : name, side)};
       EXPECT_EQ(LinesOfDerivative(over(nullptr)), expected);
     }
@@ -256,19 +188,4 @@ TEST(NumericDerivative, StandsUntilItsSlotsAreReset)
   field->Reset(values);
   field->Reset(derivatives);
   EXPECT_EQ(derivative(X), 20.0);
-}
-
-TEST(NumericDerivative, DeepGraphs)
-{
-  OnSmallStack([] {
-    for (SFNodeType const type : {PLUS, MIN, MULT, COS, SYMDIFF})
-      EXPECT_TRUE(std::isfinite(DerivativeAt(LeftDeep(type, Scaled(100000)), X, {0.5, 0.25, 0.75})))
-          << OperatorRow(type).name;
-    Captured const captured;
-    NodePtr bad = nullptr;
-    for (int i = 0; i < 10000; ++i)
-      bad = Op(NOT, bad);
-    EXPECT_EQ(DerivativeAt(bad, X, {}), E_FAIL);
-    EXPECT_EQ(captured.Lines().size(), 20002u);
-  });
 }

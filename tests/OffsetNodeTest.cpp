@@ -3,7 +3,6 @@
 #include "SFDagOffset.h"
 
 #include <algorithm>
-#include <regex>
 
 using namespace SF;
 using namespace SFTest;
@@ -131,18 +130,12 @@ TEST(OffsetNode, ReportsWhatItCannotBuildAndTriesAgain)
 
 TEST(OffsetNode, ItsLinesStandInTheStatedOrder)
 {
-  Captured const captured;
-  EXPECT_EQ(SFDagOffset(std::make_shared<SFDagOffset>(nullptr, 1.0), 1.0).GetReady(Level2()), E_FAIL);
-  std::string const text = captured.Text();
-  auto const lines = [&text](std::string const& iPath) {
-    std::vector<int> numbers;
-    std::regex const place(iPath + R"(:(\d+) )");
-    for (std::sregex_iterator match(text.begin(), text.end(), place), end; match != end; ++match)
-      numbers.push_back(std::stoi((*match)[1]));
-    return numbers;
+  auto const placesIn = [](std::string const& iPath) {
+    SFDagOffset const node(std::make_shared<SFDagOffset>(nullptr, 1.0), 1.0);
+    return PlacesOf(iPath, [&] { EXPECT_EQ(node.GetReady(Level2()), E_FAIL); });
   };
-  auto const offset = lines(R"(src/SFDagOffset\.cpp)");
-  auto const functor = lines(R"(src/SFDagFunctor\.cpp)");
+  auto const offset = placesIn(OffsetPath);
+  auto const functor = placesIn(FunctorPath);
   ASSERT_EQ(offset.size(), 2U);
   EXPECT_LT(offset[0], offset[1]);
   // The inner node's failed build, then the outer node's failed operand.
@@ -201,34 +194,6 @@ TEST(OffsetNode, ForwardsToOperandsAndDerivedGraphInOrder)
   EXPECT_EQ(functor.GetContextInfos(0).state, SFDagNode::ECacheReset);
   EXPECT_EQ(journalOf([&] { functor.ResetEvaluationCache(); }), "left clear; right clear; derived clear; ");
   EXPECT_EQ(functor.GetContextCount(), 0U);
-}
-
-TEST(OffsetNode, OffsetsOfOffsetsEvaluate)
-{
-  std::string const sphere = "- r + + q X q Y q Z f1 ";
-  struct
-  {
-    std::string text;
-    ZULMathPoint point;
-    double value;
-  } const cases[] = {
-      {"o0.5 X $", {3, 0, 0}, 2.5},
-      {"o0.5 o0.5 X $", {3, 0, 0}, 2.0},
-      {"o0.5 o0.25 o0.125 X $", {3, 0, 0}, 2.125},
-      {"o-1 o1 o-1 o1 o1 X $", {3, 0, 0}, 2.0},
-      {"o0.1 o0.1 " + sphere, {0, 2, 0}, 0.8},
-      {"+ o0.1 o0.2 " + sphere + "o0.1 " + sphere, {0, 2, 0}, 1.6},
-      {"! o0.1 ! o0.1 " + sphere, {0, 0, 2}, 1.0},
-  };
-  for (auto const& [text, point, value] : cases) {
-    auto const root = Build(text);
-    EXPECT_EQ(ReadyQuietly(*root), S_OK) << text;
-    // Right after GetReady, with the caches as that has left them.
-    SFEvaluationContext context(0);
-    context.SetAtPosition(point);
-    EXPECT_EQ(SFDagEvaluator(Level2()).ComputeScalar(context, *root), S_OK) << text;
-    EXPECT_NEAR(root->GetContextInfos(0).value, value, 1e-5) << text;
-  }
 }
 
 TEST(OffsetNode, ADerivedGraphThatIsNotReadyIsNotKept)

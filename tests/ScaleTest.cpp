@@ -40,11 +40,12 @@ double SecondsOf(std::function<void()> const& iWhat)
   return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
 }
 
-NodePtr Doublings(std::size_t iCount)
+/// Sums, or sums and products, of a node with itself.
+NodePtr Doublings(std::size_t iCount, bool iAlternate = false)
 {
   NodePtr node = Op(SIN, Op(X));
   for (std::size_t i = 0; i < iCount; ++i)
-    node = Op(PLUS, node, node);
+    node = Op(iAlternate && i % 2 != 0 ? MULT : PLUS, node, node);
   return node;
 }
 
@@ -141,7 +142,7 @@ TEST(Scale, PathsBeyondCountTakeAMoment)
     auto const& [name, operation] = entry;
     // The text and the drawing have a place for every path, and no room for them.
     bool const isPerPath = name == "write" || name == "draw";
-    NodePtr root = Doublings(200);
+    NodePtr root = Doublings(200, true);
     HRESULT hr = E_FAIL;
     Captured const captured;
     double const seconds = SecondsOf([&] {
@@ -192,6 +193,15 @@ TEST(Scale, DeepChainsOfEveryKind)
       root = iAdd(std::move(root));
     return root;
   };
+  auto const mixed = [kind = std::size_t{0}](NodePtr iOperand) mutable {
+    while (!IsOperator(SFNodeType(++kind % SFNodeTypeCount))) {
+    }
+    SFNodeType const type{static_cast<std::int32_t>(kind % SFNodeTypeCount)};
+    return Op(type, std::move(iOperand), IsBinaryOperator(type) ? Op(Z) : nullptr);
+  };
+  auto const unchanged = [](NodePtr iOperand) {
+    return Op(PLUS, Op(MULT, C(1), std::move(iOperand)), C(0)); // simplifies to the operand
+  };
   auto const moved = [](NodePtr iOperand) {
     double const rows[12] = {1, 0, 0, 0.001, 0, 1, 0, 0, 0, 0, 1, 0};
     NodePtr node = std::make_shared<SFAffineTransform>(ZULMathTransformation(rows, 12));
@@ -211,11 +221,11 @@ TEST(Scale, DeepChainsOfEveryKind)
     char const* name;
     NodePtr root;
     bool hasValues;
-  } const cases[] = {{"transforms", chain(moved), true},
-                     {"right operands", chain(turned), true},
-                     {"functions", chain(cosine), true},
-                     {"blends", chain(blended), false},
-                     {"offsets", chain(grown), false}};
+  } const cases[] = {
+      {"every operator", chain(mixed), true}, {"sums and products that change nothing", chain(unchanged), true},
+      {"transforms", chain(moved), true},     {"right operands", chain(turned), true},
+      {"functions", chain(cosine), true},     {"blends", chain(blended), false},
+      {"offsets", chain(grown), false}};
   OnSmallStack([&] {
     for (auto const& [kind, root, hasValues] : cases)
       for (auto const& [name, operation] : Operations) {
@@ -231,15 +241,23 @@ TEST(Scale, DeepChainsOfEveryKind)
 TEST(Scale, FailuresUnwindALineALevel)
 {
   constexpr std::size_t levels = Scaled(100000);
-  NodePtr root = Build("b0.5 X Y $");
+  NodePtr root; // of the innermost operator: nothing
   for (std::size_t i = 0; i < levels; ++i)
     root = Op(NOT, root);
-  std::string text;
-  OnSmallStack([&] {
-    Captured const captured;
-    EXPECT_EQ(Evaluate(*root), E_FAIL);
-    text = captured.Text();
-  });
-  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1 + 2 * static_cast<std::ptrdiff_t>(levels))
-      << text.substr(0, 1000);
+  auto const countOf = [&](std::function<HRESULT(NodePtr const&)> const& iAction) {
+    std::string text;
+    OnSmallStack([&] {
+      Captured const captured;
+      EXPECT_EQ(iAction(root), E_FAIL);
+      text = captured.Text();
+    });
+    return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+  };
+  EXPECT_EQ(countOf([](NodePtr const& iRoot) { return Evaluate(*iRoot); }), 2 * levels);
+  EXPECT_EQ(countOf(Derive), 2 + 2 * levels);
+  EXPECT_EQ(countOf([](NodePtr const& iRoot) {
+              std::string text;
+              return SFDagToExpression(SFSWContext()).Export(*iRoot, text, true, false);
+            }),
+            1 + 2 * levels);
 }

@@ -87,6 +87,19 @@ LineList LinesOf(Action iAction)
   return captured.Lines();
 }
 
+/// The numbers of the lines in the sources at which an action reports from `iPath`, in the order of the reports.
+template <class Action>
+std::vector<int> PlacesOf(std::string const& iPath, Action iAction)
+{
+  Captured const captured;
+  iAction();
+  std::vector<int> places;
+  std::string const text = captured.Text();
+  for (std::size_t at = 0; (at = text.find(iPath + ":", at)) != std::string::npos;)
+    places.push_back(std::stoi(text.substr(at += iPath.size() + 1, 9)));
+  return places;
+}
+
 /// "Error in <method> at <path>:N  failed with hr: <code>", E_FAIL unless said otherwise.
 inline std::string FailedCall(std::string const& iMethod, std::string const& iPath, HRESULT iCode = E_FAIL)
 {

@@ -1,4 +1,5 @@
 #include "Fields.h"
+#include "Tables.h"
 
 #include <gtest/gtest.h>
 
@@ -58,58 +59,21 @@ TEST(Pruner, ChainsOfAnyShapeShrinkAlike)
   }
 }
 
-// What may be dropped where, and what may not: `steps` is what is left of the list over the whole grid, on which X,
-// Y and Z run over [0, 64], [0, 32] and [0, 39].
 TEST(Pruner, DropsOnStrictComparisonsOnly)
 {
-  struct Case
-  {
-    char const* text;
-    bool drops;
-  };
-  for (Case const& c : {
-           Case{"U * X Y + 1 f1 f2 $", false}, // folds to a chain with a constant inside the range
-           Case{"U * X Y f-1 $", true},        // 0 <= XY: never chosen
-           Case{"U f-1 * X Y $", true},
-           Case{"U * X Y f0 $", false}, // a tie at 0
-           Case{"U f0 * X Y $", false},
-           Case{"I * X Y f2048 $", false}, // a tie at the far corner
-           Case{"I * X Y f2049 $", true},
-           Case{"I * X Y f-0.001 $", true},
-           Case{"I * X Y f0 $", false},
-           Case{"U r - * X Y f1 f-1 $", false}, // may be NaN: MIN(NaN, -1) is NaN
-           Case{"U f-1 r - * X Y f1 $", false}, // MIN(-1, NaN) is -1, but that is not looked into
-           Case{"I r - * X Y f1 f-1 $", false},
-           Case{"U r + * X Y f1 f-1 $", true}, // a root that cannot be NaN
-           Case{"U / X Y f-1 $", false},       // 0/0
-           Case{"\\ * X Y f1 $", true},        // max(XY, -1) is XY
-           Case{"\\ * X Y f0 $", false},       // max(XY, -0) at XY = 0
-           Case{"\\ * X Y f-3000 $", true},    // 3000 everywhere
-           Case{"\\ * X Y l - * X Y f9 $", false},
-           Case{"a + * X Y f1 $", true},
-           Case{"a * X Y $", false}, // |-0| is not -0
-           Case{"? + * X Y f1 $", true},
-           Case{"? - * X Y f2048 $", true}, // 0 is not positive
-           Case{"? - * X Y f2047 $", false},
-           Case{"? l - * X Y f5000 $", false},
-           Case{"? + r - * X Y f5 f1 $", false},               // at least 1, or NaN, whose sign is -1
-           Case{"U * X Y U + * X Y f1 + * X Z f3000 $", true}, // the bound runs down into the inner minimum
-           Case{"I U * X Y f3 U * X Z f2 $", false},
-           Case{"I f4 U * X Y U f3 * X Z $", true}, // all of the minimum is below 4
-       }) {
-    Node const root = Build(c.text);
-    ASSERT_NE(root, nullptr) << c.text;
-    Compiled const compiled({root}, Grid, 0); // nothing kept, so every step is the pruner's
+  CheckTable("pruning", 1, [](std::vector<std::string> const& iRow) {
+    Node const root = Build(iRow[0]);
+    Compiled const compiled({root}, Grid, 0); // nothing hoisted, so every step is the pruner's
     SFTapePruner const pruner(*compiled.runner);
     auto scratch = pruner.MakeScratch();
     SFTapeList list;
     SFTile const all{{0, 0, 0}, {Dims[0], Dims[1], Dims[2]}};
     bool const drops = pruner.Prune(compiled.runner->GetList(), {&all, 1}, SFListUse::ToPrune, scratch, &list) != 0;
-    EXPECT_EQ(drops, c.drops) << c.text;
-    EXPECT_EQ(list.steps.size() < compiled.runner->GetList().steps.size(), c.drops) << c.text;
+    EXPECT_EQ(list.steps.size() < compiled.runner->GetList().steps.size(), drops);
     Values const expected = ByRecursion({root}, Grid);
-    EXPECT_EQ(FirstDifference(compiled.OnPrunedTape(), expected), expected.size()) << c.text;
-  }
+    EXPECT_EQ(FirstDifference(compiled.OnPrunedTape(), expected), expected.size());
+    return LineList{drops ? "drops" : "keeps"};
+  });
 }
 
 namespace {
