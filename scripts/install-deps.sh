@@ -15,6 +15,7 @@ packages=(
   libpng-dev   # pictures of sfdag
   # testing
   libgtest-dev
+  libmpfr-dev # exact values of the elementary functions
   libbenchmark-dev
   pkg-config # a consumer without CMake
   python3    # checks of the documents

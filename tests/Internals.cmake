@@ -6,11 +6,13 @@ target_compile_features(SF_internals INTERFACE cxx_std_20)
 target_include_directories(SF_internals INTERFACE $<TARGET_PROPERTY:SF,INCLUDE_DIRECTORIES>)
 target_link_libraries(SF_internals INTERFACE Threads::Threads)
 
+include(Accuracy.cmake)
+
 file(GLOB SF_INTERNAL_TEST_SOURCES CONFIGURE_DEPENDS internal/*.cpp)
 sf_leave_out_single_threaded(SF_INTERNAL_TEST_SOURCES)
 add_library(sf_internal_test_objects OBJECT ${SF_INTERNAL_TEST_SOURCES})
 target_include_directories(sf_internal_test_objects PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
-target_link_libraries(sf_internal_test_objects PUBLIC SF_internals SF_test_options GTest::gtest_main)
+target_link_libraries(sf_internal_test_objects PUBLIC SF_internals SF_test_options sf_accuracy_measure GTest::gtest_main)
 if(SF_SANITIZE) # It pays here: these tests walk whole grids by the definition of the values.
   target_compile_options(sf_internal_test_objects PRIVATE -O1)
 endif()
