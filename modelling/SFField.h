@@ -104,6 +104,11 @@ public:
   /// A new graph of operators of the first semantic level, parameters and resources, for use with any class of the
   /// library SF. Equal parts are one node. The graph belongs to the caller, who may change it.
   std::shared_ptr<SFDagNode> Node() const;
+  /// A formula (SFFormula) that reads back to the same bits at every point. Shared parts become definitions.
+  /// std::domain_error for a parameter whose name is no name in formulae, for a resource without an id, and for the gradient
+  /// of a resource.
+  std::string ToFormula() const;
+
   /// The field prepared for many evaluations. The compiled field shares nothing with this object but its resources.
   std::shared_ptr<SFCompiledField> Compile(SFCompiledFieldOptions const& iOptions = {}) const;
   /// The value at one point. The first call compiles the field for all copies of this object; for many points use

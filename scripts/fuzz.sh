@@ -3,7 +3,7 @@
 #
 # Usage: scripts/fuzz.sh [SECONDS [TARGET...]]
 #   SECONDS   of a processor's time for each target (30)
-#   TARGET    text, render or resources (all of them)
+#   TARGET    text, render, resources or formula (all of them)
 #
 # All run at once, longer where there are fewer processors than targets. Log, new inputs and what failed:
 # build/fuzz/run/TARGET. An input that failed belongs into fuzz/regressions/TARGET, where the tests replay it.
@@ -12,7 +12,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 seconds=${1:-30}
 targets=("${@:2}")
-[[ ${#targets[@]} -gt 0 ]] || targets=(text render resources)
+[[ ${#targets[@]} -gt 0 ]] || targets=(text render resources formula)
 
 cmake --preset asan-ubsan ${WARNINGS_AS_ERRORS:+-DSF_WARNINGS_AS_ERRORS="$WARNINGS_AS_ERRORS"}
 cmake --build --preset asan-ubsan --target fuzz_dictionary "${targets[@]/#/fuzz_}"

@@ -152,6 +152,13 @@ Rows RotationRows(ZULMathVector const& iAxis, double iAngle, ZULMathPoint const&
   return rows;
 }
 
+/// Each copy has a node of its own at least.
+void RequireRoomFor(double iCopies)
+{
+  if (iCopies > static_cast<double>(SFField::MaxNodes))
+    throw std::length_error("a field of more than " + std::to_string(SFField::MaxNodes) + " nodes");
+}
+
 } // namespace
 
 SFField Remap(SFField const& iField, SFField const& iX, SFField const& iY, SFField const& iZ)
@@ -270,10 +277,14 @@ SFField ToCylindrical(SFField const& iField)
 SFField Array(SFField const& iField, std::array<unsigned int, 3> const& iCounts, ZULMathVector const& iSpacing)
 {
   Argument::FiniteVector("spacing", iSpacing);
-  std::vector<SFField> copies;
-  for (unsigned int const count : iCounts)
+  double total = 1.0;
+  for (unsigned int const count : iCounts) {
     if (count == 0)
       Argument::Refuse("counts", "holds a 0");
+    total *= count;
+  }
+  RequireRoomFor(total);
+  std::vector<SFField> copies;
   for (unsigned int k = 0; k < iCounts[2]; ++k)
     for (unsigned int j = 0; j < iCounts[1]; ++j)
       for (unsigned int i = 0; i < iCounts[0]; ++i)
@@ -285,6 +296,7 @@ SFField PolarArray(SFField const& iField, unsigned int iCount)
 {
   if (iCount == 0)
     Argument::Refuse("count", "is 0");
+  RequireRoomFor(iCount);
   std::vector<SFField> copies;
   for (unsigned int i = 0; i < iCount; ++i)
     copies.push_back(Rotate(iField, {0.0, 0.0, 1.0}, 2.0 * ZULPI * i / iCount));
