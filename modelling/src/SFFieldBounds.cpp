@@ -51,6 +51,9 @@ private:
     bool const isFar = std::abs(end) == Far;
     for (double distance = 1e30; isFar && distance > 1e-12; distance *= 0.25) {
       double const plane = -inwards * distance;
+      bool const isPastOther = inwards * (plane - other) >= 0.0;
+      if (isPastOther)
+        break;
       if (!IsPositiveBeyond(iAxis, iSide, plane)) {
         open = plane;
         break;
