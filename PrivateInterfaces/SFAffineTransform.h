@@ -9,13 +9,14 @@
 
 namespace SF {
 
-/// An affine domain transform. Its inverse is computed on first use under a lock of the node's own, so any
+/// An affine domain transform, of type AFFINETRANSFORM. Its inverse is computed on first use under a lock of the node's own, so any
 /// number of threads may evaluate the node at once.
 class SF_EXPORT SFAffineTransform : public SFTransform
 {
 public:
   static constexpr int CoefficientCount = 16;
 
+  /// The transformation moves the operand's field; one without an inverse makes the evaluation fail.
   explicit SFAffineTransform(ZULMathTransformation const& iTransformation);
   ~SFAffineTransform() override;
 

@@ -4,11 +4,12 @@
 
 namespace SF {
 
-/// A blend of two fields. It is read, written and drawn; the evaluator rejects it.
+/// A blend of two fields, of type BLEND and the second semantic level. It is read, written and drawn; the evaluator
+/// rejects it.
 class SF_EXPORT SFBlendNode : public SFCompose
 {
 public:
-  /// Takes rank, type and operands (shared) of an already built binary node.
+  /// Takes rank, type and operands (shared) of an already built binary node, such as SFOp(SFNodeType::BLEND, a, b).
   SFBlendNode(SFDagNode const& iBinaryNode, double iBlendParameter);
   ~SFBlendNode() override;
 

@@ -4,7 +4,7 @@
 
 namespace SF {
 
-/// Base of the composition nodes.
+/// Base of the nodes that compose fields by a rule of their own; today SFBlendNode.
 class SF_EXPORT SFCompose : public SFDagNode
 {
 public:

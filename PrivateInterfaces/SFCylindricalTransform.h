@@ -10,7 +10,7 @@
 
 namespace SF {
 
-/// A cylindrical domain transform: its operand is evaluated at (r, floor(n + 1) theta / n, h), the cylindrical
+/// A cylindrical domain transform, of type CYLINDRICALTRANSFORM: its operand is evaluated at (r, floor(n + 1) theta / n, h), the cylindrical
 /// coordinates of the point about the node's axis.
 class SF_EXPORT SFCylindricalTransform : public SFTransform
 {

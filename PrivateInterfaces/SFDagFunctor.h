@@ -5,8 +5,8 @@
 namespace SF {
 
 /// A node whose value is defined by another graph that it builds itself the first time it is made ready. A later
-/// GetReady with another context, or a changed parameter, keeps the graph already built; after a failure the
-/// next GetReady tries again.
+/// GetReady with another context, or a changed parameter, keeps the graph already built until it is discarded; after a
+/// failure the next GetReady tries again. A host that derives a class overrides BuildDerivedDAG.
 ///
 /// The derived graph is made ready for the same context before it is kept. It may hold functor nodes itself, which
 /// then build theirs, and so on: an offset of an offset holds the inner one once more, and what a chain of n of
@@ -30,6 +30,11 @@ public:
 
   /// Null before it is built.
   std::shared_ptr<SFDagNode> const& GetDerivedDag() const { return _derivedDag; }
+  /// Lets go of the derived graph, which the next GetReady builds again: with the distance, the parameters and the
+  /// operands of then. Functors above this node hold what they built from it: they are to be discarded as well.
+  /// Contexts opened before have no slots in the new graph; open them after GetReady. Not while another thread uses
+  /// the node.
+  void Discard();
 
   static constexpr std::size_t MaxNestedBuilds = 1000;
 

@@ -21,6 +21,11 @@ namespace SF {
 /// Base of every node of a scalar field. Nodes are owned through shared pointers and own their operands, so that
 /// a field is a directed acyclic graph.
 ///
+/// A host assembles a graph from the classes derived from this one: it makes the leaves first (SFOp, SFConstant,
+/// SFVariable, resources), hands them to the nodes above them, through a constructor or SetLhs and SetRhs, and keeps the
+/// root. A node may be the operand of several others, and is then evaluated once; a graph must not lead back to where it
+/// came from. Operands that are missing, or too many for the type, show as failures of the operation that needs them.
+///
 /// Depth: none of the operations below recurses on the machine stack over the library's own node classes, and
 /// each visits a shared node once unless it says otherwise. A node class of the host that overrides an operation
 /// is called through it.
@@ -46,7 +51,7 @@ public:
     std::int32_t state = ECacheFresh;
   };
 
-  /// Rank -1, no operands, no slots.
+  /// Rank -1, no operands, no slots. A class that a host derives gives the type whose rules apply to it.
   explicit SFDagNode(SFNodeType iType) : m_Type(iType) {}
 
   /// Stamps the node rank -1 and type UNDEFINED, then releases the operands, left before right. A graph of any
@@ -83,7 +88,9 @@ public:
   /// exist are not made.
   virtual void Reset(SFEvaluationContext const& iContext) const;
 
+  /// Whether the host has attached records to the node. False here.
   virtual bool HasExecutionInfo();
+  /// The record of an id, owned by whoever attached it; null here.
   virtual SFExecutionInfo* GetExecutionInfo(_GUID iId);
 
   SFNodeType GetTypeTag() const { return m_Type; }
@@ -92,6 +99,7 @@ public:
   /// The builder's rank of the node; -1 for a node made by other means.
   int GetRank() const { return m_Rank; }
 
+  // None of these while another thread uses the node. Operands are shared and may be null. The node's caches stay.
   void SetRank(int iRank) { m_Rank = iRank; }
   void SetTypeTag(SFNodeType iType) { m_Type = iType; }
   void SetLhs(std::shared_ptr<SFDagNode> iLhs) { m_Lhs = std::move(iLhs); }

@@ -5,7 +5,8 @@
 
 namespace SF {
 
-/// The offset of its operand's field by a distance, as a functor: the derived graph is the offset field.
+/// The offset of its operand's field by a distance, as a functor: the derived graph is the offset field, of first order.
+/// A node of the second semantic level, of type OFFSET.
 class SF_EXPORT SFDagOffset : public SFDagFunctor
 {
 public:
@@ -29,7 +30,7 @@ public:
   /// The distance.
   HRESULT GetConstant(double& oValue) const override;
   using SFDagFunctor::SetConstant;
-  /// Changes the distance; a derived graph already built stays as it is. S_OK.
+  /// Changes the distance; a derived graph already built stays as it is until it is discarded. S_OK.
   virtual HRESULT SetConstant(double const& iValue);
 
   std::int32_t GetSides() const { return _sides; }
@@ -37,10 +38,18 @@ public:
   /// Not while another thread uses the node.
   void SetTolerance(ZULTolerance const* iTolerance) const { _tolerance = iTolerance; }
 
+  /// Whether the derived graph was built with another distance or tolerance than the node has now. False before it is
+  /// built.
+  bool IsOutdated() const;
+
 private:
+  ZULTolerance ToleranceInUse() const;
+
   double _distance;
   mutable ZULTolerance const* _tolerance;
   std::int32_t _sides;
+  mutable double _builtDistance = 0.0;
+  mutable double _builtResolution = 0.0;
 };
 
 } // namespace SF

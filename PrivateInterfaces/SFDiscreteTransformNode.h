@@ -7,7 +7,7 @@
 
 namespace SF {
 
-/// A transform defined by two resources. The node carries them for the host: it is read, written (once it has
+/// A transform defined by two resources, of type DISCRETETRANFORM. The node carries them for the host: it is read, written (once it has
 /// both) and drawn, and the evaluator rejects it.
 class SF_EXPORT SFDiscreteTransformNode : public SFTransform
 {

@@ -10,7 +10,7 @@
 
 namespace SF {
 
-/// A transform guided by wires, which are grouped into cross sections. The node carries them for the host: it is
+/// A transform guided by wires, of type GCGUIDEDTRANSFORM. The wires are grouped into cross sections. The node carries them for the host: it is
 /// read, written and drawn, and the evaluator rejects it.
 class SF_EXPORT SFGCGuidedTransform : public SFTransform
 {

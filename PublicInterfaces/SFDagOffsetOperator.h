@@ -19,18 +19,22 @@ namespace SF {
 /// values, which is outwards for fields that are negative inside. See docs/offsets.md for what to expect.
 ///
 /// Results are as if they had been written as text and read back, which merges their equal parts and rounds their
-/// numbers to 6 significant digits; no text is made, as that has a place for every path. An offset is never silently
-/// another field: where text cannot say what the graph holds (a host's resource, a number that is not finite, an
-/// OFFSET node that is two-sided or has a tolerance of its own, a cylinder with a reference direction of its own, a
-/// parameter's name or a reference with characters that end it early), or where reading would merge what differs, the
-/// operation fails.
+/// numbers to 6 significant digits; no text is made, as that has a place for every path. Where text cannot say what the
+/// graph holds (a host's resource, a number that is not finite, an OFFSET node that is two-sided or has a tolerance of
+/// its own, a cylinder with a reference direction of its own, a parameter's name or a reference with characters that end
+/// it early), or where reading would merge nodes that differ, the operation fails.
+///
+/// With transforms the result can be the offset of another field, and nothing says so: equal parts that the graph holds
+/// apart, inside of a transform and outside of it, become one node, whose value is that of the visit that comes first.
+/// See docs/offsets.md.
 ///
 /// Time and memory are in proportion to the nodes of the field and of the results of the steps, however many paths
 /// lead through them. A step that would start from more than `MaxNodes` nodes fails.
 ///
 /// The field given is rewritten in place by the simplification of its derivatives
 /// (SFDagDifferentialOperator::BuildGradientTree), and results may hold its nodes: a host that wants it untouched
-/// hands over a copy. OFFSET nodes in the field must be ready. The tolerance tells simplification what counts as
+/// hands over a copy. OFFSET nodes in the field must be ready, and not older than their distance and their tolerance
+/// (SFDagOffset::IsOutdated): the operation fails. The tolerance tells simplification what counts as
 /// 0 and 1.
 ///
 /// Failures: null, after a line from the failing place outwards. A null field is one.

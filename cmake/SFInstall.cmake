@@ -1,5 +1,7 @@
-# Installation: the library, its headers flat under include/SF (those in the sub-folders of PrivateInterfaces are
-# internal and stay behind), the package files of find_package(SF CONFIG) and of pkg-config. All paths are relative to the place of the files themselves, so that the tree may be moved as a whole.
+# Installation: the library; its headers, flat under include/SF; the licence; the package files of find_package(SF CONFIG)
+# and of pkg-config. The headers are those that stand directly in the four folders: what hosts may use, and what that
+# includes. Those in sub-folders are internal. All paths are relative to the place of the files themselves, so that the
+# tree may be moved as a whole.
 
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
@@ -14,6 +16,8 @@ foreach(dir IN LISTS SF_HEADER_DIRS)
   file(GLOB headers CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/${dir}/*.h")
   install(FILES ${headers} DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/SF")
 endforeach()
+
+install(FILES "${PROJECT_SOURCE_DIR}/LICENSE" DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 
 install(EXPORT SFTargets NAMESPACE SF:: DESTINATION "${SF_CMAKE_DIR}")
 configure_package_config_file("${CMAKE_CURRENT_LIST_DIR}/SFConfig.cmake.in" "${PROJECT_BINARY_DIR}/SFConfig.cmake"

@@ -1,6 +1,7 @@
 #include "Failure.h"
 #include "Output.h"
 #include "SFInstructionSets.h"
+#include "SFVersion.h"
 #include "Signals.h"
 #include "Verbs.h"
 
@@ -68,7 +69,7 @@ class CommandLine
 public:
   CommandLine() : _app("Works with solid geometry given as scalar fields.", "sfdag")
   {
-    _app.set_version_flag("--version", "sfdag " SFDAG_VERSION);
+    _app.set_version_flag("--version", "sfdag " SF_VERSION_STRING);
     _app.get_formatter()->label("SUBCOMMAND", "VERB");
     _app.footer("MODEL is a file with an expression text, - for the standard input, or -x 'EXPR'.\n"
                 "sfdag VERB --help explains a verb and shows examples.");

@@ -11,6 +11,8 @@ HRESULT SFDagFunctor::GetReady(SFSWContext const& iContext) const { return SFDag
 SFEvaluationContext SFDagFunctor::GetNewEvaluationContext() const { return SFDagNode::GetNewEvaluationContext(); }
 void SFDagFunctor::Reset(SFEvaluationContext const& iContext) const { SFDagNode::Reset(iContext); }
 
+void SFDagFunctor::Discard() { Release(std::move(_derivedDag)); }
+
 HRESULT SFDagFunctor::BuildDerivedDAG(SFSWContext const&, std::shared_ptr<SFDagNode>&) const { return E_NOTIMPL; }
 
 void SFDagFunctor::ReportOperandsNotReady(HRESULT iCode) { Diagnostics::FailedCall("GetReady", iCode); }

@@ -12,10 +12,21 @@ SFDagOffset::SFDagOffset(std::shared_ptr<SFDagNode> iField, double iDistance, st
 }
 SFDagOffset::~SFDagOffset() = default;
 
+ZULTolerance SFDagOffset::ToleranceInUse() const
+{
+  return _tolerance != nullptr ? *_tolerance : ZULGetDefaultTolerance();
+}
+
+bool SFDagOffset::IsOutdated() const
+{
+  return GetDerivedDag() != nullptr &&
+         (_builtDistance != _distance || _builtResolution != ToleranceInUse().GetResolution());
+}
+
 HRESULT SFDagOffset::BuildDerivedDAG(SFSWContext const& iContext, std::shared_ptr<SFDagNode>& oDerivedDag) const
 {
   constexpr int order = 1;
-  ZULTolerance const tolerance = _tolerance != nullptr ? *_tolerance : ZULGetDefaultTolerance();
+  ZULTolerance const tolerance = ToleranceInUse();
   SFDagOffsetOperator const offsetOperator(iContext);
   switch (_sides) {
   case EOneSided:
@@ -33,6 +44,10 @@ HRESULT SFDagOffset::BuildDerivedDAG(SFSWContext const& iContext, std::shared_pt
     Diagnostics::Problem("BuildDerivedDAG", "SF::SFDagOffsetOperator couldn't build tree.");
     Diagnostics::NullPointer("BuildDerivedDAG", "oDerivedDag.get()");
     return E_FAIL;
+  }
+  if (GetDerivedDag() == nullptr) { // otherwise this one is not for the node itself
+    _builtDistance = _distance;
+    _builtResolution = tolerance.GetResolution();
   }
   return S_OK;
 }

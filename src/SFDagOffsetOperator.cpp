@@ -1,12 +1,14 @@
 #include "SFDagOffsetOperator.h"
 
 #include "SFConstant.h"
+#include "SFDagOffset.h"
 #include "SFOp.h"
 #include "calculus/SFDifferentiation.h"
 #include "calculus/SFSimplification.h"
 #include "graph/SFDagTraversal.h"
 #include "offset/SFTextRoundTrip.h"
 
+#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -30,6 +32,13 @@ bool IsProvided(NodePtr const& iNode)
   if (iNode == nullptr)
     Diagnostics::Sentence("SFDagEvaluator::OffsetFunctionTree, no function provided ! ");
   return iNode != nullptr;
+}
+
+/// Whether a node's derived graph, which derivatives are taken of, is not that of the node as text says it.
+bool IsOutdated(SFDagNode const* iNode)
+{
+  auto const* const offset = iNode->GetTypeTag() == SFNodeType::OFFSET ? NodeAs<SFDagOffset>(*iNode) : nullptr;
+  return offset != nullptr && offset->IsOutdated();
 }
 
 /// The nodes of a derivative that are none of the field's.
@@ -132,7 +141,8 @@ NodePtr SFDagOffsetOperator::GradientNorm(NodePtr iNode, ZULTolerance const& iTo
 {
   if (!IsProvided(iNode))
     return nullptr;
-  if (PostOrder(*iNode, SFReach::OperandsAndDerived).size() > MaxNodes) {
+  auto const nodes = PostOrder(*iNode, SFReach::OperandsAndDerived);
+  if (nodes.size() > MaxNodes || std::any_of(nodes.begin(), nodes.end(), IsOutdated)) {
     ReportNormNotWritten(E_FAIL);
     return nullptr;
   }

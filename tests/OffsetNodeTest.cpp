@@ -1,6 +1,8 @@
 #include "Support.h"
 
+#include "SFDagCloner.h"
 #include "SFDagOffset.h"
+#include "SFVariable.h"
 
 #include <algorithm>
 
@@ -92,6 +94,48 @@ TEST(OffsetNode, BuildsOnceAndKeepsWhatItBuilt)
   double distance = 0.0;
   EXPECT_EQ(node.GetConstant(distance), S_OK);
   EXPECT_EQ(distance, 1.0);
+}
+
+TEST(OffsetNode, BuildsAgainWhatIsDiscarded)
+{
+  NodePtr const field = Build("* pk[1] X $");
+  SFDagOffset node(field, 0.5);
+  auto const valueAfter = [&](auto iChange) {
+    iChange();
+    EXPECT_EQ(ReadyQuietly(node), S_OK);
+    return ValueAt(node, {3, 0, 0});
+  };
+  EXPECT_EQ(valueAfter([] {}), 2.5);
+  EXPECT_EQ(valueAfter([&] { dynamic_cast<SFVariable&>(*field->GetLhs()).SetConstant(2.0); }), 2.5);
+  EXPECT_EQ(valueAfter([&] { node.Discard(); }), 5.0);
+  EXPECT_EQ(valueAfter([&] { node.SetConstant(-1.0); }), 5.0);
+  EXPECT_EQ(valueAfter([&] { node.Discard(); }), 8.0);
+}
+
+TEST(OffsetNode, IsNotOffsetAfterAChange)
+{
+  ZULTolerance const other(0.25);
+  std::function<void(SFDagOffset&)> const changes[] = {
+      [](SFDagOffset& ioNode) { ioNode.SetConstant(3.0); },
+      [&other](SFDagOffset& ioNode) { ioNode.SetTolerance(&other); },
+  };
+  for (auto const& change : changes)
+    for (bool const isClone : {false, true}) {
+      auto inner = std::make_shared<SFDagOffset>(Build("X $"), 0.5);
+      EXPECT_EQ(ReadyQuietly(*inner), S_OK);
+      if (isClone)
+        inner = std::dynamic_pointer_cast<SFDagOffset>(SFDagCloner::Clone(inner));
+      SFDagOffset const outer(inner, 0.1);
+      change(*inner);
+      EXPECT_EQ(LinesOf([&] { EXPECT_EQ(outer.GetReady(Level2()), E_FAIL); }).front(),
+                FailedCall("GradientNorm", "src/SFDagOffsetOperator.cpp"));
+      inner->SetTolerance(nullptr);
+      inner->Discard();
+      EXPECT_EQ(ReadyQuietly(outer), S_OK);
+      double distance = 0.0;
+      EXPECT_EQ(inner->GetConstant(distance), S_OK);
+      EXPECT_NEAR(ValueAt(outer, {distance + 0.1, 0, 0}), 0.0, 1e-6);
+    }
 }
 
 TEST(OffsetNode, ReportsWhatItCannotBuildAndTriesAgain)

@@ -20,13 +20,19 @@ foreach(source IN LISTS sources)
   endif()
 endforeach()
 list(JOIN tried_headers "," tried_headers)
+set(header_dirs ${SF_HEADER_DIRS})
+if(SF_BUILD_MODELLING)
+  list(APPEND header_dirs modelling)
+endif()
+list(TRANSFORM header_dirs PREPEND "${PROJECT_SOURCE_DIR}/")
+list(JOIN header_dirs "," header_dirs)
 
 add_test(NAME Packaging.FindPackage
   COMMAND "${CMAKE_CTEST_COMMAND}" --build-and-test "${consumer}" "${CMAKE_CURRENT_BINARY_DIR}/consumer"
           --build-generator "${CMAKE_GENERATOR}"
           --build-options "-DCMAKE_PREFIX_PATH=${stage}" "-DCMAKE_CXX_COMPILER=${CMAKE_CXX_COMPILER}"
                           "-DCMAKE_CXX_FLAGS=-Wall -Wextra -Wpedantic -Werror"
-                          "-DTRIED_HEADERS=${tried_headers}"
+                          "-DTRIED_HEADERS=${tried_headers}" "-DHEADER_DIRS=${header_dirs}"
           --test-command consumer)
 add_test(NAME Packaging.PkgConfig
   COMMAND "${consumer}/pkg_config.sh" "${CMAKE_CXX_COMPILER}" "${stage}" "${CMAKE_INSTALL_LIBDIR}"

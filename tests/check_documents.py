@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Checks what the documents claim.
 
-Usage: check_documents.py links | tokens | example DOCUMENT PROGRAM | commands SFDAG
+Usage: check_documents.py links | tokens | example DOCUMENT NUMBER PROGRAM | commands SFDAG
 """
 
 import os
@@ -54,11 +54,12 @@ def check_tokens():
         yield f"README.md lists {row}, which the operator table does not hold"
 
 
-def check_example(document, program):
-    """The program of a document prints the lines that are shown, in their order."""
+def check_example(document, number, program):
+    """A program of a document prints the lines that are shown after it, in their order."""
     printed = subprocess.run([program], check=True, capture_output=True, text=True).stdout
     remaining = iter(printed.splitlines())
-    for line in re.search(r"```cpp\n.*?```text\n(.*?)```", Path(document).read_text(), re.DOTALL)[1].splitlines():
+    shown = re.findall(r"```cpp\n.*?```text\n(.*?)```", Path(document).read_text(), re.DOTALL)
+    for line in shown[int(number)].splitlines():
         if line not in remaining:
             yield f"{document} shows {line!r}, the program printed:\n{printed}"
 

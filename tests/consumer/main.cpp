@@ -1,17 +1,20 @@
 // What a host does with an installed library: reads a field, gives it geometry of its own, evaluates and renders it,
-// and assembles a graph by hand. Ends with 1, after a line, at the first value that is not the expected one.
+// assembles a graph by hand, and reads the lines of inline functions that it compiled itself. Ends with 1, after a line, at the first value that is not the expected one.
 #include <BRXResourceToSF.h>
 #include <SFAffineTransform.h>
 #include <SFDagEvaluator.h>
 #include <SFDagFromExpression.h>
 #include <SFDagToExpression.h>
+#include <SFGCGuidedTransform.h>
 #include <SFOp.h>
 #include <SFResourceResolver.h>
 #include <SFSWContext.h>
+#include <SFVersion.h>
 
 #include <cmath>
 #include <cstdlib>
 #include <iostream>
+#include <sstream>
 #include <stdexcept>
 
 namespace {
@@ -102,12 +105,44 @@ void AssemblesByHand()
   Expect(ValueAt(*moved, {7.0, 0.0, 0.0}) == 2.0, "the transform moves the field");
 }
 
+/// Lines show the header's path in the sources of the library, wherever it has been installed.
+void ReportsPlacesOfTheLibrary()
+{
+  std::ostringstream lines;
+  std::streambuf* const before = std::cout.rdbuf(lines.rdbuf());
+  SF::SFGCGuidedTransform guided;
+  guided.AddWireToCrossSection(0, nullptr);
+  guided.GetWire(0, 0);
+  guided.AddCrossSection();
+  guided.GetWire(0, 0);
+  double const flat[12] = {};
+  ZULMathPoint point;
+  SF::SFAffineTransform(ZULMathTransformation(flat, 12)).ApplyInverseTransformation(point);
+  SF::CheckNumberText("1 2");
+  SF::CheckNumberText("1,2");
+  std::cout.rdbuf(before);
+
+  std::istringstream stream(lines.str());
+  std::string line;
+  for (std::string const place :
+       {"AddWireToCrossSection at PrivateInterfaces/SFGCGuidedTransform.h:",
+        "GetWire at PrivateInterfaces/SFGCGuidedTransform.h:", "GetWire at PrivateInterfaces/SFGCGuidedTransform.h:",
+        "GetInverse at PrivateInterfaces/SFAffineTransform.h:",
+        "ApplyInverseTransformation at PrivateInterfaces/SFAffineTransform.h:",
+        "ToSFString at ProtectedInterfaces/SFTypes.h:", "ToSFString at ProtectedInterfaces/SFTypes.h:"}) {
+    std::getline(stream, line);
+    Expect(line.starts_with("Error in " + place), line.c_str());
+  }
+}
+
 } // namespace
 
 int main()
 {
+  Expect(std::string(SF_VERSION_STRING) == FOUND_VERSION, "the version of the package");
   ReadsEvaluatesWrites();
   RendersAndPassesExceptionsOn();
   AssemblesByHand();
+  ReportsPlacesOfTheLibrary();
   std::cout << "consumer: as expected\n";
 }
