@@ -47,5 +47,15 @@ SF_EXPORT void Problem(std::string_view iMethod, std::string_view iText,
 SF_EXPORT void Info(std::string_view iMethod, std::string_view iText,
                     SFSourceLocation iWhere = SFSourceLocation::Current());
 
+/// While one lives, its thread writes no lines.
+class SF_EXPORT SFSilence
+{
+public:
+  SFSilence();
+  SFSilence(SFSilence const&) = delete;
+  SFSilence& operator=(SFSilence const&) = delete;
+  ~SFSilence();
+};
+
 } // namespace Diagnostics
 } // namespace SF

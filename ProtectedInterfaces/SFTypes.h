@@ -119,4 +119,7 @@ SF_EXPORT HRESULT AppendSFNumber(double iValue, std::string& ioText);
 /// False, and `oValue` 0, when there is none or when it is out of range. Neither "inf" nor "nan" is a number.
 SF_EXPORT bool ReadSFNumber(std::string_view iText, double& oValue);
 
+/// The characters that ReadSFNumber takes for the number, which need not be one.
+SF_EXPORT std::string_view SFNumberRun(std::string_view iText);
+
 } // namespace SF

@@ -13,6 +13,7 @@
 #include "SFVariable.h"
 #include "text/SFBracketText.h"
 #include "text/SFHashConsing.h"
+#include "text/SFReadingObserver.h"
 #include "text/SFTokenQueue.h"
 
 #include <algorithm>
@@ -73,15 +74,18 @@ struct OpenNode
 class Builder
 {
 public:
-  Builder(std::string const& iExpression, SFResourceResolver* iResolver, SFNodeEquality iEquality)
-    : _lexer(iExpression), _resolver(iResolver), _equality(iEquality), _existingNodes(iEquality),
-      _payloadBudget(2 * iExpression.size() + 64)
+  /// The resolver and the observer may be null.
+  Builder(std::string const& iExpression, SFResourceResolver* iResolver, SFNodeEquality iEquality,
+          SFReadingObserver* iObserver = nullptr)
+    : _lexer(iExpression), _resolver(iResolver), _equality(iEquality), _existingNodes(iEquality), _observer(iObserver)
   {
   }
 
   SFDagNodePtr BuildFromExpression();
 
 private:
+  SFToken NextToken();
+  void Made(ReadNode const& iRead, SFToken const& iToken) const;
   ReadNode BuildLeaf(SFToken const& iToken);
   std::string PolyText(SFToken const& iToken) const;
   SFDagNodePtr BuildPoly(SFToken const& iToken);
@@ -98,8 +102,6 @@ private:
   SFDagNodePtr MakeGuidedTransform(SFToken const& iToken);
   bool FillDiscreteTransform(SFDiscreteTransformNode& ioTransform, std::string const& iIds);
   bool FillGuidedTransform(SFGCGuidedTransform& ioTransform, std::string const& iGroups);
-  bool Spend(SFToken const& iToken, std::size_t iEnd);
-  std::optional<std::pair<std::size_t, std::size_t>> FindBrackets(SFToken const& iToken);
   std::optional<std::vector<double>> ReadBracketList(SFToken const& iToken);
 
   SFLexer _lexer;
@@ -107,11 +109,10 @@ private:
   SFNodeEquality _equality;
   SFHashConsing _existingNodes;
   SFTokenQueue _tokens{_lexer, _existingNodes};
+  SFBracketFinder _brackets{_lexer};
+  SFReadingObserver* _observer;
   std::vector<OpenNode> _openNodes;
   int _rank = -1; ///< the running rank counter
-  /// Bracketed texts never overlap in a well-formed text, so together they are shorter than it. The budget
-  /// stops texts whose every token claims the same far bracket from costing the square of their length.
-  std::size_t _payloadBudget;
 };
 
 /// Whether operands follow a token; NONE and the kinds without a token have none.
@@ -122,7 +123,7 @@ bool HasRightOperand(SFNodeType iType) { return OperatorRow(iType).arity == 2; }
 SFDagNodePtr Builder::BuildFromExpression()
 {
   for (;;) {
-    SFToken const token = _tokens.Next();
+    SFToken const token = NextToken();
     ReadNode read;
     if (HasOperands(token.type)) {
       if (OpenNodeWithOperands(token))
@@ -145,6 +146,24 @@ SFDagNodePtr Builder::BuildFromExpression()
     if (_openNodes.empty())
       return read.number != SFHashConsing::None ? _existingNodes.At(read.number) : read.node;
   }
+}
+
+SFToken Builder::NextToken()
+{
+  SFToken const token = _tokens.Next();
+  if (_observer != nullptr) {
+    OpenNode const* const parent = _openNodes.empty() ? nullptr : &_openNodes.back();
+    bool const isRight = parent != nullptr && parent->leftRead;
+    _observer->OnToken(token, parent != nullptr ? &parent->token : nullptr,
+                       isRight ? SFOperand::ERhs : SFOperand::ELhs);
+  }
+  return token;
+}
+
+void Builder::Made(ReadNode const& iRead, SFToken const& iToken) const
+{
+  if (_observer != nullptr && iRead.node != nullptr)
+    _observer->OnNode(*iRead.node, iToken);
 }
 
 // ---- leaves ---------------------------------------------------------------------------------------------------
@@ -185,6 +204,7 @@ ReadNode Builder::BuildLeaf(SFToken const& iToken)
   }
   if (read.node != nullptr)
     read.node->SetRank(rank);
+  Made(read, iToken);
   if (!read.IsNull())
     _rank = rank + 1;
   return read;
@@ -248,7 +268,7 @@ std::shared_ptr<ResourceToSF> Builder::BuildReference(std::string const& iText)
 
 SFDagNodePtr Builder::BuildParameter(SFToken const& iToken)
 {
-  auto const brackets = FindBrackets(iToken);
+  auto const brackets = _brackets.Find(iToken);
   if (!brackets) {
     ReportFailure("BuildFromExpression, could not create SFVariable.");
     return nullptr;
@@ -259,29 +279,10 @@ SFDagNodePtr Builder::BuildParameter(SFToken const& iToken)
   return std::make_shared<SFVariable>(_lexer.SubExpression(iToken.start + 1, open), value);
 }
 
-/// Takes the text from the letter of a token up to `iEnd` from the budget; false when it is not there.
-bool Builder::Spend(SFToken const& iToken, std::size_t iEnd)
-{
-  if (iEnd == std::string::npos || iEnd - iToken.start > _payloadBudget)
-    return false;
-  _payloadBudget -= iEnd - iToken.start;
-  return true;
-}
-
-/// The "[" after a token letter and the "]" after that letter, in this order and within the budget.
-std::optional<std::pair<std::size_t, std::size_t>> Builder::FindBrackets(SFToken const& iToken)
-{
-  std::size_t const open = _lexer.FindCharacter('[', iToken.start);
-  std::size_t const close = _lexer.FindCharacter(']', iToken.start);
-  if (open == std::string::npos || close < open || !Spend(iToken, close))
-    return std::nullopt;
-  return std::pair{open, close};
-}
-
 /// The numbers between the brackets of a transform.
 std::optional<std::vector<double>> Builder::ReadBracketList(SFToken const& iToken)
 {
-  auto const brackets = FindBrackets(iToken);
+  auto const brackets = _brackets.Find(iToken);
   if (!brackets)
     return std::nullopt;
   return ReadNumberList(_lexer.SubExpression(brackets->first + 1, brackets->second));
@@ -312,7 +313,7 @@ SFDagNodePtr Builder::MakeCylindricalTransform(SFToken const& iToken)
 SFDagNodePtr Builder::MakeDiscreteTransform(SFToken const& iToken)
 {
   _rank = 0;
-  auto const brackets = FindBrackets(iToken);
+  auto const brackets = _brackets.Find(iToken);
   std::string const ids = brackets ? _lexer.SubExpression(brackets->first + 1, brackets->second) : std::string();
   // Also what a list without its brackets fails with: no separator lies before a bracket that is not there.
   if (ids.find(';') == std::string::npos) {
@@ -337,14 +338,14 @@ bool Builder::FillDiscreteTransform(SFDiscreteTransformNode& ioTransform, std::s
 
 SFDagNodePtr Builder::MakeGuidedTransform(SFToken const& iToken)
 {
-  std::size_t const open = _lexer.FindCharacter('[', iToken.start);
-  std::size_t const close = _lexer.FindListEnd(iToken.start);
-  if (open == std::string::npos || close < open || !Spend(iToken, close)) {
+  auto const brackets = _brackets.Find(iToken);
+  if (!brackets) {
     ReportFailure(FailureOf(iToken.type));
     return nullptr;
   }
   auto transform = std::make_shared<SFGCGuidedTransform>();
-  return FillGuidedTransform(*transform, _lexer.SubExpression(open + 1, close)) ? transform : nullptr;
+  return FillGuidedTransform(*transform, _lexer.SubExpression(brackets->first + 1, brackets->second)) ? transform
+                                                                                                      : nullptr;
 }
 
 bool Builder::FillGuidedTransform(SFGCGuidedTransform& ioTransform, std::string const& iGroups)
@@ -426,8 +427,12 @@ ReadNode Builder::Close(OpenNode& ioOpen, ReadNode iLast)
 /// The number of an operand as its parent gets it.
 SFHashConsing::Number Builder::DeDuplicate(ReadNode& ioRead)
 {
-  if (ioRead.number == SFHashConsing::None)
+  if (ioRead.number == SFHashConsing::None) {
+    SFDagNodePtr const own = ioRead.node;
     ioRead.number = _existingNodes.DeDuplicate(ioRead.node, ioRead.operands);
+    if (_observer != nullptr && own != ioRead.node)
+      _observer->OnMerged(*own, *ioRead.node);
+  }
   return ioRead.number;
 }
 
@@ -446,6 +451,7 @@ ReadNode Builder::BuildUnaryOpFromExpression(OpenNode& ioOpen, ReadNode iLhs)
     read.node = std::move(ioOpen.node);
     read.node->SetLhs(_existingNodes.At(read.operands.lhs));
     read.node->SetRank(rank);
+    Made(read, ioOpen.token);
   }
   return read;
 }
@@ -471,6 +477,7 @@ ReadNode Builder::BuildBinaryOpFromExpression(OpenNode& ioOpen, ReadNode iRhs)
     SFOp op(type, _existingNodes.At(read.operands.lhs), _existingNodes.At(read.operands.rhs));
     op.SetRank(rank);
     read.node = std::make_shared<SFBlendNode>(op, ioOpen.token.value);
+    Made(read, ioOpen.token);
   }
   return read;
 }
@@ -490,6 +497,12 @@ SFDagNodePtr SFDagFromExpression::BuildFromExpression(std::string const& iExpres
     Diagnostics::Sentence("Error in SFDagBuilder::BuildFromExpression, BuildFromExpression(lexer, rank, "
                           "existingNodes) failed.");
   return root;
+}
+
+SFDagNodePtr ReadObserved(std::string const& iExpression, SFReadingObserver& ioObserver)
+{
+  Diagnostics::SFSilence const silence;
+  return Builder(iExpression, nullptr, SFNodeEquality::EStructural, &ioObserver).BuildFromExpression();
 }
 
 } // namespace SF

@@ -38,6 +38,9 @@ public:
   /// The text from `iStart` up to `iEnd`. Throws std::out_of_range when it starts beyond the end of the text.
   std::string SubExpression(std::size_t iStart, std::size_t iEnd) const;
 
+  /// Whether a token begins with a character; the others are skipped where a token is looked for.
+  static bool BeginsToken(char iCharacter);
+
   std::size_t GetTextSize() const { return _text.size(); }
 
 private:

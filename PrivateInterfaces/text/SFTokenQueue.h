@@ -2,21 +2,13 @@
 
 #include "text/SFHashConsing.h"
 #include "text/SFLexer.h"
+#include "text/SFToken.h"
 
 #include <array>
 #include <cstddef>
 #include <utility>
 
 namespace SF {
-
-/// One token as the lexer gave it.
-struct SFToken
-{
-  SFNodeType type = SFNodeType::NONE;
-  double value = 0.0;
-  std::size_t start = 0;
-  std::size_t end = 0;
-};
 
 /// The tokens of a text, read some way ahead so that the memory which a token needs can be asked for before its turn:
 /// over a large text the wait for it is most of what reading costs.

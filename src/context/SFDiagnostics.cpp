@@ -7,8 +7,12 @@
 namespace SF::Diagnostics {
 namespace {
 
+thread_local int silences = 0;
+
 void Write(std::string iLine)
 {
+  if (silences > 0)
+    return;
   // Also guards a buffer that the host has put under std::cout, which need not be safe for threads itself.
   static std::mutex mutex;
   iLine += '\n';
@@ -46,6 +50,9 @@ std::string AtPlace(std::string_view iHead, std::string_view iMethod, SFSourceLo
 }
 
 } // namespace
+
+SFSilence::SFSilence() { ++silences; }
+SFSilence::~SFSilence() { --silences; }
 
 void Sentence(std::string_view iText) { Write(std::string(iText)); }
 

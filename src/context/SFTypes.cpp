@@ -130,11 +130,16 @@ HRESULT ToSFString(double iValue, std::string& oText)
   return hr;
 }
 
-bool ReadSFNumber(std::string_view iText, double& oValue)
+std::string_view SFNumberRun(std::string_view iText)
 {
   while (!iText.empty() && IsSpace(iText.front()))
     iText.remove_prefix(1);
-  std::string_view const run = NumberRun(iText);
+  return NumberRun(iText);
+}
+
+bool ReadSFNumber(std::string_view iText, double& oValue)
+{
+  std::string_view const run = SFNumberRun(iText);
   oValue = 0.0;
 #if defined(__cpp_lib_to_chars)
   std::string_view const number = !run.empty() && run.front() == '+' ? run.substr(1) : run;

@@ -1,7 +1,5 @@
 #include "text/SFBracketText.h"
 
-#include "text/SFLexer.h"
-
 #include <algorithm>
 
 namespace SF {
@@ -40,6 +38,17 @@ bool ReadIdGroups(std::string_view iText, std::vector<std::vector<std::string_vi
     iText.remove_prefix(close + 1);
   }
   return true;
+}
+
+std::optional<SFBracketFinder::Brackets> SFBracketFinder::Find(SFToken const& iToken)
+{
+  std::size_t const open = _lexer.FindCharacter('[', iToken.start);
+  std::size_t const close = iToken.type == SFNodeType::GCGUIDEDTRANSFORM ? _lexer.FindListEnd(iToken.start)
+                                                                         : _lexer.FindCharacter(']', iToken.start);
+  if (open == std::string::npos || close == std::string::npos || close < open || close - iToken.start > _budget)
+    return std::nullopt;
+  _budget -= close - iToken.start;
+  return Brackets{open, close};
 }
 
 } // namespace SF

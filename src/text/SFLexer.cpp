@@ -38,6 +38,11 @@ SFLexer::SFLexer(std::string iExpression)
 }
 SFLexer::~SFLexer() = default;
 
+bool SFLexer::BeginsToken(char iCharacter)
+{
+  return TokenKinds[static_cast<unsigned char>(iCharacter)] != SFNodeType::NONE;
+}
+
 std::size_t SFLexer::Step(std::size_t& oPosition)
 {
   MoveTo(_position + 1, oPosition);
