@@ -8,6 +8,7 @@
 #include "SFDagFromExpression.h"
 #include "SFDagToExpression.h"
 #include "SFDagToGraphViz.h"
+#include "SFExpressionCheck.h"
 
 #include <optional>
 #include <stdexcept>
@@ -101,8 +102,39 @@ void CheckFixedPoint(SF::SFDagNode const& iRoot, Facts const& iFacts, std::strin
   Require(second->GetRank() == iRoot.GetRank(), "a graph keeps its rank");
 }
 
+/// The same graph under both equalities, as far as texts tell.
+void RequireSameReadings(std::string const& iText)
+{
+  NodePtr const exact = SF::SFDagFromExpression::BuildFromExpression(iText, nullptr, SF::SFNodeEquality::EExact);
+  Require(exact != nullptr, "exact equality reads what structural equality reads");
+  NodePtr const structural = Build(iText);
+  RequireSame(TextOf(*exact).value_or(""), TextOf(*structural).value_or(""), "no findings: both readings are one");
+}
+
+void CheckFindings(std::string const& iText)
+{
+  std::size_t const lines = LineCount();
+  auto const findings = SF::SFExpressionCheck::Check(iText);
+  std::string const shown = SF::SFExpressionCheck::Format(findings, "t", iText);
+  Require(LineCount() == lines, "the check writes no lines");
+  Require(findings.empty() == shown.empty(), "each finding is shown");
+  for (std::size_t i = 0; i < findings.size(); ++i) {
+    auto const& finding = findings[i];
+    Require(finding.position <= iText.size() && finding.length <= iText.size() - finding.position,
+            "a finding lies within the text");
+    Require(i == 0 || findings[i - 1].position <= finding.position, "findings come in the order of the text");
+    Require(finding.related == SF::SFTextFinding::Nowhere || finding.related < iText.size(),
+            "so does what a finding refers to");
+  }
+  for (char const character : shown)
+    Require(character == '\n' || static_cast<unsigned char>(character) >= ' ', "a terminal obeys no line");
+  if (findings.empty())
+    RequireSameReadings(iText);
+}
+
 void Check(std::string const& iText)
 {
+  CheckFindings(iText);
   NodePtr root = Build(iText);
   if (root == nullptr)
     return;

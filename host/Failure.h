@@ -23,6 +23,12 @@ public:
   using std::runtime_error::runtime_error;
 };
 
+/// Ends the tool without another line, with a status of its own.
+struct Ending
+{
+  int status;
+};
+
 /// A failure of a system call on a file, in the system's words.
 Failure SystemFailure(std::string const& iFile, int iErrorNumber);
 

@@ -34,6 +34,7 @@ constexpr Verb Verbs[] = {
     {"simplify", "Simplify a model, into text", AddSimplify},
     {"curvature", "Find the extreme curvatures of a model's surface on a voxel grid", AddCurvature},
     {"graph", "Draw the graph of a model, for GraphViz or as an SVG picture", AddGraph},
+    {"check", "Tell where a model's text is read as something else than it looks like", AddCheck},
     {"offset", "Write the text of a model whose surface is moved, or made a shell", AddOffset},
 };
 
@@ -136,6 +137,8 @@ int Main(int iCount, char const* const* iTexts)
   try {
     commandLine.Read(iCount, iTexts)();
     return 0;
+  } catch (Ending const& ending) {
+    return ending.status;
   } catch (UsageError const& error) {
     return Complain(std::string(error.what()) + " (see sfdag " + commandLine.ChosenVerb() + "--help)", UsageStatus);
   } catch (std::bad_alloc const&) {

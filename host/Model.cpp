@@ -3,8 +3,10 @@
 #include "Failure.h"
 #include "Input.h"
 #include "SFDagFromExpression.h"
+#include "SFExpressionCheck.h"
 
 #include <algorithm>
+#include <iostream>
 #include <unordered_set>
 #include <vector>
 
@@ -56,6 +58,38 @@ std::shared_ptr<SF::SFDagNode> Build(std::string const& iText, std::string const
   return root;
 }
 
+struct ModelText
+{
+  std::string name;
+  std::string asGiven;
+  std::string onOneLine;
+};
+
+ModelText ReadText(ModelOptions const& iOptions)
+{
+  if (iOptions.file.has_value() == iOptions.expression.has_value())
+    throw UsageError(iOptions.file ? "give either MODEL or -x, not both" : "give a MODEL or -x EXPR");
+  ModelText text{iOptions.file ? InputName(*iOptions.file) : "-x",
+                 iOptions.file ? ReadInput(*iOptions.file) : *iOptions.expression,
+                 {}};
+  text.onOneLine = text.asGiven;
+  LayOutOnOneLine(text.onOneLine);
+  return text;
+}
+
+/// Writes warnings to the standard error stream, and says how many there are.
+std::size_t WarnOf(ModelText const& iText, std::size_t iLimit)
+{
+  auto const findings = SF::SFExpressionCheck::Check(iText.onOneLine, SF::SFNodeEquality::EStructural, iLimit + 1);
+  std::size_t const shown = std::min(findings.size(), iLimit);
+  std::string lines = SF::SFExpressionCheck::Format({findings.begin(), findings.begin() + static_cast<long>(shown)},
+                                                    OneLine(iText.name), iText.asGiven);
+  if (findings.size() > shown)
+    lines += OneLine(iText.name) + ": there are more warnings\n";
+  std::cerr << lines;
+  return findings.size();
+}
+
 } // namespace
 
 void ModelOptions::AddTo(Arguments& ioArguments)
@@ -75,14 +109,18 @@ void RequireOtherFile(ModelOptions const& iOptions, std::string const& iOutput)
 
 Model LoadModel(ModelOptions const& iOptions)
 {
-  if (iOptions.file.has_value() == iOptions.expression.has_value())
-    throw UsageError(iOptions.file ? "give either MODEL or -x, not both" : "give a MODEL or -x EXPR");
-  std::string const name = iOptions.file ? InputName(*iOptions.file) : "-x";
-  std::string text = iOptions.file ? ReadInput(*iOptions.file) : *iOptions.expression;
-  LayOutOnOneLine(text);
-  Model model{name, SF::SFSWContext(static_cast<SF::SFSemanticLevel>(iOptions.level)), Build(text, name)};
+  constexpr std::size_t mostWarnings = 10;
+  ModelText const text = ReadText(iOptions);
+  WarnOf(text, mostWarnings);
+  Model model{text.name, SF::SFSWContext(static_cast<SF::SFSemanticLevel>(iOptions.level)),
+              Build(text.onOneLine, text.name)};
   RequireSupported(model);
   return model;
+}
+
+bool CheckModel(ModelOptions const& iOptions)
+{
+  return WarnOf(ReadText(iOptions), SF::SFExpressionCheck::DefaultLimit) == 0;
 }
 
 Model LoadReadyModel(ModelOptions const& iOptions)

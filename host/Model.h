@@ -36,6 +36,10 @@ void RequireOtherFile(ModelOptions const& iOptions, std::string const& iOutput);
 /// what the level does not have.
 Model LoadModel(ModelOptions const& iOptions);
 
+/// Whether the text of a model is what it looks like. Otherwise there are warnings on the standard error stream, as
+/// LoadModel writes them, too. Throws as that does for options and files.
+bool CheckModel(ModelOptions const& iOptions);
+
 /// The same, made ready for evaluation and calculus. Throws a Failure, too, when it cannot be.
 Model LoadReadyModel(ModelOptions const& iOptions);
 

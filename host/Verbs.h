@@ -11,6 +11,7 @@ using Action = std::function<void()>;
 
 // One function for each verb, in a file of its own: declares the verb's options and gives its action. Main.cpp
 // holds the table of verbs.
+Action AddCheck(Arguments& ioArguments);
 Action AddText(Arguments& ioArguments);
 Action AddEval(Arguments& ioArguments);
 Action AddGrid(Arguments& ioArguments);

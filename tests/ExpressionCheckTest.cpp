@@ -100,7 +100,7 @@ TEST(ExpressionCheck, TakesLongTextsAtOnce)
 
 TEST(TextMessages, MarkPlacesAsCompilersDo)
 {
-  std::string const wide = std::string(300, 'a') + "\xe2\x88\x92" + std::string(300, 'b');
+  std::string const wide = Repeated("a", 300) + "\xe2\x88\x92" + Repeated("b", 300);
   std::string const a50(50, 'a');
   struct
   {

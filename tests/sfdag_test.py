@@ -103,6 +103,25 @@ class Results(SfdagTest):
         for arguments, stdin, text in table:
             self.assertEqual(self.succeed("text", *arguments, stdin=stdin), text, arguments)
 
+    def test_check(self):
+        plate = b"# 40 x 20 plate\n- X f1 $\n"
+        self.put("plate.sf", plate)
+        self.put("sound.sf", b"+ f1\n\tX\r\n")
+        found = b"plate.sf:1:6: warning: \"x 20 plate - X f1 $\" is not read: the expression ends before it.\n" \
+            b"# 40 x 20 plate\n     ^~~~~~~~~~\n"
+        table = [(["plate.sf"], 3, found), (["-x", "X+Y"], 3, b"-x:1:2: warning: "), (["-x", ""], 3, b"-x:1:1: warning"),
+                 (["-x", "m[1] X"], 3, b"-x:1:2: warning"), (["-x", "u " * 200 + "X"], 3, b"\n-x: there are more"),
+                 (["sound.sf"], 0, b""), (["-x", "+X*Yf2"], 0, b""), (["none.sf"], 1, b"sfdag: none.sf: No such file")]
+        for arguments, status, text in table:
+            done = self.run_tool("check", *arguments)
+            self.assertEqual((done.returncode, done.stdout), (status, b""), arguments)
+            self.assertIn(text, done.stderr, arguments)
+            self.assertEqual(done.stderr == b"", status == 0, arguments)
+        for arguments in (["text"], ["eval", "--at", "1", "2", "3"], ["derive", "--by", "x"], ["graph", "-o", "g.dot"]):
+            done = self.run_tool(arguments[0], "-x", "+ X Y Z", *arguments[1:])
+            self.assertEqual((done.returncode, done.stderr.count(b"warning: ")), (0, 1), arguments)
+            self.assertIn(b"-x:1:7: warning: ", done.stderr)
+
     def test_eval(self):
         table = [
             ("X", ["--at", "0.1", "0", "0", "--at", "-.5", "0", "0"], b"0.10000000000000001\n-0.5\n"),

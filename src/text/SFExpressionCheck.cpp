@@ -156,12 +156,13 @@ std::vector<SFTextFinding> SFExpressionCheck::Check(std::string const& iExpressi
 std::string SFExpressionCheck::Format(std::vector<SFTextFinding> const& iFindings, std::string const& iName,
                                       std::string_view iExpression)
 {
-  SFTextMessages messages(iName, iExpression);
+  SFTextMessages warnings(iName, iExpression);
+  SFTextMessages notes(iName, iExpression); // about other places, in an order of their own
   std::string lines;
   for (SFTextFinding const& finding : iFindings) {
-    lines += messages.Format(finding.position, finding.length, "warning", finding.sentence);
+    lines += warnings.Format(finding.position, finding.length, "warning", finding.sentence);
     if (finding.related != SFTextFinding::Nowhere)
-      lines += messages.Format(finding.related, 1, "note", "This is the one that is kept.");
+      lines += notes.Format(finding.related, 1, "note", "This is the one that is kept.");
   }
   return lines;
 }
