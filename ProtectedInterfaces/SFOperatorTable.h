@@ -4,7 +4,9 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <string_view>
+#include <utility>
 
 namespace SF {
 
@@ -23,7 +25,19 @@ enum class SFNodeFamily
   Offset
 };
 
-/// One row per node kind; the only place where its name, its character and its shape stand.
+/// What pruning for a box may do with an operator, given the ranges of its operands there.
+enum class SFPruning : std::uint8_t
+{
+  None,       ///< nothing; all of the operands is demanded
+  Minimum,    ///< keep one operand: the smaller of a and b,
+  Maximum,    ///< the greater of a and b,
+  Difference, ///< the greater of a and -b
+  Magnitude,  ///< keep the operand where it is positive
+  Sign,       ///< become 1 or -1
+  Complement  ///< demand the range of the result, negated
+};
+
+/// One row per node kind; the only place where its name, its character, its shape and its traits stand.
 struct SFOperatorRow
 {
   SFNodeType type;
@@ -33,6 +47,10 @@ struct SFOperatorRow
   SFNodeFamily family;
   SFSemanticLevel level;
   std::string_view drawing; ///< the GraphViz label up to a number or an id, or up to its closing quote
+  // Operators have a cost. The other two traits are optimisations: one that is not stated costs speed and no more.
+  std::uint8_t cost = 0;  ///< of one value in compiled fields, in additions
+  bool isFusable = false; ///< a few vector instructions, so that compiled fields may keep its value in registers
+  SFPruning pruning = SFPruning::None;
 };
 
 namespace Detail {
@@ -40,12 +58,15 @@ using enum SFNodeType;
 using F = SFNodeFamily;
 constexpr auto L1 = SFSemanticLevel::ESemanticLevel1;
 constexpr auto L2 = SFSemanticLevel::ESemanticLevel2;
+using P = SFPruning;
+constexpr std::uint8_t Simple = 1;
+constexpr std::uint8_t Division = 6;
+constexpr std::uint8_t Function = 50;
+constexpr bool Fused = true;
 } // namespace Detail
 
-constexpr std::size_t SFNodeTypeCount = 41;
-
 // clang-format off
-constexpr std::array<SFOperatorRow, SFNodeTypeCount> SFOperatorTable{{
+constexpr auto SFOperatorTable = std::to_array<SFOperatorRow>({
   {Detail::NONE,                 "NONE",                 0,    0, Detail::F::None,       Detail::L1, ""},
   {Detail::END,                  "END",                  '$',  0, Detail::F::End,        Detail::L1, ""},
   {Detail::X,                    "X",                    'X',  0, Detail::F::Coordinate, Detail::L1, " [label =\"<f1> X"},
@@ -54,28 +75,28 @@ constexpr std::array<SFOperatorRow, SFNodeTypeCount> SFOperatorTable{{
   {Detail::CONSTANT,             "CONSTANT",             'f',  0, Detail::F::Constant,   Detail::L1, " [label = \"<f1>"},
   {Detail::POLY,                 "POLY",                 '#',  0, Detail::F::Resource,   Detail::L1, "[label =\"<f1> POLY "},
   {Detail::POLYGRADIENT,         "POLYGRADIENT",         0,    0, Detail::F::Resource,   Detail::L1, "[label =\"<f1> POLYGRADIENT"},
-  {Detail::PLUS,                 "PLUS",                 '+',  2, Detail::F::Operator,   Detail::L1, " [label = \"<f0> |<f1> + "},
-  {Detail::SQUARE,               "SQUARE",               'q',  1, Detail::F::Operator,   Detail::L1, " [label = \"<f1> SQUARE"},
-  {Detail::MINUS,                "MINUS",                '-',  2, Detail::F::Operator,   Detail::L1, " [label =\"<f0> |<f1> - "},
-  {Detail::MULT,                 "MULT",                 '*',  2, Detail::F::Operator,   Detail::L1, " [label = \"<f0> |<f1> * "},
-  {Detail::MIN,                  "MIN",                  'U',  2, Detail::F::Operator,   Detail::L1, " [label = \"<f0> |<f1> MIN "},
-  {Detail::MAX,                  "MAX",                  'I',  2, Detail::F::Operator,   Detail::L1, " [label = \"<f0> |<f1> MAX "},
-  {Detail::NOT,                  "NOT",                  '!',  1, Detail::F::Operator,   Detail::L1, " [label = \"<f1> !"},
-  {Detail::COS,                  "COS",                  'c',  1, Detail::F::Operator,   Detail::L1, " [label = \"<f1> cos"},
-  {Detail::SIN,                  "SIN",                  's',  1, Detail::F::Operator,   Detail::L1, " [label = \"<f1> sin"},
-  {Detail::ROOT,                 "ROOT",                 'r',  1, Detail::F::Operator,   Detail::L1, " [label = \"<f1> ROOT"},
-  {Detail::DIV,                  "DIV",                  '/',  2, Detail::F::Operator,   Detail::L1, " [label = \"<f0> |<f1> / "},
-  {Detail::ABS,                  "ABS",                  'a',  1, Detail::F::Operator,   Detail::L1, " [label = \"<f1> ABS"},
-  {Detail::EXP,                  "EXP",                  'e',  1, Detail::F::Operator,   Detail::L1, " [label = \"<f1> exp"},
-  {Detail::LN,                   "LN",                   'l',  1, Detail::F::Operator,   Detail::L1, " [label = \"<f1> ln"},
-  {Detail::POW,                  "POW",                  '^',  2, Detail::F::Operator,   Detail::L1, " [label = \"<f0> |<f1> ^ "},
-  {Detail::SYMDIFF,              "SYMDIFF",              'D',  2, Detail::F::Operator,   Detail::L1, " [label = \"<f0> |<f1> SYMDIFF "},
-  {Detail::WITHOUT,              "WITHOUT",              '\\', 2, Detail::F::Operator,   Detail::L1, " [label = \"<f0> |<f1> WITHOUT "},
-  {Detail::ACOS,                 "ACOS",                 'C',  1, Detail::F::Operator,   Detail::L1, " [label = \"<f1> acos"},
-  {Detail::ASIN,                 "ASIN",                 'S',  1, Detail::F::Operator,   Detail::L1, " [label = \"<f1> asin"},
-  {Detail::TAN,                  "TAN",                  't',  1, Detail::F::Operator,   Detail::L1, " [label = \"<f1> tan"},
-  {Detail::ATAN,                 "ATAN",                 'T',  1, Detail::F::Operator,   Detail::L1, " [label = \"<f1> atan"},
-  {Detail::SIGN,                 "SIGN",                 '?',  1, Detail::F::Operator,   Detail::L1, " [label = \"<f1> sign"},
+  {Detail::PLUS,                 "PLUS",                 '+',  2, Detail::F::Operator,   Detail::L1, " [label = \"<f0> |<f1> + ", Detail::Simple, Detail::Fused},
+  {Detail::SQUARE,               "SQUARE",               'q',  1, Detail::F::Operator,   Detail::L1, " [label = \"<f1> SQUARE", Detail::Simple, Detail::Fused},
+  {Detail::MINUS,                "MINUS",                '-',  2, Detail::F::Operator,   Detail::L1, " [label =\"<f0> |<f1> - ", Detail::Simple, Detail::Fused},
+  {Detail::MULT,                 "MULT",                 '*',  2, Detail::F::Operator,   Detail::L1, " [label = \"<f0> |<f1> * ", Detail::Simple, Detail::Fused},
+  {Detail::MIN,                  "MIN",                  'U',  2, Detail::F::Operator,   Detail::L1, " [label = \"<f0> |<f1> MIN ", Detail::Simple, Detail::Fused, Detail::P::Minimum},
+  {Detail::MAX,                  "MAX",                  'I',  2, Detail::F::Operator,   Detail::L1, " [label = \"<f0> |<f1> MAX ", Detail::Simple, Detail::Fused, Detail::P::Maximum},
+  {Detail::NOT,                  "NOT",                  '!',  1, Detail::F::Operator,   Detail::L1, " [label = \"<f1> !", Detail::Simple, Detail::Fused, Detail::P::Complement},
+  {Detail::COS,                  "COS",                  'c',  1, Detail::F::Operator,   Detail::L1, " [label = \"<f1> cos", Detail::Function},
+  {Detail::SIN,                  "SIN",                  's',  1, Detail::F::Operator,   Detail::L1, " [label = \"<f1> sin", Detail::Function},
+  {Detail::ROOT,                 "ROOT",                 'r',  1, Detail::F::Operator,   Detail::L1, " [label = \"<f1> ROOT", Detail::Division, Detail::Fused},
+  {Detail::DIV,                  "DIV",                  '/',  2, Detail::F::Operator,   Detail::L1, " [label = \"<f0> |<f1> / ", Detail::Division, Detail::Fused},
+  {Detail::ABS,                  "ABS",                  'a',  1, Detail::F::Operator,   Detail::L1, " [label = \"<f1> ABS", Detail::Simple, Detail::Fused, Detail::P::Magnitude},
+  {Detail::EXP,                  "EXP",                  'e',  1, Detail::F::Operator,   Detail::L1, " [label = \"<f1> exp", Detail::Function},
+  {Detail::LN,                   "LN",                   'l',  1, Detail::F::Operator,   Detail::L1, " [label = \"<f1> ln", Detail::Function},
+  {Detail::POW,                  "POW",                  '^',  2, Detail::F::Operator,   Detail::L1, " [label = \"<f0> |<f1> ^ ", Detail::Function},
+  {Detail::SYMDIFF,              "SYMDIFF",              'D',  2, Detail::F::Operator,   Detail::L1, " [label = \"<f0> |<f1> SYMDIFF ", Detail::Simple, Detail::Fused},
+  {Detail::WITHOUT,              "WITHOUT",              '\\', 2, Detail::F::Operator,   Detail::L1, " [label = \"<f0> |<f1> WITHOUT ", Detail::Simple, Detail::Fused, Detail::P::Difference},
+  {Detail::ACOS,                 "ACOS",                 'C',  1, Detail::F::Operator,   Detail::L1, " [label = \"<f1> acos", Detail::Function},
+  {Detail::ASIN,                 "ASIN",                 'S',  1, Detail::F::Operator,   Detail::L1, " [label = \"<f1> asin", Detail::Function},
+  {Detail::TAN,                  "TAN",                  't',  1, Detail::F::Operator,   Detail::L1, " [label = \"<f1> tan", Detail::Function},
+  {Detail::ATAN,                 "ATAN",                 'T',  1, Detail::F::Operator,   Detail::L1, " [label = \"<f1> atan", Detail::Function},
+  {Detail::SIGN,                 "SIGN",                 '?',  1, Detail::F::Operator,   Detail::L1, " [label = \"<f1> sign", Detail::Simple, Detail::Fused, Detail::P::Sign},
   {Detail::UNRESOLVEDREF,        "UNRESOLVEDREF",        '#',  0, Detail::F::Reference,  Detail::L1, "[label =\"<f1> UNRESOLVEDREF"},
   {Detail::RESOLVEDREF,          "RESOLVEDREF",          0,    0, Detail::F::Resource,   Detail::L1, "[label =\"<f1> RESOLVEDREF "},
   {Detail::UNDEFINED,            "UNDEFINED",            0,    0, Detail::F::None,       Detail::L1, ""},
@@ -87,8 +108,10 @@ constexpr std::array<SFOperatorRow, SFNodeTypeCount> SFOperatorTable{{
   {Detail::GCGUIDEDTRANSFORM,    "GCGUIDEDTRANSFORM",    'g',  1, Detail::F::Transform,  Detail::L2, " [label = \"<f1> GCGUIDEDTRANSFORM"},
   {Detail::OFFSET,               "OFFSET",               'o',  1, Detail::F::Offset,     Detail::L2, " [label = \"<f1> OFFSET"},
   {Detail::RESERVED,             "RESERVED",             0,    0, Detail::F::None,       Detail::L2, ""},
-}};
+});
 // clang-format on
+
+constexpr std::size_t SFNodeTypeCount = SFOperatorTable.size();
 
 constexpr bool IsNodeType(SFNodeType iType)
 {
@@ -108,25 +131,44 @@ constexpr bool IsOperator(SFNodeType iType) { return FamilyOf(iType) == SFNodeFa
 constexpr bool IsUnaryOperator(SFNodeType iType) { return IsOperator(iType) && OperatorRow(iType).arity == 1; }
 constexpr bool IsBinaryOperator(SFNodeType iType) { return IsOperator(iType) && OperatorRow(iType).arity == 2; }
 
-namespace Detail {
-/// Rows stand in the order of the enumeration, and no name and no character occurs twice. The one exception is
-/// "#", which a blank after it decides.
-consteval bool OperatorTableIsSound()
+/// Whether pruning may drop one of the operands of a value, or the value itself, in a box.
+constexpr bool IsChoice(SFNodeType iType)
 {
-  for (std::size_t i = 0; i < SFNodeTypeCount; ++i) {
-    auto const& row = SFOperatorTable[i];
-    if (static_cast<std::size_t>(row.type) != i || row.arity < 0 || row.arity > 2)
+  SFPruning const pruning = OperatorRow(iType).pruning;
+  return pruning != SFPruning::None && pruning != SFPruning::Complement;
+}
+
+namespace Detail {
+/// Whether no row before that of a kind has its name or its character. The one exception is "#", which a blank after
+/// it decides.
+consteval bool IsDistinct(std::size_t iKind)
+{
+  auto const& row = SFOperatorTable[iKind];
+  for (std::size_t i = 0; i < iKind; ++i) {
+    auto const& other = SFOperatorTable[i];
+    bool const bothReferences = row.type == UNRESOLVEDREF && other.type == POLY;
+    if (row.name == other.name || (row.token != 0 && row.token == other.token && !bothReferences))
       return false;
-    for (std::size_t j = 0; j < i; ++j) {
-      auto const& other = SFOperatorTable[j];
-      bool const bothReferences = row.type == UNRESOLVEDREF && other.type == POLY;
-      if (row.name == other.name || (row.token != 0 && row.token == other.token && !bothReferences))
-        return false;
-    }
   }
   return true;
 }
-static_assert(OperatorTableIsSound());
+
+/// A template, so that the compiler's message names the row.
+template <SFNodeType Kind>
+consteval bool IsSound()
+{
+  constexpr SFOperatorRow const& row = OperatorRow(Kind);
+  static_assert(row.type == Kind, "a row that is not at the place of its kind");
+  static_assert(IsDistinct(static_cast<std::size_t>(Kind)), "a name or a character that is taken");
+  static_assert(row.token == 0 || (row.token > ' ' && row.token <= '~'), "a character that is not visible ASCII");
+  static_assert(row.arity >= 0 && row.arity <= 2, "a number of operands beyond two");
+  static_assert(!IsOperator(Kind) || row.arity > 0, "an operator without operands");
+  static_assert(IsOperator(Kind) == (row.cost != 0), "operators, and they alone, have a cost");
+  return true;
+}
+static_assert([]<std::size_t... Kind>(std::index_sequence<Kind...>) {
+  return (IsSound<SFNodeType{Kind}>() && ...);
+}(std::make_index_sequence<SFNodeTypeCount>{}));
 } // namespace Detail
 
 } // namespace SF

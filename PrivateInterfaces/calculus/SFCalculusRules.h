@@ -16,7 +16,7 @@ struct SFDual
 /// What the numeric derivative of an operator asks its operands for.
 enum class SFNumericReads
 {
-  Nothing,
+  Nothing = 1, // 0 is "not stated"
   Derivatives,
   ValuesAndDerivatives
 };
@@ -32,12 +32,16 @@ enum class SFRewriting
   Power
 };
 
-/// What calculus knows of an operator.
+/// The derivatives of an operator, and how simplification treats it.
 struct SFCalculusRules
 {
+  /// The graph that SFDagDifferentialOperator builds, and the number that its numeric derivative computes: both are
+  /// part of the contract, some of them deliberately not the textbook's.
   SFTreeTemplate derivative;
-  SFNumericReads numericReads = SFNumericReads::Nothing;
+  SFNumericReads numericReads{};
   double (*numericDerivative)(SFDual const& iU, SFDual const& iV) = nullptr;
+  /// The derivative that compiled fields compute, which is the true one.
+  SFTreeTemplate tapeDerivative;
   SFRewriting rewriting = SFRewriting::None;
   /// The operator's name in the failure lines of its numeric derivative, where it borrows another's.
   std::string_view nameInValueFailures = {};

@@ -2,6 +2,7 @@
 
 #include "SFOperatorTable.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <span>
@@ -13,6 +14,10 @@ namespace SF {
 ///  - `u`, `v`: the left and the right operand; `du`, `dv`: their derivatives; `d[T]`: the derivative of a tree
 ///  - `2`, `-0.5`: a constant
 ///  - `NAME(T)`, `NAME(T, T)`: an operator by its name in the operator table
+/// Derivatives on a tape have three forms more:
+///  - `w`: the value of the node itself
+///  - `SELECT(T, T, T)`: the second tree where the first is above 0, else the third
+///  - `STILL(T)`: a tree with the factor du, but 0 where du is 0, whatever the other factors are
 /// A text of any other form, or an operator with a wrong number of operands, does not compile.
 class SFTreeTemplate
 {
@@ -25,7 +30,10 @@ public:
     LhsDerivative,
     RhsDerivative,
     Derivative, ///< of the tree that follows
-    Constant
+    Constant,
+    Value,
+    Select,
+    Still
   };
   struct Step
   {
@@ -45,6 +53,11 @@ public:
 
   /// The tree in prefix order: every operator before its operands, left before right.
   constexpr std::span<Step const> Steps() const { return {_steps.data(), _count}; }
+
+  constexpr bool Has(StepKind iKind) const
+  {
+    return std::any_of(Steps().begin(), Steps().end(), [iKind](Step const& iStep) { return iStep.kind == iKind; });
+  }
 
 private:
   consteval void Append(Step const& iStep) { _steps[_count++] = iStep; }
@@ -68,7 +81,15 @@ private:
       Append({StepKind::LhsDerivative});
     else if (word == "dv")
       Append({StepKind::RhsDerivative});
-    else if (word == "d") {
+    else if (word == "w")
+      Append({StepKind::Value});
+    else if (word == "SELECT") {
+      Append({StepKind::Select});
+      ReadOperands(3);
+    } else if (word == "STILL") {
+      Append({StepKind::Still});
+      ReadOperands(1);
+    } else if (word == "d") {
       Append({StepKind::Derivative});
       Skip('[');
       ReadTree();
@@ -88,9 +109,14 @@ private:
     if (type == SFNodeType::NONE)
       throw "a name that is no operator's";
     Append({StepKind::Operator, type});
+    ReadOperands(OperatorRow(type).arity);
+  }
+
+  consteval void ReadOperands(int iCount)
+  {
     Skip('(');
     ReadTree();
-    if (IsBinaryOperator(type)) {
+    for (int i = 1; i < iCount; ++i) {
       Skip(',');
       Skip(' ');
       ReadTree();
@@ -117,7 +143,7 @@ private:
     return (negative ? -digits : digits) / scale;
   }
 
-  static constexpr std::size_t MaxSteps = 12;
+  static constexpr std::size_t MaxSteps = 24;
 
   std::string_view _text;
   std::array<Step, MaxSteps> _steps{};

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "operators/SFScalarOps.h"
-
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -183,10 +181,6 @@ inline SFInterval sin(SFInterval const& iA)
 inline SFInterval cos(SFInterval const& iA)
 {
   return Detail::PeriodicRange(iA, 0.0, [](double iX) { return std::cos(iX); });
-}
-inline SFInterval tan(SFInterval const& iA)
-{
-  return {-SFInterval::Infinity, SFInterval::Infinity, iA.nan || iA.MayBeInfinite()};
 }
 
 inline SFInterval asin(SFInterval const& iA)

@@ -1,10 +1,12 @@
 #pragma once
 
 #include "SFOperatorTable.h"
+#include "operators/SFInterval.h"
 
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <type_traits>
 #include <utility>
 
 namespace SF {
@@ -28,59 +30,105 @@ T Maximum(T const& iLhs, T const& iRhs)
   return Select(iRhs > iLhs, iRhs, iLhs);
 }
 
+/// A value as renderings store it: limited to a magnitude, which NaN is given too. Zero counts as inside.
+inline double Clamped(double iValue, double iLimit)
+{
+  double const value = iValue == iValue ? iValue : iLimit;
+  double const magnitude = std::abs(value);
+  return (value > 0.0 ? 1.0 : -1.0) * (magnitude < iLimit ? magnitude : iLimit);
+}
+
+using enum SFNodeType;
+// The elementary functions of doubles; those of other types are found by their namespace.
+using std::abs, std::acos, std::asin, std::atan2, std::cos, std::exp, std::log, std::pow, std::sin, std::sqrt;
+
+/// What an operator means for doubles and for intervals, where one expression does not say both.
+template <class... Functions>
+struct ByType : Functions...
+{
+  using Functions::operator()...;
+};
+template <class... Functions>
+ByType(Functions...) -> ByType<Functions...>;
+
+/// The value of an operator from those of its operands: for doubles, and the range of it for intervals. An operator
+/// that lacks either does not compile.
+template <SFNodeType Op>
+requires(IsOperator(Op)) inline constexpr auto Meaning = nullptr;
+
+template <>
+inline constexpr auto Meaning<PLUS> = []<class T>(T const& iA, T const& iB) { return iA + iB; };
+template <>
+inline constexpr auto Meaning<SQUARE> = []<class T>(T const& iA) { return iA * iA; };
+template <>
+inline constexpr auto Meaning<MINUS> = []<class T>(T const& iA, T const& iB) { return iA - iB; };
+template <>
+inline constexpr auto Meaning<MULT> = []<class T>(T const& iA, T const& iB) { return iA * iB; };
+template <>
+inline constexpr auto Meaning<MIN> = []<class T>(T const& iA, T const& iB) { return Minimum(iA, iB); };
+template <>
+inline constexpr auto Meaning<MAX> = []<class T>(T const& iA, T const& iB) { return Maximum(iA, iB); };
+// The complement of 0 is +0.
+template <>
+inline constexpr auto Meaning<NOT> = []<class T>(T const& iA) { return T(0.0) - iA; };
+template <>
+inline constexpr auto Meaning<COS> = []<class T>(T const& iA) { return cos(iA); };
+template <>
+inline constexpr auto Meaning<SIN> = []<class T>(T const& iA) { return sin(iA); };
+template <>
+inline constexpr auto Meaning<ROOT> = []<class T>(T const& iA) { return sqrt(iA); };
+template <>
+inline constexpr auto Meaning<DIV> = []<class T>(T const& iA, T const& iB) { return iA / iB; };
+template <>
+inline constexpr auto Meaning<ABS> = []<class T>(T const& iA) { return abs(iA); };
+template <>
+inline constexpr auto Meaning<EXP> = []<class T>(T const& iA) { return exp(iA); };
+template <>
+inline constexpr auto Meaning<LN> = []<class T>(T const& iA) { return log(iA); };
+template <>
+inline constexpr auto Meaning<POW> = []<class T>(T const& iA, T const& iB) { return pow(iA, iB); };
+template <>
+inline constexpr auto Meaning<SYMDIFF> =
+    []<class T>(T const& iA, T const& iB) { return Maximum(Minimum(iA, iB), -Maximum(iA, iB)); };
+template <>
+inline constexpr auto Meaning<WITHOUT> = []<class T>(T const& iA, T const& iB) { return Maximum(iA, -iB); };
+template <>
+inline constexpr auto Meaning<ACOS> = []<class T>(T const& iA) { return acos(iA); };
+template <>
+inline constexpr auto Meaning<ASIN> = []<class T>(T const& iA) { return asin(iA); };
+template <>
+inline constexpr auto Meaning<TAN> =
+    ByType{[](double iA) { return std::tan(iA); },
+           [](SFInterval const& iA) {
+             return SFInterval(-SFInterval::Infinity, SFInterval::Infinity, iA.nan || iA.MayBeInfinite());
+           }};
+template <>
+inline constexpr auto Meaning<ATAN> = []<class T>(T const& iA) { return atan2(iA, T(1.0)); };
+// The sign of 0 and of NaN is -1.
+template <>
+inline constexpr auto Meaning<SIGN> = []<class T>(T const& iA) { return Select(iA > T(0.0), T(1.0), T(-1.0)); };
+
+/// Whether an operator has a meaning for values of type `T`.
+template <SFNodeType Op, class T>
+consteval bool HasMeaning()
+{
+  using Function = decltype(Meaning<Op>);
+  if constexpr (IsUnaryOperator(Op))
+    return std::is_invocable_r_v<T, Function, T const&>;
+  else
+    return std::is_invocable_r_v<T, Function, T const&, T const&>;
+}
+
 /// The value of an operator of kind `Op`; a unary operator does not read `iB`.
 template <SFNodeType Op, class T>
 T Apply(T const& iA, [[maybe_unused]] T const& iB)
 {
-  using enum SFNodeType;
-  using std::abs, std::acos, std::asin, std::atan2, std::cos, std::exp, std::log, std::pow, std::sin, std::sqrt,
-      std::tan;
-  if constexpr (Op == PLUS)
-    return iA + iB;
-  else if constexpr (Op == SQUARE)
-    return iA * iA;
-  else if constexpr (Op == MINUS)
-    return iA - iB;
-  else if constexpr (Op == MULT)
-    return iA * iB;
-  else if constexpr (Op == MIN)
-    return Minimum(iA, iB);
-  else if constexpr (Op == MAX)
-    return Maximum(iA, iB);
-  else if constexpr (Op == NOT)
-    return T(0.0) - iA; // so that the complement of 0 is +0
-  else if constexpr (Op == COS)
-    return cos(iA);
-  else if constexpr (Op == SIN)
-    return sin(iA);
-  else if constexpr (Op == ROOT)
-    return sqrt(iA);
-  else if constexpr (Op == DIV)
-    return iA / iB;
-  else if constexpr (Op == ABS)
-    return abs(iA);
-  else if constexpr (Op == EXP)
-    return exp(iA);
-  else if constexpr (Op == LN)
-    return log(iA);
-  else if constexpr (Op == POW)
-    return pow(iA, iB);
-  else if constexpr (Op == SYMDIFF)
-    return Maximum(Minimum(iA, iB), -Maximum(iA, iB));
-  else if constexpr (Op == WITHOUT)
-    return Maximum(iA, -iB);
-  else if constexpr (Op == ACOS)
-    return acos(iA);
-  else if constexpr (Op == ASIN)
-    return asin(iA);
-  else if constexpr (Op == TAN)
-    return tan(iA);
-  else if constexpr (Op == ATAN)
-    return atan2(iA, T(1.0));
-  else {
-    static_assert(Op == SIGN, "an operator without a meaning");
-    return Select(iA > T(0.0), T(1.0), T(-1.0)); // the sign of 0 and of NaN is -1
-  }
+  static_assert(HasMeaning<Op, double>(), "an operator without a meaning");
+  static_assert(HasMeaning<Op, SFInterval>(), "an operator without an interval rule");
+  if constexpr (IsUnaryOperator(Op))
+    return Meaning<Op>(iA);
+  else
+    return Meaning<Op>(iA, iB);
 }
 
 using ScalarFunction = double (*)(double, double);

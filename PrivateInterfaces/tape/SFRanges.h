@@ -65,7 +65,7 @@ struct SFNarrowed
   SFBoxes withoutB;
 };
 
-/// A choice is the minimum of its operands, some of them negated, and its result perhaps too: bounds are negated
+/// A choice between two operands is their minimum, some of them negated, and its result perhaps too: bounds are negated
 /// on the way in and out, so that there is one rule for all of them.
 struct SFChoice
 {
@@ -73,21 +73,21 @@ struct SFChoice
   bool negatesA;
   bool negatesB;
 };
-constexpr bool IsNarrowing(SFNodeType iType)
+constexpr SFChoice ChoiceOf(SFPruning iPruning)
 {
-  return iType == SFNodeType::MIN || iType == SFNodeType::MAX || iType == SFNodeType::WITHOUT;
+  bool const isMinimum = iPruning == SFPruning::Minimum;
+  return {!isMinimum, !isMinimum, iPruning == SFPruning::Maximum};
 }
-constexpr SFChoice ChoiceOf(SFNodeType iType)
+constexpr bool IsNarrowing(SFPruning iPruning)
 {
-  bool const isMinimum = iType == SFNodeType::MIN;
-  return {!isMinimum, !isMinimum, iType == SFNodeType::MAX};
+  return iPruning == SFPruning::Minimum || iPruning == SFPruning::Maximum || iPruning == SFPruning::Difference;
 }
 
 /// Only strict comparisons leave an operand out, and none where an operand may be NaN.
-template <SFNodeType Op, std::size_t W>
+template <SFPruning Pruning, std::size_t W>
 inline void Narrow(SFRanges<W> const& iA, SFRanges<W> const& iB, SFNeeds<W> const& iNeeds, SFNarrowed<W>& oNarrowed)
 {
-  constexpr SFChoice choice = ChoiceOf(Op);
+  constexpr SFChoice choice = ChoiceOf(Pruning);
   constexpr double infinity = SFInterval::Infinity;
   std::uint64_t withoutA = 0;
   std::uint64_t withoutB = 0;

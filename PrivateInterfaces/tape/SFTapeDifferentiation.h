@@ -8,7 +8,8 @@
 namespace SF {
 
 /// Writes the tape of a field and its three partial derivatives by forward accumulation: each instruction of the
-/// field is followed by the derivatives of its value, by the chain rule from those of its operands.
+/// field is followed by the derivatives of its value, by the chain rule from those of its operands. The rules of the
+/// operators are `tapeDerivative` in SFCalculusRules.
 ///
 /// Derivatives that are zero everywhere are known as such and take no instructions. Where a value is chosen the
 /// derivative is that of the operand which the rule of the value chooses, on ties too: MIN and MAX take the left
@@ -37,9 +38,8 @@ private:
   SFValueId Copy(SFTapeInstruction const& iInstruction);
   Gradient Differentiate(SFTapeInstruction const& iInstruction, SFValueId iValue);
   SFValueId OfOperator(SFNodeType iOperator, Terms const& iTerms);
-  SFValueId OfPower(Terms const& iTerms);
-  SFValueId OfSymmetricDifference(Terms const& iTerms);
   SFValueId OfAngle(Terms const& iTerms);
+  class Growth;
   Gradient OfResource(SFTapeInstruction const& iInstruction);
 
   SFValueId Emit(SFNodeType iOperator, SFValueId iA, SFValueId iB) { return _builder.Emit(iOperator, iA, iB); }

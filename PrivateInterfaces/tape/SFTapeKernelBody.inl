@@ -57,7 +57,8 @@ SF_KERNEL_TARGET SF_KERNEL_INLINE void Load(Registers<N>& oValue, double const* 
 }
 
 /// Lane by lane the one meaning that the operator has, which the compiler joins to one vector instruction. It fails to
-/// join selections; theirs are the same expressions once more, over whole vectors.
+/// join selections: theirs are written once more, over whole vectors. The meaning itself cannot be called with vectors,
+/// as outside of the target region those are taken apart. The tests of chains compare each operator's two forms.
 template <SFNodeType Op>
 SF_KERNEL_TARGET SF_KERNEL_INLINE Vector Combined(Vector iA, Vector iB)
 {
@@ -85,50 +86,29 @@ SF_KERNEL_TARGET SF_KERNEL_INLINE void Combine(Registers<N>& ioValue, Registers<
     ioValue.v[r] = iSwapped ? Combined<Op>(iOther.v[r], ioValue.v[r]) : Combined<Op>(ioValue.v[r], iOther.v[r]);
 }
 
-template <std::size_t N>
+template <std::size_t Kind, std::size_t N>
+SF_KERNEL_TARGET SF_KERNEL_INLINE bool ApplyKind(SFChainLink const& iLink, Registers<N>& ioValue,
+                                                 Registers<N> const& iOther)
+{
+  constexpr SFNodeType op{Kind};
+  if constexpr (IsUnaryOperator(op))
+    Combine<op>(ioValue, ioValue, false);
+  else if (iLink.swapped)
+    Combine<op>(ioValue, iOther, true);
+  else
+    Combine<op>(ioValue, iOther, false);
+  return true;
+}
+
+/// A sequence of tests that the compiler turns into a jump.
+template <std::size_t N, std::size_t... Kind>
 SF_KERNEL_TARGET SF_KERNEL_INLINE void Apply(SFChainLink const& iLink, Registers<N>& ioValue,
-                                             Registers<N> const& iOther)
+                                             Registers<N> const& iOther, std::index_sequence<Kind...>)
 {
-  bool const swapped = iLink.swapped;
-  switch (SFNodeType{iLink.code}) {
-#define SF_CHAINED(iKind)                                                                                              \
-  case SFNodeType::iKind:                                                                                              \
-    return swapped ? Combine<SFNodeType::iKind>(ioValue, iOther, true)                                                 \
-                   : Combine<SFNodeType::iKind>(ioValue, iOther, false);
-    SF_CHAINED(PLUS)
-    SF_CHAINED(MINUS)
-    SF_CHAINED(MULT)
-    SF_CHAINED(DIV)
-    SF_CHAINED(MIN)
-    SF_CHAINED(MAX)
-    SF_CHAINED(WITHOUT)
-    SF_CHAINED(SYMDIFF)
-#undef SF_CHAINED
-  case SFNodeType::SQUARE:
-    return Combine<SFNodeType::SQUARE>(ioValue, ioValue, false);
-  case SFNodeType::NOT:
-    return Combine<SFNodeType::NOT>(ioValue, ioValue, false);
-  case SFNodeType::ROOT:
-    return Combine<SFNodeType::ROOT>(ioValue, ioValue, false);
-  case SFNodeType::ABS:
-    return Combine<SFNodeType::ABS>(ioValue, ioValue, false);
-  case SFNodeType::SIGN:
-    return Combine<SFNodeType::SIGN>(ioValue, ioValue, false);
-  default:
-    __builtin_unreachable();
-  }
+  (void)((iLink.code == Fusable[Kind] && ApplyKind<Fusable[Kind]>(iLink, ioValue, iOther)) || ...);
 }
 
-/// What is stored for a value.
-SF_KERNEL_TARGET SF_KERNEL_INLINE double Clamped(double iValue, double iDiagonal)
-{
-  double const value = iValue == iValue ? iValue : iDiagonal;
-  double const magnitude = __builtin_fabs(value);
-  double const limited = magnitude < iDiagonal ? magnitude : iDiagonal;
-  return (value > 0.0 ? 1.0 : -1.0) * limited;
-}
-
-/// The same expressions over a whole vector.
+/// ScalarOps::Clamped over a whole vector, for the reason given above.
 SF_KERNEL_TARGET SF_KERNEL_INLINE Vector Clamped(Vector iValue, Vector iDiagonal)
 {
   Vector const value = iValue == iValue ? iValue : iDiagonal;
@@ -175,14 +155,14 @@ SF_KERNEL_TARGET SF_KERNEL_INLINE void RunPiece(SFChainBox const& iBox, ChainRow
       held = value;
       value = other;
     } else
-      Apply(link, value, other);
+      Apply(link, value, other, std::make_index_sequence<Fusable.size()>{});
   }
   if (iRow.out == nullptr)
     StoreFloats(value, iBox, iRow.floats + iAt);
   else
     SF_KERNEL_UNROLL
-    for (std::size_t r = 0; r < N; ++r)
-      *reinterpret_cast<Loaded*>(iRow.out + iAt + r * VectorLanes) = value.v[r];
+  for (std::size_t r = 0; r < N; ++r)
+    *reinterpret_cast<Loaded*>(iRow.out + iAt + r * VectorLanes) = value.v[r];
 }
 
 SF_KERNEL_TARGET void Chain(SFChainBox const& iBox)
@@ -230,11 +210,11 @@ SF_KERNEL_TARGET void Ranges(SFRanges<SFRangeLanes>& oRanges, SFRanges<SFRangeLa
   }
 }
 
-template <SFNodeType Op>
+template <SFPruning Pruning>
 SF_KERNEL_TARGET void NarrowLanes(SFRanges<SFRangeLanes> const& iA, SFRanges<SFRangeLanes> const& iB,
                                   SFNeeds<SFRangeLanes> const& iNeeds, SFNarrowed<SFRangeLanes>& oNarrowed)
 {
-  Narrow<Op>(iA, iB, iNeeds, oNarrowed);
+  Narrow<Pruning>(iA, iB, iNeeds, oNarrowed);
 }
 
 SF_KERNEL_TARGET void WidenLanes(SFNeeds<SFRangeLanes>& ioNeeds, SFNeeds<SFRangeLanes> const& iBy, SFBoxes iBoxes)
@@ -254,7 +234,7 @@ SF_KERNEL_TARGET void StoreRows(SFStoreBox const& iBox, double iDiagonal)
       double const* __restrict const values = iBox.values.data + slice * iBox.values.s2 + row * iBox.values.s1;
       for (std::size_t i = 0; i < to.n0; ++i) {
         double const value = values[Varies ? i : 0];
-        floats[i] = static_cast<float>(Clamps ? Clamped(value, iDiagonal) : value);
+        floats[i] = static_cast<float>(Clamps ? ScalarOps::Clamped(value, iDiagonal) : value);
       }
     }
 }
@@ -314,8 +294,7 @@ SF_KERNEL_TARGET void StoreNormals(SFNormalBox const& iBox)
       float* const floats = to.out + slice * to.s2 + row * to.s1;
       for (std::size_t i = 0; i < to.n0; i += NormalPiece) {
         auto const values = [&](std::size_t iAxis) { return iBox.vary[iAxis] ? from[iAxis] + i : constants[iAxis]; };
-        StoreUnits(floats + 3 * i, values(0), values(1), values(2),
-                   to.n0 - i < NormalPiece ? to.n0 - i : NormalPiece);
+        StoreUnits(floats + 3 * i, values(0), values(1), values(2), to.n0 - i < NormalPiece ? to.n0 - i : NormalPiece);
       }
     }
 }
@@ -329,15 +308,15 @@ constexpr void Fill(SFTapeKernels& ioKernels)
     ioKernels.operators[Kind][1] = &Loop<op, true, false>;
     ioKernels.operators[Kind][2] = &Loop<op, false, true>;
     ioKernels.ranges[Kind] = &Ranges<op>;
-    if constexpr (IsNarrowing(op))
-      ioKernels.narrow[Kind] = &NarrowLanes<op>;
+    constexpr SFPruning pruning = OperatorRow(op).pruning;
+    if constexpr (IsNarrowing(pruning))
+      ioKernels.narrow[Kind] = &NarrowLanes<pruning>;
   }
 }
 
 constexpr SFTapeKernels kernels = [] {
   SFTapeKernels set{SF_KERNEL_NAME, {}, &Chain, {}, {}, &WidenLanes, &Store<true>, &Store<false>, &StoreNormals};
-  [&]<std::size_t... Kind>(std::index_sequence<Kind...>) {
-    (Fill<Kind>(set), ...);
-  }(std::make_index_sequence<SFNodeTypeCount>{});
+  [&]<std::size_t... Kind>(std::index_sequence<Kind...>) { (Fill<Kind>(set), ...); }
+  (std::make_index_sequence<SFNodeTypeCount>{});
   return set;
 }();

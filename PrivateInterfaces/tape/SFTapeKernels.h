@@ -76,14 +76,8 @@ struct SFChainBox
 using SFChainKernel = void (*)(SFChainBox const&);
 constexpr std::size_t SFShortestRow = 8;
 
-/// Whether chains may hold an operator: those that are a few vector instructions.
-constexpr bool IsChainable(SFTapeCode iCode)
-{
-  using enum SFNodeType;
-  auto const type = SFNodeType{iCode};
-  return type == PLUS || type == SQUARE || type == MINUS || type == MULT || type == MIN || type == MAX || type == NOT ||
-         type == ROOT || type == DIV || type == ABS || type == SIGN || type == WITHOUT || type == SYMDIFF;
-}
+/// Whether chains may hold an operator.
+constexpr bool IsChainable(SFTapeCode iCode) { return OperatorRow(SFNodeType{iCode}).isFusable; }
 
 /// Where the floats of a box of n0 x n1 x n2 points go: those of point (i, j, k) begin at out[i w + j s1 + k s2], where
 /// w is how many there are for each.

@@ -49,24 +49,10 @@ struct SFTapeList
   std::size_t cost = 0;    ///< of a point, in additions
 };
 
-/// Whether pruning might decide a step with this code.
-constexpr bool IsChoice(SFTapeCode iCode)
-{
-  auto const type = SFNodeType{iCode};
-  return type == SFNodeType::ABS || type == SFNodeType::SIGN || IsNarrowing(type);
-}
-/// What a step with this code costs at a point, in additions.
+/// What a step with this code costs at a point, in additions. What is no operator costs as much as a function.
 constexpr std::size_t CostOf(SFTapeCode iCode)
 {
-  using enum SFNodeType;
-  constexpr std::size_t function = 50;
-  auto const type = SFNodeType{iCode};
-  if (type == ROOT || type == DIV)
-    return 6;
-  if (!IsOperatorCode(iCode) || type == COS || type == SIN || type == EXP || type == LN || type == POW ||
-      type == ACOS || type == ASIN || type == TAN || type == ATAN)
-    return function;
-  return 1;
+  return IsOperatorCode(iCode) ? OperatorRow(SFNodeType{iCode}).cost : Detail::Function;
 }
 
 /// Where a value lies: element (i, j, k) of the grid, or of the tile, is at data[i s0 + j s1 + k s2].
@@ -238,7 +224,7 @@ public:
     ioList.steps.push_back(iStep);
     if (IsKept(iStep.id))
       return;
-    ioList.choices += IsChoice(iStep.code) ? 1 : 0;
+    ioList.choices += IsChoice(SFNodeType{iStep.code}) ? 1 : 0;
     ioList.cost += iStep.axes == _present ? CostOf(iStep.code) : 0;
   }
   SFInterval CoordinateRange(std::size_t iAxis, SFTile const& iBox) const;

@@ -9,134 +9,265 @@ namespace SF {
 namespace {
 
 using D = SFDual const&;
+using StepKind = SFTreeTemplate::StepKind;
+using enum SFNodeType;
 using enum SFNumericReads;
+using enum SFRewriting;
 
-/// One row per operator. Rows marked "as it stands" are deliberately not the textbook's.
-constexpr SFCalculusRules MakeRules(SFNodeType iType)
+/// The rules of an operator, a specialisation for each. What is marked "as it stands" is deliberately not the textbook's.
+template <SFNodeType Op>
+requires(IsOperator(Op)) constexpr SFCalculusRules Rules{};
+
+template <>
+constexpr SFCalculusRules Rules<PLUS>{
+    .derivative = "PLUS(du, dv)",
+    .numericReads = Derivatives,
+    .numericDerivative = [](D u, D v) { return u.d + v.d; },
+    .tapeDerivative = "PLUS(du, dv)",
+    .rewriting = Sum,
+    .nameInDerivativeFailures = "PLUS/MINUS",
+};
+
+template <>
+constexpr SFCalculusRules Rules<SQUARE>{
+    .derivative = "MULT(MULT(2, u), du)",
+    .numericReads = ValuesAndDerivatives,
+    .numericDerivative = [](D u, D) { return (u.value + u.value) * u.d; },
+    .tapeDerivative = "MULT(MULT(2, u), du)",
+    .rewriting = Fold,
+};
+
+template <>
+constexpr SFCalculusRules Rules<MINUS>{
+    .derivative = "MINUS(du, dv)",
+    .numericReads = Derivatives,
+    // The number adds, as it stands.
+    .numericDerivative = [](D u, D v) { return u.d + v.d; },
+    .tapeDerivative = "MINUS(du, dv)",
+    .rewriting = Sum,
+    .nameInDerivativeFailures = "PLUS/MINUS",
+};
+
+template <>
+constexpr SFCalculusRules Rules<MULT>{
+    .derivative = "PLUS(MULT(du, v), MULT(u, dv))",
+    .numericReads = ValuesAndDerivatives,
+    .numericDerivative = [](D u, D v) { return u.d * v.value + u.value * v.d; },
+    .tapeDerivative = "PLUS(MULT(v, du), MULT(u, dv))",
+    .rewriting = Product,
+};
+
+template <>
+constexpr SFCalculusRules Rules<MIN>{
+    // The tree subtracts dv where the textbook adds it, as it stands.
+    .derivative = "MULT(-0.5, MINUS(d[ABS(MINUS(u, v))], MINUS(du, dv)))",
+    .numericReads = ValuesAndDerivatives,
+    .numericDerivative = [](D u, D v) { return u.value > v.value ? v.d : u.d; },
+    .tapeDerivative = "SELECT(MINUS(u, v), dv, du)",
+};
+
+template <>
+constexpr SFCalculusRules Rules<MAX>{
+    .derivative = "MULT(0.5, PLUS(d[ABS(MINUS(u, v))], PLUS(du, dv)))",
+    .numericReads = ValuesAndDerivatives,
+    .numericDerivative = [](D u, D v) { return u.value > v.value ? u.d : v.d; },
+    .tapeDerivative = "SELECT(MINUS(v, u), dv, du)",
+};
+
+template <>
+constexpr SFCalculusRules Rules<NOT>{
+    .derivative = "NOT(du)",
+    .numericReads = Derivatives,
+    .numericDerivative = [](D u, D) { return -u.d; },
+    .tapeDerivative = "NOT(du)",
+    .rewriting = Fold,
+};
+
+template <>
+constexpr SFCalculusRules Rules<COS>{
+    .derivative = "MULT(NOT(SIN(u)), du)",
+    .numericReads = ValuesAndDerivatives,
+    .numericDerivative = [](D u, D) { return -std::sin(u.value) * u.d; },
+    .tapeDerivative = "NOT(MULT(SIN(u), du))",
+    .rewriting = Fold,
+};
+
+template <>
+constexpr SFCalculusRules Rules<SIN>{
+    .derivative = "MULT(COS(u), du)",
+    .numericReads = ValuesAndDerivatives,
+    .numericDerivative = [](D u, D) { return std::cos(u.value) * u.d; },
+    .tapeDerivative = "MULT(COS(u), du)",
+    .rewriting = Fold,
+};
+
+template <>
+constexpr SFCalculusRules Rules<ROOT>{
+    .derivative = "DIV(du, MULT(2, ROOT(u)))",
+    .numericReads = ValuesAndDerivatives,
+    .numericDerivative = [](D u, D) { return u.d / (2.0 * std::sqrt(u.value)); },
+    .tapeDerivative = "STILL(DIV(du, MULT(2, w)))",
+    .rewriting = Fold,
+};
+
+template <>
+constexpr SFCalculusRules Rules<DIV>{
+    .derivative = "DIV(MINUS(MULT(du, v), MULT(u, dv)), SQUARE(v))",
+    .numericReads = ValuesAndDerivatives,
+    .numericDerivative = [](D u, D v) { return (u.d * v.value - u.value * v.d) / (v.value * v.value); },
+    .tapeDerivative = "DIV(MINUS(du, MULT(w, dv)), v)",
+    .rewriting = Quotient,
+};
+
+template <>
+constexpr SFCalculusRules Rules<ABS>{
+    .derivative = "MULT(SIGN(u), du)",
+    .numericReads = ValuesAndDerivatives,
+    .numericDerivative = [](D u, D) { return u.value > 0.0 ? u.d : -u.d; },
+    .tapeDerivative = "SELECT(u, du, NOT(du))",
+    .rewriting = Fold,
+};
+
+template <>
+constexpr SFCalculusRules Rules<EXP>{
+    .derivative = "MULT(EXP(u), du)",
+    .numericReads = ValuesAndDerivatives,
+    .numericDerivative = [](D u, D) { return std::exp(u.value) * u.d; },
+    .tapeDerivative = "MULT(w, du)",
+    .rewriting = Fold,
+};
+
+template <>
+constexpr SFCalculusRules Rules<LN>{
+    .derivative = "DIV(du, u)",
+    .numericReads = ValuesAndDerivatives,
+    .numericDerivative = [](D u, D) { return u.d / u.value; },
+    .tapeDerivative = "DIV(du, u)",
+    .rewriting = Fold,
+};
+
+template <>
+constexpr SFCalculusRules Rules<POW>{
+    .derivative = "MULT(d[MULT(v, LN(u))], POW(u, v))",
+    .numericReads = ValuesAndDerivatives,
+    .numericDerivative =
+        [](D u, D v) { return (u.d * v.value / u.value + std::log(u.value) * v.d) * std::pow(u.value, v.value); },
+    // A base that is not positive has no logarithm: 0 at 0, NaN below, as the square root has it.
+    .tapeDerivative =
+        "PLUS(STILL(MULT(MULT(v, POW(u, MINUS(v, 1))), du)), MULT(MULT(w, SELECT(u, LN(u), ROOT(u))), dv))",
+    .rewriting = Power,
+};
+
+template <>
+constexpr SFCalculusRules Rules<SYMDIFF>{
+    .derivative = "d[MAX(MIN(u, v), NOT(MAX(u, v)))]",
+    .numericReads = ValuesAndDerivatives,
+    .numericDerivative =
+        [](D u, D v) {
+          if (u.value > v.value)
+            return -u.value > v.value ? -u.d : v.d;
+          return u.value > -v.value ? u.d : -v.d;
+        },
+    .tapeDerivative = "d[WITHOUT(MIN(u, v), MAX(u, v))]",
+    .nameInValueFailures = "MULT",
+    .nameInDerivativeFailures = "PLUS/MINUS",
+};
+
+template <>
+constexpr SFCalculusRules Rules<WITHOUT>{
+    .derivative = "d[MAX(u, NOT(v))]",
+    .numericReads = ValuesAndDerivatives,
+    .numericDerivative = [](D u, D v) { return u.value > -v.value ? u.d : -v.d; },
+    .tapeDerivative = "SELECT(MINUS(NOT(v), u), NOT(dv), du)",
+    .nameInValueFailures = "MULT",
+    .nameInDerivativeFailures = "PLUS/MINUS",
+};
+
+template <>
+constexpr SFCalculusRules Rules<ACOS>{
+    .derivative = "DIV(NOT(du), ROOT(MINUS(1, POW(u, 2))))",
+    .numericReads = ValuesAndDerivatives,
+    .numericDerivative = [](D u, D) { return -u.d / std::sqrt(1.0 - u.value * u.value); },
+    .tapeDerivative = "NOT(STILL(DIV(du, ROOT(MULT(MINUS(1, u), PLUS(1, u))))))",
+    .rewriting = Fold,
+};
+
+template <>
+constexpr SFCalculusRules Rules<ASIN>{
+    .derivative = "DIV(du, ROOT(MINUS(1, POW(u, 2))))",
+    .numericReads = ValuesAndDerivatives,
+    .numericDerivative = [](D u, D) { return u.d / std::sqrt(1.0 - u.value * u.value); },
+    .tapeDerivative = "STILL(DIV(du, ROOT(MULT(MINUS(1, u), PLUS(1, u)))))",
+    .rewriting = Fold,
+};
+
+template <>
+constexpr SFCalculusRules Rules<TAN>{
+    .derivative = "DIV(du, POW(COS(u), 2))",
+    .numericReads = ValuesAndDerivatives,
+    .numericDerivative = [](D u, D) { return u.d / (std::cos(u.value) * std::cos(u.value)); },
+    .tapeDerivative = "MULT(PLUS(1, SQUARE(w)), du)",
+    .rewriting = Fold,
+};
+
+template <>
+constexpr SFCalculusRules Rules<ATAN>{
+    .derivative = "DIV(du, PLUS(1, POW(u, 2)))",
+    .numericReads = ValuesAndDerivatives,
+    // The number divides by the square root, as it stands.
+    .numericDerivative = [](D u, D) { return u.d / std::sqrt(u.value * u.value + 1.0); },
+    .tapeDerivative = "DIV(du, PLUS(1, SQUARE(u)))",
+    .rewriting = Fold,
+};
+
+template <>
+constexpr SFCalculusRules Rules<SIGN>{
+    .derivative = "0",
+    .numericReads = Nothing,
+    .numericDerivative = [](D, D) { return 0.0; },
+    .tapeDerivative = "0",
+};
+
+consteval bool ReadsRight(SFTreeTemplate const& iTree)
 {
-  switch (iType) {
-    using enum SFNodeType;
-  case PLUS:
-    return {"PLUS(du, dv)", Derivatives, [](D u, D v) { return u.d + v.d; }, SFRewriting::Sum, "", "PLUS/MINUS"};
-  case SQUARE:
-    return {"MULT(MULT(2, u), du)", ValuesAndDerivatives, [](D u, D) { return (u.value + u.value) * u.d; },
-            SFRewriting::Fold};
-  case MINUS: // the number adds, as it stands
-    return {"MINUS(du, dv)", Derivatives, [](D u, D v) { return u.d + v.d; }, SFRewriting::Sum, "", "PLUS/MINUS"};
-  case MULT:
-    return {"PLUS(MULT(du, v), MULT(u, dv))", ValuesAndDerivatives,
-            [](D u, D v) { return u.d * v.value + u.value * v.d; }, SFRewriting::Product};
-  case MIN: // the tree subtracts dv where the textbook adds it, as it stands
-    return {"MULT(-0.5, MINUS(d[ABS(MINUS(u, v))], MINUS(du, dv)))", ValuesAndDerivatives,
-            [](D u, D v) { return u.value > v.value ? v.d : u.d; }};
-  case MAX:
-    return {"MULT(0.5, PLUS(d[ABS(MINUS(u, v))], PLUS(du, dv)))", ValuesAndDerivatives,
-            [](D u, D v) { return u.value > v.value ? u.d : v.d; }};
-  case NOT:
-    return {"NOT(du)", Derivatives, [](D u, D) { return -u.d; }, SFRewriting::Fold};
-  case COS:
-    return {"MULT(NOT(SIN(u)), du)", ValuesAndDerivatives, [](D u, D) { return -std::sin(u.value) * u.d; },
-            SFRewriting::Fold};
-  case SIN:
-    return {"MULT(COS(u), du)", ValuesAndDerivatives, [](D u, D) { return std::cos(u.value) * u.d; },
-            SFRewriting::Fold};
-  case ROOT:
-    return {"DIV(du, MULT(2, ROOT(u)))", ValuesAndDerivatives, [](D u, D) { return u.d / (2.0 * std::sqrt(u.value)); },
-            SFRewriting::Fold};
-  case DIV:
-    return {"DIV(MINUS(MULT(du, v), MULT(u, dv)), SQUARE(v))", ValuesAndDerivatives,
-            [](D u, D v) { return (u.d * v.value - u.value * v.d) / (v.value * v.value); }, SFRewriting::Quotient};
-  case ABS:
-    return {"MULT(SIGN(u), du)", ValuesAndDerivatives, [](D u, D) { return u.value > 0.0 ? u.d : -u.d; },
-            SFRewriting::Fold};
-  case EXP:
-    return {"MULT(EXP(u), du)", ValuesAndDerivatives, [](D u, D) { return std::exp(u.value) * u.d; },
-            SFRewriting::Fold};
-  case LN:
-    return {"DIV(du, u)", ValuesAndDerivatives, [](D u, D) { return u.d / u.value; }, SFRewriting::Fold};
-  case POW:
-    return {"MULT(d[MULT(v, LN(u))], POW(u, v))", ValuesAndDerivatives,
-            [](D u, D v) { return (u.d * v.value / u.value + std::log(u.value) * v.d) * std::pow(u.value, v.value); },
-            SFRewriting::Power};
-  case SYMDIFF:
-    return {"d[MAX(MIN(u, v), NOT(MAX(u, v)))]",
-            ValuesAndDerivatives,
-            [](D u, D v) {
-              if (u.value > v.value)
-                return -u.value > v.value ? -u.d : v.d;
-              return u.value > -v.value ? u.d : -v.d;
-            },
-            SFRewriting::None,
-            "MULT",
-            "PLUS/MINUS"};
-  case WITHOUT:
-    return {"d[MAX(u, NOT(v))]",
-            ValuesAndDerivatives,
-            [](D u, D v) { return u.value > -v.value ? u.d : -v.d; },
-            SFRewriting::None,
-            "MULT",
-            "PLUS/MINUS"};
-  case ACOS:
-    return {"DIV(NOT(du), ROOT(MINUS(1, POW(u, 2))))", ValuesAndDerivatives,
-            [](D u, D) { return -u.d / std::sqrt(1.0 - u.value * u.value); }, SFRewriting::Fold};
-  case ASIN:
-    return {"DIV(du, ROOT(MINUS(1, POW(u, 2))))", ValuesAndDerivatives,
-            [](D u, D) { return u.d / std::sqrt(1.0 - u.value * u.value); }, SFRewriting::Fold};
-  case TAN:
-    return {"DIV(du, POW(COS(u), 2))", ValuesAndDerivatives,
-            [](D u, D) { return u.d / (std::cos(u.value) * std::cos(u.value)); }, SFRewriting::Fold};
-  case ATAN: // the number divides by the square root, as it stands
-    return {"DIV(du, PLUS(1, POW(u, 2)))", ValuesAndDerivatives,
-            [](D u, D) { return u.d / std::sqrt(u.value * u.value + 1.0); }, SFRewriting::Fold};
-  case SIGN:
-    return {"0", Nothing, [](D, D) { return 0.0; }};
+  return iTree.Has(StepKind::Rhs) || iTree.Has(StepKind::RhsDerivative);
+}
 
-  case NONE:
-  case END:
-  case X:
-  case Y:
-  case Z:
-  case CONSTANT:
-  case POLY:
-  case POLYGRADIENT:
-  case UNRESOLVEDREF:
-  case RESOLVEDREF:
-  case UNDEFINED:
-  case PARAMETER:
-  case AFFINETRANSFORM:
-  case BLEND:
-  case DISCRETETRANFORM:
-  case CYLINDRICALTRANSFORM:
-  case GCGUIDEDTRANSFORM:
-  case OFFSET:
-  case RESERVED:
-    break;
-  }
-  return {};
+consteval bool IsForTapes(SFTreeTemplate const& iTree)
+{
+  return iTree.Has(StepKind::Value) || iTree.Has(StepKind::Select) || iTree.Has(StepKind::Still);
+}
+
+/// A template, so that the compiler's message names the operator.
+template <SFNodeType Op>
+consteval SFCalculusRules SoundRules()
+{
+  constexpr SFCalculusRules rules = Rules<Op>;
+  constexpr bool isUnary = IsUnaryOperator(Op);
+  static_assert(!rules.derivative.Steps().empty(), "an operator without a symbolic derivative");
+  static_assert(rules.numericDerivative != nullptr, "an operator without a numeric derivative");
+  static_assert(rules.numericReads != SFNumericReads{}, "a numeric derivative that does not say what it reads");
+  static_assert(!rules.tapeDerivative.Steps().empty(), "an operator without a derivative on tapes");
+  static_assert(!IsForTapes(rules.derivative), "a symbolic derivative in forms that only tapes have");
+  static_assert(!isUnary || !(ReadsRight(rules.derivative) || ReadsRight(rules.tapeDerivative)),
+                "a unary operator has no right operand");
+  return rules;
+}
+
+template <std::size_t Kind>
+consteval SFCalculusRules RulesOfKind()
+{
+  if constexpr (IsOperator(SFNodeType{Kind}))
+    return SoundRules<SFNodeType{Kind}>();
+  else
+    return {};
 }
 
 constexpr auto Table = []<std::size_t... Kind>(std::index_sequence<Kind...>)
 {
-  return std::array<SFCalculusRules, SFNodeTypeCount>{MakeRules(SFNodeType{Kind})...};
+  return std::array<SFCalculusRules, SFNodeTypeCount>{RulesOfKind<Kind>()...};
 }
 (std::make_index_sequence<SFNodeTypeCount>{});
-
-/// Every operator, and nothing else, has both derivatives; only binary ones have a right operand to name.
-consteval bool TableIsSound()
-{
-  using StepKind = SFTreeTemplate::StepKind;
-  for (SFOperatorRow const& row : SFOperatorTable) {
-    SFCalculusRules const& rules = Table[static_cast<std::size_t>(row.type)];
-    bool const isOperator = IsOperator(row.type);
-    if (rules.derivative.Steps().empty() == isOperator || (rules.numericDerivative == nullptr) == isOperator)
-      return false;
-    for (SFTreeTemplate::Step const& step : rules.derivative.Steps())
-      if (row.arity < 2 && (step.kind == StepKind::Rhs || step.kind == StepKind::RhsDerivative))
-        return false;
-  }
-  return true;
-}
-static_assert(TableIsSound());
 
 } // namespace
 

@@ -62,13 +62,9 @@ std::array<NodePtr, 3> CylinderFactors(SFCylindricalTransform const& iCylinder, 
   return {combination(u, w), Op(DIV, combination(k * w, -k * u), Op(X)), Constant(Along(frame.axis, iVariable))};
 }
 
-bool ReadsDerivatives(SFCalculusRules const& iRules)
+bool ReadsDerivatives(SFTreeTemplate const& iTree)
 {
-  auto const steps = iRules.derivative.Steps();
-  return std::any_of(steps.begin(), steps.end(), [](SFTreeTemplate::Step const& iStep) {
-    return iStep.kind == StepKind::LhsDerivative || iStep.kind == StepKind::RhsDerivative ||
-           iStep.kind == StepKind::Derivative;
-  });
+  return iTree.Has(StepKind::LhsDerivative) || iTree.Has(StepKind::RhsDerivative) || iTree.Has(StepKind::Derivative);
 }
 
 /// Whether building the derivative of a node writes a line; `iSpeaks` tells it of the nodes below, null included.
@@ -83,7 +79,7 @@ bool WritesLine(SFDagNode const& iNode, Speaks iSpeaks)
   case SFNodeFamily::Resource:
     return type != POLY || NodeAs<ResourceToSF>(iNode) == nullptr;
   case SFNodeFamily::Operator:
-    return ReadsDerivatives(CalculusRulesOf(type)) &&
+    return ReadsDerivatives(CalculusRulesOf(type).derivative) &&
            (iSpeaks(iNode.GetLhs().get()) || (IsBinaryOperator(type) && iSpeaks(iNode.GetRhs().get())));
   case SFNodeFamily::Transform: {
     auto const* const affine = NodeAs<SFAffineTransform>(iNode);
@@ -143,6 +139,10 @@ public:
     }
     case StepKind::Constant:
       return _owner.Put(iPlace, Constant(step.value));
+    case StepKind::Value:
+    case StepKind::Select:
+    case StepKind::Still:
+      return; // on tapes only
     }
   }
 

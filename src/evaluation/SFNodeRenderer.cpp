@@ -4,10 +4,9 @@
 #include "evaluation/SFEvaluatorReports.h"
 #include "evaluation/SFScalarEvaluation.h"
 #include "graph/SFDagTraversal.h"
+#include "operators/SFScalarOps.h"
 
-#include <algorithm>
 #include <array>
-#include <cmath>
 #include <utility>
 
 namespace SF {
@@ -44,12 +43,6 @@ double ValueOf(SFDagNode const& iNode, SFEvaluationContext const& iContext)
   return iNode.GetContextInfos(iContext.GetIndex()).value;
 }
 
-float ClampedFloat(double iValue, double iDiagonal)
-{
-  double const value = std::isnan(iValue) ? iDiagonal : iValue;
-  return static_cast<float>((value > 0.0 ? 1.0 : -1.0) * std::min(iDiagonal, std::abs(value)));
-}
-
 } // namespace
 
 SFNodeRenderer::SFNodeRenderer(SFGrid const& iGrid, std::vector<SFDagNode const*> iRoots, unsigned int iTasks)
@@ -84,7 +77,7 @@ HRESULT SFNodeRenderer::Clamped(unsigned int iBegin, unsigned int iEnd, unsigned
       EvaluatorReports::PointFailed(code);
       return code;
     }
-    ioValues[iIndex] = ClampedFloat(ValueOf(root, context), diagonal);
+    ioValues[iIndex] = static_cast<float>(ScalarOps::Clamped(ValueOf(root, context), diagonal));
     return S_OK;
   });
 }

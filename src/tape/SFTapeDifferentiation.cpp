@@ -1,5 +1,7 @@
 #include "tape/SFTapeDifferentiation.h"
 
+#include "calculus/SFCalculusRules.h"
+
 namespace SF {
 namespace {
 
@@ -75,33 +77,105 @@ SFValueId SFTapeDifferentiation::Select(SFValueId iCondition, SFValueId iThen, S
 
 // ---- rules ----------------------------------------------------------------------------------------------------
 
-/// Without NaN for a base that is not positive where there is a derivative: a power of a negative base has one
-/// for a constant integer exponent, and 0 to a varying exponent above 0 has the derivative 0 along the exponent.
-SFValueId SFTapeDifferentiation::OfPower(Terms const& iTerms)
+/// Turns the tree of a rule into instructions. Recurses over the tree, which is as deep as its text is long.
+class SFTapeDifferentiation::Growth
 {
-  auto const& [a, b, value, da, db] = iTerms;
-  SFValueId alongBase = da;
-  if (IsConstant(b, 0.0))
-    alongBase = Zero;
-  else if (IsConstant(b, 2.0))
-    alongBase = Product(Product(_builder.Constant(2.0), a), da);
-  else if (da != Zero && !IsConstant(b, 1.0))
-    alongBase = ZeroIfStill(da, Product(Emit(MULT, b, Emit(POW, a, Emit(MINUS, b, _builder.Constant(1.0)))), da));
-  if (db == Zero)
-    return alongBase;
-  // The square root stands for "0 at 0, NaN below".
-  SFValueId const logarithm = Select(a, Emit(LN, a), Emit(ROOT, a));
-  return Sum(alongBase, Product(Emit(MULT, value, logarithm), db));
-}
+public:
+  Growth(SFTapeDifferentiation& ioOwner, Terms const& iTerms) : _owner(ioOwner), _terms(iTerms) {}
 
-/// Of max(m, -M), m the minimum and M the maximum of the operands.
-SFValueId SFTapeDifferentiation::OfSymmetricDifference(Terms const& iTerms)
-{
-  SFValueId const least = Emit(MIN, iTerms.a, iTerms.b);
-  SFValueId const most = Emit(MAX, iTerms.a, iTerms.b);
-  Terms const outer{least, most, iTerms.value, OfOperator(MIN, iTerms), OfOperator(MAX, iTerms)};
-  return OfOperator(WITHOUT, outer);
-}
+  SFValueId Grow(SFTreeTemplate const& iTree)
+  {
+    _next = iTree.Steps().data();
+    return Next().id;
+  }
+
+private:
+  using StepKind = SFTreeTemplate::StepKind;
+
+  /// A value, or a sum of products with a derivative each, which alone may be Zero.
+  struct Term
+  {
+    SFValueId id;
+    bool isDerivative;
+  };
+  struct Dual
+  {
+    SFValueId value;
+    SFValueId derivative;
+  };
+
+  Term Next()
+  {
+    SFTreeTemplate::Step const& step = *_next++;
+    switch (step.kind) {
+    case StepKind::Operator:
+      return NextOperator(step.type);
+    case StepKind::Lhs:
+      return {_terms.a, false};
+    case StepKind::Rhs:
+      return {_terms.b, false};
+    case StepKind::LhsDerivative:
+      return {_terms.da, true};
+    case StepKind::RhsDerivative:
+      return {_terms.db, true};
+    case StepKind::Derivative:
+      return {NextDual().derivative, true};
+    case StepKind::Constant:
+      return {_owner._builder.Constant(step.value), false};
+    case StepKind::Value:
+      return {_terms.value, false};
+    case StepKind::Select: {
+      SFValueId const condition = _owner.Written(Next().id);
+      Term const a = Next();
+      Term const b = Next();
+      return {_owner.Select(condition, a.id, b.id), a.isDerivative || b.isDerivative};
+    }
+    case StepKind::Still:
+      return {_owner.ZeroIfStill(_terms.da, Next().id), true};
+    }
+    return {Zero, true};
+  }
+
+  /// Keeps what is linear in a derivative in the arithmetic that knows Zero.
+  Term NextOperator(SFNodeType iOperator)
+  {
+    Term const a = Next();
+    if (IsUnaryOperator(iOperator)) {
+      bool const negates = a.isDerivative && iOperator == NOT;
+      return {negates ? _owner.Negative(a.id) : _owner.Emit(iOperator, _owner.Written(a.id)), a.isDerivative};
+    }
+    Term const b = Next();
+    if (a.isDerivative && b.isDerivative && iOperator == PLUS)
+      return {_owner.Sum(a.id, b.id), true};
+    if (a.isDerivative && b.isDerivative && iOperator == MINUS)
+      return {_owner.Difference(a.id, b.id), true};
+    if (a.isDerivative != b.isDerivative && iOperator == MULT)
+      return {a.isDerivative ? _owner.Product(b.id, a.id) : _owner.Product(a.id, b.id), true};
+    if (a.isDerivative && !b.isDerivative && iOperator == DIV)
+      return {_owner.Quotient(a.id, b.id), true};
+    return {_owner.Emit(iOperator, _owner.Written(a.id), _owner.Written(b.id)), a.isDerivative || b.isDerivative};
+  }
+
+  /// The tree that comes next, of operators, operands and constants, together with its derivative.
+  Dual NextDual()
+  {
+    SFTreeTemplate::Step const& step = *_next++;
+    if (step.kind == StepKind::Lhs)
+      return {_terms.a, _terms.da};
+    if (step.kind == StepKind::Rhs)
+      return {_terms.b, _terms.db};
+    if (step.kind == StepKind::Constant)
+      return {_owner._builder.Constant(step.value), Zero};
+    Dual const a = NextDual();
+    Dual const b = IsBinaryOperator(step.type) ? NextDual() : Dual{a.value, Zero};
+    SFValueId const value = _owner.Emit(step.type, a.value, b.value);
+    return {value, _owner.OfOperator(step.type, {a.value, b.value, value, a.derivative, b.derivative})};
+  }
+
+  SFTapeDifferentiation& _owner;
+  Terms const& _terms;
+  SFTreeTemplate::Step const* _next = nullptr;
+};
 
 /// The angle of (u, w) moves by (u dw - w du) / (u^2 + w^2).
 SFValueId SFTapeDifferentiation::OfAngle(Terms const& iTerms)
@@ -112,62 +186,17 @@ SFValueId SFTapeDifferentiation::OfAngle(Terms const& iTerms)
 
 SFValueId SFTapeDifferentiation::OfOperator(SFNodeType iOperator, Terms const& iTerms)
 {
-  auto const& [a, b, value, da, db] = iTerms;
-  if (da == Zero && db == Zero)
+  if (iTerms.da == Zero && iTerms.db == Zero)
     return Zero;
-  auto const constant = [&](double iValue) { return _builder.Constant(iValue); };
-  auto const cosineOfArc = [&] { // sqrt(1 - a^2), without the cancellation near 1
-    return Emit(ROOT, Emit(MULT, Emit(MINUS, constant(1.0), iTerms.a), Emit(PLUS, constant(1.0), iTerms.a)));
-  };
-  // x > y exactly when x - y > 0: a difference of doubles is 0 for equal ones only, thanks to denormals.
-  switch (iOperator) {
-  case PLUS:
-    return Sum(da, db);
-  case MINUS:
-    return Difference(da, db);
-  case SQUARE:
-    return Product(Emit(MULT, constant(2.0), a), da);
-  case MULT:
-    return Sum(Product(b, da), Product(a, db));
-  case DIV:
-    return Quotient(Difference(da, Product(value, db)), b);
-  case MIN:
-    return Select(Emit(MINUS, a, b), db, da);
-  case MAX:
-    return Select(Emit(MINUS, b, a), db, da);
-  case WITHOUT:
-    return Select(Emit(MINUS, Emit(NOT, b), a), Negative(db), da);
-  case SYMDIFF:
-    return OfSymmetricDifference(iTerms);
-  case NOT:
-    return Negative(da);
-  case ABS:
-    return Select(a, da, Negative(da));
-  case SIGN:
-    return Zero;
-  case COS:
-    return Negative(Product(Emit(SIN, a), da));
-  case SIN:
-    return Product(Emit(COS, a), da);
-  case TAN:
-    return Product(Emit(PLUS, constant(1.0), Emit(SQUARE, value)), da);
-  case ACOS:
-    return Negative(ZeroIfStill(da, Quotient(da, cosineOfArc())));
-  case ASIN:
-    return ZeroIfStill(da, Quotient(da, cosineOfArc()));
-  case ATAN:
-    return Quotient(da, Emit(PLUS, constant(1.0), Emit(SQUARE, a)));
-  case ROOT:
-    return ZeroIfStill(da, Quotient(da, Emit(MULT, constant(2.0), value)));
-  case EXP:
-    return Product(value, da);
-  case LN:
-    return Quotient(da, a);
-  case POW:
-    return OfPower(iTerms);
-  default:
-    return Zero; // not an operator
+  if (iOperator == POW) { // constant exponents whose rule needs no power, which could be infinite or NaN
+    if (IsConstant(iTerms.b, 0.0))
+      return Zero;
+    if (IsConstant(iTerms.b, 1.0))
+      return iTerms.da;
+    if (IsConstant(iTerms.b, 2.0))
+      return OfOperator(SQUARE, iTerms);
   }
+  return Growth(*this, iTerms).Grow(CalculusRulesOf(iOperator).tapeDerivative);
 }
 
 /// The gradient of the resource times the derivatives of the point that it is asked at.

@@ -5,11 +5,27 @@
 #include "operators/SFScalarOps.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <mutex>
 #include <utility>
 
 namespace SF {
+namespace {
+
+/// The codes of the operators that chains may hold.
+constexpr auto Fusable = [] {
+  constexpr auto isFusable = [](SFOperatorRow const& iRow) { return iRow.isFusable; };
+  constexpr auto count = std::count_if(SFOperatorTable.begin(), SFOperatorTable.end(), isFusable);
+  std::array<SFTapeCode, static_cast<std::size_t>(count)> codes{};
+  std::size_t next = 0;
+  for (SFOperatorRow const& row : SFOperatorTable)
+    if (row.isFusable)
+      codes[next++] = CodeOf(row.type);
+  return codes;
+}();
+
+} // namespace
 
 // Inlined for the sake of the registers: a value must not pass through memory between two operators.
 #define SF_KERNEL_INLINE __attribute__((always_inline)) inline

@@ -37,6 +37,8 @@ SFInterval RangeOf(SFTapeCode iCode, SFInterval const& iA, SFInterval const& iB,
   return range;
 }
 
+SFPruning PruningOf(SFTapeStep const& iStep) { return OperatorRow(SFNodeType{iStep.code}).pruning; }
+
 /// One pruning: of a list, for up to W boxes.
 template <std::size_t W>
 class Pass
@@ -205,12 +207,12 @@ SFNarrowed<W> Pass<W>::Narrowed(SFTapeStep const& iStep, Step const& iState)
   SFRanges<W> const& b = At(iStep.operands[1]).range;
   if constexpr (W == SFRangeLanes)
     _runner.GetKernels().narrow[iStep.code](a, b, iState.needs, narrowed);
-  else if (iStep.code == CodeOf(SFNodeType::MIN))
-    Narrow<SFNodeType::MIN>(a, b, iState.needs, narrowed);
-  else if (iStep.code == CodeOf(SFNodeType::MAX))
-    Narrow<SFNodeType::MAX>(a, b, iState.needs, narrowed);
+  else if (PruningOf(iStep) == SFPruning::Minimum)
+    Narrow<SFPruning::Minimum>(a, b, iState.needs, narrowed);
+  else if (PruningOf(iStep) == SFPruning::Maximum)
+    Narrow<SFPruning::Maximum>(a, b, iState.needs, narrowed);
   else
-    Narrow<SFNodeType::WITHOUT>(a, b, iState.needs, narrowed);
+    Narrow<SFPruning::Difference>(a, b, iState.needs, narrowed);
   return narrowed;
 }
 
@@ -223,7 +225,7 @@ void Pass<W>::Choose(SFTapeStep const& iStep, Step& ioStep)
   Want(iStep.operands[0], ioStep.needed & static_cast<SFBoxes>(~withoutA), narrowed.a);
   Want(iStep.operands[1], ioStep.needed & static_cast<SFBoxes>(~withoutB), narrowed.b);
   Become(ioStep, withoutB, iStep.operands[0]);
-  if (iStep.code != CodeOf(SFNodeType::WITHOUT))
+  if (PruningOf(iStep) != SFPruning::Difference)
     Become(ioStep, withoutA, iStep.operands[1]);
   else if (iStep.operands[0] != _runner.GetMinusInfinity())
     ioStep.bare = withoutA; // leaves -b, whose zeros keep their sign
@@ -249,14 +251,14 @@ template <std::size_t W>
 void Pass<W>::PushNeed(SFTapeStep const& iStep, Step& ioStep)
 {
   // What is kept for the whole grid stays as it is; its steps serve the ranges alone.
-  switch (_runner.IsKept(iStep.id) ? SFNodeType::NONE : SFNodeType{iStep.code}) {
-  case SFNodeType::MIN:
-  case SFNodeType::MAX:
-  case SFNodeType::WITHOUT:
+  switch (_runner.IsKept(iStep.id) ? SFPruning::None : PruningOf(iStep)) {
+  case SFPruning::Minimum:
+  case SFPruning::Maximum:
+  case SFPruning::Difference:
     return Choose(iStep, ioStep);
-  case SFNodeType::SIGN:
+  case SFPruning::Sign:
     return ChooseSign(iStep, ioStep);
-  case SFNodeType::NOT: {
+  case SFPruning::Complement: {
     SFNeeds<W> negated;
     for (std::size_t lane = 0; lane < W; ++lane) {
       negated.lower[lane] = -ioStep.needs.upper[lane];
@@ -264,7 +266,7 @@ void Pass<W>::PushNeed(SFTapeStep const& iStep, Step& ioStep)
     }
     return Want(iStep.operands[0], ioStep.needed, negated);
   }
-  case SFNodeType::ABS: {
+  case SFPruning::Magnitude: {
     SFRanges<W> const& a = At(iStep.operands[0]).range;
     unsigned int positive = 0;
     for (std::size_t lane = 0; lane < W; ++lane)
@@ -274,7 +276,7 @@ void Pass<W>::PushNeed(SFTapeStep const& iStep, Step& ioStep)
     Want(iStep.operands[0], same, ioStep.needs);
     return Want(iStep.operands[0], ioStep.needed & static_cast<SFBoxes>(~same));
   }
-  default:
+  case SFPruning::None:
     for (int i = 0; i < ArityOf(iStep.code); ++i)
       Want(iStep.operands[static_cast<std::size_t>(i)], ioStep.needed);
   }
