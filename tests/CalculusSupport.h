@@ -1,16 +1,15 @@
 #pragma once
 
+#include "RandomFields.h"
 #include "Support.h"
 
 #include "SFDagDifferentialOperator.h"
-#include "SFOperatorTable.h"
 #include "graph/SFNodeIndex.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <functional>
-#include <random>
 #include <utility>
 
 namespace SFTest {
@@ -106,64 +105,13 @@ struct Fading : Leaf
   mutable int times;
 };
 
-/// Texts of random expressions over given operators, with X, Y, Z and constants at the leaves.
-class RandomTexts
-{
-public:
-  RandomTexts(unsigned int iSeed, std::vector<SFNodeType> iOperators)
-    : _engine(iSeed), _operators(std::move(iOperators))
-  {
-  }
-
-  std::string Next(int iDepth)
-  {
-    if (iDepth == 0 || Below(8) == 0)
-      return Leaf();
-    auto const& row = SF::OperatorRow(_operators[Below(_operators.size())]);
-    std::string text{row.token, ' '};
-    text.append(Next(iDepth - 1));
-    return row.arity == 2 ? text.append(" ").append(Next(iDepth - 1)) : text;
-  }
-
-  /// In [-2, 2].
-  double Number() { return std::uniform_real_distribution<double>(-2.0, 2.0)(_engine); }
-  ZULMathPoint Point() { return {Number(), Number(), Number()}; }
-  std::size_t Below(std::size_t iEnd) { return std::uniform_int_distribution<std::size_t>(0, iEnd - 1)(_engine); }
-
-private:
-  std::string Leaf()
-  {
-    std::size_t const pick = Below(5);
-    return pick < 3 ? std::string(1, "XYZ"[pick]) : std::string("f").append(std::to_string(Number()));
-  }
-
-  std::mt19937 _engine;
-  std::vector<SFNodeType> _operators;
-};
-
-/// All operators but some.
-inline std::vector<SFNodeType> OperatorsWithout(std::vector<SFNodeType> const& iLeftOut)
-{
-  std::vector<SFNodeType> operators;
-  for (auto const& row : SF::SFOperatorTable)
-    if (SF::IsOperator(row.type) && std::find(iLeftOut.begin(), iLeftOut.end(), row.type) == iLeftOut.end())
-      operators.push_back(row.type);
-  return operators;
-}
-
-/// A graph whose operators take their operands from the nodes made before, so that most nodes are shared.
+/// A graph of arithmetic that shares most of its nodes.
 inline NodePtr RandomGraph(unsigned int iSeed)
 {
   using enum SFNodeType;
-  RandomTexts random(iSeed, {});
   std::vector<NodePtr> nodes{Op(X), Op(Y), C(0), C(1), C(2), C(1)};
-  constexpr SFNodeType types[] = {PLUS, MINUS, MULT, DIV, POW, PLUS, MINUS, MULT, DIV, POW, COS, NOT, SQUARE, SIGN};
-  for (int i = 0; i < 14; ++i) {
-    SFNodeType const type = types[random.Below(std::size(types))];
-    auto const pick = [&] { return nodes[nodes.size() - 1 - random.Below(std::min<std::size_t>(nodes.size(), 8))]; };
-    NodePtr const lhs = pick();
-    nodes.push_back(Op(type, lhs, SF::IsBinaryOperator(type) ? pick() : nullptr));
-  }
+  RandomFields(iSeed, {PLUS, MINUS, MULT, DIV, POW, PLUS, MINUS, MULT, DIV, POW, COS, NOT, SQUARE, SIGN})
+      .Grow(nodes, 14);
   return nodes.back();
 }
 

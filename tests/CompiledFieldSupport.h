@@ -1,5 +1,6 @@
 #pragma once
 
+#include "RandomFields.h"
 #include "Support.h"
 
 #include "BRXResourceToSF.h"
@@ -14,7 +15,6 @@
 #include <cmath>
 #include <functional>
 #include <limits>
-#include <random>
 
 namespace SFTest {
 
@@ -61,47 +61,23 @@ public:
   CountedField* made = nullptr;
 };
 
-/// Expressions of a seed: every operator, transforms, sub-graphs used twice, constants that make ties and NaN.
-class Expressions
+/// Fields with transforms and shared parts, whose constants make ties and NaN; without the operators that are not
+/// defined everywhere if they are to be smooth.
+class Expressions : public RandomFields
 {
 public:
-  explicit Expressions(unsigned int iSeed, bool iSmooth = false) : _random(iSeed), _smooth(iSmooth) {}
-
-  std::string Next(int iDepth) { return Sub(iDepth).append(" $"); }
-  double Uniform(double iLow, double iHigh) { return std::uniform_real_distribution<double>(iLow, iHigh)(_random); }
-  std::size_t Below(std::size_t iCount) { return std::uniform_int_distribution<std::size_t>(0, iCount - 1)(_random); }
+  explicit Expressions(unsigned int iSeed, bool iSmooth = false)
+    : RandomFields(iSeed, Vocabulary{OperatorsWithout(iSmooth ? Partial : std::vector<SFNodeType>{}),
+                                     {"X", "Y", "Z", "X", "f0", "f0.5", "f-1", "f2"},
+                                     {"m[0.2;0;-1;0;0;2;0.5;1;0;0;3;0;0;0;0;1]", "n[-3;-4;0.5;1;2;0;4]"},
+                                     true})
+  {
+  }
+  std::string Next(int iDepth) { return RandomFields::Next(iDepth).append(" $"); }
 
 private:
-  std::string Sub(int iDepth)
-  {
-    if (iDepth == 0)
-      return Leaf();
-    std::size_t const kind = Below(10);
-    if (kind == 0 && !_seen.empty())
-      return _seen[Below(_seen.size())];
-    std::string text;
-    if (kind == 1)
-      text.append(Transform()).append(" ").append(Sub(iDepth - 1));
-    else if (kind < 5)
-      text.append(1, OneOf(_smooth ? "qcsaTC?e!" : "qcsaTC?e!rltS")).append(" ").append(Sub(iDepth - 1));
-    else {
-      text.append(1, OneOf(_smooth ? "+-*UID\\" : "+-*UID\\/^")).append(" ").append(Sub(iDepth - 1));
-      text.append(" ").append(Sub(iDepth - 1));
-    }
-    _seen.push_back(text);
-    return text;
-  }
-  char OneOf(std::string const& iOperators) { return iOperators[Below(iOperators.size())]; }
-  std::string Leaf()
-  {
-    std::array<std::string, 8> const leaves{"X", "Y", "Z", "X", "f0", "f0.5", "f-1", "f2"};
-    return leaves[Below(leaves.size())];
-  }
-  std::string Transform() { return Below(2) == 0 ? "m[0.2;0;-1;0;0;2;0.5;1;0;0;3;0;0;0;0;1]" : "n[-3;-4;0.5;1;2;0;4]"; }
-
-  std::mt19937 _random;
-  bool _smooth;
-  std::vector<std::string> _seen;
+  inline static std::vector const Partial{SFNodeType::ROOT, SFNodeType::LN,  SFNodeType::TAN,
+                                          SFNodeType::ASIN, SFNodeType::DIV, SFNodeType::POW};
 };
 
 inline std::vector<std::string> const CompiledTexts{

@@ -178,7 +178,7 @@ TEST(Differentiation, Variables)
 namespace {
 
 /// Compares a derivative with central differences at random points and counts the comparisons by operator.
-void Compare(NodePtr const& iField, std::string const& iText, RandomTexts& ioRandom, std::map<char, int>& ioChecked)
+void Compare(NodePtr const& iField, std::string const& iText, RandomFields& ioRandom, std::map<char, int>& ioChecked)
 {
   for (SFNodeType const variable : {X, Y, Z}) {
     NodePtr const derivative = D(iField, variable);
@@ -205,7 +205,7 @@ void Compare(NodePtr const& iField, std::string const& iText, RandomTexts& ioRan
 TEST(Differentiation, AgreesWithCentralDifferences)
 {
   auto const operators = OperatorsWithout({MIN, SYMDIFF});
-  RandomTexts random(20240607, operators);
+  RandomFields random(20240607, operators);
   std::map<char, int> checked;
   for (int i = 0; i < 400; ++i) {
     std::string text = random.Next(1 + i % 5);
@@ -222,7 +222,7 @@ TEST(Differentiation, AgreesWithCentralDifferences)
 
 TEST(Differentiation, OfCylindersAgreesWithCentralDifferences)
 {
-  RandomTexts random(7, OperatorsWithout({MIN, SYMDIFF, EXP, POW}));
+  RandomFields random(7, OperatorsWithout({MIN, SYMDIFF, EXP, POW}));
   std::map<char, int> checked;
   for (int i = 0; i < 150; ++i) {
     std::array<double, 7> parameters;

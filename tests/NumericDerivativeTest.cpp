@@ -42,7 +42,7 @@ double DerivativeAt(NodePtr const& iField, SFNodeType iVariable, ZULMathPoint co
 TEST(NumericDerivative, AgreesWithCentralDifferences)
 {
   auto const operators = OperatorsWithout({MINUS, ATAN});
-  RandomTexts random(99, operators);
+  RandomFields random(99, operators);
   std::map<char, int> checked;
   for (int i = 0; i < 400; ++i) {
     std::string const text = random.Next(1 + i % 5);

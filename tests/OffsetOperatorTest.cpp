@@ -67,7 +67,7 @@ TEST(OffsetOperator, HasTheValuesOfItsDefinition)
   // f - d |grad f| of random fields, against differences. Left out: the operators whose derivatives, or whose
   // simplification, are deliberately others, and those that are not defined everywhere.
   using enum SFNodeType;
-  RandomTexts texts(20240, {PLUS, SQUARE, MINUS, MULT, MAX, NOT, COS, SIN, ABS, EXP, ATAN, WITHOUT});
+  RandomFields texts(20240, std::vector{PLUS, SQUARE, MINUS, MULT, MAX, NOT, COS, SIN, ABS, EXP, ATAN, WITHOUT});
   int compared = 0;
   for (int i = 0; i < 400; ++i) {
     std::string const text = texts.Next(4) + " $";

@@ -124,64 +124,13 @@ std::string WhereTheyDiffer(NodePtr const& iField, NodePtr const& iTwin, double 
   return "";
 }
 
-/// Random texts over all kinds that text can say.
-class RandomFields
-{
-public:
-  explicit RandomFields(unsigned int iSeed) : _random(iSeed, OperatorsWithout({})) {}
-
-  std::string Next(int iDepth)
-  {
-    auto const pick = _random.Below(16);
-    if (iDepth == 0 || pick == 0)
-      return Leaf();
-    std::string const operand = Next(iDepth - 1);
-    switch (pick) {
-    case 1:
-      return "m[0;1;0;1e-7;1;0;0;123456789;0;0;-1;3;0;0;0;1] " + operand;
-    case 2:
-      return "n[0;0.123456789;0;0;0;1;3] " + operand;
-    case 3:
-      return "+ X * f0 ? b0.30000000000000004 Y " + operand;
-    case 4:
-      return "? d[#a;#b] g[[#c;#d][#e]] " + operand;
-    case 5:
-      return _random.Below(3) == 0 ? "o0.1 " + operand : "! " + operand;
-    default: {
-      RandomTexts one(static_cast<unsigned int>(_random.Below(1000000)), OperatorsWithout({}));
-      std::string const text = one.Next(1);
-      auto const leaf = text.rfind("X");
-      return leaf == std::string::npos ? text : text.substr(0, leaf) + operand + text.substr(leaf + 1);
-    }
-    }
-  }
-
-private:
-  std::string Leaf()
-  {
-    constexpr char const* leaves[] = {"X",
-                                      "Y",
-                                      "Z",
-                                      "X",
-                                      "Y",
-                                      "f1e-7",
-                                      "f123456789",
-                                      "f0.30000000000000004",
-                                      "f-0",
-                                      "f0",
-                                      "f1",
-                                      "f4.9406564584124654e-324",
-                                      "f1.7976931348623157e308",
-                                      "f0.999999999",
-                                      "f1234565",
-                                      "pa[0.333333333]",
-                                      "pb[-0]",
-                                      "* f0 #a"};
-    return leaves[_random.Below(std::size(leaves))];
-  }
-
-  RandomTexts _random;
-};
+/// All kinds that text can say, with numbers that writing rounds.
+Vocabulary const Everything{OperatorsWithout({}),
+                            {"X", "Y", "Z", "X", "Y", "f1e-7", "f123456789", "f0.30000000000000004", "f-0", "f0", "f1",
+                             "f4.9406564584124654e-324", "f1.7976931348623157e308", "f0.999999999", "f1234565",
+                             "pa[0.333333333]", "pb[-0]", "* f0 #a"},
+                            {"m[0;1;0;1e-7;1;0;0;123456789;0;0;-1;3;0;0;0;1]", "n[0;0.123456789;0;0;0;1;3]",
+                             "+ X * f0 ? b0.30000000000000004 Y", "? d[#a;#b] g[[#c;#d][#e]]", "!", "o0.1"}};
 
 } // namespace
 
@@ -190,7 +139,7 @@ TEST(OffsetText, RandomFields)
   std::size_t made = 0;
   for (unsigned int seed = 0; seed < Scaled(1500); ++seed) {
     int const order = seed % 50 == 0 ? 3 : seed % 10 == 0 ? 2 : 1;
-    RandomFields random(seed);
+    RandomFields random(seed, Everything);
     std::string const text = random.Next(order == 1 ? 4 : 4 - order) + " $";
     ASSERT_EQ(WhereTheyDiffer(Build(text), Build(text), 0.1, order), "") << text << order;
     made += Outcome(Build(text), OffsetByOperator, 0.1, order).size() > 2;
@@ -202,7 +151,7 @@ TEST(OffsetText, RandomOperators)
 {
   auto const operators = OperatorsWithout({});
   for (unsigned int seed = 0; seed < Scaled(1000); ++seed) {
-    RandomTexts random(seed, operators);
+    RandomFields random(seed, operators);
     int const order = seed % 10 == 0 ? 3 : seed % 3 == 0 ? 2 : 1;
     std::string const text = random.Next(6 - order) + " $";
     ASSERT_EQ(WhereTheyDiffer(Build(text), Build(text), -0.7, order), "") << text << order;

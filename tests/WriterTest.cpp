@@ -1,4 +1,5 @@
 #include "HostResource.h"
+#include "RandomFields.h"
 
 #include "ResourceGradientToSF.h"
 #include "SFAffineTransform.h"
@@ -25,29 +26,18 @@ std::string const Level = "Error in Export at " + Path +
 std::string const NoLhs = "Error in SFDagToExpression::ExportUnaryOpGraph, lhs is null which is unexpected!";
 std::string const NoRhs = "Error in SFDagToExpression::ExportUnaryOpGraph, rhs is null which is unexpected!";
 
-/// A text in the writer's own form. What merges whatever its payload has one payload only.
-std::string RandomText(std::mt19937& ioRandom, int iDepth)
-{
-  auto const pick = [&ioRandom](std::vector<std::string> const& iChoices) {
-    return iChoices[ioRandom() % iChoices.size()] + " ";
-  };
-  if (iDepth == 0 || ioRandom() % 8 == 0)
-    return pick({"X", "Y", "Z", "f0", "f-2.5", "f1e-05", "f1.23457e+06", "pa[1]", "pradius[2.5]", "#foo", "#bar[1;2]"});
-  std::string const lhs = RandomText(ioRandom, iDepth - 1);
-  if (ioRandom() % 2 == 0)
-    return pick({"q", "!", "c", "s", "r", "a", "e", "l", "C", "S", "t", "T", "?", "n[1;2;3;4;5;6;7]", "o0.5", "o-2",
-                 "m[1;0;0;0.5;0;2;0;0;0;0;1;0;0;0;0;1]"}) +
-           lhs;
-  return pick({"+", "-", "*", "/", "^", "U", "I", "D", "\\", "b0.25"}) + lhs + RandomText(ioRandom, iDepth - 1);
-}
-
 } // namespace
 
+// Of texts in the writer's own form. What merges whatever its payload has one payload only.
 TEST(Writer, TextIsAFixedPoint)
 {
-  std::mt19937 random(11);
+  RandomFields random(
+      11,
+      Vocabulary{OperatorsWithout({}),
+                 {"X", "Y", "Z", "f0", "f-2.5", "f1e-05", "f1.23457e+06", "pa[1]", "pradius[2.5]", "#foo", "#bar[1;2]"},
+                 {"n[1;2;3;4;5;6;7]", "o0.5", "o-2", "b0.25 X", "m[1;0;0;0.5;0;2;0;0;0;0;1;0;0;0;0;1]"}});
   for (int run = 0; run < 500; ++run) {
-    std::string const text = RandomText(random, run % 9) + "$";
+    std::string const text = random.Next(run % 9) + " $";
     auto const root = Build(text);
     ASSERT_NE(root, nullptr) << text;
     ASSERT_EQ(TextOf(*root), text);

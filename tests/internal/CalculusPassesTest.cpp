@@ -32,7 +32,7 @@ TEST(SimplificationPass, RemembersOnlyWhatAnotherVisitWouldGiveAgain)
 TEST(DerivativeBuilder, SharingDerivativesChangesNoValue)
 {
   auto const operators = OperatorsWithout({});
-  RandomTexts random(3, operators);
+  RandomFields random(3, operators);
   for (int i = 0; i < 300; ++i) {
     std::string const text = random.Next(6);
     NodePtr const field = Build(i % 5 == 0 ? "m[0;1;0;0;1;0;0;0;0;0;-1;3;0;0;0;1] " + text : text);

@@ -93,53 +93,15 @@ Values Compiled::OnPrunedTape(double* oStepsPerVoxel) const
 
 namespace {
 
-/// What grows, and how often. Choices come in runs so that chains form.
-constexpr std::array Growth{PLUS,
-                            PLUS,
-                            MINUS,
-                            MINUS,
-                            MULT,
-                            SQUARE,
-                            MIN,
-                            MIN,
-                            MIN,
-                            MIN,
-                            MAX,
-                            MAX,
-                            MAX,
-                            MAX,
-                            NOT,
-                            NOT,
-                            COS,
-                            SIN,
-                            ROOT,
-                            ROOT,
-                            DIV,
-                            ABS,
-                            ABS,
-                            EXP,
-                            LN,
-                            POW,
-                            SYMDIFF,
-                            SYMDIFF,
-                            WITHOUT,
-                            WITHOUT,
-                            WITHOUT,
-                            ACOS,
-                            ASIN,
-                            TAN,
-                            ATAN,
-                            SIGN,
-                            SIGN,
-                            AFFINETRANSFORM,
-                            AFFINETRANSFORM,
-                            CYLINDRICALTRANSFORM,
-                            NONE,
-                            NONE,
-                            NONE,
-                            NONE,
-                            NONE,
-                            NONE};
+/// Choices come in runs, so that chains form.
+std::vector<SFNodeType> MostlyChoices()
+{
+  std::vector<SFNodeType> operators = OperatorsWithout({});
+  for (SFOperatorRow const& row : SFOperatorTable)
+    if (IsChoice(row.type))
+      operators.insert(operators.end(), 3, row.type);
+  return operators;
+}
 
 /// Signed zeros and NaN at whole coordinates, a distance elsewhere.
 double HostField(ZULMathPoint const& iP)
@@ -151,24 +113,31 @@ double HostField(ZULMathPoint const& iP)
 
 } // namespace
 
-RandomGraph::RandomGraph(std::uint64_t iSeed, std::size_t iSize) : _random(iSeed)
+RandomGraph::RandomGraph(unsigned int iSeed, std::size_t iSize) : _random(iSeed, MostlyChoices())
 {
   _nodes = {Op(X), Op(Y), Op(Z), Leaf(), Leaf()};
-  while (_nodes.size() < iSize) {
-    SFNodeType const type = Growth[Below(Growth.size())];
-    if (type == NONE)
+  while (_nodes.size() < iSize)
+    switch (Below(16)) {
+    case 0:
+    case 1:
       _nodes.push_back(Leaf());
-    else if (FamilyOf(type) == SFNodeFamily::Transform)
-      _nodes.push_back(Transform(Operand()));
-    else
-      _nodes.push_back(IsBinaryOperator(type) ? Op(type, Operand(), Operand()) : Op(type, Operand()));
-  }
+      break;
+    case 2:
+      _nodes.push_back(Transform(_random.Recent(_nodes)));
+      break;
+    case 3:
+    case 4:
+      _nodes.push_back(Any()); // used again
+      break;
+    default:
+      _random.Grow(_nodes, 1);
+    }
   // A chain over the lot, so that the root reaches most of it.
   static constexpr std::array links{MIN, MAX, MIN, WITHOUT, MAX, SYMDIFF};
   SFNodeType const link = links[Below(links.size())];
   Nodes ends;
   for (std::size_t i = 0; i < 4 + iSize / 8; ++i)
-    ends.push_back(Operand());
+    ends.push_back(Below(3) == 0 ? Any() : _random.Recent(_nodes));
   std::size_t const shape = Below(3);
   _nodes.push_back(Chain(shape == 0 ? links[Below(links.size())] : link, ends, shape == 1));
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "HostResource.h"
+#include "RandomFields.h"
 #include "SFAffineTransform.h"
 #include "SFCylindricalTransform.h"
 #include "SFVariable.h"
@@ -121,7 +122,7 @@ struct Compiled
 class RandomGraph
 {
 public:
-  RandomGraph(std::uint64_t iSeed, std::size_t iSize);
+  RandomGraph(unsigned int iSeed, std::size_t iSize);
   Node const& Root() const { return _nodes.back(); }
   /// Some node of the graph.
   Node const& Any() { return _nodes[Below(_nodes.size())]; }
@@ -129,16 +130,12 @@ public:
   SFGrid Grid(std::size_t iVoxels);
 
 private:
-  std::size_t Below(std::size_t iEnd) { return static_cast<std::size_t>(_random() % iEnd); }
+  std::size_t Below(std::size_t iEnd) { return _random.Below(iEnd); }
   double Simple();
-  Node Operand()
-  {
-    return Below(3) == 0 ? Any() : _nodes[_nodes.size() - 1 - Below(std::min<std::size_t>(6, _nodes.size()))];
-  }
   Node Leaf();
   Node Transform(Node iOperand);
 
-  std::mt19937_64 _random;
+  RandomFields _random;
   Nodes _nodes;
 };
 

@@ -156,7 +156,7 @@ TEST(Interval, CommonRangesAreTight)
 TEST(Interval, RangesOfTapesHoldTheirValues)
 {
   std::size_t ranges = 0;
-  for (std::uint64_t seed = 3001; seed <= 3040; ++seed) {
+  for (unsigned int seed = 3001; seed <= 3040; ++seed) {
     RandomGraph graph(seed, 60);
     Nodes roots;
     for (int i = 0; i < 40; ++i)

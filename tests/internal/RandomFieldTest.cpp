@@ -49,7 +49,7 @@ Rendered ByNode(Node const& iRoot, Nodes const& iGradient, SFGrid const& iGrid)
   return rendered;
 }
 
-void ExpectSameRendering(std::uint64_t iSeed, std::size_t iSize, std::size_t iVoxels)
+void ExpectSameRendering(unsigned int iSeed, std::size_t iSize, std::size_t iVoxels)
 {
   RandomGraph graph(iSeed, iSize);
   SFGrid const grid = graph.Grid(iVoxels);
@@ -74,13 +74,13 @@ void ExpectSameRendering(std::uint64_t iSeed, std::size_t iSize, std::size_t iVo
 // All three renderers against the node-by-node ones.
 TEST(Random, SmallGrids)
 {
-  for (std::uint64_t seed = 1; seed <= Scaled(250); ++seed)
+  for (unsigned int seed = 1; seed <= Scaled(250); ++seed)
     ExpectSameRendering(seed, 5 + seed * 7 % 296, 1500);
 }
 
 TEST(Random, GridsOfManyTiles)
 {
-  for (std::uint64_t seed = 1001; seed <= 1002 + Scaled(10); ++seed)
+  for (unsigned int seed = 1001; seed <= 1002 + Scaled(10); ++seed)
     ExpectSameRendering(seed, 5 + seed * 13 % 120, 70 * 33 * 40);
 }
 
@@ -88,7 +88,7 @@ TEST(Random, GridsOfManyTiles)
 // nothing, something or everything for the whole grid.
 TEST(Random, ResultsUnderAllBudgets)
 {
-  for (std::uint64_t seed = 2001; seed <= 2000 + Scaled(60); ++seed) {
+  for (unsigned int seed = 2001; seed <= 2000 + Scaled(60); ++seed) {
     RandomGraph graph(seed, 5 + seed % 90);
     Nodes const roots{graph.Root(), graph.Any(), graph.Any(), graph.Any(), graph.Root()};
     SFGrid const grid = graph.Grid(6000);
