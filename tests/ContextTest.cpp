@@ -9,8 +9,9 @@ TEST(Context, SupportsTheKindsOfItsLevel)
 {
   for (int const level : {0, 1, 2, 3}) {
     SFSWContext const context(static_cast<SFSemanticLevel>(level));
-    for (int kind = -1; kind <= 42; ++kind) {
-      bool const expected = kind >= 0 && kind <= (level == 2 ? 40 : 32);
+    int const end = level == 2 ? static_cast<int>(SFNodeTypeCount) : 33;
+    for (int kind = -1; kind < static_cast<int>(SFNodeTypeCount) + 2; ++kind) {
+      bool const expected = kind >= 0 && kind < end;
       EXPECT_EQ(context.IsSemanticSupported(static_cast<SFNodeType>(kind)) == SFSemanticSupportStatus::ESupported,
                 expected)
           << "level " << level << ", kind " << kind;
@@ -50,6 +51,6 @@ TEST(OperatorTable, IsTheContract)
     EXPECT_EQ(row.token, tokens[kind] == '~' ? '\0' : tokens[kind]) << name;
     EXPECT_EQ(row.arity, arities[kind] - '0') << name;
   }
-  EXPECT_EQ(OperatorRow(static_cast<SFNodeType>(41)).name, "NONE");
+  EXPECT_EQ(OperatorRow(NoKind).name, "NONE");
   EXPECT_EQ(OperatorRow(static_cast<SFNodeType>(-1)).name, "NONE");
 }

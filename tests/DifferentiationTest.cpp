@@ -130,7 +130,7 @@ TEST(Differentiation, Reports)
       {tag(DISCRETETRANFORM), {notRecognized}},
       {tag(GCGUIDEDTRANSFORM), {notRecognized}},
       {tag(RESERVED), {notRecognized}},
-      {tag(SFNodeType{41}), {notRecognized}},
+      {tag(NoKind), {notRecognized}},
       {tag(SFNodeType{-1}), {notRecognized}},
       {std::make_shared<ResourceToSF>(RESOLVEDREF), {notRecognized}},
       // tags that the class of the node does not bear out

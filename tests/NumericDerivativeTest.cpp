@@ -74,7 +74,7 @@ TEST(NumericDerivative, KindsWithoutARule)
                            tag(END),
                            tag(UNDEFINED),
                            tag(RESERVED),
-                           tag(SFNodeType{41}),
+                           tag(NoKind),
                            tag(POLY), // a tag that the class of the node does not bear out
                            tag(AFFINETRANSFORM),
                            Build("m[1;0;0;0;0;1;0;0;0;0;1;0;0;0;0;1] X"),
@@ -120,7 +120,7 @@ TEST(NumericDerivative, ReportsFailingOperands)
 {
   LineList const underivable{noFunction, derivativeFailed, OnDerivative("NOT", "LHS"), derivativeFailed};
   for (auto const& row : SFOperatorTable) {
-    if (!IsOperator(row.type) || row.type == SIGN)
+    if (!IsOperator(row.type) || row.type == SIGN || row.type > RESERVED) // the contract has lines for its own kinds
       continue;
     bool const sum = row.type == PLUS || row.type == MINUS;
     bool const set = row.type == SYMDIFF || row.type == WITHOUT;

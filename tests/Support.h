@@ -128,6 +128,9 @@ inline std::string TextOf(SF::SFDagNode const& iNode)
   return Succeeded(SF::SFDagToExpression(Level2()).Export(iNode, text, true, false)) ? text : "<failed>";
 }
 
+/// A value that no kind of node has.
+constexpr SF::SFNodeType NoKind{1000};
+
 /// `iCount` times a text.
 inline std::string Repeated(std::string const& iText, std::size_t iCount)
 {
