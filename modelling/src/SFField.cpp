@@ -2,6 +2,7 @@
 
 #include "ResourceToSF.h"
 #include "SFArgument.h"
+#include "SFFactsRecipe.h"
 #include "SFFieldWalk.h"
 #include "SFLowering.h"
 #include "SFSWContext.h"
@@ -36,6 +37,17 @@ private:
       return {};
     SFFieldDetail const& detail = *iLeaf.GetDetail();
     return SFField::Parameter(detail.name, _value, detail.low, detail.high).GetNode();
+  }
+
+  std::optional<StatedFacts> MapFacts(StatedFacts const& iOld) const override
+  {
+    if (iOld.recipe == nullptr)
+      return std::nullopt;
+    auto recipe = std::make_shared<SFFactsRecipe>(*iOld.recipe);
+    for (SFDimension& dimension : recipe->dimensions)
+      dimension.field = (*this)(dimension.field);
+    SFFieldFacts const facts = recipe->Facts();
+    return StatedFacts{facts, std::move(recipe)};
   }
 
   std::string_view _name;

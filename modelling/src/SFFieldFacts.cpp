@@ -1,6 +1,7 @@
 #include "SFAffineForms.h"
 #include "SFBoxes.h"
 #include "SFFieldWalk.h"
+#include "SFOperators.h"
 
 #include <algorithm>
 #include <cmath>
@@ -19,6 +20,24 @@ public:
   }
 
   SFFieldFacts Facts() const
+  {
+    SFFieldFacts facts = ByKind();
+    facts.constant = Constant();
+    return facts;
+  }
+
+private:
+  std::optional<double> Constant() const
+  {
+    if (_node.IsConstant() || _node.GetType() == SFNodeType::PARAMETER)
+      return _node.GetValue();
+    int const count = IsOperator(_node.GetType()) ? _node.GetOperandCount() : 0;
+    if (count == 0 || !_a.constant || (count == 2 && !_b.constant))
+      return std::nullopt;
+    return ApplyOperator(_node.GetType(), *_a.constant, count == 2 ? *_b.constant : 0.0);
+  }
+
+  SFFieldFacts ByKind() const
   {
     using enum SFNodeType;
     switch (_node.GetType()) {
@@ -57,7 +76,6 @@ public:
     }
   }
 
-private:
   static SFFieldFacts Flat()
   {
     SFFieldFacts facts;
@@ -81,12 +99,10 @@ private:
   {
     if (_a.isAffine && _b.isAffine)
       return AffineFacts(AffineForms::Sum(_a.form, iMinus ? -1.0 : 1.0, _b.form));
-    SFFieldNode const& lhs = *_node.GetOperand(0);
-    SFFieldNode const& rhs = *_node.GetOperand(1);
-    if (rhs.IsConstant())
-      return Shifted(_a, iMinus ? rhs.GetValue() : -rhs.GetValue());
-    if (lhs.IsConstant() && !iMinus)
-      return Shifted(_b, -lhs.GetValue());
+    if (_b.constant)
+      return Shifted(_a, iMinus ? *_b.constant : -*_b.constant);
+    if (_a.constant && !iMinus)
+      return Shifted(_b, -*_a.constant);
     SFFieldFacts facts;
     facts.lipschitz = _a.lipschitz + _b.lipschitz;
     facts.isDistance = (_a.isDistance && _b.lipschitz == 0.0) || (_b.isDistance && _a.lipschitz == 0.0);
@@ -97,6 +113,7 @@ private:
   {
     if (!std::isfinite(iOutwards))
       return {};
+    iFacts.isAffine = false;
     if (iFacts.HasBounds() && iOutwards > 0.0)
       iFacts.bounds = Boxes::Grown(iFacts.bounds, iOutwards / iFacts.growth);
     return iFacts;
@@ -105,19 +122,21 @@ private:
   SFFieldFacts Scaled() const
   {
     bool const isQuotient = _node.GetType() == SFNodeType::DIV;
-    bool const isRight = _node.GetOperand(1)->IsConstant();
-    if (!isRight && (isQuotient || !_node.GetOperand(0)->IsConstant()))
+    bool const isRight = _b.constant.has_value();
+    if (!isRight && (isQuotient || !_a.constant))
       return Other();
-    double const constant = _node.GetOperand(isRight ? 1 : 0)->GetValue();
+    double const constant = isRight ? *_b.constant : *_a.constant;
     double const factor = isQuotient ? 1.0 / constant : constant;
     if (!std::isfinite(factor))
       return {};
     SFFieldFacts facts = isRight ? _a : _b;
-    if (facts.isAffine)
+    bool const isNumber = _node.GetOperand(isRight ? 1 : 0)->IsConstant();
+    if (facts.isAffine && isNumber)
       return AffineFacts(AffineForms::Sum({}, factor, facts.form));
     facts.lipschitz = factor == 0.0 ? 0.0 : facts.lipschitz * std::abs(factor);
     facts.growth = std::fmax(0.0, facts.growth * factor);
-    facts.isDistance = facts.isDistance && std::abs(factor) == 1.0;
+    facts.isAffine = false;
+    facts.isDistance = facts.isDistance && isNumber && std::abs(factor) == 1.0;
     return facts;
   }
 
@@ -277,6 +296,12 @@ std::vector<SFFieldFacts> FactsOf(std::span<SFField const> iFields)
 }
 
 SFFieldFacts FactsOf(SFField const& iField) { return FactsOf(std::span(&iField, 1)).front(); }
+
+std::optional<double> ConstantValue(SFField const& iField)
+{
+  SFFieldNode const& node = *iField.GetNode();
+  return node.IsConstant() ? node.GetValue() : FactsOf(iField).constant;
+}
 
 double SFField::LipschitzBound() const { return FactsOf(*this).lipschitz; }
 

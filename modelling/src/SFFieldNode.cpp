@@ -172,17 +172,19 @@ SFFieldNodePtr MakeLike(SFFieldNode const& iNode, SFFieldNode::Operands iOperand
   if (iNode.GetDetail() != nullptr) {
     detail = std::make_unique<SFFieldDetail>(*iNode.GetDetail());
     detail->hasFacts = false;
+    detail->recipe = nullptr;
   }
   return SFFieldNodePtr(new SFFieldNode(iNode.GetType(), iNode.GetValue(), std::move(iOperands), std::move(detail)));
 }
 
-SFField WithFacts(SFField const& iField, SFFieldFacts const& iFacts)
+SFField WithFacts(SFField const& iField, SFFieldFacts const& iFacts, std::shared_ptr<SFFactsRecipe const> iRecipe)
 {
   SFFieldNode const& node = *iField.GetNode();
   auto detail = node.GetDetail() != nullptr ? std::make_unique<SFFieldDetail>(*node.GetDetail())
                                             : std::make_unique<SFFieldDetail>();
   detail->facts = iFacts;
   detail->hasFacts = true;
+  detail->recipe = std::move(iRecipe);
   SFFieldNode::Operands operands;
   for (int i = 0; i < node.GetOperandCount(); ++i)
     operands[static_cast<std::size_t>(i)] = node.GetOperand(i);

@@ -16,6 +16,8 @@ namespace SF {
 
 constexpr double Infinity = std::numeric_limits<double>::infinity();
 
+struct SFFactsRecipe;
+
 /// What is known of a field beyond its values. All of it holds for the field in exact arithmetic.
 struct SFFieldFacts
 {
@@ -27,6 +29,9 @@ struct SFFieldFacts
   bool isDistance = false; ///< the length of the gradient is 1 wherever there is one
   bool isAffine = false;   ///< f(p) = form[0] x + form[1] y + form[2] z + form[3]
   std::array<double, 4> form{};
+  /// The value of a field that is the same everywhere, with the parameters as they are now. Bounds may follow from it; the
+  /// structure of another field may not.
+  std::optional<double> constant;
 
   bool HasBounds() const { return growth > 0.0; }
 };
@@ -39,7 +44,8 @@ struct SFFieldDetail
   double high = Infinity;
   std::shared_ptr<ResourceToSF> resource; ///< of a resource, and of a component of its gradient
   SFFieldFacts facts;
-  bool hasFacts = false; ///< else they follow from those of the operands
+  bool hasFacts = false;                       ///< else they follow from those of the operands
+  std::shared_ptr<SFFactsRecipe const> recipe; ///< of facts that depend on parameters; may be null
 };
 
 /// A field compiled for single values; made at most once per node.
@@ -112,11 +118,14 @@ SFFieldNodePtr MakeResource(SFNodeType iType, double iComponent, SFFieldNode::Op
 /// A node like another one over other operands, with its payload and without its facts.
 SFFieldNodePtr MakeLike(SFFieldNode const& iNode, SFFieldNode::Operands iOperands);
 
-/// The same field with facts that its maker states.
-SFField WithFacts(SFField const& iField, SFFieldFacts const& iFacts);
+/// The same field with facts that its maker states, and how they follow from parameters, if they do.
+SFField WithFacts(SFField const& iField, SFFieldFacts const& iFacts,
+                  std::shared_ptr<SFFactsRecipe const> iRecipe = nullptr);
 /// What is known of a field: what has been stated, or else what follows from the operands. Walks the field.
 SFFieldFacts FactsOf(SFField const& iField);
 /// The same for several fields, whose common parts are walked once.
 std::vector<SFFieldFacts> FactsOf(std::span<SFField const> iFields);
+/// The value of a field that is known to be the same everywhere.
+std::optional<double> ConstantValue(SFField const& iField);
 
 } // namespace SF

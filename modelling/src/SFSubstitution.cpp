@@ -7,15 +7,15 @@
 
 namespace SF {
 
-bool SFSubstitution::MapFacts(SFFieldFacts const&, SFFieldFacts&) const { return false; }
+std::optional<SFSubstitution::StatedFacts> SFSubstitution::MapFacts(StatedFacts const&) const { return std::nullopt; }
 
 SFFieldNodePtr SFSubstitution::Rewritten(SFFieldNode const& iNode, SFFieldNode::Operands iOperands) const
 {
   SFFieldNodePtr made = MakeLike(iNode, std::move(iOperands));
-  SFFieldFacts facts;
-  if (iNode.GetFacts() == nullptr || made->GetType() != iNode.GetType() || !MapFacts(*iNode.GetFacts(), facts))
+  if (iNode.GetFacts() == nullptr || made->GetType() != iNode.GetType())
     return made;
-  return WithFacts(SFField(std::move(made)), facts).GetNode();
+  auto stated = MapFacts({*iNode.GetFacts(), iNode.GetDetail()->recipe});
+  return stated ? WithFacts(SFField(std::move(made)), stated->facts, std::move(stated->recipe)).GetNode() : made;
 }
 
 SFField SFSubstitution::operator()(SFField const& iField) const

@@ -14,11 +14,18 @@ public:
 
   SFField operator()(SFField const& iField) const;
 
+protected:
+  struct StatedFacts
+  {
+    SFFieldFacts facts;
+    std::shared_ptr<SFFactsRecipe const> recipe;
+  };
+
 private:
   /// The replacement of a leaf; null to leave it as it is.
   virtual SFFieldNodePtr Leaf(SFFieldNode const& iLeaf) const = 0;
-  /// The facts of a rewritten node, from those of the original; false when nothing is known.
-  virtual bool MapFacts(SFFieldFacts const& iOld, SFFieldFacts& oNew) const;
+  /// The facts of a rewritten node, from what has been stated of the original; absent when nothing is known.
+  virtual std::optional<StatedFacts> MapFacts(StatedFacts const& iOld) const;
 
   SFFieldNodePtr Rewritten(SFFieldNode const& iNode, SFFieldNode::Operands iOperands) const;
 };

@@ -2,6 +2,7 @@
 
 #include "SFArgument.h"
 #include "SFBoxes.h"
+#include "SFFactsRecipe.h"
 #include "SFSubstitution.h"
 #include "ZULPI.h"
 
@@ -37,8 +38,8 @@ class AffineRemapping : public SFSubstitution
 {
 public:
   AffineRemapping(Rows const& iToLocal, ZULMathTransformation const& iToWorld)
-    : _coordinates{AffineForm(iToLocal[0]), AffineForm(iToLocal[1]), AffineForm(iToLocal[2])}, _toWorld(iToWorld),
-      _scaling(ScalingOf(iToLocal))
+    : _coordinates{AffineForm(iToLocal[0]), AffineForm(iToLocal[1]), AffineForm(iToLocal[2])},
+      _placement(PlacementOf(iToLocal, iToWorld))
   {
   }
 
@@ -49,27 +50,18 @@ private:
     return axis >= 0 && axis < 3 ? _coordinates[static_cast<std::size_t>(axis)].GetNode() : SFFieldNodePtr();
   }
 
-  bool MapFacts(SFFieldFacts const& iOld, SFFieldFacts& oNew) const override
+  std::optional<StatedFacts> MapFacts(StatedFacts const& iOld) const override
   {
-    oNew.lipschitz = iOld.lipschitz * _scaling.largest;
-    oNew.isDistance = iOld.isDistance && _scaling.isMotion;
-    if (iOld.HasBounds()) {
-      oNew.bounds = Boxes::Moved(iOld.bounds, _toWorld);
-      oNew.growth = iOld.growth * _scaling.growth;
-    }
-    return true;
+    StatedFacts moved{_placement(iOld.facts), nullptr};
+    if (iOld.recipe != nullptr)
+      moved.recipe = std::make_shared<SFFactsRecipe const>(
+          SFFactsRecipe{iOld.recipe->dimensions, iOld.recipe->maker, iOld.recipe->placement.Then(_placement)});
+    return moved;
   }
 
-  struct Scaling
+  static SFPlacement PlacementOf(Rows const& iRows, ZULMathTransformation const& iToWorld)
   {
-    double largest = 0.0; ///< |M v| <= largest |v|
-    double growth = 0.0;  ///< the least growth in the maximum norm of a distance from a box that is moved
-    bool isMotion = false;
-  };
-
-  static Scaling ScalingOf(Rows const& iRows)
-  {
-    Scaling scaling;
+    SFPlacement placement{0.0, 0.0, false, iToWorld};
     double sumOfSquares = 0.0;
     bool isAxisParallel = true;
     double smallest = Infinity;
@@ -86,18 +78,18 @@ private:
       smallest = std::fmin(smallest, std::sqrt(norm));
       largest = std::fmax(largest, std::sqrt(norm));
     }
-    scaling.isMotion = IsOrthogonal(iRows);
+    placement.isMotion = IsOrthogonal(iRows);
     constexpr double margin = 1.0 + 1e-12; // the rounding of the coefficients
-    if (scaling.isMotion) {
-      scaling.largest = margin;
-      scaling.growth = (isAxisParallel ? 1.0 : 1.0 / std::sqrt(3.0)) / margin;
+    if (placement.isMotion) {
+      placement.lipschitz = margin;
+      placement.growth = (isAxisParallel ? 1.0 : 1.0 / std::sqrt(3.0)) / margin;
     } else if (isAxisParallel) {
-      scaling.largest = largest * margin;
-      scaling.growth = smallest / margin;
+      placement.lipschitz = largest * margin;
+      placement.growth = smallest / margin;
     } else {
-      scaling.largest = std::sqrt(sumOfSquares) * margin; // the Frobenius norm
+      placement.lipschitz = std::sqrt(sumOfSquares) * margin; // the Frobenius norm
     }
-    return scaling;
+    return placement;
   }
 
   static bool IsOrthogonal(Rows const& iRows)
@@ -113,8 +105,7 @@ private:
   }
 
   SFField3 _coordinates;
-  ZULMathTransformation _toWorld;
-  Scaling _scaling;
+  SFPlacement _placement;
 };
 
 ZULMathTransformation TransformationOf(Rows const& iRows)
@@ -211,6 +202,8 @@ SFField Scale(SFField const& iField, double iFactor, ZULMathPoint const& iAbout)
   SFField const scaled = AffineRemapping(toLocal, TransformationOf(toWorld))(iField) * iFactor;
   SFFieldFacts facts = FactsOf(iField);
   facts.lipschitz *= 1.0 + 1e-12;
+  facts.isAffine = false;
+  facts.constant.reset();
   if (facts.HasBounds())
     facts.bounds = Boxes::Moved(facts.bounds, TransformationOf(toWorld));
   return WithFacts(scaled, facts);
