@@ -152,8 +152,9 @@ HRESULT SFDagDifferentialOperator::SmoothGradientField(std::vector<float>& ioGra
   if (Failed(hr))
     return hr;
   std::vector<float> smoothed(ioGradients.size(), 0.0F);
-  auto const [nx, ny, nz] = grid.dims;
-  std::size_t const voxels = nx == 0 || ny == 0 ? 0 : std::size_t{nx} * ny * nz;
+  std::size_t const nx = grid.dims[0];
+  std::size_t const ny = grid.dims[1];
+  std::size_t const voxels = nx == 0 || ny == 0 ? 0 : nx * ny * grid.dims[2];
   ForEachVoxel(voxels, [&](std::size_t iVoxel) {
     auto const i = static_cast<unsigned int>(iVoxel % nx);
     auto const j = static_cast<unsigned int>(iVoxel / nx % ny);
