@@ -52,6 +52,10 @@ public:
   /// The angle of (u, w) in (0, 2 pi], NaN at the origin.
   static double AngleOf(double iU, double iW);
 
+  /// The correction that the evaluator subtracts from the operand at the distance 1 of the axis; it falls with the
+  /// fourth power of the distance. `iDomainSize` and `iVoxelSize` are lengths.
+  static double CorrectionLimit(std::array<double, 3> const& iDomainSize, double iVoxelSize);
+
 private:
   ZULMathPoint const _origin;
   ZULMathVector const _axis;

@@ -1,7 +1,8 @@
 #pragma once
 
 #include "SFCompiledFieldOptions.h"
-#include "tape/SFTapeRunner.h"
+#include "tape/SFStopRequest.h"
+#include "tape/SFTape.h"
 
 #include <atomic>
 #include <functional>

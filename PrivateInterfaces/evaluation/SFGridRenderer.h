@@ -12,9 +12,6 @@
 
 namespace SF {
 
-/// How many tasks a rendering runs, given what the system reports; 2 when it reports nothing.
-unsigned int WorkerCount(unsigned int iHardwareConcurrency);
-
 /// One rendering of one field. The three operations are those of SFDagEvaluator, which documents them.
 class SFGridRenderer
 {
@@ -41,10 +38,10 @@ private:
 
   HRESULT Prepare(SFGrid const& iGrid, std::vector<float> const& iValues, void (*iReportNotReady)(HRESULT));
   /// The field on a tape, ready to run over the grid; null when it has to be evaluated node by node.
-  static std::unique_ptr<SFTapeRunner> Compile(SFGrid const& iGrid, Lists const& iLists, double iVoxelSize,
-                                               unsigned int iWorkers);
+  static std::unique_ptr<SFTapeInvariants> Compile(SFGrid const& iGrid, Lists const& iLists, double iVoxelSize,
+                                                   unsigned int iWorkers);
   static HRESULT RunSlabs(SFGrid const& iGrid, unsigned int iWorkers, Slab const& iSlab);
-  static HRESULT RunCompiled(SFTapeRunner const& iRunner, unsigned int iWorkers, SFTapeSweep::Output const& iOutput);
+  static HRESULT RunCompiled(SFTapeInvariants const& iTape, unsigned int iWorkers, SFTapeSweep::Output const& iOutput);
 
   SFSWContext const& _context;
   SFDagNode const& _root;

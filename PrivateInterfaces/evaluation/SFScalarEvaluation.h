@@ -43,7 +43,4 @@ private:
   SFDagWalk<Frame> _walk;
 };
 
-/// The most that the evaluator subtracts from a field in cylindrical coordinates, at the distance 1 of the axis.
-double CylinderLimit(std::array<double, 3> const& iDomainSize, double iVoxelSize);
-
 } // namespace SF

@@ -9,6 +9,13 @@
 
 namespace SF {
 
+/// A box of grid points.
+struct SFTile
+{
+  std::array<unsigned int, 3> begin{};
+  std::array<unsigned int, 3> count{};
+};
+
 /// A regular voxel grid: nx x ny x nz points `voxelSize` apart, x fastest in memory; or some slices of one, which
 /// keep the coordinates, the domain size and the diagonal of the whole grid.
 struct SFGrid

@@ -30,10 +30,10 @@ struct SFRanges
   }
 };
 
-/// The range in which a value matters, for several boxes: one above `upper` may be any other value above it, one
-/// below `lower` any other below. Nothing matters yet where `lower` is above `upper`.
+/// The demanded range of a value, for several boxes: a value above `upper` may be any other value above it, one below
+/// `lower` any other below. Nothing is demanded yet where `lower` is above `upper`.
 template <std::size_t W>
-struct SFNeeds
+struct SFDemand
 {
   alignas(8 * W) double lower[W];
   double upper[W];
@@ -42,25 +42,25 @@ struct SFNeeds
 /// A set of boxes out of those that are pruned for together, a bit each.
 using SFBoxes = std::uint8_t;
 
-/// Widens needs in some boxes.
+/// Widens demanded ranges in some boxes.
 template <std::size_t W>
-inline void Widen(SFNeeds<W>& ioNeeds, SFNeeds<W> const& iBy, SFBoxes iBoxes)
+inline void Widen(SFDemand<W>& ioDemand, SFDemand<W> const& iBy, SFBoxes iBoxes)
 {
   for (std::size_t lane = 0; lane < W; ++lane) {
     bool const widens = (std::uint64_t{iBoxes} >> lane & 1U) != 0;
-    double const lower = iBy.lower[lane] < ioNeeds.lower[lane] ? iBy.lower[lane] : ioNeeds.lower[lane];
-    double const upper = iBy.upper[lane] > ioNeeds.upper[lane] ? iBy.upper[lane] : ioNeeds.upper[lane];
-    ioNeeds.lower[lane] = widens ? lower : ioNeeds.lower[lane];
-    ioNeeds.upper[lane] = widens ? upper : ioNeeds.upper[lane];
+    double const lower = iBy.lower[lane] < ioDemand.lower[lane] ? iBy.lower[lane] : ioDemand.lower[lane];
+    double const upper = iBy.upper[lane] > ioDemand.upper[lane] ? iBy.upper[lane] : ioDemand.upper[lane];
+    ioDemand.lower[lane] = widens ? lower : ioDemand.lower[lane];
+    ioDemand.upper[lane] = widens ? upper : ioDemand.upper[lane];
   }
 }
 
-/// What of a choice is needed: what matters of its operands, and the boxes where one of them is never chosen.
+/// The demanded ranges of the operands of a choice, and the boxes where one of them is never chosen.
 template <std::size_t W>
 struct SFNarrowed
 {
-  SFNeeds<W> a;
-  SFNeeds<W> b;
+  SFDemand<W> a;
+  SFDemand<W> b;
   SFBoxes withoutA;
   SFBoxes withoutB;
 };
@@ -85,7 +85,7 @@ constexpr bool IsNarrowing(SFPruning iPruning)
 
 /// Only strict comparisons leave an operand out, and none where an operand may be NaN.
 template <SFPruning Pruning, std::size_t W>
-inline void Narrow(SFRanges<W> const& iA, SFRanges<W> const& iB, SFNeeds<W> const& iNeeds, SFNarrowed<W>& oNarrowed)
+inline void Narrow(SFRanges<W> const& iA, SFRanges<W> const& iB, SFDemand<W> const& iDemand, SFNarrowed<W>& oNarrowed)
 {
   constexpr SFChoice choice = ChoiceOf(Pruning);
   constexpr double infinity = SFInterval::Infinity;
@@ -93,8 +93,8 @@ inline void Narrow(SFRanges<W> const& iA, SFRanges<W> const& iB, SFNeeds<W> cons
   std::uint64_t withoutB = 0;
   for (std::size_t lane = 0; lane < W; ++lane) {
     bool const nan = (iA.nan[lane] | iB.nan[lane]) != 0;
-    double const lower = choice.negatesResult ? -iNeeds.upper[lane] : iNeeds.lower[lane];
-    double const upper = choice.negatesResult ? -iNeeds.lower[lane] : iNeeds.upper[lane];
+    double const lower = choice.negatesResult ? -iDemand.upper[lane] : iDemand.lower[lane];
+    double const upper = choice.negatesResult ? -iDemand.lower[lane] : iDemand.upper[lane];
     double const highestA = choice.negatesA ? -iA.lo[lane] : iA.hi[lane];
     double const highestB = choice.negatesB ? -iB.lo[lane] : iB.hi[lane];
     double const lowestA = choice.negatesA ? -iA.hi[lane] : iA.lo[lane];
@@ -118,8 +118,8 @@ inline void Narrow(SFRanges<W> const& iA, SFRanges<W> const& iB, SFNeeds<W> cons
 constexpr std::size_t SFRangeLanes = 8;
 using SFRangeKernel = void (*)(SFRanges<SFRangeLanes>& oRanges, SFRanges<SFRangeLanes> const& iA,
                                SFRanges<SFRangeLanes> const& iB);
-using SFWidenKernel = void (*)(SFNeeds<SFRangeLanes>& ioNeeds, SFNeeds<SFRangeLanes> const& iBy, SFBoxes iBoxes);
+using SFWidenKernel = void (*)(SFDemand<SFRangeLanes>& ioDemand, SFDemand<SFRangeLanes> const& iBy, SFBoxes iBoxes);
 using SFNarrowKernel = void (*)(SFRanges<SFRangeLanes> const& iA, SFRanges<SFRangeLanes> const& iB,
-                                SFNeeds<SFRangeLanes> const& iNeeds, SFNarrowed<SFRangeLanes>& oNarrowed);
+                                SFDemand<SFRangeLanes> const& iDemand, SFNarrowed<SFRangeLanes>& oNarrowed);
 
 } // namespace SF

@@ -33,6 +33,13 @@ constexpr bool IsResourceCode(SFTapeCode iCode)
   return iCode == ResourceCode || (iCode >= GradientCode && iCode < GradientCode + 3);
 }
 
+/// Whether the instruction is a coordinate of the grid point: X, Y or Z.
+constexpr bool IsCoordinateCode(SFTapeCode iCode)
+{
+  return iCode >= CodeOf(SFNodeType::X) && iCode <= CodeOf(SFNodeType::Z);
+}
+constexpr std::size_t AxisOf(SFTapeCode iCoordinate) { return iCoordinate - CodeOf(SFNodeType::X); }
+
 constexpr bool IsOperatorCode(SFTapeCode iCode) { return IsOperator(SFNodeType{iCode}); }
 /// How many of a, b, c name values.
 constexpr int ArityOf(SFTapeCode iCode)

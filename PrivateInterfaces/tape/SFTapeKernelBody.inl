@@ -212,14 +212,14 @@ SF_KERNEL_TARGET void Ranges(SFRanges<SFRangeLanes>& oRanges, SFRanges<SFRangeLa
 
 template <SFPruning Pruning>
 SF_KERNEL_TARGET void NarrowLanes(SFRanges<SFRangeLanes> const& iA, SFRanges<SFRangeLanes> const& iB,
-                                  SFNeeds<SFRangeLanes> const& iNeeds, SFNarrowed<SFRangeLanes>& oNarrowed)
+                                  SFDemand<SFRangeLanes> const& iDemand, SFNarrowed<SFRangeLanes>& oNarrowed)
 {
-  Narrow<Pruning>(iA, iB, iNeeds, oNarrowed);
+  Narrow<Pruning>(iA, iB, iDemand, oNarrowed);
 }
 
-SF_KERNEL_TARGET void WidenLanes(SFNeeds<SFRangeLanes>& ioNeeds, SFNeeds<SFRangeLanes> const& iBy, SFBoxes iBoxes)
+SF_KERNEL_TARGET void WidenLanes(SFDemand<SFRangeLanes>& ioDemand, SFDemand<SFRangeLanes> const& iBy, SFBoxes iBoxes)
 {
-  Widen(ioNeeds, iBy, iBoxes);
+  Widen(ioDemand, iBy, iBoxes);
 }
 
 template <bool Clamps, bool Varies>

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "evaluation/SFFieldCall.h"
+#include "tape/SFTapeInvariants.h"
 #include "tape/SFTapeRunner.h"
 
 #include <memory>
@@ -9,8 +10,8 @@
 
 namespace SF {
 
-/// Runs a tape at lists of points, batch by batch through the kernels of the grids. What depends on the tape alone
-/// is prepared once; the working memory of the threads is kept between calls, which may come at once.
+/// Runs a tape at lists of points, batch by batch through the kernels of the grids. The scalars are computed once; the
+/// runners are reused by later calls. Calls may come from several threads at once.
 class SFTapePoints
 {
 public:
@@ -26,14 +27,14 @@ public:
               Sink const& iSink) const;
 
 private:
-  using Scratch = std::unique_ptr<SFTapeScratch>;
-  Scratch Take() const;
-  void GiveBack(Scratch iScratch) const;
+  using Runner = std::unique_ptr<SFTapeRunner>;
+  Runner Take() const;
+  void GiveBack(Runner iRunner) const;
 
   SFWorkPlan _plan;
-  SFTapeRunner _runner;
+  SFTapeInvariants _tape;
   mutable std::mutex _mutex;
-  mutable std::vector<Scratch> _free;
+  mutable std::vector<Runner> _free;
 };
 
 } // namespace SF

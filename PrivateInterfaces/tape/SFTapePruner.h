@@ -1,33 +1,38 @@
 #pragma once
 
 #include "tape/SFRanges.h"
-#include "tape/SFTapeRunner.h"
+#include "tape/SFStopRequest.h"
+#include "tape/SFTapeInvariants.h"
+#include "tape/SFTapeList.h"
 
 #include <span>
 #include <vector>
 
 namespace SF {
 
-/// The range of an operator over ranges of its operands, from the one meaning that it has. A unary operator reads
-/// `iA` alone; the square of one value is recognised by `iA` and `iB` being one object.
-SFInterval RangeOfOperator(SFTapeCode iOperator, SFInterval const& iA, SFInterval const& iB);
-
-/// What pruning knows of one step of a list, for W boxes at once.
-template <std::size_t W>
-struct SFPrunedStep
+/// A list that may be pruned. It also names the values that its pruning reads: scalars and hoisted values are steps of
+/// it, which are not run.
+struct SFPrunableList : SFTapeList
 {
-  SFRanges<W> range;
-  SFNeeds<W> needs;
-  SFValueId standIns[W]; ///< the value that takes its place, where one does
-  SFAxes axes[W];        ///< which axes it depends on after the pruning
-  SFBoxes needed;
-  SFBoxes replaced; ///< where a stand-in takes its place
-  SFBoxes bare;     ///< where its first operand becomes minus infinity
-  SFBoxes altered;  ///< where those that name it must be rewritten: it is replaced, or of other axes than before
+  std::size_t choices = 0; ///< steps that pruning might decide
+  std::size_t cost = 0;    ///< of a point, in additions
 };
 
-/// What a list will be used for. To be run it needs no steps that serve the ranges alone, and to be pruned again it
-/// does.
+/// The state of one step of a list while it is pruned, for W boxes at once.
+template <std::size_t W>
+struct SFStepState
+{
+  SFRanges<W> range;
+  SFDemand<W> demand;
+  SFValueId replacements[W]; ///< the value that replaces it, where one does
+  SFAxes axes[W];            ///< those that it depends on after the pruning
+  SFBoxes needed;
+  SFBoxes replaced;
+  SFBoxes negates; ///< where WITHOUT(a, b) has become -b: its first operand is minus infinity there
+  SFBoxes altered; ///< where its readers must be rewritten: it is replaced, or of other axes than before
+};
+
+/// The use of a list that pruning writes. To be run it needs no steps of hoisted values, to be pruned again it does.
 enum class SFListUse
 {
   ToPrune,
@@ -37,43 +42,47 @@ enum class SFListUse
 /// The working memory of one thread's pruning.
 struct SFPrunerScratch
 {
-  std::vector<std::uint32_t> positions; ///< by value: its step's place in the list
-  std::vector<SFPrunedStep<1>> single;
-  std::vector<SFPrunedStep<SFRangeLanes>> several;
-  SFStopRequest const* stop = nullptr; ///< asked now and then in a long list
-  bool stopped = false;                ///< what was being pruned is then of no use
+  std::vector<std::uint32_t> positions; ///< by value: the position of its step in the list
+  std::vector<SFStepState<1>> single;
+  std::vector<SFStepState<SFRangeLanes>> several;
+  SFStopState* stop = nullptr; ///< asked now and then in a long list; stopped, the pruning is of no use
 };
 
 /// Shortens the list of steps for boxes: drops what provably cannot be chosen at any of a box's points, and what
 /// only that needed. What stays keeps its order and gives the same bits.
 ///
-/// Each needed value carries the range in which it matters: a value above `upper` may be any other value above
-/// it, one below `lower` any other below. A minimum narrows the upper bound of both its operands to the smallest
-/// of their upper ends, so the bound runs down a whole chain however the chain is associated. Only strict
-/// comparisons drop, and never where an operand may be NaN: ties, signed zeros and NaN come out as before.
+/// Each needed value has a demanded range: a value above `upper` may be any other value above it, one below `lower`
+/// any other below. A minimum narrows the upper bound of both its operands to the smallest of their upper ends, so the
+/// bound is handed down through nested minima however they are associated. Only strict comparisons drop, and never
+/// where an operand may be NaN: ties, signed zeros and NaN come out as before.
 class SFTapePruner
 {
 public:
-  /// How many boxes it takes at once. Neighbours share the walk over the list, and the vector units.
+  /// The most boxes that are pruned for together. Neighbours share the walk over the list, and the vector units.
   static constexpr std::size_t MaxBoxes = SFRangeLanes;
 
-  explicit SFTapePruner(SFTapeRunner const& iRunner) : _runner(iRunner) {}
+  explicit SFTapePruner(SFTapeInvariants const& iTape);
 
-  /// How many boxes are worth pruning a list for together: of a long one the memory for several would not stay near,
-  /// nor would their lists be few.
-  static std::size_t BoxesFor(SFTapeList const& iList) { return iList.steps.size() <= LongList ? MaxBoxes : 1; }
+  /// The list for tiles anywhere in the grid. Without choices, or on a grid whose coordinates are not numbers, it has
+  /// no choices and must not be pruned.
+  SFPrunableList const& GetList() const { return _list; }
+
+  /// How many boxes are worth pruning a list for together: the states of a long list for several boxes would not stay
+  /// in a near cache.
+  static std::size_t BoxesFor(SFPrunableList const& iList) { return iList.steps.size() <= LongList ? MaxBoxes : 1; }
 
   SFPrunerScratch MakeScratch() const;
 
   /// Fills a list for each box with what `iList` needs over the points of that box. Returns the boxes for which
   /// something could be dropped.
-  SFBoxes Prune(SFTapeList const& iList, std::span<SFTile const> iBoxes, SFListUse iUse, SFPrunerScratch& ioScratch,
-                SFTapeList* oLists) const;
+  SFBoxes Prune(SFPrunableList const& iList, std::span<SFTile const> iBoxes, SFListUse iUse, SFPrunerScratch& ioScratch,
+                SFPrunableList* oLists) const;
 
 private:
   static constexpr std::size_t LongList = 16384;
 
-  SFTapeRunner const& _runner;
+  SFTapeInvariants const& _tape;
+  SFPrunableList _list;
 };
 
 } // namespace SF

@@ -7,7 +7,7 @@
 
 namespace SF {
 
-/// How values that depend on some of the axes are laid out over a box: contiguously, x first.
+/// The layout of values that depend on some of the axes over a box: contiguous, x first.
 
 constexpr bool Varies(SFAxes iAxes, std::size_t iAxis) { return (iAxes >> iAxis & 1U) != 0; }
 
@@ -37,6 +37,24 @@ inline std::array<std::ptrdiff_t, 3> StridesOf(SFAxes iAxes, std::array<unsigned
       next *= static_cast<std::ptrdiff_t>(iCount[axis]);
     }
   return strides;
+}
+
+/// The layout of a value over a box.
+struct SFTapeShape
+{
+  std::array<std::size_t, 3> extents{1, 1, 1};
+  std::array<std::ptrdiff_t, 3> strides{};
+  std::size_t volume = 1;
+};
+
+/// The shapes of all values over a box, by set of axes.
+using SFTapeShapes = std::array<SFTapeShape, 8>;
+inline SFTapeShapes ShapesOf(std::array<unsigned int, 3> const& iCount)
+{
+  SFTapeShapes shapes;
+  for (SFAxes axes = 0; axes <= AllAxes; ++axes)
+    shapes[axes] = {ExtentsOf(axes, iCount), StridesOf(axes, iCount), VolumeOf(axes, iCount)};
+  return shapes;
 }
 
 } // namespace SF

@@ -5,7 +5,7 @@
 
 namespace SF {
 
-/// The place of a tile's voxels in the floats of a grid, `iWidth` for each voxel.
+/// The part of a grid's floats that a tile's voxels take, `iWidth` for each voxel.
 inline SFFloatBox FloatsOf(SFGrid const& iGrid, SFTile const& iTile, float* iFloats, std::size_t iWidth)
 {
   auto const row = static_cast<std::ptrdiff_t>(iWidth * iGrid.dims[0]);
@@ -17,25 +17,25 @@ inline SFFloatBox FloatsOf(SFGrid const& iGrid, SFTile const& iTile, float* iFlo
           iTile.count[2]};
 }
 
-/// Stores a result of a tile as floats, at the place of its voxels in the grid.
-inline void StoreTile(SFTapeRunner const& iRunner, SFStoreKernel iStore, SFTile const& iTile, SFTapePlace const& iFrom,
-                      double iDiagonal, float* oValues)
+/// Stores a result of a tile as floats, at its voxels of the grid.
+inline void StoreTile(SFTapeInvariants const& iTape, SFStoreKernel iStore, SFTile const& iTile,
+                      SFValueView const& iFrom, double iDiagonal, float* oValues)
 {
-  iStore({FloatsOf(iRunner.GetGrid(), iTile, oValues, 1),
+  iStore({FloatsOf(iTape.GetGrid(), iTile, oValues, 1),
           {iFrom.data, iFrom.strides[1], iFrom.strides[2]},
           iFrom.strides[0] != 0},
          iDiagonal);
 }
 
 /// Stores the one result of each tile, clamped or plain.
-inline SFTapeSweep::Output ValueOutput(SFTapeRunner const& iRunner, bool iClamps, float* oValues)
+inline SFTapeSweep::Output ValueOutput(SFTapeInvariants const& iTape, bool iClamps, float* oValues)
 {
-  double const diagonal = iRunner.GetGrid().Diagonal();
-  auto const& kernels = iRunner.GetKernels();
+  double const diagonal = iTape.GetGrid().Diagonal();
+  auto const& kernels = iTape.GetKernels();
   auto const store = iClamps ? kernels.storeClamped : kernels.storePlain;
   return {{oValues, iClamps, diagonal},
-          [&iRunner, store, diagonal, oValues](SFTile const& iTile, SFTapeList const& iList, SFTapeScratch& ioScratch) {
-            StoreTile(iRunner, store, iTile, iRunner.ResultPlace(iList, 0, iTile, ioScratch), diagonal, oValues);
+          [&iTape, store, diagonal, oValues](SFTile const& iTile, SFTapeList const&, SFTapeRunner& ioRunner) {
+            StoreTile(iTape, store, iTile, ioRunner.Result(0, iTile), diagonal, oValues);
           }};
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tape/SFStopRequest.h"
 #include "tape/SFTapePruner.h"
 #include "tape/SFTapeRunner.h"
 
@@ -14,12 +15,12 @@ namespace SF {
 class SFTapeSweep
 {
 public:
-  /// Called with a tile that has been run and the list that it ran; read the results with ResultRow.
-  using Sink = std::function<void(SFTile const&, SFTapeList const&, SFTapeScratch&)>;
-  /// What becomes of the results. With a target the sink is called for tiles only whose result has not gone there.
+  /// Called with a tile that has been run, the list that it ran and the runner, which holds the results.
+  using Sink = std::function<void(SFTile const&, SFTapeList const&, SFTapeRunner&)>;
+  /// Takes the results. With a target the sink is called only for tiles whose result has not gone there.
   struct Output
   {
-    SFTapeScratch::Target target;
+    SFFloatTarget target;
     Sink sink;
   };
 
@@ -27,7 +28,7 @@ public:
   static constexpr std::size_t TileVolume = 2048;
 
   /// Of the slices [iBegin, iEnd), with up to `iThreads` threads.
-  SFTapeSweep(SFTapeRunner const& iRunner, unsigned int iBegin, unsigned int iEnd, unsigned int iThreads,
+  SFTapeSweep(SFTapeInvariants const& iTape, unsigned int iBegin, unsigned int iEnd, unsigned int iThreads,
               std::size_t iTileVolume = TileVolume);
 
   /// Runs regions until none is left, or until `iStop` says so; `iOnTile` is called after each tile. Call it from each
@@ -41,16 +42,16 @@ private:
   using Size = std::array<unsigned int, 3>;
   struct Worker;
 
-  void Visit(Worker& ioWorker, std::span<SFTile const> iBoxes, SFTile const* iWhole, SFTapeList const& iList,
+  void Visit(Worker& ioWorker, std::span<SFTile const> iBoxes, SFTile const* iWhole, SFPrunableList const& iList,
              std::size_t iLevel, bool iLastWasVain) const;
-  void VisitParts(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList, std::size_t iLevel,
+  void VisitParts(Worker& ioWorker, SFTile const& iBox, SFPrunableList const& iList, std::size_t iLevel,
                   bool iLastWasVain) const;
   void RunBox(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList) const;
   bool PruningGains() const;
   std::size_t DrawRegions(SFTile* oBoxes);
   SFTile RegionAt(std::size_t iNumber) const;
 
-  SFTapeRunner const& _runner;
+  SFTapeInvariants const& _tape;
   SFTapePruner _pruner;
   SFTile _all;
   std::size_t _threads;

@@ -1,5 +1,5 @@
 #include "SFDagDifferentialOperator.h"
-#include "evaluation/SFGridRenderer.h"
+#include "evaluation/SFWorkerCount.h"
 #include "tape/SFGrid.h"
 
 #include <algorithm>

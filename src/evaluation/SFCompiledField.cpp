@@ -1,14 +1,15 @@
 #include "SFCompiledField.h"
 
 #include "ResourceToSF.h"
+#include "SFCylindricalTransform.h"
 #include "SFDagEvaluator.h"
 #include "SFDagFunctor.h"
-#include "ZULPI.h"
-#include "evaluation/SFGridRenderer.h"
-#include "evaluation/SFScalarEvaluation.h"
+#include "evaluation/SFFieldCall.h"
+#include "evaluation/SFWorkerCount.h"
 #include "graph/SFDagTraversal.h"
 #include "tape/SFTapeCompiler.h"
 #include "tape/SFTapeDifferentiation.h"
+#include "tape/SFTapeIntervals.h"
 #include "tape/SFTapePoints.h"
 #include "tape/SFTapeSinks.h"
 
@@ -18,8 +19,8 @@
 namespace SF {
 namespace {
 
-/// Of the budget of a rendering, the part that values kept for the whole grid may take; the tiles get the rest.
-constexpr std::size_t KeptShare = 2;
+/// The memory budget of a rendering divided by this is for hoisted values; the tiles get the rest.
+constexpr std::size_t HoistedShare = 2;
 
 bool CompileTape(SFDagNode const& iRoot, bool iFinite, SFTape& oTape)
 {
@@ -54,35 +55,6 @@ void EvaluateAtOrigin(SFSWContext const& iContext, SFDagNode const& iRoot)
   SFEvaluationContext context = iRoot.GetNewEvaluationContext();
   SFDagEvaluator(iContext).ComputeScalar(context, iRoot);
   iRoot.ResetEvaluationCache();
-}
-
-SFInterval AngleRange(SFInterval const& iU, SFInterval const& iW)
-{
-  bool const nan = iU.nan || iW.nan || (iU.MayBeZero() && iW.MayBeZero()) || (iU.MayBeInfinite() && iW.MayBeInfinite());
-  return {0.0, 2.0 * ZULPI, nan};
-}
-
-/// The range of the result of a tape, for points in a box.
-SFInterval RangeOf(SFTape const& iTape, std::array<SFInterval, 3> const& iBox)
-{
-  std::vector<SFInterval> ranges;
-  ranges.reserve(iTape.instructions.size());
-  for (SFTapeInstruction const& instruction : iTape.instructions) {
-    auto const operand = [&](std::size_t i) -> SFInterval const& { return ranges[instruction.operands[i]]; };
-    if (IsOperatorCode(instruction.code))
-      ranges.push_back(RangeOfOperator(instruction.code, operand(0), operand(1)));
-    else if (instruction.code == CodeOf(SFNodeType::CONSTANT))
-      ranges.push_back(SFInterval(instruction.constant));
-    else if (instruction.code == LimitCode)
-      ranges.push_back(SFInterval(0.0));
-    else if (instruction.code == AngleCode)
-      ranges.push_back(AngleRange(operand(0), operand(1)));
-    else if (instruction.code == ResourceCode)
-      ranges.push_back(SFInterval::Anything());
-    else
-      ranges.push_back(iBox[instruction.code - CodeOf(SFNodeType::X)]);
-  }
-  return ranges[iTape.results.front()];
 }
 
 bool ArePoints(char const* iMethod, std::size_t iCount, std::array<double const*, 3> const& iPoints,
@@ -193,8 +165,8 @@ HRESULT SFCompiledField::EvaluateInterval(ZULMathBox const& iBox, double& oLow, 
   constexpr double bound = SFTapeCompiler::LargestCoordinate;
   bool const bounded = std::min({low.x, low.y, low.z}) >= -bound && std::max({high.x, high.y, high.z}) <= bound;
   SFInterval const range =
-      RangeOf(_content->TapeFor(bounded),
-              {SFInterval(low.x, high.x, false), SFInterval(low.y, high.y, false), SFInterval(low.z, high.z, false)});
+      RangeOverBox(_content->TapeFor(bounded), {SFInterval(low.x, high.x, false), SFInterval(low.y, high.y, false),
+                                                SFInterval(low.z, high.z, false)});
   oLow = range.lo;
   oHigh = range.hi;
   return range.nan ? S_FALSE : S_OK;
@@ -218,15 +190,16 @@ HRESULT SFCompiledField::RenderSlices(unsigned int const* iDims, unsigned int iB
   if (slices.dims[0] == 0 || slices.dims[1] == 0 || slices.dims[2] == 0)
     return call.Conclude(call.Run(1, [](bool) {}));
 
-  SFTape const& tape = _content->TapeFor(grid.IsWithin(SFTapeCompiler::LargestCoordinate));
-  std::size_t const share = options.memoryBudget / KeptShare;
-  SFWorkPlan const plan = PlanWork(tape, options.threads, SFTapeSweep::TileVolume, options.memoryBudget - share);
-  SFTapeRunner runner(tape, slices, {CylinderLimit(grid.DomainSize(), iVoxelSize), 0.0}, share);
-  HRESULT hr = call.Run(1, [&](bool) { runner.Prepare(plan.threads, call.GetStopRequest()); });
+  SFTape const& field = _content->TapeFor(grid.IsWithin(SFTapeCompiler::LargestCoordinate));
+  std::size_t const share = options.memoryBudget / HoistedShare;
+  SFWorkPlan const plan = PlanWork(field, options.threads, SFTapeSweep::TileVolume, options.memoryBudget - share);
+  SFTapeInvariants tape(field, slices, {SFCylindricalTransform::CorrectionLimit(grid.DomainSize(), iVoxelSize), 0.0},
+                        share);
+  HRESULT hr = call.Run(1, [&](bool) { tape.Prepare(plan.threads, call.GetStopRequest()); });
   if (Failed(hr))
     return hr;
-  SFTapeSweep sweep(runner, 0, slices.dims[2], plan.threads, plan.volume);
-  auto const output = ValueOutput(runner, true, ioValues.data());
+  SFTapeSweep sweep(tape, 0, slices.dims[2], plan.threads, plan.volume);
+  auto const output = ValueOutput(tape, true, ioValues.data());
   double const regions = static_cast<double>(sweep.GetRegionCount());
   hr = call.Run(plan.threads, [&](bool iIsCaller) {
     auto const report = [&] { call.Report(static_cast<double>(sweep.GetRegionsDone()) / regions); };

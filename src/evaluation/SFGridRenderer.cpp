@@ -1,9 +1,10 @@
 #include "evaluation/SFGridRenderer.h"
 
+#include "SFCylindricalTransform.h"
 #include "SFDagOffset.h"
 #include "evaluation/SFEvaluatorReports.h"
 #include "evaluation/SFNodeRenderer.h"
-#include "evaluation/SFScalarEvaluation.h"
+#include "evaluation/SFWorkerCount.h"
 #include "graph/SFDagTraversal.h"
 #include "tape/SFTapeCompiler.h"
 #include "tape/SFTapeSinks.h"
@@ -15,12 +16,6 @@
 #include <thread>
 
 namespace SF {
-
-unsigned int WorkerCount(unsigned int iHardwareConcurrency)
-{
-  return iHardwareConcurrency != 0 ? iHardwareConcurrency : 2;
-}
-
 namespace {
 
 /// Lends the caller's tolerance to an OFFSET root and takes it back.
@@ -108,19 +103,19 @@ HRESULT SFGridRenderer::RunSlabs(SFGrid const& iGrid, unsigned int iWorkers, Sla
   return hr;
 }
 
-HRESULT SFGridRenderer::RunCompiled(SFTapeRunner const& iRunner, unsigned int iWorkers,
+HRESULT SFGridRenderer::RunCompiled(SFTapeInvariants const& iTape, unsigned int iWorkers,
                                     SFTapeSweep::Output const& iOutput)
 {
   // The tasks draw regions from one counter instead of keeping to their slabs, which evens out the work.
-  SFTapeSweep sweep(iRunner, 0, iRunner.GetGrid().dims[2], iWorkers);
-  return RunSlabs(iRunner.GetGrid(), iWorkers, [&](unsigned int, unsigned int, unsigned int) {
+  SFTapeSweep sweep(iTape, 0, iTape.GetGrid().dims[2], iWorkers);
+  return RunSlabs(iTape.GetGrid(), iWorkers, [&](unsigned int, unsigned int, unsigned int) {
     sweep.Work(iOutput);
     return S_OK;
   });
 }
 
-std::unique_ptr<SFTapeRunner> SFGridRenderer::Compile(SFGrid const& iGrid, Lists const& iLists, double iVoxelSize,
-                                                      unsigned int iWorkers)
+std::unique_ptr<SFTapeInvariants> SFGridRenderer::Compile(SFGrid const& iGrid, Lists const& iLists, double iVoxelSize,
+                                                          unsigned int iWorkers)
 {
   if (iGrid.dims[0] == 0 || iGrid.dims[1] == 0 || iGrid.dims[2] == 0)
     return nullptr;
@@ -128,25 +123,24 @@ std::unique_ptr<SFTapeRunner> SFGridRenderer::Compile(SFGrid const& iGrid, Lists
   for (auto const& list : iLists)
     if (!compiler.AddList(list, &list == &iLists.front() ? EFieldLimit : EGradientLimit))
       return nullptr;
-  std::array<double, ELimitCount> const limits{CylinderLimit(iGrid.DomainSize(), iVoxelSize),
-                                               CylinderLimit({0.0, 0.0, 0.0}, 0.0)};
-  auto runner = std::make_unique<SFTapeRunner>(compiler.Finish(), iGrid, limits);
-  runner->Prepare(iWorkers);
-  return runner;
+  std::array<double, ELimitCount> const limits{SFCylindricalTransform::CorrectionLimit(iGrid.DomainSize(), iVoxelSize),
+                                               SFCylindricalTransform::CorrectionLimit({0.0, 0.0, 0.0}, 0.0)};
+  auto tape = std::make_unique<SFTapeInvariants>(compiler.Finish(), iGrid, limits);
+  tape->Prepare(iWorkers);
+  return tape;
 }
 
 namespace {
 
 /// Stores a value and three derivatives as a float and a unit normal.
-SFTapeSweep::Sink NormalSink(SFTapeRunner const& iRunner, std::vector<float>& ioValues, std::vector<float>& ioNormals)
+SFTapeSweep::Sink NormalSink(SFTapeInvariants const& iTape, std::vector<float>& ioValues, std::vector<float>& ioNormals)
 {
-  return [&](SFTile const& iTile, SFTapeList const& iList, SFTapeScratch& ioScratch) {
-    auto const& kernels = iRunner.GetKernels();
-    auto const place = [&](std::size_t iResult) { return iRunner.ResultPlace(iList, iResult, iTile, ioScratch); };
-    StoreTile(iRunner, kernels.storePlain, iTile, place(0), 0.0, ioValues.data());
-    SFNormalBox box{FloatsOf(iRunner.GetGrid(), iTile, ioNormals.data(), 3), {}, {}};
+  return [&](SFTile const& iTile, SFTapeList const&, SFTapeRunner& ioRunner) {
+    auto const& kernels = iTape.GetKernels();
+    StoreTile(iTape, kernels.storePlain, iTile, ioRunner.Result(0, iTile), 0.0, ioValues.data());
+    SFNormalBox box{FloatsOf(iTape.GetGrid(), iTile, ioNormals.data(), 3), {}, {}};
     for (std::size_t axis = 0; axis < 3; ++axis) {
-      SFTapePlace const from = place(axis + 1);
+      SFValueView const from = ioRunner.Result(axis + 1, iTile);
       box.components[axis] = {from.data, from.strides[1], from.strides[2]};
       box.vary[axis] = from.strides[0] != 0;
     }
@@ -165,8 +159,8 @@ HRESULT SFGridRenderer::RenderClamped(SFGrid const& iGrid, std::vector<float>& i
     return hr;
 
   unsigned int const workers = AnnounceWorkers();
-  if (auto const runner = Compile(iGrid, {{&_root}}, iGrid.h, workers))
-    hr = RunCompiled(*runner, workers, ValueOutput(*runner, true, ioValues.data()));
+  if (auto const tape = Compile(iGrid, {{&_root}}, iGrid.h, workers))
+    hr = RunCompiled(*tape, workers, ValueOutput(*tape, true, ioValues.data()));
   else {
     SFNodeRenderer const renderer(iGrid, {&_root}, workers + 1);
     hr = RunSlabs(iGrid, workers, [&](unsigned int iBegin, unsigned int iEnd, unsigned int iTask) {
@@ -185,8 +179,8 @@ HRESULT SFGridRenderer::RenderUnrolled(SFGrid const& iGrid, std::vector<float>& 
     return hr;
 
   unsigned int const workers = AnnounceWorkers();
-  if (auto const runner = Compile(iGrid, {SFNodeRenderer::UnrolledOrder(_root)}, 0.0, workers))
-    hr = RunCompiled(*runner, workers, ValueOutput(*runner, false, ioValues.data()));
+  if (auto const tape = Compile(iGrid, {SFNodeRenderer::UnrolledOrder(_root)}, 0.0, workers))
+    hr = RunCompiled(*tape, workers, ValueOutput(*tape, false, ioValues.data()));
   else {
     SFNodeRenderer const renderer(iGrid, {&_root}, workers + 1);
     hr = RunSlabs(iGrid, workers, [&](unsigned int iBegin, unsigned int iEnd, unsigned int iTask) {
@@ -222,8 +216,8 @@ HRESULT SFGridRenderer::RenderWithNormals(SFGrid const& iGrid, std::vector<float
                                             iGradientNodes[2].get()};
   for (SFDagNode const* const root : roots)
     root->ResetEvaluationCache();
-  if (auto const runner = Compile(iGrid, {{roots[0]}, {roots[1]}, {roots[2]}, {roots[3]}}, 0.0, workers))
-    hr = RunCompiled(*runner, workers, {{}, NormalSink(*runner, ioValues, ioNormals)});
+  if (auto const tape = Compile(iGrid, {{roots[0]}, {roots[1]}, {roots[2]}, {roots[3]}}, 0.0, workers))
+    hr = RunCompiled(*tape, workers, {{}, NormalSink(*tape, ioValues, ioNormals)});
   else {
     SFNodeRenderer const renderer(iGrid, roots, workers + 1);
     hr = RunSlabs(iGrid, workers, [&](unsigned int iBegin, unsigned int iEnd, unsigned int iTask) {

@@ -8,7 +8,6 @@
 #include "evaluation/SFEvaluatorReports.h"
 #include "operators/SFScalarOps.h"
 
-#include <algorithm>
 #include <cmath>
 #include <string>
 
@@ -44,12 +43,6 @@ void ReportOperandEvaluation(SFOperand iOperand, HRESULT iCode)
 }
 
 } // namespace
-
-double CylinderLimit(std::array<double, 3> const& iDomainSize, double iVoxelSize)
-{
-  auto const [dx, dy, dz] = iDomainSize;
-  return std::min(0.04 * std::sqrt(dx * dx + dy * dy + dz * dz), 20.0 * iVoxelSize);
-}
 
 HRESULT SFScalarEvaluation::Compute(SFEvaluationContext const& iContext, SFDagNode const& iNode)
 {
@@ -217,8 +210,9 @@ HRESULT SFScalarEvaluation::Finish(Frame const& iFrame, double iLast)
     double const radius = _positions.back().x;
     _positions.pop_back();
     if (type == SFNodeType::CYLINDRICALTRANSFORM)
-      return Store(*iFrame.node,
-                   iLast - CylinderLimit(_context->GetDomainSize(), _context->GetVoxelSize()) / std::pow(radius, 4.0));
+      return Store(*iFrame.node, iLast - SFCylindricalTransform::CorrectionLimit(_context->GetDomainSize(),
+                                                                                 _context->GetVoxelSize()) /
+                                             std::pow(radius, 4.0));
     return Store(*iFrame.node, iLast);
   }
   default:

@@ -2,6 +2,7 @@
 
 #include "ZULPI.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace SF {
@@ -96,6 +97,12 @@ HRESULT SFCylindricalTransform::ApplyInverseTransformation(ZULMathPoint& ioPoint
   ioPoint.y = std::floor(_scale + 1.0) * AngleOf(u, w) / _scale;
   ioPoint.z = Dot(frame.axis, d);
   return S_OK;
+}
+
+double SFCylindricalTransform::CorrectionLimit(std::array<double, 3> const& iDomainSize, double iVoxelSize)
+{
+  auto const [dx, dy, dz] = iDomainSize;
+  return std::min(0.04 * std::sqrt(dx * dx + dy * dy + dz * dz), 20.0 * iVoxelSize);
 }
 
 } // namespace SF

@@ -1,40 +1,52 @@
 #include "tape/SFTapePruner.h"
 
-#include "operators/SFScalarOps.h"
+#include "tape/SFTapeIntervals.h"
 
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <limits>
 
 namespace SF {
 namespace {
 
 template <std::size_t W>
-constexpr SFNeeds<W> FilledNeeds(double iLower, double iUpper)
+constexpr SFDemand<W> FilledDemand(double iLower, double iUpper)
 {
-  SFNeeds<W> needs{};
-  std::fill_n(needs.lower, W, iLower);
-  std::fill_n(needs.upper, W, iUpper);
-  return needs;
+  SFDemand<W> demand{};
+  std::fill_n(demand.lower, W, iLower);
+  std::fill_n(demand.upper, W, iUpper);
+  return demand;
 }
 template <std::size_t W>
-constexpr SFNeeds<W> NoNeeds = FilledNeeds<W>(SFInterval::Infinity, -SFInterval::Infinity);
+constexpr SFDemand<W> NoDemand = FilledDemand<W>(SFInterval::Infinity, -SFInterval::Infinity);
 template <std::size_t W>
-constexpr SFNeeds<W> AllNeeds = FilledNeeds<W>(-SFInterval::Infinity, SFInterval::Infinity);
+constexpr SFDemand<W> FullDemand = FilledDemand<W>(-SFInterval::Infinity, SFInterval::Infinity);
 
-/// The range of an operator, from the one meaning that it has. A chain of tests that the compiler turns into a
-/// jump, with the operators inlined.
-template <std::size_t... Kind>
-SFInterval RangeOf(SFTapeCode iCode, SFInterval const& iA, SFInterval const& iB, std::index_sequence<Kind...>)
+/// Adds a step to a list.
+void Append(SFTapeInvariants const& iTape, SFTapeStep const& iStep, SFPrunableList& ioList)
 {
-  SFInterval range;
-  auto const apply = [&]<std::size_t K>() {
-    if constexpr (IsOperator(SFNodeType{K}))
-      range = ScalarOps::Apply<SFNodeType{K}>(iA, iB);
-    return true;
-  };
-  (void)((iCode == Kind && apply.template operator()<Kind>()) || ...);
-  return range;
+  ioList.steps.push_back(iStep);
+  if (iTape.IsHoisted(iStep.id))
+    return;
+  ioList.choices += IsChoice(SFNodeType{iStep.code}) ? 1 : 0;
+  ioList.cost += iStep.axes == iTape.GetAxes() ? CostOf(iStep.code) : 0;
+}
+
+/// Whether a value is a step of lists under its own code: those of tiles and of planes. Scalars and the values of single
+/// axes have ranges that are known.
+bool HasOwnStep(SFTapeInvariants const& iTape, SFValueId iId)
+{
+  SFAxes const axes = iTape.GetTape().instructions[iId].axes;
+  return axes != 0 && (!iTape.IsHoisted(iId) || (axes & (axes - 1)) != 0);
+}
+
+/// The range of a coordinate over a box. Rounding is monotone, so the ends of a run of positions are its extremes.
+SFInterval CoordinateRange(SFTapeInvariants const& iTape, std::size_t iAxis, SFTile const& iBox)
+{
+  double const a = iTape.Coordinate(iAxis, iBox.begin[iAxis]);
+  double const b = iTape.Coordinate(iAxis, iBox.begin[iAxis] + iBox.count[iAxis] - 1);
+  return {std::min(a, b), std::max(a, b), false};
 }
 
 SFPruning PruningOf(SFTapeStep const& iStep) { return OperatorRow(SFNodeType{iStep.code}).pruning; }
@@ -44,108 +56,95 @@ template <std::size_t W>
 class Pass
 {
 public:
-  using Step = SFPrunedStep<W>;
+  using State = SFStepState<W>;
 
-  Pass(SFTapeRunner const& iRunner, SFTapeList const& iList, std::span<SFTile const> iBoxes, SFPrunerScratch& ioScratch,
-       std::vector<Step>& ioSteps)
-    : _runner(iRunner), _list(iList), _boxes(iBoxes), _all(static_cast<SFBoxes>((1U << iBoxes.size()) - 1)),
-      _scratch(ioScratch), _steps(ioSteps)
+  Pass(SFTapeInvariants const& iTape, SFPrunableList const& iList, std::span<SFTile const> iBoxes,
+       SFPrunerScratch& ioScratch, std::vector<State>& ioStates)
+    : _tape(iTape), _list(iList), _boxes(iBoxes), _all(static_cast<SFBoxes>((1U << iBoxes.size()) - 1)),
+      _scratch(ioScratch), _states(ioStates)
   {
-    if (_steps.size() < iList.steps.size())
-      _steps.resize(iList.steps.size());
+    if (_states.size() < iList.steps.size())
+      _states.resize(iList.steps.size());
     for (std::uint32_t at = 0; at < iList.steps.size(); ++at)
       _scratch.positions[iList.steps[at].id] = at;
     for (std::size_t axis = 0; axis < 3; ++axis)
-      FindPieces(axis);
+      FindExtents(axis);
   }
 
   bool ComputeRanges();
-  void PushNeeds();
-  SFBoxes Write(SFListUse iUse, SFTapeList* oLists);
+  void PushDemands();
+  SFBoxes Write(SFListUse iUse, SFPrunableList* oLists);
 
 private:
-  /// The different stretches of an axis that the boxes cover.
-  struct Pieces
+  /// The different extents of the boxes along an axis.
+  struct Extents
   {
     std::size_t count = 1;
-    std::array<SFTile, W> boxes;    ///< one of those that cover it
-    std::array<SFBlocks, W> blocks; ///< of kept values
-    std::array<std::uint8_t, W> of{};
+    std::array<SFTile, W> boxes; ///< one of those with that extent
+    std::array<SFBlockRanges::Run, W> blocks;
+    std::array<std::uint8_t, W> of{}; ///< by box: the number of its extent
   };
 
-  Step& At(SFValueId iId) { return _steps[_scratch.positions[iId]]; }
-  void FindPieces(std::size_t iAxis);
-  void ReadLeaf(SFTapeStep const& iStep, SFRanges<W>& oRanges) const;
-  void ApplyOperator(SFTapeStep const& iStep, SFRanges<W>& oRanges);
+  State& At(SFValueId iId) { return _states[_scratch.positions[iId]]; }
+  void FindExtents(std::size_t iAxis);
+  void ReadLeaf(SFTapeStep const& iStep, SFRanges<W>& oRange) const;
 
-  void Want(SFValueId iId, SFBoxes iBoxes);
-  void Want(SFValueId iId, SFBoxes iBoxes, SFNeeds<W> const& iNeeds);
-  void Become(Step& ioStep, SFBoxes iBoxes, SFValueId iOther);
-  SFNarrowed<W> Narrowed(SFTapeStep const& iStep, Step const& iState);
-  void Choose(SFTapeStep const& iStep, Step& ioStep);
-  void ChooseSign(SFTapeStep const& iStep, Step& ioStep);
-  void PushNeed(SFTapeStep const& iStep, Step& ioStep);
+  void Demand(SFValueId iId, SFBoxes iBoxes) { Demand(iId, iBoxes, FullDemand<W>); }
+  void Demand(SFValueId iId, SFBoxes iBoxes, SFDemand<W> const& iDemand);
+  void Replace(State& ioState, SFBoxes iBoxes, SFValueId iBy);
+  SFNarrowed<W> Narrowed(SFTapeStep const& iStep, State const& iState);
+  void Choose(SFTapeStep const& iStep, State& ioState);
+  void ChooseSign(SFTapeStep const& iStep, State& ioState);
+  void ChooseMagnitude(SFTapeStep const& iStep, State& ioState);
+  SFBoxes WherePositive(SFValueId iId);
+  void PushDemand(SFTapeStep const& iStep, State& ioState);
 
   SFValueId Resolved(SFValueId iId, std::size_t iLane);
-  SFTapeStep Rewritten(SFTapeStep const& iStep, Step const& iState, std::size_t iLane);
-  SFTapeRunner const& _runner;
-  SFTapeList const& _list;
+  SFTapeStep Rewritten(SFTapeStep const& iStep, State const& iState, std::size_t iLane);
+  void WriteStep(SFTapeStep const& iStep, State& ioState, SFPrunableList* oLists);
+
+  SFTapeInvariants const& _tape;
+  SFPrunableList const& _list;
   std::span<SFTile const> _boxes;
   SFBoxes _all;
   SFPrunerScratch& _scratch;
-  std::vector<Step>& _steps;
-  std::array<Pieces, 3> _pieces;
+  std::vector<State>& _states;
+  std::array<Extents, 3> _extents;
 };
 
 // ---- ranges, in the order of the list -------------------------------------------------------------------------
 
 template <std::size_t W>
-void Pass<W>::FindPieces(std::size_t iAxis)
+void Pass<W>::FindExtents(std::size_t iAxis)
 {
-  Pieces& pieces = _pieces[iAxis];
-  pieces.boxes[0] = _boxes[0];
+  Extents& extents = _extents[iAxis];
+  extents.boxes[0] = _boxes[0];
   for (std::size_t lane = 1; lane < _boxes.size(); ++lane) {
     SFTile const& box = _boxes[lane];
     std::size_t at = 0;
-    while (at < pieces.count &&
-           (pieces.boxes[at].begin[iAxis] != box.begin[iAxis] || pieces.boxes[at].count[iAxis] != box.count[iAxis]))
+    while (at < extents.count &&
+           (extents.boxes[at].begin[iAxis] != box.begin[iAxis] || extents.boxes[at].count[iAxis] != box.count[iAxis]))
       ++at;
-    if (at == pieces.count)
-      pieces.boxes[pieces.count++] = box;
-    pieces.of[lane] = static_cast<std::uint8_t>(at);
+    if (at == extents.count)
+      extents.boxes[extents.count++] = box;
+    extents.of[lane] = static_cast<std::uint8_t>(at);
   }
-  for (std::size_t i = 0; i < pieces.count; ++i)
-    pieces.blocks[i] = _runner.BlocksOf(iAxis, pieces.boxes[i]);
+  for (std::size_t i = 0; i < extents.count; ++i)
+    extents.blocks[i] = _tape.GetBlockRanges().BlocksOf(iAxis, extents.boxes[i]);
 }
 
 template <std::size_t W>
-void Pass<W>::ReadLeaf(SFTapeStep const& iStep, SFRanges<W>& oRanges) const
+void Pass<W>::ReadLeaf(SFTapeStep const& iStep, SFRanges<W>& oRange) const
 {
-  if (iStep.axes == 0 || iStep.code == ResourceCode || iStep.code == AngleCode) {
-    oRanges.SetAll(iStep.code == InputCode ? SFInterval(_runner.GetScalar(iStep.id)) : SFInterval::Anything());
-    return;
-  }
-  Pieces const& pieces = _pieces[FirstAxis(iStep.axes)];
+  if (iStep.axes == 0)
+    return oRange.SetAll(SFInterval(_tape.GetScalar(iStep.id)));
+  Extents const& extents = _extents[FirstAxis(iStep.axes)];
   std::array<SFInterval, W> ranges;
-  for (std::size_t i = 0; i < pieces.count; ++i)
-    ranges[i] = iStep.code == InputCode ? _runner.InputRange(iStep, pieces.blocks[i])
-                                        : _runner.CoordinateRange(iStep.code - CodeOf(SFNodeType::X), pieces.boxes[i]);
+  for (std::size_t i = 0; i < extents.count; ++i)
+    ranges[i] = iStep.code == InputCode ? _tape.GetBlockRanges().RangeOf(iStep.id, extents.blocks[i])
+                                        : CoordinateRange(_tape, AxisOf(iStep.code), extents.boxes[i]);
   for (std::size_t lane = 0; lane < W; ++lane)
-    oRanges.Set(lane, ranges[pieces.of[lane]]);
-}
-
-template <std::size_t W>
-void Pass<W>::ApplyOperator(SFTapeStep const& iStep, SFRanges<W>& oRanges)
-{
-  SFRanges<W> const& a = At(iStep.operands[0]).range;
-  SFRanges<W> const& b = At(iStep.operands[1]).range;
-  if constexpr (W == SFRangeLanes)
-    _runner.GetKernels().ranges[iStep.code](oRanges, a, b);
-  else {
-    SFInterval const rangeA = a.At(0);
-    SFInterval const rangeB = b.At(0);
-    oRanges.Set(0, RangeOfOperator(iStep.code, rangeA, &a == &b ? rangeA : rangeB));
-  }
+    oRange.Set(lane, ranges[extents.of[lane]]);
 }
 
 /// False when it was asked to stop.
@@ -154,144 +153,145 @@ bool Pass<W>::ComputeRanges()
 {
   constexpr std::size_t stopInterval = 4096;
   for (std::size_t at = 0; at < _list.steps.size(); ++at) {
-    if (at % stopInterval == stopInterval - 1 && _scratch.stop != nullptr && *_scratch.stop && (*_scratch.stop)())
+    if (at % stopInterval == stopInterval - 1 && _scratch.stop != nullptr && _scratch.stop->MustStop())
       return false;
     SFTapeStep const& step = _list.steps[at];
-    Step& state = _steps[at];
-    if (IsOperatorCode(step.code))
-      ApplyOperator(step, state.range);
-    else
-      ReadLeaf(step, state.range);
-    state.needs = NoNeeds<W>;
-    state.needed = state.replaced = state.bare = state.altered = 0;
+    State& state = _states[at];
+    ComputeRange(
+        step.code, At(step.operands[0]).range, At(step.operands[1]).range, _tape.GetKernels(),
+        [&](SFRanges<W>& oRange) { ReadLeaf(step, oRange); }, state.range);
+    state.demand = NoDemand<W>;
+    state.needed = state.replaced = state.negates = state.altered = 0;
   }
   return true;
 }
 
-// ---- needs, against the order of the list ---------------------------------------------------------------------
+// ---- demanded ranges, against the order of the list -----------------------------------------------------------
 
 template <std::size_t W>
-void Pass<W>::Want(SFValueId iId, SFBoxes iBoxes)
-{
-  Want(iId, iBoxes, AllNeeds<W>);
-}
-
-template <std::size_t W>
-void Pass<W>::Want(SFValueId iId, SFBoxes iBoxes, SFNeeds<W> const& iNeeds)
+void Pass<W>::Demand(SFValueId iId, SFBoxes iBoxes, SFDemand<W> const& iDemand)
 {
   if (iBoxes == 0)
     return;
-  Step& step = At(iId);
-  step.needed |= iBoxes;
+  State& state = At(iId);
+  state.needed |= iBoxes;
   if constexpr (W == SFRangeLanes)
-    _runner.GetKernels().widen(step.needs, iNeeds, iBoxes);
+    _tape.GetKernels().widen(state.demand, iDemand, iBoxes);
   else
-    Widen(step.needs, iNeeds, iBoxes);
+    Widen(state.demand, iDemand, iBoxes);
 }
 
 template <std::size_t W>
-void Pass<W>::Become(Step& ioStep, SFBoxes iBoxes, SFValueId iOther)
+void Pass<W>::Replace(State& ioState, SFBoxes iBoxes, SFValueId iBy)
 {
   if (iBoxes == 0)
     return;
-  ioStep.replaced |= iBoxes;
+  ioState.replaced |= iBoxes;
   for (std::size_t lane = 0; lane < W; ++lane)
-    ioStep.standIns[lane] = (iBoxes >> lane & 1U) != 0 ? iOther : ioStep.standIns[lane];
+    ioState.replacements[lane] = (iBoxes >> lane & 1U) != 0 ? iBy : ioState.replacements[lane];
 }
 
 template <std::size_t W>
-SFNarrowed<W> Pass<W>::Narrowed(SFTapeStep const& iStep, Step const& iState)
+SFNarrowed<W> Pass<W>::Narrowed(SFTapeStep const& iStep, State const& iState)
 {
   SFNarrowed<W> narrowed;
   SFRanges<W> const& a = At(iStep.operands[0]).range;
   SFRanges<W> const& b = At(iStep.operands[1]).range;
   if constexpr (W == SFRangeLanes)
-    _runner.GetKernels().narrow[iStep.code](a, b, iState.needs, narrowed);
+    _tape.GetKernels().narrow[iStep.code](a, b, iState.demand, narrowed);
   else if (PruningOf(iStep) == SFPruning::Minimum)
-    Narrow<SFPruning::Minimum>(a, b, iState.needs, narrowed);
+    Narrow<SFPruning::Minimum>(a, b, iState.demand, narrowed);
   else if (PruningOf(iStep) == SFPruning::Maximum)
-    Narrow<SFPruning::Maximum>(a, b, iState.needs, narrowed);
+    Narrow<SFPruning::Maximum>(a, b, iState.demand, narrowed);
   else
-    Narrow<SFPruning::Difference>(a, b, iState.needs, narrowed);
+    Narrow<SFPruning::Difference>(a, b, iState.demand, narrowed);
   return narrowed;
 }
 
 template <std::size_t W>
-void Pass<W>::Choose(SFTapeStep const& iStep, Step& ioStep)
+void Pass<W>::Choose(SFTapeStep const& iStep, State& ioState)
 {
-  SFNarrowed<W> const narrowed = Narrowed(iStep, ioStep);
-  SFBoxes const withoutA = ioStep.needed & narrowed.withoutA;
-  SFBoxes const withoutB = ioStep.needed & narrowed.withoutB;
-  Want(iStep.operands[0], ioStep.needed & static_cast<SFBoxes>(~withoutA), narrowed.a);
-  Want(iStep.operands[1], ioStep.needed & static_cast<SFBoxes>(~withoutB), narrowed.b);
-  Become(ioStep, withoutB, iStep.operands[0]);
+  SFNarrowed<W> const narrowed = Narrowed(iStep, ioState);
+  SFBoxes const withoutA = ioState.needed & narrowed.withoutA;
+  SFBoxes const withoutB = ioState.needed & narrowed.withoutB;
+  Demand(iStep.operands[0], ioState.needed & static_cast<SFBoxes>(~withoutA), narrowed.a);
+  Demand(iStep.operands[1], ioState.needed & static_cast<SFBoxes>(~withoutB), narrowed.b);
+  Replace(ioState, withoutB, iStep.operands[0]);
   if (PruningOf(iStep) != SFPruning::Difference)
-    Become(ioStep, withoutA, iStep.operands[1]);
-  else if (iStep.operands[0] != _runner.GetMinusInfinity())
-    ioStep.bare = withoutA; // leaves -b, whose zeros keep their sign
+    Replace(ioState, withoutA, iStep.operands[1]);
+  else if (iStep.operands[0] != _tape.GetMinusInfinity())
+    ioState.negates = withoutA; // max(-inf, -b), and not 0 - b: zeros keep their sign
+}
+
+/// The boxes all over which a value is above 0.
+template <std::size_t W>
+SFBoxes Pass<W>::WherePositive(SFValueId iId)
+{
+  SFRanges<W> const& range = At(iId).range;
+  unsigned int positive = 0;
+  for (std::size_t lane = 0; lane < W; ++lane)
+    positive |= static_cast<unsigned int>(range.lo[lane] > 0.0 && range.nan[lane] == 0) << lane;
+  return static_cast<SFBoxes>(positive);
 }
 
 template <std::size_t W>
-void Pass<W>::ChooseSign(SFTapeStep const& iStep, Step& ioStep)
+void Pass<W>::ChooseSign(SFTapeStep const& iStep, State& ioState)
 {
   SFRanges<W> const& a = At(iStep.operands[0]).range;
-  unsigned int positive = 0;
   unsigned int negative = 0;
-  for (std::size_t lane = 0; lane < W; ++lane) {
-    positive |= static_cast<unsigned int>(a.lo[lane] > 0.0 && a.nan[lane] == 0) << lane;
+  for (std::size_t lane = 0; lane < W; ++lane)
     negative |= static_cast<unsigned int>(a.hi[lane] <= 0.0) << lane; // as is the sign of NaN
-  }
-  Become(ioStep, static_cast<SFBoxes>(positive & ioStep.needed), _runner.GetOne());
-  Become(ioStep, static_cast<SFBoxes>(negative & ioStep.needed), _runner.GetMinusOne());
-  Want(iStep.operands[0], ioStep.needed & static_cast<SFBoxes>(~ioStep.replaced));
+  Replace(ioState, ioState.needed & WherePositive(iStep.operands[0]), _tape.GetOne());
+  Replace(ioState, static_cast<SFBoxes>(negative & ioState.needed), _tape.GetMinusOne());
+  Demand(iStep.operands[0], ioState.needed & static_cast<SFBoxes>(~ioState.replaced));
 }
 
-/// Hands the need of a step on to its operands, as far as they can be chosen.
 template <std::size_t W>
-void Pass<W>::PushNeed(SFTapeStep const& iStep, Step& ioStep)
+void Pass<W>::ChooseMagnitude(SFTapeStep const& iStep, State& ioState)
 {
-  // What is kept for the whole grid stays as it is; its steps serve the ranges alone.
-  switch (_runner.IsKept(iStep.id) ? SFPruning::None : PruningOf(iStep)) {
+  SFBoxes const same = ioState.needed & WherePositive(iStep.operands[0]);
+  Replace(ioState, same, iStep.operands[0]);
+  Demand(iStep.operands[0], same, ioState.demand);
+  Demand(iStep.operands[0], ioState.needed & static_cast<SFBoxes>(~same));
+}
+
+/// Hands the demand of a step on to its operands, as far as they can be chosen.
+template <std::size_t W>
+void Pass<W>::PushDemand(SFTapeStep const& iStep, State& ioState)
+{
+  // Hoisted values stay as they are; their steps serve the ranges alone.
+  switch (_tape.IsHoisted(iStep.id) ? SFPruning::None : PruningOf(iStep)) {
   case SFPruning::Minimum:
   case SFPruning::Maximum:
   case SFPruning::Difference:
-    return Choose(iStep, ioStep);
+    return Choose(iStep, ioState);
   case SFPruning::Sign:
-    return ChooseSign(iStep, ioStep);
+    return ChooseSign(iStep, ioState);
+  case SFPruning::Magnitude:
+    return ChooseMagnitude(iStep, ioState);
   case SFPruning::Complement: {
-    SFNeeds<W> negated;
+    SFDemand<W> negated;
     for (std::size_t lane = 0; lane < W; ++lane) {
-      negated.lower[lane] = -ioStep.needs.upper[lane];
-      negated.upper[lane] = -ioStep.needs.lower[lane];
+      negated.lower[lane] = -ioState.demand.upper[lane];
+      negated.upper[lane] = -ioState.demand.lower[lane];
     }
-    return Want(iStep.operands[0], ioStep.needed, negated);
-  }
-  case SFPruning::Magnitude: {
-    SFRanges<W> const& a = At(iStep.operands[0]).range;
-    unsigned int positive = 0;
-    for (std::size_t lane = 0; lane < W; ++lane)
-      positive |= static_cast<unsigned int>(a.lo[lane] > 0.0 && a.nan[lane] == 0) << lane;
-    auto const same = static_cast<SFBoxes>(positive & ioStep.needed);
-    Become(ioStep, same, iStep.operands[0]);
-    Want(iStep.operands[0], same, ioStep.needs);
-    return Want(iStep.operands[0], ioStep.needed & static_cast<SFBoxes>(~same));
+    return Demand(iStep.operands[0], ioState.needed, negated);
   }
   case SFPruning::None:
-    for (int i = 0; i < ArityOf(iStep.code); ++i)
-      Want(iStep.operands[static_cast<std::size_t>(i)], ioStep.needed);
+    ForOperands(iStep, [&](SFValueId iId) { Demand(iId, ioState.needed); });
   }
 }
 
 template <std::size_t W>
-void Pass<W>::PushNeeds()
+void Pass<W>::PushDemands()
 {
   for (SFValueId const result : _list.results)
-    Want(result, _all);
-  for (SFValueId const id : {_runner.GetOne(), _runner.GetMinusOne(), _runner.GetMinusInfinity()})
-    At(id).needed = _all; // a later pruning may put them in the place of others
+    Demand(result, _all);
+  for (SFValueId const id : {_tape.GetOne(), _tape.GetMinusOne(), _tape.GetMinusInfinity()})
+    At(id).needed = _all; // a later pruning may put them in for others
   for (std::size_t at = _list.steps.size(); at-- > 0;)
-    if (_steps[at].needed != 0)
-      PushNeed(_list.steps[at], _steps[at]);
+    if (_states[at].needed != 0)
+      PushDemand(_list.steps[at], _states[at]);
 }
 
 // ---- the lists that are left ----------------------------------------------------------------------------------
@@ -299,16 +299,16 @@ void Pass<W>::PushNeeds()
 template <std::size_t W>
 SFValueId Pass<W>::Resolved(SFValueId iId, std::size_t iLane)
 {
-  Step const& step = At(iId);
-  return (step.replaced >> iLane & 1U) != 0 ? step.standIns[iLane] : iId;
+  State const& state = At(iId);
+  return (state.replaced >> iLane & 1U) != 0 ? state.replacements[iLane] : iId;
 }
 
 template <std::size_t W>
-SFTapeStep Pass<W>::Rewritten(SFTapeStep const& iStep, Step const& iState, std::size_t iLane)
+SFTapeStep Pass<W>::Rewritten(SFTapeStep const& iStep, State const& iState, std::size_t iLane)
 {
   SFTapeStep step = iStep;
-  if ((iState.bare >> iLane & 1U) != 0)
-    step.operands[0] = _runner.GetMinusInfinity();
+  if ((iState.negates >> iLane & 1U) != 0)
+    step.operands[0] = _tape.GetMinusInfinity();
   int const arity = ArityOf(step.code);
   for (int i = 0; i < arity; ++i) {
     SFValueId& operand = step.operands[static_cast<std::size_t>(i)];
@@ -322,47 +322,47 @@ SFTapeStep Pass<W>::Rewritten(SFTapeStep const& iStep, Step const& iState, std::
   return step;
 }
 
+/// Adds a step to the lists of the boxes that need it.
 template <std::size_t W>
-SFBoxes Pass<W>::Write(SFListUse iUse, SFTapeList* oLists)
+void Pass<W>::WriteStep(SFTapeStep const& iStep, State& ioState, SFPrunableList* oLists)
 {
-  SFBoxes changed = 0;
+  SFBoxes rewritten = ioState.negates;
+  ForOperands(iStep, [&](SFValueId iId) { rewritten |= At(iId).altered; });
+  for (unsigned int left = ioState.needed; left != 0; left &= left - 1) {
+    auto const lane = static_cast<std::size_t>(std::countr_zero(left));
+    auto const bit = static_cast<SFBoxes>(1U << lane);
+    if ((ioState.replaced & bit) != 0) // operands come first, so theirs are final
+      ioState.replacements[lane] = Resolved(ioState.replacements[lane], lane);
+    else if ((rewritten & bit) == 0)
+      Append(_tape, iStep, oLists[lane]);
+    else {
+      Append(_tape, Rewritten(iStep, ioState, lane), oLists[lane]);
+      ioState.axes[lane] = oLists[lane].steps.back().axes;
+    }
+  }
+  ioState.altered = ioState.replaced;
+  for (std::size_t lane = 0; lane < W; ++lane)
+    ioState.altered |= static_cast<SFBoxes>((ioState.axes[lane] != iStep.axes ? 1U : 0U) << lane);
+}
+
+template <std::size_t W>
+SFBoxes Pass<W>::Write(SFListUse iUse, SFPrunableList* oLists)
+{
   for (std::size_t lane = 0; lane < _boxes.size(); ++lane) {
     oLists[lane].steps.clear();
     oLists[lane].choices = 0;
     oLists[lane].cost = 0;
   }
+  SFBoxes changed = 0;
   for (std::size_t at = 0; at < _list.steps.size(); ++at) {
     SFTapeStep const& step = _list.steps[at];
-    Step& state = _steps[at];
-    changed |= static_cast<SFBoxes>(~state.needed) | state.replaced | state.bare;
+    State& state = _states[at];
+    changed |= static_cast<SFBoxes>(~state.needed) | state.replaced | state.negates;
     if (state.needed == 0)
       continue;
-    if (iUse == SFListUse::ToRun && _runner.IsKept(step.id)) {
-      std::fill_n(state.axes, W, step.axes);
-      continue;
-    }
-    SFBoxes touched = state.bare;
-    for (int i = 0; i < ArityOf(step.code); ++i)
-      touched |= At(step.operands[static_cast<std::size_t>(i)]).altered;
     std::fill_n(state.axes, W, step.axes);
-    for (unsigned int left = state.needed; left != 0; left &= left - 1) {
-      auto const lane = static_cast<std::size_t>(std::countr_zero(left));
-      SFBoxes const bit = static_cast<SFBoxes>(1U << lane);
-      if ((state.replaced & bit) != 0) { // operands come first, so theirs are final
-        state.standIns[lane] = Resolved(state.standIns[lane], lane);
-        continue;
-      }
-      SFTapeList& list = oLists[lane];
-      if ((touched & bit) == 0)
-        _runner.Append(step, list);
-      else {
-        _runner.Append(Rewritten(step, state, lane), list);
-        state.axes[lane] = list.steps.back().axes;
-      }
-    }
-    state.altered = state.replaced;
-    for (std::size_t lane = 0; lane < W; ++lane)
-      state.altered |= static_cast<SFBoxes>((state.axes[lane] != step.axes ? 1U : 0U) << lane);
+    if (iUse == SFListUse::ToPrune || !_tape.IsHoisted(step.id))
+      WriteStep(step, state, oLists);
   }
   for (std::size_t lane = 0; lane < _boxes.size(); ++lane) {
     oLists[lane].results.clear();
@@ -373,41 +373,62 @@ SFBoxes Pass<W>::Write(SFListUse iUse, SFTapeList* oLists)
 }
 
 template <std::size_t W>
-SFBoxes PruneFor(SFTapeRunner const& iRunner, SFTapeList const& iList, std::span<SFTile const> iBoxes, SFListUse iUse,
-                 SFPrunerScratch& ioScratch, std::vector<SFPrunedStep<W>>& ioSteps, SFTapeList* oLists)
+SFBoxes PruneFor(SFTapeInvariants const& iTape, SFPrunableList const& iList, std::span<SFTile const> iBoxes,
+                 SFListUse iUse, SFPrunerScratch& ioScratch, std::vector<SFStepState<W>>& ioStates,
+                 SFPrunableList* oLists)
 {
-  Pass<W> pass(iRunner, iList, iBoxes, ioScratch, ioSteps);
-  if (!pass.ComputeRanges()) {
-    ioScratch.stopped = true;
+  Pass<W> pass(iTape, iList, iBoxes, ioScratch, ioStates);
+  if (!pass.ComputeRanges())
     return 0;
-  }
-  pass.PushNeeds();
+  pass.PushDemands();
   return pass.Write(iUse, oLists);
 }
 
 } // namespace
 
-SFInterval RangeOfOperator(SFTapeCode iOperator, SFInterval const& iA, SFInterval const& iB)
+SFTapePruner::SFTapePruner(SFTapeInvariants const& iTape) : _tape(iTape)
 {
-  return RangeOf(iOperator, iA, iB, std::make_index_sequence<SFNodeTypeCount>{});
+  auto const& instructions = iTape.GetTape().instructions;
+  std::vector<char> isRead(instructions.size(), 0);
+  for (SFValueId id = 0; id < instructions.size(); ++id)
+    if (HasOwnStep(iTape, id))
+      ForOperands(instructions[id], [&](SFValueId iOperand) { isRead[iOperand] = 1; });
+  _list.results = iTape.GetTape().results;
+  for (SFValueId const result : _list.results)
+    isRead[result] = 1;
+
+  auto const append = [&](SFValueId iId, SFTapeCode iCode) {
+    SFTapeStep step = StepOf(instructions[iId], iId);
+    step.code = iCode;
+    Append(iTape, step, _list);
+  };
+  for (SFValueId id : {iTape.GetOne(), iTape.GetMinusOne(), iTape.GetMinusInfinity()})
+    append(id, InputCode); // first: any step may come to name them
+  for (SFValueId id = 0; id < iTape.GetOne(); ++id)
+    if (HasOwnStep(iTape, id))
+      append(id, instructions[id].code);
+    else if (isRead[id] != 0)
+      append(id, InputCode);
+  if (!iTape.GetGrid().IsWithin(std::numeric_limits<double>::max()))
+    _list.choices = 0; // ranges need coordinates that are numbers
 }
 
 SFPrunerScratch SFTapePruner::MakeScratch() const
 {
   SFPrunerScratch scratch;
-  scratch.positions.resize(_runner.GetTape().instructions.size());
+  scratch.positions.resize(_tape.GetTape().instructions.size());
   return scratch;
 }
 
-SFBoxes SFTapePruner::Prune(SFTapeList const& iList, std::span<SFTile const> iBoxes, SFListUse iUse,
-                            SFPrunerScratch& ioScratch, SFTapeList* oLists) const
+SFBoxes SFTapePruner::Prune(SFPrunableList const& iList, std::span<SFTile const> iBoxes, SFListUse iUse,
+                            SFPrunerScratch& ioScratch, SFPrunableList* oLists) const
 {
   if (iBoxes.size() > 1 && BoxesFor(iList) > 1)
-    return PruneFor<SFRangeLanes>(_runner, iList, iBoxes, iUse, ioScratch, ioScratch.several, oLists);
+    return PruneFor<SFRangeLanes>(_tape, iList, iBoxes, iUse, ioScratch, ioScratch.several, oLists);
   SFBoxes changed = 0;
-  for (std::size_t i = 0; i < iBoxes.size() && !ioScratch.stopped; ++i)
+  for (std::size_t i = 0; i < iBoxes.size() && (ioScratch.stop == nullptr || !ioScratch.stop->IsStopped()); ++i)
     changed |= static_cast<SFBoxes>(
-        PruneFor<1>(_runner, iList, iBoxes.subspan(i, 1), iUse, ioScratch, ioScratch.single, oLists + i) << i);
+        PruneFor<1>(_tape, iList, iBoxes.subspan(i, 1), iUse, ioScratch, ioScratch.single, oLists + i) << i);
   return changed;
 }
 

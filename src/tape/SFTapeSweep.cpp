@@ -51,28 +51,25 @@ constexpr std::size_t SurelyWorthPruning = 256;
 
 } // namespace
 
+/// The working memory of one thread.
 struct SFTapeSweep::Worker
 {
   Output const& output;
   std::function<void()> const& onTile;
-  SFTapeScratch scratch;
+  SFTapeRunner runner;
   SFPrunerScratch pruning;
-  std::vector<std::array<SFTapeList, SFTapePruner::MaxBoxes>> lists; ///< by level
+  std::vector<std::array<SFPrunableList, SFTapePruner::MaxBoxes>> lists; ///< by level
 
-  bool MustStop()
-  {
-    scratch.stopped = scratch.stopped || pruning.stopped;
-    return scratch.MustStop();
-  }
+  bool MustStop() { return runner.GetStop().MustStop(); }
 };
 
-SFTapeSweep::SFTapeSweep(SFTapeRunner const& iRunner, unsigned int iBegin, unsigned int iEnd, unsigned int iThreads,
+SFTapeSweep::SFTapeSweep(SFTapeInvariants const& iTape, unsigned int iBegin, unsigned int iEnd, unsigned int iThreads,
                          std::size_t iTileVolume)
-  : _runner(iRunner), _pruner(iRunner), _threads(std::max(1U, iThreads)), _tileVolume(iTileVolume)
+  : _tape(iTape), _pruner(iTape), _threads(std::max(1U, iThreads)), _tileVolume(iTileVolume)
 {
-  auto const& dims = iRunner.GetGrid().dims;
+  auto const& dims = iTape.GetGrid().dims;
   _all = {{0, 0, iBegin}, {dims[0], dims[1], iEnd - iBegin}};
-  SFTapeList const& list = iRunner.GetList();
+  SFPrunableList const& list = _pruner.GetList();
   if (list.choices > 0 && list.cost >= WorthPruning)
     _levels = PruningLevels(_all.count);
   _prunes = !_levels.empty() && (list.cost >= SurelyWorthPruning || PruningGains());
@@ -96,7 +93,7 @@ bool SFTapeSweep::PruningGains() const
   constexpr std::array<double, 3> steps{0.8191725134, 0.6710436067, 0.5497004779}; // spread evenly, Roberts 2018
   SFPrunerScratch scratch = _pruner.MakeScratch();
   std::array<SFTile, SFTapePruner::MaxBoxes> boxes;
-  std::array<SFTapeList, SFTapePruner::MaxBoxes> lists;
+  std::array<SFPrunableList, SFTapePruner::MaxBoxes> lists;
   std::size_t cost = 0;
   for (std::size_t attempt = 0; attempt < attempts; ++attempt) {
     for (std::size_t i = 0; i < boxes.size(); ++i)
@@ -106,12 +103,12 @@ bool SFTapeSweep::PruningGains() const
         boxes[i].count[axis] = count;
         boxes[i].begin[axis] = _all.begin[axis] + static_cast<unsigned int>(place * (_all.count[axis] / count)) * count;
       }
-    _pruner.Prune(_runner.GetList(), boxes, SFListUse::ToRun, scratch, lists.data());
-    for (SFTapeList const& list : lists)
+    _pruner.Prune(_pruner.GetList(), boxes, SFListUse::ToRun, scratch, lists.data());
+    for (SFPrunableList const& list : lists)
       cost += list.cost;
   }
   std::size_t const pruned = cost / (attempts * boxes.size());
-  return pruned + pruned / 2 + takes < _runner.GetList().cost;
+  return pruned + pruned / 2 + takes < _pruner.GetList().cost;
 }
 
 SFTile SFTapeSweep::RegionAt(std::size_t iNumber) const
@@ -129,12 +126,11 @@ SFTile SFTapeSweep::RegionAt(std::size_t iNumber) const
 
 void SFTapeSweep::Work(Output const& iOutput, SFStopRequest const& iStop, std::function<void()> const& iOnTile)
 {
-  Worker worker{iOutput, iOnTile, _runner.MakeScratch(), {}, {}};
-  worker.scratch.stop = &iStop;
-  worker.scratch.target = iOutput.target;
+  Worker worker{iOutput, iOnTile, SFTapeRunner(_tape, iOutput.target), {}, {}};
+  worker.runner.GetStop().Restart(&iStop);
   if (_prunes) {
     worker.pruning = _pruner.MakeScratch();
-    worker.pruning.stop = &iStop;
+    worker.pruning.stop = &worker.runner.GetStop();
   }
   worker.lists.resize(_levels.size());
   std::array<SFTile, SFTapePruner::MaxBoxes> boxes;
@@ -143,9 +139,9 @@ void SFTapeSweep::Work(Output const& iOutput, SFStopRequest const& iStop, std::f
     if (count == 0)
       return;
     if (_prunes)
-      Visit(worker, {boxes.data(), count}, nullptr, _runner.GetList(), 0, false);
+      Visit(worker, {boxes.data(), count}, nullptr, _pruner.GetList(), 0, false);
     else
-      RunBox(worker, boxes[0], _runner.GetList());
+      RunBox(worker, boxes[0], _tape.GetList());
     _done += count;
   }
 }
@@ -157,7 +153,7 @@ std::size_t SFTapeSweep::DrawRegions(SFTile* oBoxes)
   std::size_t const next = _next.load(std::memory_order_relaxed);
   std::size_t const left = _regionCount - std::min(next, _regionCount);
   std::size_t const wanted =
-      _prunes ? std::clamp<std::size_t>(left / (4 * _threads), 1, SFTapePruner::BoxesFor(_runner.GetList())) : 1;
+      _prunes ? std::clamp<std::size_t>(left / (4 * _threads), 1, SFTapePruner::BoxesFor(_pruner.GetList())) : 1;
   std::size_t const first = _next.fetch_add(wanted);
   std::size_t const count = std::min(_regionCount - std::min(first, _regionCount), wanted);
   for (std::size_t i = 0; i < count; ++i)
@@ -168,8 +164,8 @@ std::size_t SFTapeSweep::DrawRegions(SFTile* oBoxes)
 /// Prunes for some boxes and goes on to their parts, while there is something left to decide. One attempt in vain does
 /// not say that smaller boxes decide nothing: a few parts spread over the first box all reach it. Where the boxes make
 /// up `iWhole` and little has been gained by the smallest of them, that is run with the list it had, in longer rows.
-void SFTapeSweep::Visit(Worker& ioWorker, std::span<SFTile const> iBoxes, SFTile const* iWhole, SFTapeList const& iList,
-                        std::size_t iLevel, bool iLastWasVain) const
+void SFTapeSweep::Visit(Worker& ioWorker, std::span<SFTile const> iBoxes, SFTile const* iWhole,
+                        SFPrunableList const& iList, std::size_t iLevel, bool iLastWasVain) const
 {
   bool const isLast = iLevel + 1 == _levels.size();
   auto& lists = ioWorker.lists[iLevel];
@@ -194,7 +190,7 @@ void SFTapeSweep::Visit(Worker& ioWorker, std::span<SFTile const> iBoxes, SFTile
   }
 }
 
-void SFTapeSweep::VisitParts(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList, std::size_t iLevel,
+void SFTapeSweep::VisitParts(Worker& ioWorker, SFTile const& iBox, SFPrunableList const& iList, std::size_t iLevel,
                              bool iLastWasVain) const
 {
   std::array<SFTile, SFTapePruner::MaxBoxes> parts;
@@ -224,16 +220,17 @@ void SFTapeSweep::RunBox(Worker& ioWorker, SFTile const& iBox, SFTapeList const&
   }
   bool isNew = true;
   ForEachBox(iBox, size, [&](SFTile const& iTile) {
-    if (ioWorker.scratch.MustStop())
+    SFTapeRunner& runner = ioWorker.runner;
+    if (ioWorker.MustStop())
       return;
-    if (isNew || !SameSize(ioWorker.scratch.count, iTile.count))
-      _runner.Plan(iList, iTile.count, ioWorker.scratch);
+    if (isNew || !SameSize(runner.PlannedCount(), iTile.count))
+      runner.Plan(iList, iTile.count);
     isNew = false;
-    _runner.RunTile(iTile, ioWorker.scratch);
-    if (ioWorker.scratch.stopped)
+    runner.RunTile(iTile);
+    if (runner.GetStop().IsStopped())
       return;
-    if (!ioWorker.scratch.targetIsDone)
-      ioWorker.output.sink(iTile, iList, ioWorker.scratch);
+    if (!runner.StoresResult())
+      ioWorker.output.sink(iTile, iList, runner);
     if (ioWorker.onTile)
       ioWorker.onTile();
   });

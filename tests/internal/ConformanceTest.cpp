@@ -202,5 +202,5 @@ TEST(ForcedKernels, TheNamedSetRuns)
     EXPECT_EQ(set->operators[CodeOf(PLUS)][0] == ActiveTapeKernels().operators[CodeOf(PLUS)][0],
               set == &ActiveTapeKernels());
   unsigned int const dims[3] = {9, 5, 3};
-  EXPECT_EQ(&Compiled({Op(PLUS, Op(X), Op(Y))}, {dims, 1.0, nullptr}).runner->GetKernels(), &ActiveTapeKernels());
+  EXPECT_EQ(&Compiled({Op(PLUS, Op(X), Op(Y))}, {dims, 1.0, nullptr}).tape->GetKernels(), &ActiveTapeKernels());
 }

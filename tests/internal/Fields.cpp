@@ -31,24 +31,25 @@ Compiled::Compiled(Nodes const& iRoots, SFGrid const& iGrid, std::size_t iBudget
   SFTapeCompiler compiler(iGrid.IsWithin(SFTapeCompiler::LargestCoordinate));
   for (Node const& root : iRoots)
     EXPECT_TRUE(compiler.AddRoot(*root, EFieldLimit));
-  std::array<double, ELimitCount> const limits{CylinderLimit(iGrid.DomainSize(), iGrid.h), 0.0};
-  runner = std::make_unique<SFTapeRunner>(compiler.Finish(), iGrid, limits, iBudget);
-  runner->Prepare(2);
+  std::array<double, ELimitCount> const limits{SFCylindricalTransform::CorrectionLimit(iGrid.DomainSize(), iGrid.h),
+                                               0.0};
+  tape = std::make_unique<SFTapeInvariants>(compiler.Finish(), iGrid, limits, iBudget);
+  tape->Prepare(2);
 }
 
 namespace {
 
-/// Puts the results of tiles into their places.
-SFTapeSweep::Sink Into(Values& oValues, SFTapeRunner const& iRunner)
+/// Copies the results of tiles to their points.
+SFTapeSweep::Sink Into(Values& oValues, SFTapeInvariants const& iTape)
 {
-  auto const& grid = iRunner.GetGrid();
+  auto const& grid = iTape.GetGrid();
   std::size_t const volume = std::size_t{grid.dims[0]} * grid.dims[1] * grid.dims[2];
-  oValues.assign(volume * iRunner.GetTape().results.size(), 0.0);
-  return [&oValues, &iRunner, &grid, volume](SFTile const& iTile, SFTapeList const& iList, SFTapeScratch& ioScratch) {
+  oValues.assign(volume * iTape.GetTape().results.size(), 0.0);
+  return [&oValues, &grid, volume](SFTile const& iTile, SFTapeList const& iList, SFTapeRunner& ioRunner) {
     for (std::size_t r = 0; r < iList.results.size(); ++r)
       for (unsigned int k = 0; k < iTile.count[2]; ++k)
         for (unsigned int j = 0; j < iTile.count[1]; ++j) {
-          double const* const row = iRunner.ResultRow(iList, r, iTile, j, k, ioScratch);
+          double const* const row = ioRunner.ResultRow(r, iTile, j, k);
           std::size_t const at = grid.Index(iTile.begin[0], iTile.begin[1] + j, iTile.begin[2] + k);
           std::copy_n(row, iTile.count[0], oValues.begin() + static_cast<std::ptrdiff_t>(r * volume + at));
         }
@@ -60,15 +61,15 @@ SFTapeSweep::Sink Into(Values& oValues, SFTapeRunner const& iRunner)
 Values Compiled::OnTape() const
 {
   Values values;
-  auto const sink = Into(values, *runner);
-  auto scratch = runner->MakeScratch();
-  auto const& dims = runner->GetGrid().dims;
+  auto const sink = Into(values, *tape);
+  SFTapeRunner runner(*tape);
+  auto const& dims = tape->GetGrid().dims;
   for (unsigned int k = 0; k < dims[2]; ++k)
     for (unsigned int j = 0; j < dims[1]; ++j) {
       SFTile const tile{{0, j, k}, {dims[0], 1, 1}};
-      runner->Plan(runner->GetList(), tile.count, scratch);
-      runner->RunTile(tile, scratch);
-      sink(tile, runner->GetList(), scratch);
+      runner.Plan(tape->GetList(), tile.count);
+      runner.RunTile(tile);
+      sink(tile, tape->GetList(), runner);
     }
   return values;
 }
@@ -76,16 +77,15 @@ Values Compiled::OnTape() const
 Values Compiled::OnPrunedTape(double* oStepsPerVoxel) const
 {
   Values values;
-  auto const store = Into(values, *runner);
+  auto const store = Into(values, *tape);
   double steps = 0.0;
-  SFTapeSweep sweep(*runner, 0, runner->GetGrid().dims[2], 1);
-  sweep.Work({{}, [&](SFTile const& iTile, SFTapeList const& iList, SFTapeScratch& ioScratch) {
-                store(iTile, iList, ioScratch);
+  SFTapeSweep sweep(*tape, 0, tape->GetGrid().dims[2], 1);
+  sweep.Work({{}, [&](SFTile const& iTile, SFTapeList const& iList, SFTapeRunner& ioRunner) {
+                store(iTile, iList, ioRunner);
                 steps += static_cast<double>(iList.steps.size()) * iTile.count[0] * iTile.count[1] * iTile.count[2];
               }});
   if (oStepsPerVoxel != nullptr)
-    *oStepsPerVoxel =
-        steps * static_cast<double>(runner->GetTape().results.size()) / static_cast<double>(values.size());
+    *oStepsPerVoxel = steps * static_cast<double>(tape->GetTape().results.size()) / static_cast<double>(values.size());
   return values;
 }
 

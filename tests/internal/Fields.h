@@ -108,13 +108,13 @@ Values ByRecursion(Nodes const& iRoots, SFGrid const& iGrid);
 /// A tape ready to run over a grid.
 struct Compiled
 {
-  Compiled(Nodes const& iRoots, SFGrid const& iGrid, std::size_t iBudget = SFTapeRunner::DefaultBudget);
+  Compiled(Nodes const& iRoots, SFGrid const& iGrid, std::size_t iBudget = SFTapeInvariants::DefaultBudget);
   /// The values of all results, field after field: in tiles of one row, nothing left out.
   Values OnTape() const;
   /// The same by the sweep that prunes. Counts the steps that each voxel took.
   Values OnPrunedTape(double* oStepsPerVoxel = nullptr) const;
 
-  std::unique_ptr<SFTapeRunner> runner;
+  std::unique_ptr<SFTapeInvariants> tape;
 };
 
 /// A random graph in which every operator and leaf may occur, some nodes being shared by many others and reached

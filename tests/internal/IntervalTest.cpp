@@ -166,11 +166,11 @@ TEST(Interval, RangesOfTapesHoldTheirValues)
     Values const values = compiled.OnTape();
     if (!grid.IsWithin(Largest))
       continue;
-    SFTapePruner const pruner(*compiled.runner);
+    SFTapePruner const pruner(*compiled.tape);
     auto scratch = pruner.MakeScratch();
-    SFTapeList list;
+    SFPrunableList list;
     SFTile const box{{grid.dims[0] / 3, 0, grid.dims[2] / 2}, {(grid.dims[0] + 1) / 2, grid.dims[1], 1}};
-    auto const& all = compiled.runner->GetList();
+    auto const& all = pruner.GetList();
     pruner.Prune(all, {&box, 1}, SFListUse::ToPrune, scratch, &list);
     for (std::size_t r = 0; r < roots.size(); ++r) {
       SFInterval const range = scratch.single[scratch.positions[all.results[r]]].range.At(0);

@@ -55,7 +55,7 @@ TEST(Pruner, ChainsOfAnyShapeShrinkAlike)
         << c.what;
     EXPECT_LT(stepsLeft, 1.1 * stepsBalanced) << c.what;
     EXPECT_LT(stepsBalanced, 1.1 * stepsLeft) << c.what;
-    EXPECT_LT(stepsLeft, 0.3 * static_cast<double>(left.runner->GetList().steps.size())) << c.what;
+    EXPECT_LT(stepsLeft, 0.3 * static_cast<double>(left.tape->GetList().steps.size())) << c.what;
   }
 }
 
@@ -64,12 +64,12 @@ TEST(Pruner, DropsOnStrictComparisonsOnly)
   CheckTable("pruning", 1, [](std::vector<std::string> const& iRow) {
     Node const root = Build(iRow[0]);
     Compiled const compiled({root}, Grid, 0); // nothing hoisted, so every step is the pruner's
-    SFTapePruner const pruner(*compiled.runner);
+    SFTapePruner const pruner(*compiled.tape);
     auto scratch = pruner.MakeScratch();
-    SFTapeList list;
+    SFPrunableList list;
     SFTile const all{{0, 0, 0}, {Dims[0], Dims[1], Dims[2]}};
-    bool const drops = pruner.Prune(compiled.runner->GetList(), {&all, 1}, SFListUse::ToPrune, scratch, &list) != 0;
-    EXPECT_EQ(list.steps.size() < compiled.runner->GetList().steps.size(), drops);
+    bool const drops = pruner.Prune(pruner.GetList(), {&all, 1}, SFListUse::ToPrune, scratch, &list) != 0;
+    EXPECT_EQ(list.steps.size() < pruner.GetList().steps.size(), drops);
     Values const expected = ByRecursion({root}, Grid);
     EXPECT_EQ(FirstDifference(compiled.OnPrunedTape(), expected), expected.size());
     return LineList{drops ? "drops" : "keeps"};
@@ -78,7 +78,7 @@ TEST(Pruner, DropsOnStrictComparisonsOnly)
 
 namespace {
 
-void ExpectSameLists(SFTapeList const& iA, SFTapeList const& iB)
+void ExpectSameLists(SFPrunableList const& iA, SFPrunableList const& iB)
 {
   ASSERT_EQ(iA.steps.size(), iB.steps.size());
   EXPECT_EQ(iA.results, iB.results);
@@ -106,10 +106,10 @@ TEST(Pruner, BoxesPrunedTogetherDoNotMixUp)
   for (SFTapeKernels const* const kernels : AvailableTapeKernels()) {
     KernelsInUse const forced(kernels->name);
     Compiled const compiled({root, parts[3], root}, Grid);
-    SFTapeList const& all = compiled.runner->GetList();
-    SFTapePruner const pruner(*compiled.runner);
+    SFTapePruner const pruner(*compiled.tape);
+    SFPrunableList const& all = pruner.GetList();
     auto shared = pruner.MakeScratch();
-    std::array<SFTapeList, SFTapePruner::MaxBoxes> together;
+    std::array<SFPrunableList, SFTapePruner::MaxBoxes> together;
     std::mt19937_64 random(5);
     for (int trial = 0; trial < 60; ++trial) {
       std::array<SFTile, SFTapePruner::MaxBoxes> boxes;
@@ -123,7 +123,7 @@ TEST(Pruner, BoxesPrunedTogetherDoNotMixUp)
       SFBoxes const changed = pruner.Prune(all, {boxes.data(), count}, use, shared, together.data());
       for (std::size_t i = 0; i < count; ++i) {
         auto fresh = pruner.MakeScratch();
-        SFTapeList alone;
+        SFPrunableList alone;
         EXPECT_EQ(pruner.Prune(all, {&boxes[i], 1}, use, fresh, &alone), changed >> i & 1U);
         ExpectSameLists(together[i], alone);
         ASSERT_FALSE(HasFailure()) << kernels->name << ", trial " << trial << ", box " << i;

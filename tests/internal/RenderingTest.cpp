@@ -3,6 +3,7 @@
 #include "SFDagEvaluator.h"
 #include "evaluation/SFGridRenderer.h"
 #include "evaluation/SFNodeRenderer.h"
+#include "evaluation/SFWorkerCount.h"
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,91 @@
+#pragma once
+
+#include "tape/SFBlockRanges.h"
+#include "tape/SFGrid.h"
+#include "tape/SFStopRequest.h"
+#include "tape/SFTapeHoisting.h"
+#include "tape/SFTapeKernels.h"
+#include "tape/SFValueBuffer.h"
+#include "tape/SFValueView.h"
+
+#include <array>
+#include <cstddef>
+#include <span>
+#include <vector>
+
+namespace SF {
+
+/// A tape on a grid, with all that is the same for every tile: the values that depend on no coordinate, the hoisted
+/// values of one and two axes, and the ranges of those over blocks. Each value is computed on the axes that it depends
+/// on and no others, in the order of the tape, so that the values are those of a point-by-point evaluation.
+///
+/// After Prepare the object is only read, by any number of threads.
+class SFTapeInvariants
+{
+public:
+  static constexpr std::size_t DefaultBudget = std::size_t{64} << 20;
+
+  /// `iBudget`: the bytes that hoisted values may take.
+  SFTapeInvariants(SFTape iTape, SFGrid const& iGrid, std::array<double, ELimitCount> const& iLimits,
+                   std::size_t iBudget = DefaultBudget);
+  /// For lists of points instead of a grid, prepared at once: the tiles are {n, 1, 1} and all values vary along x. The
+  /// runner is given the coordinates of each tile. There is nothing to prune.
+  static SFTapeInvariants AtPoints(SFTape iTape, std::array<double, ELimitCount> const& iLimits);
+
+  /// Computes the hoisted values with up to `iThreads` threads. Once `iStop` has been true they are incomplete.
+  void Prepare(unsigned int iThreads, SFStopRequest const& iStop = {});
+
+  SFTape const& GetTape() const { return _tape; }
+  SFGrid const& GetGrid() const { return _grid; }
+  SFTapeKernels const& GetKernels() const { return _kernels; }
+  /// The axes with more than one position.
+  SFAxes GetAxes() const { return _axes; }
+  /// The steps that a tile anywhere in the grid runs.
+  SFTapeList const& GetList() const { return _list; }
+
+  /// Whether the value is known before the tiles: computed for the whole grid or, at points, given.
+  bool IsHoisted(SFValueId iId) const { return _hoisting[iId] != SFHoisting::No; }
+  bool IsStored(SFValueId iId) const { return _hoisting[iId] == SFHoisting::Stored; }
+  bool IsAtPoints() const { return _atPoints; }
+  /// By value: those of stored values, in the grid. At points the views of the coordinates have no data.
+  std::span<SFValueView const> GetViews() const { return _views; }
+  /// The value of one without axes.
+  double GetScalar(SFValueId iId) const { return _scalars[iId]; }
+  double Coordinate(std::size_t iAxis, unsigned int iAt) const { return _coordinates[iAxis][iAt]; }
+  SFBlockRanges const& GetBlockRanges() const { return _blockRanges; }
+
+  /// Constants of every tape, which pruning puts in for other values.
+  SFValueId GetOne() const { return _constants; }
+  SFValueId GetMinusOne() const { return _constants + 1; }
+  SFValueId GetMinusInfinity() const { return _constants + 2; }
+
+private:
+  struct Segment;
+
+  void ReduceAxes();
+  void ComputeScalars();
+  void AllocateHoisted();
+  bool MayPrune() const;
+  std::vector<Segment> AxisSegments(unsigned int iThreads) const;
+  void ComputeAxes(unsigned int iThreads, SFStopRequest const& iStop);
+  void ComputePlanes(SFAxes iAxes, unsigned int iThreads, SFStopRequest const& iStop);
+
+  SFTape _tape;
+  SFGrid _grid;
+  std::size_t _budget;
+  SFTapeKernels const& _kernels;
+  std::array<double, ELimitCount> _limits;
+  SFAxes _axes = 0;
+  bool _atPoints = false;
+  SFValueId _constants = 0;
+  std::vector<double> _scalars;                    ///< by value
+  std::array<std::vector<double>, 3> _coordinates; ///< by axis
+  std::vector<SFHoisting> _hoisting;               ///< by value
+  std::array<SFTapeList, 8> _axesLists;            ///< by set of axes: the steps of the hoisted values
+  SFTapeList _list;
+  std::vector<SFValueView> _views; ///< by value
+  SFValueBuffer _hoisted;
+  SFBlockRanges _blockRanges;
+};
+
+} // namespace SF

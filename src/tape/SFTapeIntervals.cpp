@@ -1,0 +1,59 @@
+#include "tape/SFTapeIntervals.h"
+
+#include "ZULPI.h"
+#include "operators/SFScalarOps.h"
+
+#include <utility>
+#include <vector>
+
+namespace SF {
+namespace {
+
+/// A chain of tests that the compiler turns into a jump, with the operators inlined.
+template <std::size_t... Kind>
+SFInterval RangeOf(SFTapeCode iCode, SFInterval const& iA, SFInterval const& iB, std::index_sequence<Kind...>)
+{
+  SFInterval range;
+  auto const apply = [&]<std::size_t K>() {
+    if constexpr (IsOperator(SFNodeType{K}))
+      range = ScalarOps::Apply<SFNodeType{K}>(iA, iB);
+    return true;
+  };
+  (void)((iCode == Kind && apply.template operator()<Kind>()) || ...);
+  return range;
+}
+
+} // namespace
+
+SFInterval RangeOfOperator(SFTapeCode iOperator, SFInterval const& iA, SFInterval const& iB)
+{
+  return RangeOf(iOperator, iA, iB, std::make_index_sequence<SFNodeTypeCount>{});
+}
+
+SFInterval RangeOfAngle(SFInterval const& iU, SFInterval const& iW)
+{
+  bool const nan = iU.nan || iW.nan || (iU.MayBeZero() && iW.MayBeZero()) || (iU.MayBeInfinite() && iW.MayBeInfinite());
+  return {0.0, 2.0 * ZULPI, nan};
+}
+
+SFInterval RangeOverBox(SFTape const& iTape, std::array<SFInterval, 3> const& iBox)
+{
+  SFTapeKernels const& kernels = ActiveTapeKernels();
+  std::vector<SFRanges<1>> ranges(iTape.instructions.size());
+  for (std::size_t id = 0; id < ranges.size(); ++id) {
+    auto const& instruction = iTape.instructions[id];
+    auto const leaf = [&](SFRanges<1>& oRange) {
+      if (IsCoordinateCode(instruction.code))
+        oRange.Set(0, iBox[AxisOf(instruction.code)]);
+      else // a constant, or a cylinder limit, which is 0 outside grids
+        oRange.Set(0, SFInterval(instruction.code == LimitCode ? 0.0 : instruction.constant));
+    };
+    auto const operand = [&](std::size_t i) -> SFRanges<1> const& {
+      return ranges[ArityOf(instruction.code) != 0 ? instruction.operands[i] : id];
+    };
+    ComputeRange(instruction.code, operand(0), operand(1), kernels, leaf, ranges[id]);
+  }
+  return ranges[iTape.results.front()].At(0);
+}
+
+} // namespace SF
