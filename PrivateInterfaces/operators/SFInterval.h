@@ -6,7 +6,7 @@
 
 namespace SF {
 
-/// What is known of a double: it is in [lo, hi], or, when `nan` says so, it may be NaN. The bounds are never NaN.
+/// A range of doubles: the value is in [lo, hi] or, where `nan` is set, it may be NaN. The bounds are never NaN.
 ///
 /// Endpoints are computed in round-to-nearest. For sums, products, quotients and square roots that bounds the
 /// round-to-nearest results exactly, because rounding is monotone. The results of library functions are widened

@@ -51,7 +51,7 @@ struct SFGrid
     return (static_cast<std::size_t>(iK) * dims[1] + iJ) * dims[0] + iI;
   }
 
-  /// Whether nx ny nz times `iPerVoxel` values fit into `iSize` places.
+  /// Whether nx ny nz times `iPerVoxel` values fit into an array of `iSize`.
   bool FitsInto(std::size_t iSize, std::size_t iPerVoxel) const
   {
     if (dims[0] == 0 || dims[1] == 0 || dims[2] == 0)

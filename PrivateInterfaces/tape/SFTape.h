@@ -16,14 +16,14 @@ class ResourceToSF;
 /// Number of a value on a tape: the position of the instruction that computes it.
 using SFValueId = std::uint32_t;
 
-/// What an instruction does: the operators under the numbers of their node kinds, CONSTANT, X, Y and Z, and a few
+/// The operation of an instruction: the operators under the numbers of their node kinds, CONSTANT, X, Y and Z, and a few
 /// codes more. The last four occur on tapes with derivatives only, which are run at points and not on grids.
 using SFTapeCode = std::uint8_t;
 constexpr SFTapeCode CodeOf(SFNodeType iType) { return static_cast<SFTapeCode>(iType); }
 constexpr SFTapeCode ResourceCode = CodeOf(SFNodeType::RESOLVEDREF); ///< a resource at the point (a, b, c)
 constexpr SFTapeCode AngleCode = SFNodeTypeCount;                    ///< the angle of (a, b) in (0, 2 pi]
 constexpr SFTapeCode LimitCode = SFNodeTypeCount + 1;                ///< the cylinder limit number `a` of the grid
-constexpr SFTapeCode InputCode = SFNodeTypeCount + 2;                ///< in lists: values already computed
+constexpr SFTapeCode InputCode = SFNodeTypeCount + 2;                ///< in lists: a value with a known range
 constexpr SFTapeCode SelectCode = SFNodeTypeCount + 3;               ///< a > 0 ? b : c; c where a is NaN
 constexpr SFTapeCode GradientCode = SFNodeTypeCount + 4; ///< and the next two: a component of a resource's gradient
 
@@ -86,7 +86,7 @@ struct SFTape
   std::vector<SFValueId> results; ///< one a root, in the order in which the roots were given
 };
 
-/// The places of the grid-dependent constants: the limit of the cylinder correction, per kind of context.
+/// The grid-dependent constants: the limit of the cylinder correction, per kind of context.
 enum SFTapeLimit : std::uint32_t
 {
   EFieldLimit = 0,    ///< contexts with a domain size and perhaps a voxel size

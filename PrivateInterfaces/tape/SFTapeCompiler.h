@@ -53,7 +53,7 @@ private:
   HRESULT Begin(Frame& ioFrame, SFDagNode const*& oNext);
   bool EnterTransform(SFDagNode const& iNode);
   HRESULT EnterOperand(Frame& ioFrame, SFDagNode const*& oNext);
-  HRESULT Keep(Frame const& iFrame, SFValueId iValue);
+  HRESULT EndVisit(Frame const& iFrame, SFValueId iValue);
   HRESULT Leave(Frame const& iFrame);
   bool StartRoot(SFTapeLimit iLimit);
 

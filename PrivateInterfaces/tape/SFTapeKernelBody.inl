@@ -1,6 +1,6 @@
 // The kernels, included once for each instruction set inside a namespace of its own. SF_KERNEL_TARGET is the
 // attribute that selects the set; SF_KERNEL_NAME its name, SF_KERNEL_BYTES the width of its registers and
-// SF_KERNEL_REGISTERS how many of them a value takes in a chain. Only plain loops here: they are what the compiler
+// SF_KERNEL_REGISTERS how many of them a value takes in a fused group. Only plain loops here: they are what the compiler
 // turns into vector code, and the scalar operations inlined into them come from SFScalarOps.h.
 
 template <SFNodeType Op, bool AVaries, bool BVaries>
@@ -22,7 +22,7 @@ SF_KERNEL_TARGET void Loop(SFKernelBox const& iBox)
     }
 }
 
-// ---- chains ---------------------------------------------------------------------------------------------------
+// ---- fused groups ---------------------------------------------------------------------------------------------
 
 /// One vector register, and a load that needs no alignment. Written otherwise, clang drops the attribute of the latter
 /// without a word.
@@ -58,7 +58,7 @@ SF_KERNEL_TARGET SF_KERNEL_INLINE void Load(Registers<N>& oValue, double const* 
 
 /// Lane by lane the one meaning that the operator has, which the compiler joins to one vector instruction. It fails to
 /// join selections: theirs are written once more, over whole vectors. The meaning itself cannot be called with vectors,
-/// as outside of the target region those are taken apart. The tests of chains compare each operator's two forms.
+/// as outside of the target region those are taken apart. The tests of fused groups compare each operator's two forms.
 template <SFNodeType Op>
 SF_KERNEL_TARGET SF_KERNEL_INLINE Vector Combined(Vector iA, Vector iB)
 {
@@ -87,13 +87,13 @@ SF_KERNEL_TARGET SF_KERNEL_INLINE void Combine(Registers<N>& ioValue, Registers<
 }
 
 template <std::size_t Kind, std::size_t N>
-SF_KERNEL_TARGET SF_KERNEL_INLINE bool ApplyKind(SFChainLink const& iLink, Registers<N>& ioValue,
+SF_KERNEL_TARGET SF_KERNEL_INLINE bool ApplyKind(SFFusedOp const& iOp, Registers<N>& ioValue,
                                                  Registers<N> const& iOther)
 {
   constexpr SFNodeType op{Kind};
   if constexpr (IsUnaryOperator(op))
     Combine<op>(ioValue, ioValue, false);
-  else if (iLink.swapped)
+  else if (iOp.swapped)
     Combine<op>(ioValue, iOther, true);
   else
     Combine<op>(ioValue, iOther, false);
@@ -102,10 +102,10 @@ SF_KERNEL_TARGET SF_KERNEL_INLINE bool ApplyKind(SFChainLink const& iLink, Regis
 
 /// A sequence of tests that the compiler turns into a jump.
 template <std::size_t N, std::size_t... Kind>
-SF_KERNEL_TARGET SF_KERNEL_INLINE void Apply(SFChainLink const& iLink, Registers<N>& ioValue,
-                                             Registers<N> const& iOther, std::index_sequence<Kind...>)
+SF_KERNEL_TARGET SF_KERNEL_INLINE void Apply(SFFusedOp const& iOp, Registers<N>& ioValue, Registers<N> const& iOther,
+                                             std::index_sequence<Kind...>)
 {
-  (void)((iLink.code == Fusable[Kind] && ApplyKind<Fusable[Kind]>(iLink, ioValue, iOther)) || ...);
+  (void)((iOp.code == Fusable[Kind] && ApplyKind<Fusable[Kind]>(iOp, ioValue, iOther)) || ...);
 }
 
 /// ScalarOps::Clamped over a whole vector, for the reason given above.
@@ -120,7 +120,7 @@ using Floats = float __attribute__((vector_size(SF_KERNEL_BYTES / 2)));
 using StoredFloats __attribute__((aligned(alignof(float)), may_alias)) = Floats;
 
 template <std::size_t N>
-SF_KERNEL_TARGET SF_KERNEL_INLINE void StoreFloats(Registers<N> const& iValue, SFChainBox const& iBox, float* oFloats)
+SF_KERNEL_TARGET SF_KERNEL_INLINE void StoreFloats(Registers<N> const& iValue, SFFusedBox const& iBox, float* oFloats)
 {
   Vector const diagonal = Broadcast(iBox.diagonal);
   SF_KERNEL_UNROLL
@@ -129,33 +129,33 @@ SF_KERNEL_TARGET SF_KERNEL_INLINE void StoreFloats(Registers<N> const& iValue, S
         __builtin_convertvector(iBox.clamps ? Clamped(iValue.v[r], diagonal) : iValue.v[r], Floats);
 }
 
-/// The rows of a chain's operands.
-struct ChainRow
+/// The rows of a fused group's operands.
+struct FusedRow
 {
   double const* first;
-  double const* operands[SFLongestChain];
+  double const* operands[SFMaxFusedOps];
   double* out;
   float* floats;
 };
 
 template <std::size_t N>
-SF_KERNEL_TARGET SF_KERNEL_INLINE void RunPiece(SFChainBox const& iBox, ChainRow const& iRow, std::size_t iAt)
+SF_KERNEL_TARGET SF_KERNEL_INLINE void RunStrip(SFFusedBox const& iBox, FusedRow const& iRow, std::size_t iAt)
 {
   Registers<N> value{};
   Registers<N> other{};
-  Registers<N> held{};
+  Registers<N> second{};
   Load(value, iRow.first + (iBox.firstVaries ? iAt : 0), iBox.firstVaries);
-  for (std::size_t l = 0; l < iBox.linkCount; ++l) {
-    SFChainLink const& link = iBox.links[l];
+  for (std::size_t l = 0; l < iBox.opCount; ++l) {
+    SFFusedOp const& op = iBox.ops[l];
     if (iRow.operands[l] != nullptr)
-      Load(other, iRow.operands[l] + (link.varies ? iAt : 0), link.varies);
+      Load(other, iRow.operands[l] + (op.varies ? iAt : 0), op.varies);
     else
-      other = held;
-    if (link.code == SFHoldCode) {
-      held = value;
+      other = second;
+    if (op.code == SFSpillCode) {
+      second = value;
       value = other;
     } else
-      Apply(link, value, other, std::make_index_sequence<Fusable.size()>{});
+      Apply(op, value, other, std::make_index_sequence<Fusable.size()>{});
   }
   if (iRow.out == nullptr)
     StoreFloats(value, iBox, iRow.floats + iAt);
@@ -165,9 +165,9 @@ SF_KERNEL_TARGET SF_KERNEL_INLINE void RunPiece(SFChainBox const& iBox, ChainRow
     *reinterpret_cast<Loaded*>(iRow.out + iAt + r * VectorLanes) = value.v[r];
 }
 
-SF_KERNEL_TARGET void Chain(SFChainBox const& iBox)
+SF_KERNEL_TARGET void Fused(SFFusedBox const& iBox)
 {
-  constexpr std::size_t piece = SF_KERNEL_REGISTERS * VectorLanes;
+  constexpr std::size_t strip = SF_KERNEL_REGISTERS * VectorLanes;
   for (std::size_t k = 0; k < iBox.n2; ++k)
     for (std::size_t j = 0; j < iBox.n1; ++j) {
       auto const slice = static_cast<std::ptrdiff_t>(k);
@@ -175,19 +175,19 @@ SF_KERNEL_TARGET void Chain(SFChainBox const& iBox)
       auto const at = [&](SFKernelOperand const& iOperand) {
         return iOperand.data == nullptr ? nullptr : iOperand.data + slice * iOperand.s2 + number * iOperand.s1;
       };
-      ChainRow row;
+      FusedRow row;
       row.first = at(iBox.first);
-      for (std::size_t l = 0; l < iBox.linkCount; ++l)
-        row.operands[l] = at(iBox.links[l].operand);
+      for (std::size_t l = 0; l < iBox.opCount; ++l)
+        row.operands[l] = at(iBox.ops[l].operand);
       row.out = iBox.out == nullptr ? nullptr : iBox.out + (k * iBox.n1 + j) * iBox.n0;
       row.floats = iBox.out == nullptr ? iBox.floats + slice * iBox.s2 + number * iBox.s1 : nullptr;
       std::size_t i = 0;
-      for (; i + piece <= iBox.n0; i += piece)
-        RunPiece<SF_KERNEL_REGISTERS>(iBox, row, i);
+      for (; i + strip <= iBox.n0; i += strip)
+        RunStrip<SF_KERNEL_REGISTERS>(iBox, row, i);
       for (; i + VectorLanes <= iBox.n0; i += VectorLanes)
-        RunPiece<1>(iBox, row, i);
+        RunStrip<1>(iBox, row, i);
       if (i < iBox.n0) // the last few once more, together with what is left
-        RunPiece<1>(iBox, row, iBox.n0 - VectorLanes);
+        RunStrip<1>(iBox, row, iBox.n0 - VectorLanes);
     }
 }
 
@@ -249,15 +249,15 @@ SF_KERNEL_TARGET void Store(SFStoreBox const& iBox, double iDiagonal)
 }
 
 /// Up to this many vectors at once, so that their components stay in the first-level cache.
-constexpr std::size_t NormalPiece = 64;
+constexpr std::size_t NormalBatch = 64;
 
 /// The operations of ZULMathVector::Normalize, a component at a time.
 SF_KERNEL_TARGET void StoreUnits(float* __restrict oFloats, double const* __restrict iX, double const* __restrict iY,
                                  double const* __restrict iZ, std::size_t iCount)
 {
-  float x[NormalPiece];
-  float y[NormalPiece];
-  float z[NormalPiece];
+  float x[NormalBatch];
+  float y[NormalBatch];
+  float z[NormalBatch];
   for (std::size_t i = 0; i < iCount; ++i) {
     double const a = iX[i];
     double const b = iY[i];
@@ -278,7 +278,7 @@ SF_KERNEL_TARGET void StoreUnits(float* __restrict oFloats, double const* __rest
 SF_KERNEL_TARGET void StoreNormals(SFNormalBox const& iBox)
 {
   SFFloatBox const& to = iBox.floats;
-  double constants[3][NormalPiece];
+  double constants[3][NormalBatch];
   double const* from[3];
   for (std::size_t k = 0; k < to.n2; ++k)
     for (std::size_t j = 0; j < to.n1; ++j) {
@@ -292,9 +292,9 @@ SF_KERNEL_TARGET void StoreNormals(SFNormalBox const& iBox)
             constant = *from[axis];
       }
       float* const floats = to.out + slice * to.s2 + row * to.s1;
-      for (std::size_t i = 0; i < to.n0; i += NormalPiece) {
+      for (std::size_t i = 0; i < to.n0; i += NormalBatch) {
         auto const values = [&](std::size_t iAxis) { return iBox.vary[iAxis] ? from[iAxis] + i : constants[iAxis]; };
-        StoreUnits(floats + 3 * i, values(0), values(1), values(2), to.n0 - i < NormalPiece ? to.n0 - i : NormalPiece);
+        StoreUnits(floats + 3 * i, values(0), values(1), values(2), to.n0 - i < NormalBatch ? to.n0 - i : NormalBatch);
       }
     }
 }
@@ -315,7 +315,7 @@ constexpr void Fill(SFTapeKernels& ioKernels)
 }
 
 constexpr SFTapeKernels kernels = [] {
-  SFTapeKernels set{SF_KERNEL_NAME, {}, &Chain, {}, {}, &WidenLanes, &Store<true>, &Store<false>, &StoreNormals};
+  SFTapeKernels set{SF_KERNEL_NAME, {}, &Fused, {}, {}, &WidenLanes, &Store<true>, &Store<false>, &StoreNormals};
   [&]<std::size_t... Kind>(std::index_sequence<Kind...>) { (Fill<Kind>(set), ...); }
   (std::make_index_sequence<SFNodeTypeCount>{});
   return set;

@@ -40,30 +40,30 @@ enum class SFKernelForm : std::size_t
 };
 constexpr std::size_t SFKernelFormCount = 3;
 
-/// One step of a chain: an operator with its other operand, or SFHoldCode.
-struct SFChainLink
+/// One operation of a fused group: an operator with its other operand, or SFSpillCode.
+struct SFFusedOp
 {
   SFTapeCode code = 0;
   bool swapped = false; ///< the value so far is the second operand
   bool varies = false;  ///< whether the other operand varies along a row
-  /// The other operand; without data that of a binary operator is the value that is held.
+  /// The other operand; without data that of a binary operator is the value in the second register.
   SFKernelOperand operand;
 };
-/// In a chain: the value so far is put by, to be held until an operator takes it, and a new one begins with the operand.
-constexpr SFTapeCode SFHoldCode = InputCode;
-constexpr std::size_t SFLongestChain = 32;
+/// Moves the value so far into the second register, until an operator takes it, and begins a new one with the operand.
+constexpr SFTapeCode SFSpillCode = InputCode;
+constexpr std::size_t SFMaxFusedOps = 32;
 
-/// Operators of which each takes the value of the one before, over a box whose rows are at least SFShortestRow long.
-/// The value, and the one that is held, stay in registers from the first operand to the last operator.
-struct SFChainBox
+/// A fused group over a box whose rows are at least SFShortestRow long: each operator takes the value of the one before,
+/// which stays in registers from the first operand to the last operator, as does the second register.
+struct SFFusedBox
 {
   std::size_t n0 = 1;
   std::size_t n1 = 1;
   std::size_t n2 = 1;
   SFKernelOperand first;
   bool firstVaries = true;
-  SFChainLink const* links = nullptr;
-  std::size_t linkCount = 0;
+  SFFusedOp const* ops = nullptr;
+  std::size_t opCount = 0;
   /// The values are written contiguously to `out`, or, when it is null, stored as floats: float (i, j, k) is
   /// floats[i + j s1 + k s2]. Neither overlaps an operand.
   double* out = nullptr;
@@ -73,13 +73,13 @@ struct SFChainBox
   bool clamps = false; ///< to the diagonal, as rendering does
   double diagonal = 0.0;
 };
-using SFChainKernel = void (*)(SFChainBox const&);
+using SFFusedKernel = void (*)(SFFusedBox const&);
 constexpr std::size_t SFShortestRow = 8;
 
-/// Whether chains may hold an operator.
-constexpr bool IsChainable(SFTapeCode iCode) { return OperatorRow(SFNodeType{iCode}).isFusable; }
+/// Whether an operator may be fused.
+constexpr bool IsFusable(SFTapeCode iCode) { return OperatorRow(SFNodeType{iCode}).isFusable; }
 
-/// Where the floats of a box of n0 x n1 x n2 points go: those of point (i, j, k) begin at out[i w + j s1 + k s2], where
+/// The floats of a box of n0 x n1 x n2 points: those of point (i, j, k) begin at out[i w + j s1 + k s2], where
 /// w is how many there are for each.
 struct SFFloatBox
 {
@@ -117,7 +117,7 @@ struct SFTapeKernels
   std::string_view name;
   /// By operator code and form; null for codes that are not operators.
   SFKernel operators[SFNodeTypeCount][SFKernelFormCount];
-  SFChainKernel chain;
+  SFFusedKernel fused;
   /// Of operators over ranges, by code; null for others. The square of one value is recognised by both operands
   /// being one object.
   SFRangeKernel ranges[SFNodeTypeCount];

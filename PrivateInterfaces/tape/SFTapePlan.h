@@ -50,10 +50,10 @@ struct SFTapePlan
   /// A fused group, or a part of one.
   struct FusedCall
   {
-    SFChainBox box;
+    SFFusedBox box;
     SFArrayRef out; ///< none where the values are the result and go to the target
     SFArrayRef first;
-    std::size_t firstLink = 0; ///< its first link among those of the plan
+    std::size_t firstOp = 0; ///< its first op among those of the plan
   };
   /// An instruction that no kernel computes.
   struct PointwiseCall
@@ -79,12 +79,12 @@ struct SFTapePlan
   std::vector<KernelCall> kernelCalls;
   std::vector<FusedCall> fusedCalls;
   std::vector<PointwiseCall> pointwiseCalls;
-  std::vector<SFChainLink> links;
-  std::vector<SFArrayRef> linkArrays; ///< by link
+  std::vector<SFFusedOp> ops;
+  std::vector<SFArrayRef> opArrays; ///< by op
 
   std::array<unsigned int, 3> count{}; ///< the size of the tiles
   SFTapeShapes shapes;
-  std::vector<SFAxes> slots;           ///< by number: the axes of the values that it holds in turn
+  std::vector<SFAxes> slots;           ///< by number: the axes of the values that it takes in turn
   std::vector<SFPlannedValue> results; ///< by result of the list
   bool storesResult = false;           ///< whether the last call stores the one result into the target
 };

@@ -49,7 +49,7 @@ struct SFPrunerScratch
 };
 
 /// Shortens the list of steps for boxes: drops what provably cannot be chosen at any of a box's points, and what
-/// only that needed. What stays keeps its order and gives the same bits.
+/// only that needed. The steps that are left stay in order and give the same bits.
 ///
 /// Each needed value has a demanded range: a value above `upper` may be any other value above it, one below `lower`
 /// any other below. A minimum narrows the upper bound of both its operands to the smallest of their upper ends, so the
@@ -73,7 +73,7 @@ public:
 
   SFPrunerScratch MakeScratch() const;
 
-  /// Fills a list for each box with what `iList` needs over the points of that box. Returns the boxes for which
+  /// Writes a list for each box: the steps of `iList` that the points of that box need. Returns the boxes for which
   /// something could be dropped.
   SFBoxes Prune(SFPrunableList const& iList, std::span<SFTile const> iBoxes, SFListUse iUse, SFPrunerScratch& ioScratch,
                 SFPrunableList* oLists) const;

@@ -15,7 +15,7 @@ namespace SF {
 class SFTapeSweep
 {
 public:
-  /// Called with a tile that has been run, the list that it ran and the runner, which holds the results.
+  /// Called with a tile that has been run, the list that it ran, and the runner that has the results.
   using Sink = std::function<void(SFTile const&, SFTapeList const&, SFTapeRunner&)>;
   /// Takes the results. With a target the sink is called only for tiles whose result has not gone there.
   struct Output

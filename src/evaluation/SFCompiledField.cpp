@@ -35,15 +35,15 @@ bool CompileTape(SFDagNode const& iRoot, bool iFinite, SFTape& oTape)
 std::vector<std::shared_ptr<SFDagNode>> ResourcesOf(SFDagNode const& iRoot)
 {
   std::vector<std::shared_ptr<SFDagNode>> resources;
-  auto const keep = [&](std::shared_ptr<SFDagNode> const& iNode) {
+  auto const add = [&](std::shared_ptr<SFDagNode> const& iNode) {
     if (iNode != nullptr && NodeAs<ResourceToSF>(*iNode) != nullptr)
       resources.push_back(iNode);
   };
   for (SFDagNode const* const node : PostOrder(iRoot, SFReach::OperandsAndDerived)) {
-    keep(node->GetLhs());
-    keep(node->GetRhs());
+    add(node->GetLhs());
+    add(node->GetRhs());
     if (auto const* const functor = NodeAs<SFDagFunctor>(*node))
-      keep(functor->GetDerivedDag());
+      add(functor->GetDerivedDag());
   }
   return resources;
 }

@@ -76,7 +76,7 @@ HRESULT SFFieldCall::Run(unsigned int iThreads, std::function<void(bool iIsCalle
 
 namespace {
 
-/// The most values that are held at once while the tape runs, each until its last use.
+/// The most values that are live at once while the tape runs, each until its last use.
 std::size_t MostLiveValues(SFTape const& iTape)
 {
   auto const& instructions = iTape.instructions;
@@ -102,7 +102,7 @@ std::size_t MostLiveValues(SFTape const& iTape)
 
 SFWorkPlan PlanWork(SFTape const& iTape, unsigned int iThreads, std::size_t iVolume, std::size_t iBudget)
 {
-  // Of the working arrays by value: places, slots, ranges, needs, the lists of the pruning levels, and the plan.
+  // Of the working arrays by value: views, slots, ranges, demands, the lists of the pruning levels, and the plan.
   constexpr std::size_t bytesPerValue = 384;
   constexpr std::size_t leastVolume = 64;
   std::size_t const fixed = iTape.instructions.size() * bytesPerValue;

@@ -9,7 +9,7 @@ namespace {
 
 constexpr SFValueId Unknown = UINT32_MAX;
 
-/// What an instruction computes, as 64-bit words.
+/// The operation and the operands of an instruction, as 64-bit words: equal for equal values.
 std::array<std::uint64_t, 3> KeyOf(SFTapeInstruction const& iInstruction)
 {
   auto const& o = iInstruction.operands;

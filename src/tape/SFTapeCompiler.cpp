@@ -49,7 +49,7 @@ bool SFTapeCompiler::EnterTransform(SFDagNode const& iNode)
     inverse->GetCoef(c, 16);
     for (std::size_t row = 0; row < 3; ++row)
       to.values[row] = MappedCoordinate(c + 4 * row, from);
-    // Only the grid's own coordinates are known to be bounded; a chain of mappings could leave any bound.
+    // Only the grid's own coordinates are known to be bounded; nested mappings could leave any bound.
     to.finite = false;
   } else if (auto const* const cylinder = NodeAs<SFCylindricalTransform>(iNode)) {
     auto const& frame = cylinder->GetFrame();
@@ -82,7 +82,7 @@ bool SFTapeCompiler::EnterTransform(SFDagNode const& iNode)
 
 // ---- nodes ----------------------------------------------------------------------------------------------------
 
-HRESULT SFTapeCompiler::Keep(Frame const& iFrame, SFValueId iValue)
+HRESULT SFTapeCompiler::EndVisit(Frame const& iFrame, SFValueId iValue)
 {
   _last = _nodeValues[iFrame.number] = iValue;
   return S_OK;
@@ -120,11 +120,11 @@ HRESULT SFTapeCompiler::Begin(Frame& ioFrame, SFDagNode const*& oNext)
   auto const& position = _positions.back().values;
   switch (FamilyOf(type)) {
   case SFNodeFamily::Coordinate:
-    return Keep(ioFrame, position[static_cast<std::size_t>(type) - static_cast<std::size_t>(SFNodeType::X)]);
+    return EndVisit(ioFrame, position[static_cast<std::size_t>(type) - static_cast<std::size_t>(SFNodeType::X)]);
   case SFNodeFamily::Constant: {
     double value = 0.0;
     HRESULT const hr = node.GetConstant(value);
-    return Failed(hr) ? hr : Keep(ioFrame, Constant(value));
+    return Failed(hr) ? hr : EndVisit(ioFrame, Constant(value));
   }
   case SFNodeFamily::Resource: {
     auto const* const resource = NodeAs<ResourceToSF>(node);
@@ -136,7 +136,7 @@ HRESULT SFTapeCompiler::Begin(Frame& ioFrame, SFDagNode const*& oNext)
     instruction.axes = AllAxes;
     instruction.operands = position;
     instruction.resource = resource;
-    return Keep(ioFrame, Number(instruction));
+    return EndVisit(ioFrame, Number(instruction));
   }
   case SFNodeFamily::Operator:
     return EnterOperand(ioFrame, oNext);
@@ -167,19 +167,19 @@ HRESULT SFTapeCompiler::Leave(Frame const& iFrame)
   SFDagNode const& node = *iFrame.node;
   SFNodeType const type = node.GetTypeTag();
   if (IsOperator(type))
-    return Keep(iFrame, IsBinaryOperator(type) ? Emit(type, iFrame.lhs, _last) : Emit(type, _last));
+    return EndVisit(iFrame, IsBinaryOperator(type) ? Emit(type, iFrame.lhs, _last) : Emit(type, _last));
   if (FamilyOf(type) == SFNodeFamily::Offset)
-    return Keep(iFrame, _last);
+    return EndVisit(iFrame, _last);
 
   SFValueId const radius = _positions.back().values[0];
   _positions.pop_back();
   if (NodeAs<SFCylindricalTransform>(node) == nullptr)
-    return Keep(iFrame, _last);
+    return EndVisit(iFrame, _last);
   SFTapeInstruction limit;
   limit.code = LimitCode;
   limit.operands = {_limit, 0, 0};
   SFValueId const correction = Emit(SFNodeType::DIV, Number(limit), Emit(SFNodeType::POW, radius, Constant(4.0)));
-  return Keep(iFrame, Emit(SFNodeType::MINUS, _last, correction));
+  return EndVisit(iFrame, Emit(SFNodeType::MINUS, _last, correction));
 }
 
 bool SFTapeCompiler::StartRoot(SFTapeLimit iLimit)

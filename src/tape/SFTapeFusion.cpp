@@ -10,7 +10,7 @@ void SFTapeFusion::FindGroups(SFTapeList const& iList, SFTapeShapes const& iShap
   CountUses(iList, false);
   auto const& steps = iList.steps;
   for (std::uint32_t at = 0; at < steps.size(); ++at)
-    if (!_tape.IsHoisted(steps[at].id) && IsChainable(steps[at].code))
+    if (!_tape.IsHoisted(steps[at].id) && IsFusable(steps[at].code))
       FuseOperands(iList, at, iShapes);
   FindLastUses(iList, false);
 }
@@ -48,7 +48,7 @@ void SFTapeFusion::FuseOperands(SFTapeList const& iList, std::uint32_t iAt, SFTa
       return;
     // Of fewer axes, perhaps, but not of fewer points: then none is computed more often than before.
     SFTapeStep const& operand = steps[value.at];
-    if (IsChainable(operand.code) && iShapes[operand.axes].volume == volume)
+    if (IsFusable(operand.code) && iShapes[operand.axes].volume == volume)
       fused[count++] = value.at;
   });
   // There is one second register, so of two operands one at most may itself need it.

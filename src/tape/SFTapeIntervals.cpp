@@ -9,7 +9,7 @@
 namespace SF {
 namespace {
 
-/// A chain of tests that the compiler turns into a jump, with the operators inlined.
+/// A sequence of tests that the compiler turns into a jump, with the operators inlined.
 template <std::size_t... Kind>
 SFInterval RangeOf(SFTapeCode iCode, SFInterval const& iA, SFInterval const& iB, std::index_sequence<Kind...>)
 {

@@ -13,7 +13,7 @@
 namespace SF {
 namespace {
 
-/// The codes of the operators that chains may hold.
+/// The codes of the operators that may be fused.
 constexpr auto Fusable = [] {
   constexpr auto isFusable = [](SFOperatorRow const& iRow) { return iRow.isFusable; };
   constexpr auto count = std::count_if(SFOperatorTable.begin(), SFOperatorTable.end(), isFusable);

@@ -19,7 +19,7 @@ bool IsUnary(SFTapeStep const& iStep) { return ArityOf(iStep.code) == 1; }
 class SFTapePlanner::FusedCall
 {
 public:
-  struct Link
+  struct Op
   {
     SFTapeCode code = 0;
     bool swapped = false;
@@ -31,7 +31,7 @@ public:
     SFTapeStep const* last = nullptr;
     SFTapeStep const* second = nullptr; ///< whose value is in the second register
     std::size_t steps = 0;
-    std::size_t links = 0;
+    std::size_t ops = 0;
     std::size_t operands = 0;
   };
 
@@ -42,8 +42,8 @@ public:
 
   Extent const& Reach() const { return _reach; }
   void CutTo(Extent const& iReach) { _reach = iReach; }
-  std::span<Link const> Links() const { return {_links.data(), _reach.links}; }
-  /// The first operand, those of the links, the target.
+  std::span<Op const> Ops() const { return {_ops.data(), _reach.ops}; }
+  /// The first operand, those of the ops, the target.
   std::span<SFPlannedValue const* const> Operands() const { return {_operands.data(), _reach.operands}; }
 
   /// Whether rows are long enough, for all operands.
@@ -59,7 +59,7 @@ public:
   /// False when there is no more room.
   bool Add(SFTapeStep const& iStep)
   {
-    if (_reach.links + 2 > SFLongestChain)
+    if (_reach.ops + 2 > SFMaxFusedOps)
       return false;
     auto const isIn = [&](SFTapeStep const* iOther, std::size_t iOperand) {
       return iOther != nullptr && iOther->id == iStep.operands[iOperand];
@@ -69,15 +69,15 @@ public:
     if (swapped || isIn(_reach.last, 0)) {
       std::size_t const other = swapped ? 0 : 1;
       bool const takesSecond = !unary && isIn(_reach.second, other);
-      AddLink(iStep.code, swapped, unary || takesSecond ? nullptr : &_values[iStep.operands[other]]);
+      AddOp(iStep.code, swapped, unary || takesSecond ? nullptr : &_values[iStep.operands[other]]);
       _reach.second = takesSecond ? nullptr : _reach.second;
     } else {
       if (_reach.last == nullptr)
         AddOperand(_values[iStep.operands[0]]);
       else
-        AddLink(SFHoldCode, false, &_values[iStep.operands[0]]);
+        AddOp(SFSpillCode, false, &_values[iStep.operands[0]]);
       _reach.second = _reach.last;
-      AddLink(iStep.code, false, unary ? nullptr : &_values[iStep.operands[1]]);
+      AddOp(iStep.code, false, unary ? nullptr : &_values[iStep.operands[1]]);
     }
     _reach.last = &iStep;
     ++_reach.steps;
@@ -92,9 +92,9 @@ public:
   }
 
 private:
-  void AddLink(SFTapeCode iCode, bool iSwapped, SFPlannedValue const* iOperand)
+  void AddOp(SFTapeCode iCode, bool iSwapped, SFPlannedValue const* iOperand)
   {
-    _links[_reach.links++] = {iCode, iSwapped, iOperand};
+    _ops[_reach.ops++] = {iCode, iSwapped, iOperand};
     if (iOperand != nullptr)
       AddOperand(*iOperand);
   }
@@ -104,8 +104,8 @@ private:
   SFTapeShape const& _shape;
   bool _isChecked = false; ///< the rows are known to be long enough
   Extent _reach;
-  std::array<Link, SFLongestChain> _links;
-  std::array<SFPlannedValue const*, SFLongestChain + 2> _operands;
+  std::array<Op, SFMaxFusedOps> _ops;
+  std::array<SFPlannedValue const*, SFMaxFusedOps + 2> _operands;
 };
 
 SFTapePlanner::SFTapePlanner(SFTapeInvariants const& iTape)
@@ -158,8 +158,8 @@ void SFTapePlanner::Begin(SFTapeList const& iList, std::array<unsigned int, 3> c
   oPlan.kernelCalls.clear();
   oPlan.fusedCalls.clear();
   oPlan.pointwiseCalls.clear();
-  oPlan.links.clear();
-  oPlan.linkArrays.clear();
+  oPlan.ops.clear();
+  oPlan.opArrays.clear();
   oPlan.slots.clear();
   oPlan.results.clear();
   oPlan.storesResult = false;
@@ -196,7 +196,7 @@ std::size_t SFTapePlanner::PlanCall(std::vector<std::uint32_t> const& iGroup, st
   auto const& steps = _list->steps;
   SFTapeStep const& first = steps[iGroup[iFrom]];
   SFTapeShape const& shape = _plan->shapes[first.axes];
-  if (!IsChainable(first.code) || shape.volume < SFShortestRow) {
+  if (!IsFusable(first.code) || shape.volume < SFShortestRow) {
     PlanStep(first);
     return iFrom + 1;
   }
@@ -239,14 +239,14 @@ void SFTapePlanner::PlanFused(FusedCall const& iCall, bool iStores)
   SFLoopNest const loops(last.axes, _plan->shapes[last.axes], iCall.Operands());
   _plan->calls.push_back({SFTapePlan::CallKind::Fused, static_cast<std::uint32_t>(_plan->fusedCalls.size())});
   SFTapePlan::FusedCall& call = _plan->fusedCalls.emplace_back();
-  call.firstLink = _plan->links.size();
-  for (FusedCall::Link const& link : iCall.Links()) {
-    SFChainLink& planned = _plan->links.emplace_back(SFChainLink{link.code, link.swapped, false, {}});
-    if (link.operand != nullptr) {
-      planned.varies = loops.Varies(*link.operand);
-      planned.operand = loops.Operand(*link.operand);
+  call.firstOp = _plan->ops.size();
+  for (FusedCall::Op const& op : iCall.Ops()) {
+    SFFusedOp& planned = _plan->ops.emplace_back(SFFusedOp{op.code, op.swapped, false, {}});
+    if (op.operand != nullptr) {
+      planned.varies = loops.Varies(*op.operand);
+      planned.operand = loops.Operand(*op.operand);
     }
-    _plan->linkArrays.push_back(link.operand != nullptr ? link.operand->array : SFArrayRef{});
+    _plan->opArrays.push_back(op.operand != nullptr ? op.operand->array : SFArrayRef{});
   }
   auto const& [n0, n1, n2] = loops.Counts();
   call.box.n0 = n0;
@@ -255,7 +255,7 @@ void SFTapePlanner::PlanFused(FusedCall const& iCall, bool iStores)
   call.first = first.array;
   call.box.first = loops.Operand(first);
   call.box.firstVaries = loops.Varies(first);
-  call.box.linkCount = iCall.Links().size();
+  call.box.opCount = iCall.Ops().size();
   if (iStores) {
     call.box.s1 = loops.Stride(_target, 1);
     call.box.s2 = loops.Stride(_target, 2);

@@ -83,11 +83,11 @@ void SFTapeRunner::RunKernel(SFTapePlan::KernelCall& ioCall, SFTile const& iTile
 
 void SFTapeRunner::RunFused(SFTapePlan::FusedCall& ioCall, SFTile const& iTile)
 {
-  SFChainBox& box = ioCall.box;
+  SFFusedBox& box = ioCall.box;
   box.first.data = Input(ioCall.first, iTile);
-  for (std::size_t l = ioCall.firstLink; l < ioCall.firstLink + box.linkCount; ++l)
-    _plan.links[l].operand.data = Input(_plan.linkArrays[l], iTile);
-  box.links = &_plan.links[ioCall.firstLink];
+  for (std::size_t l = ioCall.firstOp; l < ioCall.firstOp + box.opCount; ++l)
+    _plan.ops[l].operand.data = Input(_plan.opArrays[l], iTile);
+  box.ops = &_plan.ops[ioCall.firstOp];
   if (ioCall.out.kind != SFArrayRef::Kind::None)
     box.out = Output(ioCall.out, iTile);
   else {
@@ -95,7 +95,7 @@ void SFTapeRunner::RunFused(SFTapePlan::FusedCall& ioCall, SFTile const& iTile)
     box.clamps = _target.clamps;
     box.diagonal = _target.diagonal;
   }
-  _tape.GetKernels().chain(box);
+  _tape.GetKernels().fused(box);
 }
 
 double const* SFTapeRunner::ResultRow(std::size_t iResult, SFTile const& iTile, unsigned int iJ, unsigned int iK)

@@ -88,9 +88,9 @@ SFTapeSweep::SFTapeSweep(SFTapeInvariants const& iTape, unsigned int iBegin, uns
 /// on some boxes all over the grid.
 bool SFTapeSweep::PruningGains() const
 {
-  constexpr std::size_t takes = 12; // additions a point
+  constexpr std::size_t overhead = 12; // additions a point
   constexpr std::size_t attempts = 4;
-  constexpr std::array<double, 3> steps{0.8191725134, 0.6710436067, 0.5497004779}; // spread evenly, Roberts 2018
+  constexpr std::array<double, 3> increments{0.8191725134, 0.6710436067, 0.5497004779}; // spread evenly, Roberts 2018
   SFPrunerScratch scratch = _pruner.MakeScratch();
   std::array<SFTile, SFTapePruner::MaxBoxes> boxes;
   std::array<SFPrunableList, SFTapePruner::MaxBoxes> lists;
@@ -98,17 +98,18 @@ bool SFTapeSweep::PruningGains() const
   for (std::size_t attempt = 0; attempt < attempts; ++attempt) {
     for (std::size_t i = 0; i < boxes.size(); ++i)
       for (std::size_t axis = 0; axis < 3; ++axis) {
-        double const place = std::fmod(static_cast<double>(attempt * boxes.size() + i) * steps[axis], 1.0);
+        double const fraction = std::fmod(static_cast<double>(attempt * boxes.size() + i) * increments[axis], 1.0);
         unsigned int const count = std::min(_levels.back()[axis], _all.count[axis]);
         boxes[i].count[axis] = count;
-        boxes[i].begin[axis] = _all.begin[axis] + static_cast<unsigned int>(place * (_all.count[axis] / count)) * count;
+        boxes[i].begin[axis] =
+            _all.begin[axis] + static_cast<unsigned int>(fraction * (_all.count[axis] / count)) * count;
       }
     _pruner.Prune(_pruner.GetList(), boxes, SFListUse::ToRun, scratch, lists.data());
     for (SFPrunableList const& list : lists)
       cost += list.cost;
   }
   std::size_t const pruned = cost / (attempts * boxes.size());
-  return pruned + pruned / 2 + takes < _pruner.GetList().cost;
+  return pruned + pruned / 2 + overhead < _pruner.GetList().cost;
 }
 
 SFTile SFTapeSweep::RegionAt(std::size_t iNumber) const

@@ -56,7 +56,7 @@ TEST(Conformance, OperatorsOnNastyValues)
   }
 }
 
-// The same from coordinates, constants and parameters, which fold, are kept for the whole grid, and have ranges.
+// The same from coordinates, constants and parameters, which fold, are hoisted, and have ranges.
 TEST(Conformance, OperatorsOnNastyCoordinatesAndConstants)
 {
   for (SFNodeType const type : Operators())
@@ -91,7 +91,7 @@ TEST(Conformance, MappingsAndChoicesAtNastyPoints)
   for (double const a : Nasty)
     for (double const b : Nasty) {
       double const origin[3] = {a, b, 1.0};
-      // On the second grid the coordinates are not kept, so their ranges are not those of kept values. An infinite
+      // On the second grid the coordinates are not hoisted, so their ranges are not those of hoisted values. An infinite
       // spacing makes the first point NaN and the others infinite.
       for (auto const& [dims, h] : {std::pair{std::array{3U, 9U, 2U}, 0.5}, std::pair{std::array{9U, 1U, 1U}, Inf}})
         ASSERT_NO_FATAL_FAILURE(

@@ -84,8 +84,8 @@ TEST(Random, GridsOfManyTiles)
     ExpectSameRendering(seed, 5 + seed * 13 % 120, 70 * 33 * 40);
 }
 
-// The doubles before any clamping; with every node of interest a result of the one tape; with budgets that keep
-// nothing, something or everything for the whole grid.
+// The doubles before any clamping; with every node of interest a result of the one tape; with budgets that hoist
+// nothing, something or everything.
 TEST(Random, ResultsUnderAllBudgets)
 {
   for (unsigned int seed = 2001; seed <= 2000 + Scaled(60); ++seed) {

@@ -13,48 +13,48 @@ namespace {
 constexpr std::size_t RowCount = 3;
 constexpr std::size_t SliceCount = 2;
 
-/// A random chain on rows of some length, and what it should give.
-class RandomChain
+/// A random fused group on rows of some length, and the values that it should give.
+class RandomGroup
 {
 public:
-  RandomChain(std::uint64_t iSeed, std::size_t iRowLength) : _random(iSeed), _n(iRowLength)
+  RandomGroup(std::uint64_t iSeed, std::size_t iRowLength) : _random(iSeed), _n(iRowLength)
   {
     _box.n0 = _n;
     _box.n1 = RowCount;
     _box.n2 = SliceCount;
     _box.firstVaries = Below(4) != 0;
     _box.first = NewOperand();
-    _links.resize(1 + Below(SFLongestChain));
-    bool holds = false;
-    for (SFChainLink& link : _links) {
-      bool const puts = !holds && Below(4) == 0;
-      link.code = puts ? SFHoldCode : RandomOperator();
-      bool const takes = !puts && ArityOf(link.code) == 2;
-      bool const takesHeld = takes && holds && Below(2) == 0;
-      link.swapped = takes && Below(2) == 0;
-      link.varies = Below(3) != 0;
-      if (puts || (takes && !takesHeld))
-        link.operand = NewOperand();
-      holds = (holds && !takesHeld) || puts;
+    _ops.resize(1 + Below(SFMaxFusedOps));
+    bool isSecondSet = false;
+    for (SFFusedOp& op : _ops) {
+      bool const spills = !isSecondSet && Below(4) == 0;
+      op.code = spills ? SFSpillCode : RandomOperator();
+      bool const takes = !spills && ArityOf(op.code) == 2;
+      bool const takesSecond = takes && isSecondSet && Below(2) == 0;
+      op.swapped = takes && Below(2) == 0;
+      op.varies = Below(3) != 0;
+      if (spills || (takes && !takesSecond))
+        op.operand = NewOperand();
+      isSecondSet = (isSecondSet && !takesSecond) || spills;
     }
-    _box.links = _links.data();
-    _box.linkCount = _links.size();
+    _box.ops = _ops.data();
+    _box.opCount = _ops.size();
   }
 
-  SFChainBox const& Box() const { return _box; }
+  SFFusedBox const& Box() const { return _box; }
   std::size_t Size() const { return _n * RowCount * SliceCount; }
 
   double Expected(std::size_t i) const
   {
     double value = At(_box.first, _box.firstVaries, i);
-    double held = 0.0;
-    for (SFChainLink const& link : _links) {
-      double const other = link.operand.data == nullptr ? held : At(link.operand, link.varies, i);
-      if (link.code == SFHoldCode) {
-        held = std::exchange(value, other);
+    double second = 0.0;
+    for (SFFusedOp const& op : _ops) {
+      double const other = op.operand.data == nullptr ? second : At(op.operand, op.varies, i);
+      if (op.code == SFSpillCode) {
+        second = std::exchange(value, other);
         continue;
       }
-      value = ScalarOps::Apply(SFNodeType{link.code}, link.swapped ? other : value, link.swapped ? value : other);
+      value = ScalarOps::Apply(SFNodeType{op.code}, op.swapped ? other : value, op.swapped ? value : other);
     }
     return value;
   }
@@ -65,7 +65,7 @@ private:
   SFTapeCode RandomOperator()
   {
     for (;;)
-      if (auto const code = static_cast<SFTapeCode>(Below(SFNodeTypeCount)); IsChainable(code))
+      if (auto const code = static_cast<SFTapeCode>(Below(SFNodeTypeCount)); IsFusable(code))
         return code;
   }
 
@@ -90,8 +90,8 @@ private:
   std::mt19937_64 _random;
   std::size_t _n;
   std::vector<Values> _values;
-  std::vector<SFChainLink> _links;
-  SFChainBox _box;
+  std::vector<SFFusedOp> _ops;
+  SFFusedBox _box;
 };
 
 float StoredFloat(double iValue, bool iClamps, double iDiagonal)
@@ -103,23 +103,23 @@ float StoredFloat(double iValue, bool iClamps, double iDiagonal)
 
 } // namespace
 
-// Every chainable operator, in every kernel set, with its operands in both orders and forms and with held values, on
-// rows of whole and of broken pieces; written as doubles and stored as floats. Nothing is written beside the box.
-TEST(Chain, GivesTheValuesOfItsOperators)
+// Every fusable operator, in every kernel set, with its operands in both orders and forms and with the second register,
+// on rows of whole and of broken strips; written as doubles and stored as floats. Nothing is written beside the box.
+TEST(FusedGroup, GivesTheValuesOfItsOperators)
 {
   constexpr double beside = 12345.0;
   for (SFTapeKernels const* const kernels : AvailableTapeKernels())
     for (std::size_t const n : {8U, 9U, 15U, 16U, 63U, 64U, 65U, 200U})
       for (std::uint64_t seed = 1; seed <= 60; ++seed) {
-        RandomChain const chain(seed * 1000 + n, n);
-        SFChainBox box = chain.Box();
-        Values values(chain.Size() + 1, beside);
+        RandomGroup const group(seed * 1000 + n, n);
+        SFFusedBox box = group.Box();
+        Values values(group.Size() + 1, beside);
         box.out = values.data();
-        kernels->chain(box);
-        for (std::size_t i = 0; i < chain.Size(); ++i)
-          ASSERT_TRUE(Same(values[i], chain.Expected(i)))
+        kernels->fused(box);
+        for (std::size_t i = 0; i < group.Size(); ++i)
+          ASSERT_TRUE(Same(values[i], group.Expected(i)))
               << kernels->name << ", rows of " << n << ", seed " << seed << ", " << i << ": " << values[i]
-              << " instead of " << chain.Expected(i);
+              << " instead of " << group.Expected(i);
         EXPECT_EQ(values.back(), beside);
 
         // Rows of floats with a gap after each.
@@ -131,11 +131,11 @@ TEST(Chain, GivesTheValuesOfItsOperators)
         box.s2 = static_cast<std::ptrdiff_t>(pitch * RowCount);
         box.clamps = seed % 2 == 0;
         box.diagonal = 2.5;
-        kernels->chain(box);
+        kernels->fused(box);
         for (std::size_t at = 0; at < floats.size(); ++at) {
           std::size_t const row = at / pitch;
           bool const isInside = at % pitch < n && row < RowCount * SliceCount;
-          float const expected = isInside ? StoredFloat(chain.Expected(row * n + at % pitch), box.clamps, box.diagonal)
+          float const expected = isInside ? StoredFloat(group.Expected(row * n + at % pitch), box.clamps, box.diagonal)
                                           : static_cast<float>(beside);
           ASSERT_TRUE(Same(floats[at], expected))
               << kernels->name << ", rows of " << n << ", seed " << seed << ", float " << at << ": " << floats[at]
