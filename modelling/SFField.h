@@ -163,6 +163,7 @@ SF_MODELLING_EXPORT SFField acos(SFField const& iA);
 SF_MODELLING_EXPORT SFField atan(SFField const& iA);
 SF_MODELLING_EXPORT SFField exp(SFField const& iA);
 SF_MODELLING_EXPORT SFField log(SFField const& iA); ///< natural
+/// a to the power b; b = 2 gives the square.
 SF_MODELLING_EXPORT SFField pow(SFField const& iA, SFField const& iB);
 SF_MODELLING_EXPORT SFField sign(SFField const& iA);                   ///< 1 where a > 0, -1 elsewhere
 SF_MODELLING_EXPORT SFField min(SFField const& iA, SFField const& iB); ///< b where b < a, else a

@@ -1,3 +1,4 @@
+#include "SFBoxes.h"
 #include "SFFieldNode.h"
 
 #include "ZULPI.h"
@@ -31,6 +32,16 @@ SFField Balanced(std::span<SFField const> iFields, Join iJoin)
   return level.front();
 }
 
+/// The gradient of a smooth union lies between those of its operands, and its value at most `iDepth` below the sharp one.
+SFFieldFacts SmoothFacts(SFField const& iSharp, double iDepth)
+{
+  SFFieldFacts facts = FactsOf(iSharp);
+  facts.isDistance = false;
+  if (facts.HasBounds())
+    facts.bounds = Boxes::Grown(facts.bounds, iDepth / facts.growth);
+  return facts;
+}
+
 } // namespace
 
 SFField operator+(SFField const& iA, SFField const& iB) { return Of(SFNodeType::PLUS, iA, iB); }
@@ -50,7 +61,11 @@ SFField acos(SFField const& iA) { return Of(SFNodeType::ACOS, iA); }
 SFField atan(SFField const& iA) { return Of(SFNodeType::ATAN, iA); }
 SFField exp(SFField const& iA) { return Of(SFNodeType::EXP, iA); }
 SFField log(SFField const& iA) { return Of(SFNodeType::LN, iA); }
-SFField pow(SFField const& iA, SFField const& iB) { return Of(SFNodeType::POW, iA, iB); }
+SFField pow(SFField const& iA, SFField const& iB)
+{
+  // A square has bounds over negative numbers too, and costs less.
+  return iB.GetNode()->IsConstant(2.0) ? square(iA) : Of(SFNodeType::POW, iA, iB);
+}
 SFField sign(SFField const& iA) { return Of(SFNodeType::SIGN, iA); }
 SFField min(SFField const& iA, SFField const& iB) { return Of(SFNodeType::MIN, iA, iB); }
 SFField max(SFField const& iA, SFField const& iB) { return Of(SFNodeType::MAX, iA, iB); }
@@ -97,7 +112,7 @@ SFField SmoothUnion(SFField const& iA, SFField const& iB, double iRadius)
   if (iRadius == 0.0)
     return sharp;
   SFField const h = max(0.0, 1.0 - abs(iA - iB) / iRadius);
-  return sharp - square(h) * (iRadius / 4.0);
+  return WithFacts(sharp - square(h) * (iRadius / 4.0), SmoothFacts(sharp, iRadius / 4.0));
 }
 
 SFField SmoothUnion(std::span<SFField const> iFields, double iRadius)

@@ -127,6 +127,8 @@ std::vector<SFFormulaRow> BasicRows()
 std::vector<SFFormulaRow> AllRows()
 {
   std::vector<SFFormulaRow> rows = BasicRows();
+  for (SFFormulaRow& row : FormulaShapeRows())
+    rows.push_back(std::move(row));
   std::sort(rows.begin(), rows.end(),
             [](SFFormulaRow const& iA, SFFormulaRow const& iB) { return iA.function.name < iB.function.name; });
   return rows;

@@ -61,6 +61,8 @@ struct SFFormulaRow
   SFField (*apply)(SFFormulaCall const&);
 };
 
+/// The rows of shapes.
+std::vector<SFFormulaRow> FormulaShapeRows();
 /// All rows in alphabetical order.
 std::vector<SFFormulaRow> const& FormulaRows();
 /// Null where there is none of the name.

@@ -41,6 +41,10 @@ TEST(Formula, GivesTheValueThatMathematicsGives)
       {"smooth_union(x, x, radius = 4)", 0.0},
       {"symmetric_difference(b = x + 1, a = z) + pow(b = y, a = z)", 11.0},
       {"angle(0, 1) / pi", 2.0},
+      {"half_space([0, 0, 2])", 3.0},
+      {"prism([[0, 0], [2, 0], [2, 4], [0, 4]], height = 10)", -1.0},
+      {"struts([[0, 0, 0, 0, 0, 9], [5, 0, 0, 5, 1, 1]], 1)", std::sqrt(5.0) - 1.0},
+      {"chain([[1, 2, 0], [1, 2, 9], [9, 9, 9]], 0.5)", -0.5},
   };
   for (Value const& each : values) {
     if (std::string_view(each.text).find('\\') != std::string_view::npos) {
@@ -130,6 +134,70 @@ TEST(Formula, ParametersCanBeReplaced)
   auto const parameters = SFFormula::ReadParameters(text);
   ASSERT_EQ(parameters.size(), 2U);
   EXPECT_EQ(parameters[0].high, 3.0);
+}
+
+/// Every function of the table, in a call that works.
+TEST(Formula, EveryFunctionCanBeCalled)
+{
+  std::map<std::string_view, std::string> const usual = {{"size", "[4, 4, 4]"},
+                                                         {"radii", "[1, 2, 3]"},
+                                                         {"counts", "[2, 2, 1]"},
+                                                         {"normal", "[1, 1, 0]"},
+                                                         {"v", "[x, y]"},
+                                                         {"spacing", "[3, 3, 3]"},
+                                                         {"by", "[1, 2, 3]"},
+                                                         {"axis", "[0, 1, 0]"},
+                                                         {"through", "[1, 0, 0]"},
+                                                         {"about", "[1, 1, 1]"},
+                                                         {"factors", "[1, 2, 1]"},
+                                                         {"from", "[0, 0, 0]"},
+                                                         {"to", "[1, 1, 1]"},
+                                                         {"a", "sphere(0.2)"},
+                                                         {"b", "x"},
+                                                         {"x", "y"},
+                                                         {"y", "x"},
+                                                         {"z", "z"},
+                                                         {"polygon", "[[0, 0], [1, 0], [0, 1]]"},
+                                                         {"points", "[[0, 0, 0], [1, 1, 1]]"},
+                                                         {"ends", "[[0, 0, 0, 1, 1, 1]]"},
+                                                         {"teeth", "12"},
+                                                         {"pressure_angle", "20*deg"}};
+  for (SFFormulaFunction const& function : SFFormula::Functions()) {
+    if (function.name == "resource")
+      continue;
+    std::string text = "param p = 0.75\n" + std::string(function.name) + "(";
+    for (SFFormulaArgument const& argument : function.arguments) {
+      auto const at = usual.find(argument.name);
+      bool const isVector = argument.name == "cell" && function.name.ends_with("lattice");
+      std::string const value = isVector ? "[4, 4, 4]" : at == usual.end() ? "p" : at->second;
+      text += std::string(argument.name) + " = " + (argument.name == "count" ? "3" : value) + ", ";
+    }
+    text.replace(text.size() - 2, 2, ")");
+    try {
+      SFField const field = SFFormula::Read(text);
+      EXPECT_FALSE(std::isnan(field(0.3, 0.4, 0.5))) << text;
+      EXPECT_EQ(SFFormula::Read(field.ToFormula()).ToFormula(), field.ToFormula()) << text;
+    } catch (SFFormulaError const& error) {
+      ADD_FAILURE() << error.Report(text);
+    }
+  }
+}
+
+TEST(Formula, TheExampleOfTheDocuments)
+{
+  SFField const part = SFFormula::Read(R"(# a plate with two bores
+param bore = 4 (1 .. 10)
+hole  = cylinder(radius = bore, height = 20)
+plate = difference(box([80, 50, 6]), union(translate(hole, [30, 0, 0]), translate(hole, [-30, 0, 0])))
+smooth_union(plate, sqrt(x^2 + y^2 + (z - 6)^2) - 8, radius = 2)
+)");
+  EXPECT_EQ(part(30.0, 0.0, 0.0), 3.0 + 1.0);
+  EXPECT_LT(part(30.0, 5.0, 0.0), 0.0);
+  EXPECT_EQ(With(part, "bore", 6.0)(30.0, 5.0, 0.0), 1.0);
+  auto const bounds = part.Bounds();
+  ASSERT_TRUE(bounds);
+  EXPECT_NEAR(bounds->high.x, 40.5, 0.01);
+  EXPECT_NEAR(bounds->high.z, 14.5, 0.01);
 }
 
 TEST(Formula, DepthAndLengthCostNoStack)

@@ -1,4 +1,5 @@
 #include "SFFieldCalculus.h"
+#include "SFShapes.h"
 #include "SFTransforms.h"
 #include "Support.h"
 
@@ -70,7 +71,15 @@ private:
     SFField const x = SFField::X();
     SFField const y = SFField::Y();
     SFField const z = SFField::Z();
-    switch (Below(4)) {
+    switch (Below(6)) {
+    case 4:
+      return {Sphere(r), [=](Point const& p, double d) { return std::hypot(p[0], p[1], p[2]) - r - d; }};
+    case 5:
+      return {Box({2.0 * r, 2.0, 1.0}), [=](Point const& p, double d) {
+                Point const q{std::abs(p[0]) - r, std::abs(p[1]) - 1.0, std::abs(p[2]) - 0.5};
+                double const outside = std::hypot(std::max(q[0], 0.0), std::max(q[1], 0.0), std::max(q[2], 0.0));
+                return outside + std::min(std::max({q[0], q[1], q[2]}), 0.0) - d;
+              }};
     case 0:
       return {Length({x, y, z}) - r, [=](Point const& p, double d) { return std::hypot(p[0], p[1], p[2]) - r - d; }};
     case 1:
@@ -94,7 +103,7 @@ private:
     double const a = Number(-3.0, 3.0);
     double const length = std::sqrt(DotOf(v, v));
     Point const n{v[0] / length, v[1] / length, v[2] / length};
-    switch (Below(isDistance ? 6 : 5)) {
+    switch (Below(isDistance ? 7 : 6)) {
     case 0:
       return {Translate(iModel.field, {v[0], v[1], v[2]}),
               [=](Point const& p, double d) { return inner(Plus(p, -1.0, v), d); }, isDistance};
@@ -123,6 +132,15 @@ private:
                 return inner({c * p[0] + s * p[1], c * p[1] - s * p[0], p[2]}, d);
               },
               false};
+    case 5: {
+      Point const s{Number(0.3, 3.0), Number(0.3, 3.0), 1.0};
+      double const least = std::min({s[0], s[1], s[2]});
+      return {Stretch(iModel.field, {s[0], s[1], s[2]}),
+              [=](Point const& p, double) {
+                return least * inner({p[0] / s[0], p[1] / s[1], p[2] / s[2]}, 0.0);
+              },
+              false};
+    }
     default: {
       double const by = Number(-0.4, 0.4);
       return {Offset(iModel.field, by), [=](Point const& p, double d) { return inner(p, d + by); }, isDistance};
