@@ -91,11 +91,11 @@ def words(values):
 
 class Results(SfdagTest):
     def test_text(self):
-        self.put("layout.sf", b"\xef\xbb\xbf+ f1\n\tX\r\n")
+        self.put("layout.sf", b"\xef\xbb\xbf+ f1\n\t+ f2\rX\r\n")
         table = [
             (["-x", "+X*Yf2"], b"", b"+ X * Y f2 $\n"),
             (["-x", "- X Y"], b"", b"- X Y $\n"),
-            (["layout.sf"], b"", b"+ f1 X $\n"),
+            (["layout.sf"], b"", b"+ f1 + f2 X $\n"),
             (["-", "--level", "1"], b"f0.123456789 ", b"f0.123457 $\n"),
             (["-x", "b0.1 X Y", "--level", "2"], b"", b"b0.1 X Y $\n"),
             (["-"], b"q" * 1000000 + b"X", b"q " * 1000000 + b"X $\n"),
@@ -149,6 +149,10 @@ class Results(SfdagTest):
             self.assertTrue(text.endswith(" $\n"))
             for value, wanted in zip(self.values(text, points), expected):
                 self.assertAlmostEqual(value, wanted, 6, arguments)
+        # Of exp x the orders are the Taylor polynomials of exp(-d) beside it.
+        for order, expected in [("1", 1 - 0.5), ("2", 1 - 0.5 + 0.125), ("3", 1 - 0.5 + 0.125 - 0.125 / 6)]:
+            text = self.succeed("offset", "-x", "e X", "--distance", "0.5", "--order", order).decode()
+            self.assertAlmostEqual(self.values(text, [(0, 0, 0)])[0], expected, 5, order)
         # An offset token, and an offset of one.
         for model in ["o0.25 " + SPHERE, self.succeed("offset", "-x", "o.125 " + SPHERE, "--distance", ".125").decode()]:
             for value, before in zip(self.values(model, points), sphere):
@@ -203,6 +207,8 @@ class Calculus(SfdagTest):
             (["derive", "-x", "* X X", "--by", "x"], b"+ * f1 X * X f1 $\n"),
             (["derive", "-x", "* X X", "--by", "x", "--simplify"], b"+ X X $\n"),
             (["derive", "-x", "* X X", "--simplify", "--by", "z"], b"f0 $\n"),
+            (["derive", "-x", "- Y + Z Z", "--simplify", "--by", "y"], b"f1 $\n"),
+            (["derive", "-x", "- Y + Z Z", "--simplify", "--by", "z"], b"f-2 $\n"),
             (["derive", "-x", offset, "--by", "x", "--simplify"], b"f2 $\n"),
             (["gradient", "-x", SPHERE], b"".join(b"/ * f2 %s * f2 r + + q X q Y q Z $\n" % v for v in [b"X", b"Y", b"Z"])),
             # each component is that of the field as it was; another visit of the quotient would make it 0
@@ -276,6 +282,10 @@ class Grids(SfdagTest):
             log.flush()
             self.succeed(*arguments, "/dev/stdout", stdout=log)
         self.assertEqual(self.get("log"), b"before" + npy)
+        with open(self.path("log"), "r+b") as log:  # the library's lines go there as well
+            log.seek(6)
+            subprocess.run([SFDAG, *arguments, "/dev/stderr"], stderr=log, cwd=self.folder, timeout=60)
+        self.assertTrue(self.get("log").startswith(b"beforeSFDagEvaluator") and self.get("log").endswith(npy))
 
         self.put("target", b"old")
         os.chmod(self.path("target"), 0o640)
@@ -335,13 +345,18 @@ class Pictures(SfdagTest):
             self.assertEqual(len(seen), 2, model)
 
     def test_lines(self):
-        """Across X from -2 to 2 there is one strong line, and iso-lines at the multiples of the spacing."""
-        for spacing, lines in [("0.5", 9), ("1", 5)]:
-            self.succeed("slice", "-x", "X", "--dims", "17", "3", "1", "--voxel", "0.25", "--origin", "-2", "0", "0",
-                         "--scale", "40", "--iso", spacing, "-o", "out.png")
+        """Across X, from -2 to 2 or less, there is one strong line, and iso-lines at the multiples of the spacing."""
+        table = [  # voxel, arguments, the spacing that is asked for or suits the picture, lines
+            (0.25, ["--iso", "0.5"], 0.5, 9), (0.25, ["--iso", "1"], 1, 5),
+            (0.25, [], 0.2, 21),  # 4.25 / 26 = 0.163 in round numbers
+            (0.1875, [], 0.1, 31),  # 0.123
+        ]
+        for voxel, arguments, spacing, lines in table:
+            self.succeed("slice", "-x", "X", "--dims", "17", "3", "1", "--voxel", repr(voxel), "--origin",
+                         repr(-8 * voxel), "0", "0", "--scale", "40", *arguments, "-o", "out.png")
             row = [sum(pixel) for pixel in self.read_png("out.png")[60]]
             minima = [x for x in range(1, len(row) - 1) if row[x - 1] > row[x] <= row[x + 1] and row[x - 3] - row[x] > 60]
-            step = int(160 * float(spacing))
+            step = 40 / voxel * spacing
             self.assertEqual(len(minima), lines, spacing)
             for n, x in enumerate(minima):
                 self.assertLessEqual(abs(x - (340 + (n - lines // 2) * step)), 1, spacing)
