@@ -136,20 +136,3 @@ TEST(Builder, LongTextsCostLinearTime)
     text += "* " + std::string(i % 2 == 0 ? "X" : "Y") + " f" + std::to_string(i / 2) + " ";
   EXPECT_EQ(ValueAt(*Build(text), {1.0, 1.0, 0.0}), (half - 1.0) * half);
 }
-
-TEST(Builder, AnyBytesGiveAGraphOrItsLine)
-{
-  std::mt19937 random(7);
-  std::string const alphabet = "XYZf1f2fbo#+-*/^UID\\q!csraelCStT?pmndg[];,.0123456789e-$\0\x7f\x80\xff\t\n"s;
-  for (int run = 0; run < 20000; ++run) {
-    std::string text;
-    for (auto length = random() % 24; length > 0; --length)
-      text += random() % 3 == 0 ? ' ' : alphabet[random() % alphabet.size()];
-    Captured const captured;
-    auto const root = Build(text);
-    EXPECT_EQ(root == nullptr, captured.Text().find(Top) != std::string::npos) << text;
-    SFEvaluationContext context(0);
-    if (root != nullptr)
-      SFDagEvaluator(Level2()).ComputeScalar(context, *root);
-  }
-}

@@ -121,20 +121,12 @@ TEST(CompiledField, HasTheValuesOfTheEvaluator)
   }
 }
 
-TEST(CompiledField, TakesAnyNumberOfPoints)
-{
-  for (std::size_t const count : {1U, 2U, 511U, 512U, 513U, 40000U}) {
-    Points points = RandomPoints(count);
-    ExpectValuesOfRecursion("I + + * s X c Y * s Y c Z * s Z c X - a X f3 $", points, 3);
-  }
-}
-
 TEST(CompiledField, ReusesItsMemoryForCallsOfDifferentSizes)
 {
   RootPtr const root = Build("+ U X * Y f2 s Z $");
-  FieldPtr const field = Compiled(root, WithThreads(1));
+  FieldPtr const field = Compiled(root, WithThreads(3));
   SFEvaluationContext context = root->GetNewEvaluationContext();
-  for (std::size_t const count : {1U, 600U, 3U, 512U, 1U}) {
+  for (std::size_t const count : {1U, 2U, 600U, 511U, 3U, 512U, 513U, 40000U, 1U}) {
     Points points = RandomPoints(count);
     ASSERT_EQ(points.Evaluate(*field), S_OK);
     for (std::size_t i = 0; i < count; ++i)

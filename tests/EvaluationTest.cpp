@@ -9,7 +9,6 @@
 
 #include <functional>
 #include <limits>
-#include <map>
 
 using namespace SF;
 using namespace SFTest;
@@ -19,46 +18,7 @@ namespace {
 using enum SFNodeType;
 
 double const Inf = std::numeric_limits<double>::infinity();
-double const Denormal = std::numeric_limits<double>::denorm_min();
 double const Largest = std::numeric_limits<double>::max();
-
-/// What every operator means, as plainly as it can be said.
-std::map<SFNodeType, std::function<double(double, double)>> const Meaning = {
-    {PLUS, [](double a, double b) { return a + b; }},
-    {SQUARE, [](double a, double) { return a * a; }},
-    {MINUS, [](double a, double b) { return a - b; }},
-    {MULT, [](double a, double b) { return a * b; }},
-    {MIN, [](double a, double b) { return b < a ? b : a; }},
-    {MAX, [](double a, double b) { return b > a ? b : a; }},
-    {NOT, [](double a, double) { return 0.0 - a; }},
-    {COS, [](double a, double) { return std::cos(a); }},
-    {SIN, [](double a, double) { return std::sin(a); }},
-    {ROOT, [](double a, double) { return std::sqrt(a); }},
-    {DIV, [](double a, double b) { return a / b; }},
-    {ABS, [](double a, double) { return std::fabs(a); }},
-    {EXP, [](double a, double) { return std::exp(a); }},
-    {LN, [](double a, double) { return std::log(a); }},
-    {POW, [](double a, double b) { return std::pow(a, b); }},
-    {SYMDIFF,
-     [](double a, double b) {
-       double const m = b < a ? b : a;
-       double const M = b > a ? b : a;
-       return -M > m ? -M : m;
-     }},
-    {WITHOUT, [](double a, double b) { return -b > a ? -b : a; }},
-    {ACOS, [](double a, double) { return std::acos(a); }},
-    {ASIN, [](double a, double) { return std::asin(a); }},
-    {TAN, [](double a, double) { return std::tan(a); }},
-    {ATAN, [](double a, double) { return std::atan2(a, 1.0); }},
-    {SIGN, [](double a, double) { return a > 0.0 ? 1.0 : -1.0; }},
-};
-
-// clang-format off
-double const Nasty[] = {
-    NAN, Inf, -Inf, 0.0, -0.0, Denormal, -Denormal, DBL_MIN, 1.0, -1.0, Largest, -Largest, 0.5, -0.5,
-    1.0 + DBL_EPSILON, 3.0, -2.0, 1e22, 1e-9, 709.9, -745.2, 1.5707963267948966,
-};
-// clang-format on
 
 HRESULT Evaluate(SFDagNode const& iNode, SFEvaluationContext iContext = SFEvaluationContext(0))
 {
@@ -95,36 +55,6 @@ LineList operator+(LineList iLines, LineList const& iMore)
 } // namespace
 
 // ---- values -------------------------------------------------------------------------------------------------------
-
-TEST(Evaluation, OperatorsMeanWhatIsStated)
-{
-  for (auto const& [type, meaning] : Meaning)
-    for (double const a : Nasty)
-      for (double const b : Nasty) {
-        auto const node = Op(type, Constant(a), IsBinaryOperator(type) ? Constant(b) : nullptr);
-        double const value = ValueAt(*node, {});
-        EXPECT_TRUE(Same(value, meaning(a, b))) << OperatorRow(type).name << ' ' << a << ' ' << b << " gave " << value;
-      }
-}
-
-TEST(Evaluation, TiesSignedZerosAndNaN)
-{
-  // clang-format off
-  struct { SFNodeType type; double a, b, value; } const cases[] = {
-      {MIN, 1, NAN, 1}, {MIN, NAN, 1, NAN}, {MIN, 0.0, -0.0, 0.0}, {MIN, -0.0, 0.0, -0.0}, {MAX, 1, NAN, 1},
-      {MAX, NAN, 1, NAN}, {MAX, 0.0, -0.0, 0.0}, {MAX, -0.0, 0.0, -0.0}, {NOT, 0.0, 0, 0.0}, {NOT, -0.0, 0, 0.0},
-      {SIGN, 0.0, 0, -1}, {SIGN, NAN, 0, -1}, {SIGN, 5e-324, 0, 1}, {WITHOUT, 2, -2, 2}, {WITHOUT, -0.0, 0.0, -0.0},
-      {SYMDIFF, 1, NAN, 1}, {SYMDIFF, -3, 2, -2}, {DIV, 1, -0.0, -Inf}, {ATAN, -0.0, 0, -0.0},
-      {ATAN, Inf, 0, 1.5707963267948966}, {ROOT, -1, 0, NAN}, {ROOT, -0.0, 0, -0.0}, {POW, NAN, 0.0, 1},
-      {POW, -8, 1.0 / 3.0, NAN}, {ACOS, 1.5, 0, NAN}, {LN, 0, 0, -Inf},
-  };
-  // clang-format on
-  for (auto const& test : cases) {
-    auto const& row = OperatorRow(test.type);
-    auto const node = Op(test.type, Constant(test.a), row.arity == 2 ? Constant(test.b) : nullptr);
-    EXPECT_TRUE(Same(ValueAt(*node, {}), test.value)) << row.name << ' ' << test.a << ' ' << test.b;
-  }
-}
 
 TEST(Evaluation, LeavesAndResources)
 {

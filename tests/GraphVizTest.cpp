@@ -139,36 +139,3 @@ TEST(GraphViz, ADrawingBeyondMeasureIsRefused)
   ASSERT_GE(lines.size(), 40u);
   EXPECT_EQ(lines.back(), BinaryLhsFailed);
 }
-
-TEST(GraphViz, DotReadsTheDrawings)
-{
-  if (std::system("dot -V >/dev/null 2>&1") != 0)
-    GTEST_SKIP() << "dot is not installed";
-  auto const file = std::filesystem::path(testing::TempDir()) / "sf_graphviz_test.gv";
-  auto const nodesIn = [&file](std::string const& iText) {
-    auto const root = Build(iText);
-    std::string graph;
-    EXPECT_EQ(SFDagToGraphViz(Level2()).Export(*root, graph, false), S_OK);
-    std::ofstream(file, std::ios::binary) << graph;
-    FILE* const plain = popen(("dot -Tplain '" + file.string() + "' 2>&1").c_str(), "r");
-    std::string output;
-    for (char buffer[4096]; std::fgets(buffer, sizeof buffer, plain) != nullptr;)
-      output += buffer;
-    EXPECT_EQ(pclose(plain), 0) << iText << "\n" << output;
-    std::regex const node("(^|\n)node ");
-    return std::distance(std::sregex_iterator(output.begin(), output.end(), node), std::sregex_iterator());
-  };
-
-  // One box more than nodes: "dag" itself.
-  EXPECT_EQ(nodesIn("+ q X q X $"), 1 + 3);
-  EXPECT_EQ(nodesIn("U #a * pr[2] b0.5 f1 f1 $"), 1 + 6);
-  EXPECT_EQ(nodesIn("g[[#a;#b]] d[#c;#d] o0.5 n[0;0;0;0;0;1;3] m[1;0;0;0;0;1;0;0;0;0;1;0] X $"), 1 + 6);
-  std::string all;
-  for (SFOperatorRow const& row : SFOperatorTable)
-    if (IsOperator(row.type))
-      all.append(row.arity == 2 ? std::string(1, row.token) + " Y " : "")
-          .append(row.arity == 1 ? std::string(1, row.token) : "")
-          .append(" ");
-  EXPECT_GT(nodesIn(all + "X $"), 20);
-  std::filesystem::remove(file);
-}

@@ -8,29 +8,6 @@
 using namespace SF;
 using namespace SFTest;
 
-TEST(Lexer, ReadsExactlyTheTokensOfTheTable)
-{
-  std::string tokens;
-  for (SFOperatorRow const& row : SFOperatorTable)
-    if (row.token != 0 && row.type != SFNodeType::END)
-      tokens += row.token;
-  for (int c = 0; c < 256; ++c) {
-    std::string const text(1, static_cast<char>(c));
-    double value = 0.0;
-    std::size_t start = 9;
-    std::size_t end = 9;
-    SFNodeType const type = SFLexer(text).Next(value, start, end);
-    bool const isToken = c != 0 && tokens.find(static_cast<char>(c)) != std::string::npos;
-    if (!isToken)
-      EXPECT_EQ(type, SFNodeType::END) << c;
-    else if (c == '#')
-      EXPECT_EQ(type, SFNodeType::UNRESOLVEDREF);
-    else
-      EXPECT_EQ(OperatorRow(type).token, text[0]) << c;
-    EXPECT_EQ(start, isToken || c == '$' ? 0U : 1U) << c;
-  }
-}
-
 TEST(Lexer, CutsTheTextForItsCaller)
 {
   SFLexer lexer("m[1;2] X");

@@ -98,7 +98,7 @@ std::string IntervalOf(std::string const& iText)
   double low = NaN;
   double high = NaN;
   HRESULT const hr = Compiled(Build(iText))->EvaluateInterval({{-1, 1, 0}, {2, 3, 0}}, low, high);
-  return Shown(low) + " " + Shown(high) + (hr == S_FALSE ? " or NaN" : hr == S_OK ? "" : " failed");
+  return Shown(low, 12) + " " + Shown(high, 12) + (hr == S_FALSE ? " or NaN" : hr == S_OK ? "" : " failed");
 }
 
 Row Simplified(std::string const& iText)
@@ -204,6 +204,17 @@ TEST(Tables, Labels)
     auto const from = drawing.find("\ta");
     std::cout << drawing.substr(from, drawing.find('\n', from) + 1 - from);
     return Row{};
+  });
+}
+
+TEST(Tables, Operators)
+{
+  CheckTable("operators", 2, [](Row const& iRow) {
+    auto const row = std::find_if(SFOperatorTable.begin(), SFOperatorTable.end(),
+                                  [&](SFOperatorRow const& iOne) { return iOne.name == iRow[0]; });
+    auto const operands = Numbers(iRow[1]);
+    auto const operand = [&](std::size_t i) { return i < operands.size() ? Constant(operands[i]) : nullptr; };
+    return Row{Shown(ValueAt(*Op(row->type, operand(0), operand(1)), {}), 14)};
   });
 }
 

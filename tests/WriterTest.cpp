@@ -44,23 +44,8 @@ TEST(Writer, TextIsAFixedPoint)
   }
 }
 
-TEST(Writer, NumbersHaveSixDigits)
+TEST(Writer, NumbersAreChecked)
 {
-  double const inf = std::numeric_limits<double>::infinity();
-  // clang-format off
-  struct { double value; char const* text; } const cases[] = {
-      {0.5, "0.5"}, {2, "2"}, {3.14159265, "3.14159"}, {1234567, "1.23457e+06"}, {1e-5, "1e-05"}, {1e-7, "1e-07"},
-      {1e6, "1e+06"}, {999999.5, "1e+06"}, {123456, "123456"}, {-0.0, "-0"}, {0.123456789, "0.123457"},
-      {1e300, "1e+300"}, {0.0001, "0.0001"}, {100, "100"}, {-1.5e-9, "-1.5e-09"}, {5e-324, "4.94066e-324"},
-      {inf, "inf"}, {-inf, "-inf"}, {NAN, "nan"},
-  };
-  // clang-format on
-  for (auto const& test : cases) {
-    std::string text = "before";
-    EXPECT_EQ(ToSFString(test.value, text), S_OK);
-    EXPECT_EQ(text, test.text);
-    EXPECT_EQ(TextOf(*Constant(test.value)), std::string("f") + test.text + " $");
-  }
   for (std::string const mark : {" ", ","}) {
     std::string const line = "Error in ToSFString at ProtectedInterfaces/SFTypes.h:N SFString::npos == "
                              "valueAsSFString.find(\"" +
@@ -72,7 +57,8 @@ TEST(Writer, NumbersHaveSixDigits)
 // C's %g is the rule for every double, however its digits are found.
 TEST(Writer, NumbersAreThoseOfPrintf)
 {
-  std::vector<double> numbers{0.0, 1e5, 999999, 999998.5, 999999.4999999999, 999999.5, 0.0001, 9.99995e-5};
+  std::vector<double> numbers{0.0,      HUGE_VAL,          NAN,      1e5,    999999,
+                              999998.5, 999999.4999999999, 999999.5, 0.0001, 9.99995e-5};
   for (int digits = 100000; digits < 1000000; digits += 4999) // ties, and their neighbours on both sides
     for (int scale = -5; scale <= 10; ++scale) {
       double const tie = (digits + 0.5) * std::pow(10.0, -scale);
@@ -94,7 +80,8 @@ TEST(Writer, NumbersAreThoseOfPrintf)
       char expected[32];
       std::snprintf(expected, sizeof expected, "%g", number);
       std::string text;
-      if (!std::isnan(number) && (Failed(ToSFString(number, text)) || text != expected) && ++differences < 10)
+      bool const isNegativeNaN = std::isnan(number) && std::signbit(number); // of no interest
+      if (!isNegativeNaN && (Failed(ToSFString(number, text)) || text != expected) && ++differences < 10)
         ADD_FAILURE() << text << " for " << expected;
     }
   EXPECT_EQ(differences, 0U);

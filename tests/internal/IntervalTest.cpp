@@ -121,37 +121,6 @@ void ExpectAllSound(std::index_sequence<Kind...>)
 
 TEST(Interval, OperatorsHoldWhatTheirOperandsHold) { ExpectAllSound(std::make_index_sequence<SFNodeTypeCount>{}); }
 
-// Ranges that are sound but useless would still prune nothing: those of the operators that fields are made of are
-// tight.
-TEST(Interval, CommonRangesAreTight)
-{
-  SFInterval const a(-1.0, 2.0, false);
-  SFInterval const b(3.0, 5.0, false);
-  struct Case
-  {
-    char const* what;
-    SFInterval range;
-    double lo, hi;
-  };
-  for (Case const& c :
-       {Case{"plus", a + b, 2.0, 7.0}, Case{"minus", a - b, -6.0, -1.0}, Case{"mult", a * b, -5.0, 10.0},
-        Case{"square", a * a, 0.0, 4.0}, Case{"div", a / b, -1.0 / 3.0, 2.0 / 3.0},
-        Case{"root", sqrt(SFInterval(4.0, 9.0, false)), 2.0, 3.0}, Case{"abs", abs(a), 0.0, 2.0},
-        Case{"min", Minimum(a, SFInterval(0.0, 9.0, false)), -1.0, 2.0},
-        Case{"max", Maximum(a, SFInterval(0.0, 9.0, false)), 0.0, 9.0}}) {
-    EXPECT_EQ(c.range.lo, c.lo) << c.what;
-    EXPECT_EQ(c.range.hi, c.hi) << c.what;
-    EXPECT_FALSE(c.range.nan) << c.what;
-  }
-  auto const near = [](SFInterval const& iRange, double iLo, double iHi) {
-    return std::abs(iRange.lo - iLo) < 1e-12 && std::abs(iRange.hi - iHi) < 1e-12 && !iRange.nan;
-  };
-  EXPECT_TRUE(near(sin(SFInterval(0.1, 0.2, false)), std::sin(0.1), std::sin(0.2)));
-  EXPECT_TRUE(near(cos(SFInterval(3.0, 3.5, false)), -1.0, std::cos(3.5)));
-  EXPECT_TRUE(near(exp(SFInterval(0.0, 1.0, false)), 1.0, std::exp(1.0)));
-  EXPECT_TRUE(near(pow(SFInterval(2.0, 3.0, false), SFInterval(4.0)), 16.0, 81.0));
-}
-
 // The ranges that a sweep computes over boxes, against all values in them.
 TEST(Interval, RangesOfTapesHoldTheirValues)
 {
