@@ -101,24 +101,6 @@ TEST(MeshDistance, AgreesWithBruteForce)
   }
 }
 
-TEST(MeshDistance, KnowsTheNutsInsideFromItsOutside)
-{
-  MeshDistance const nut(Nut());
-  struct Case
-  {
-    ZULMathPoint point;
-    double distance;
-  };
-  for (auto const& [p, expected] : std::vector<Case>{{{0, 0, 6}, 5.1},        // on the axis
-                                                     {{0, 0, 20}, 10.0},      // above: to the chamfer's rim
-                                                     {{7, 0, 0.5}, -0.5},     // above the flange's seat
-                                                     {{12.5, 0, 0.75}, -0.5}, // inside the flange's rim
-                                                     {{-20, 0, 0.75}, 7.0},   // beside the flange
-                                                     {{8.5, 0, 7}, -0.5}}) {  // behind a flat
-    EXPECT_NEAR(nut.SignedDistance(p), expected, 5e-3) << p.x << ' ' << p.y << ' ' << p.z;
-  }
-}
-
 TEST(MeshDistance, PointsOnTheSurfaceAndBeyondNumbers)
 {
   MeshDistance const cube(SFTest::Cube());
