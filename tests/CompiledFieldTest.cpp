@@ -37,7 +37,8 @@ void ExpectValuesOfRecursion(std::string const& iText, Points& ioPoints, unsigne
 
 TEST(CompiledField, SaysWhyAGraphCannotBeCompiled)
 {
-  for (std::string const text : {"b0.1 - X f1 q Y $", "+ X #nobody $", "m[0;0;0;0;0;0;0;0;0;0;0;0;0;0;0;1] X $"}) {
+  for (std::string const text :
+       {"b0.1 - X f1 q Y $", "+ X #nobody $", "m[0;0;0;0;0;0;0;0;0;0;0;0;0;0;0;1] X $", "+ X $", "! $"}) {
     FieldPtr field;
     std::vector<std::string> lines;
     {

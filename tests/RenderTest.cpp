@@ -366,7 +366,7 @@ TEST(Render, RefusesWhatItCannotUse)
   grid.normals.pop_back();
   EXPECT_EQ(grid.WithNormals(*x, gradient), E_INVALIDARG);
   grid.values.pop_back();
-  for (auto const dim : {2U, 0xFFFFFFFFU}) { // the product of these does not fit into 64 bits
+  for (auto const dim : {2U, 0x10000U, 0x400000U, 0xFFFFFFFFU}) { // the products overflow 32 and 64 bits
     grid.dims[0] = grid.dims[1] = grid.dims[2] = dim;
     EXPECT_EQ(grid.Clamped(*x), E_INVALIDARG);
     EXPECT_EQ(grid.Unrolled(x), E_INVALIDARG);
