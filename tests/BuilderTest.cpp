@@ -3,6 +3,7 @@
 #include "ExplicitToSF.h"
 #include "SFBlendNode.h"
 
+#include <cerrno>
 #include <random>
 
 using namespace SF;
@@ -106,6 +107,13 @@ TEST(BuilderResolver, MissesAndThrows)
   EXPECT_EQ(Build("#foo")->GetTypeTag(), SFNodeType::UNRESOLVEDREF);
 }
 
+TEST(Builder, LeavesTheErrorNumberAlone)
+{
+  errno = 42;
+  Build("+ # 1e999 X # 7 ");
+  EXPECT_EQ(errno, 42);
+}
+
 // Each of these costs the square of its length, or the machine stack, in a reader without care.
 TEST(Builder, LongTextsCostLinearTime)
 {
@@ -116,7 +124,7 @@ TEST(Builder, LongTextsCostLinearTime)
       {many("+ ", 200000) + "fz", true}, {many("+ fz ", 200000), true}, {many("+ X ", 100000), true},
       {many("m[" + Unit12 + "] ", 30000) + "X", true}, {many("n[1;2;3;4;5;6;7] ", 50000) + "X", true},
       {many("+ pa[1] ", 100000) + "X", true}, {many("p ", 200000) + "[1]", true},
-      {many("+ p ", 30000) + "[1]", false}, {many("+ p ", 30000), false},
+      {many("+ p ", 30000) + "[1]", false}, {Repeated("+ p ", 20) + "[1]", false}, {many("+ p ", 30000), false},
       {many("+ m ", 30000) + "[1]", false}, {many("+ m[1 ", 30000) + "] X", false},
       {many("+ # ", 100000), true}, {many("+ #a ", 200000) + "X", true}, {many("#", 1000000), true},
       {many(" ", 1000000), true}, {"f" + many("1", 1000000), true},
@@ -135,4 +143,8 @@ TEST(Builder, LongTextsCostLinearTime)
   for (int i = 0; i < 2 * half; ++i)
     text += "* " + std::string(i % 2 == 0 ? "X" : "Y") + " f" + std::to_string(i / 2) + " ";
   EXPECT_EQ(ValueAt(*Build(text), {1.0, 1.0, 0.0}), (half - 1.0) * half);
+  text = Repeated("+ ", static_cast<std::size_t>(half));
+  for (int i = 0; i <= half; ++i)
+    text += "p" + std::to_string(i) + "[1] ";
+  EXPECT_LT(SecondsOf([&] { EXPECT_NE(Build(text), nullptr); }), 5.0);
 }

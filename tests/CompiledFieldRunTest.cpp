@@ -3,8 +3,14 @@
 #include "SFProfilerItf.h"
 
 #include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <fstream>
+#include <mutex>
+#include <set>
 #include <stdexcept>
 #include <thread>
+#include <unistd.h>
 
 using namespace SF;
 using namespace SFTest;
@@ -78,6 +84,23 @@ TEST(RenderSlices, ReachIntoGridsThatFitIntoNoMemory)
   ASSERT_EQ(Compiled(Build("Z $"))->RenderSlices(dims, 3999999998U, 4000000000U, values, 1.0, origin), S_OK);
   EXPECT_EQ(values.front(), static_cast<float>(1999999998.0));
   EXPECT_EQ(values.back(), static_cast<float>(1999999999.0));
+}
+
+/// A part that is dropped nearly everywhere, but for one place of a long axis, wherever that is.
+TEST(RenderSlices, PruneLongAxesRightly)
+{
+  constexpr int length = 1500;
+  unsigned int const dims[3] = {length, 3, 3};
+  std::vector<float> values(std::size_t{length} * 3 * 3);
+  for (int place = 0; place < length; ++place) {
+    FieldPtr const field =
+        Compiled(Build("I - a - X f" + std::to_string(place) + " f0.4 + f0.2 * f0.05 s * X * Y Z $"), WithThreads(2));
+    ASSERT_EQ(field->RenderSlices(dims, 0, 3, values, 1.0, nullptr), S_OK);
+    for (int row = 0; row < 9; ++row) {
+      double const other = 0.2 + 0.05 * std::sin(1.0 * place * (row % 3) * (row / 3));
+      ASSERT_EQ(values[static_cast<std::size_t>(row * length + place)], static_cast<float>(other)) << place;
+    }
+  }
 }
 
 // ---- progress, cancellation, exceptions, threads --------------------------------------------------------------
@@ -176,6 +199,65 @@ TEST(ThreadCompiledField, EndsAfterOneCallOfAResourceWhenCancelled)
       }
 }
 
+TEST(ThreadCompiledField, UsesTheThreadsThatOptionsAndMemoryAllow)
+{
+  struct
+  {
+    unsigned int threads;
+    std::size_t budget;
+    std::size_t expected;
+  } const cases[] = {
+      {1, SFCompiledFieldOptions().memoryBudget, 1}, {3, SFCompiledFieldOptions().memoryBudget, 3}, {3, 1, 1}};
+  for (auto const& [threads, budget, expected] : cases)
+    for (Operation const& operation : Operations()) {
+      SFCompiledFieldOptions options = WithThreads(threads);
+      options.memoryBudget = budget;
+      CountedFieldResolver resolver;
+      FieldPtr const field = Compiled(Build("+ U #a X + s Y + c Z * X Y $", &resolver), options);
+      std::mutex mutex;
+      std::condition_variable another;
+      std::set<std::thread::id> seen;
+      // Each thread waits in its first call for those that should come, and a moment for those that should not.
+      resolver.made->onCall = [&, most = expected](int) {
+        std::unique_lock lock(mutex);
+        if (!seen.insert(std::this_thread::get_id()).second)
+          return;
+        another.notify_all();
+        another.wait_for(lock, std::chrono::seconds(20), [&] { return seen.size() >= most; });
+        another.wait_for(lock, std::chrono::milliseconds(30), [&] { return seen.size() > most; });
+      };
+      EXPECT_EQ(operation.run(*field, nullptr), S_OK);
+      EXPECT_EQ(seen.size(), expected) << operation.name << " on " << threads << " with " << budget;
+    }
+}
+
+/// Bytes of the process that are in memory.
+std::size_t ResidentMemory()
+{
+  std::ifstream file("/proc/self/statm");
+  std::size_t all = 0;
+  std::size_t resident = 0;
+  file >> all >> resident;
+  return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+}
+
+TEST(CompiledFieldMemory, StaysWithinItsBudget)
+{
+  constexpr std::size_t budget = 1 << 20;
+  unsigned int const dims[3] = {2048, 4, 1024}; // its plane of x and z takes 16 MiB
+  std::vector<float> values(std::size_t{2048} * 4 * 1024);
+  Log log;
+  SFCompiledFieldOptions options = WithThreads(1);
+  options.memoryBudget = budget;
+  options.profiler = &log;
+  FieldPtr const field = Compiled(Build("+ Y s + X Z $"), options);
+  std::size_t most = 0;
+  log.onProgress = [&](double) { most = std::max(most, ResidentMemory()); };
+  std::size_t const before = ResidentMemory();
+  EXPECT_EQ(field->RenderSlices(dims, 0, 1024, values, 0.01, nullptr), S_OK);
+  EXPECT_LT(most, before + 4 * budget);
+}
+
 TEST(ThreadCompiledField, ReportsNoEndWhenCancelled)
 {
   for (Operation const& operation : Operations()) {
@@ -203,8 +285,11 @@ TEST(ThreadCompiledField, PassesOnWhatAResourceOrAProfilerThrows)
       resolver.made->onCall = [&](int iCall) {
         if (armed && iCall == 999)
           throw std::runtime_error("resource");
+        if (armed && iCall > 999) // other threads end before long
+          std::this_thread::sleep_for(std::chrono::milliseconds(1));
       };
       EXPECT_THROW(operation.run(*field, nullptr), std::runtime_error) << operation.name;
+      EXPECT_LT(resolver.made->values, 5000) << operation.name;
       armed = false;
       log.onProgress = [](double) { throw std::logic_error("profiler"); };
       EXPECT_THROW(operation.run(*field, nullptr), std::logic_error) << operation.name;

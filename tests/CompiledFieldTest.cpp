@@ -72,6 +72,7 @@ TEST(CompiledField, RefusesWhatIsMissing)
   unsigned int const dims[3] = {2, 2, 2};
   std::vector<HRESULT> const codes{
       field->Evaluate(1, nullptr, v, v, v),
+      field->Evaluate(1, v, nullptr, v, v),
       field->Evaluate(1, v, v, nullptr, v),
       field->Evaluate(1, v, v, v, nullptr),
       field->EvaluateGradient(1, v, v, v, v, nullptr),
@@ -91,17 +92,18 @@ TEST(CompiledField, RefusesWhatIsMissing)
 TEST(CompiledField, KeepsTheGraphAndNotItsChanges)
 {
   CountedFieldResolver resolver;
-  RootPtr root = Build("+ #a pradius[2.5] $", &resolver);
+  RootPtr root = Build("+ #a #b $", &resolver);
   FieldPtr const field = Compiled(root);
-  std::weak_ptr<SFDagNode> const resource = root->GetLhs();
+  std::weak_ptr<SFDagNode> const left = root->GetLhs();
+  std::weak_ptr<SFDagNode> const right = root->GetRhs();
   root->SetLhs(Build("X $"));
   root->SetRhs(Build("X $"));
   root.reset();
-  ASSERT_FALSE(resource.expired());
+  ASSERT_FALSE(left.expired() || right.expired());
   Points points;
   points.Add(0.0, 2.0, 3.0);
   ASSERT_EQ(points.Evaluate(*field), S_OK);
-  EXPECT_EQ(points.values[0], 8.5);
+  EXPECT_EQ(points.values[0], 12.0);
 }
 
 // ---- points ---------------------------------------------------------------------------------------------------

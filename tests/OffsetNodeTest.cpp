@@ -197,11 +197,12 @@ TEST(OffsetNode, TakesItsOwnToleranceOrTheDefault)
     ZULTolerance const* tolerance;
     bool kept;
   } const cases[] = {{nullptr, true}, {&fine, true}, {&coarse, false}};
-  for (auto const& [tolerance, kept] : cases) {
-    SFDagOffset const node(Build("+ q X * f0.001 X $"), 1.0, 0, tolerance);
-    EXPECT_EQ(ReadyQuietly(node), S_OK);
-    EXPECT_EQ(TextOf(*node.GetDerivedDag()).find("+ * f2 X f0.001") != std::string::npos, kept);
-  }
+  for (auto const& [tolerance, kept] : cases)
+    for (std::int32_t const sides : {SFDagOffset::EOneSided, SFDagOffset::ETwoSided}) {
+      SFDagOffset const node(Build("+ q X * f0.001 X $"), 1.0, sides, tolerance);
+      EXPECT_EQ(ReadyQuietly(node), S_OK);
+      EXPECT_EQ(TextOf(*node.GetDerivedDag()).find("+ * f2 X f0.001") != std::string::npos, kept);
+    }
 
   // A rendering lends its tolerance to the root only.
   for (char const* const text : {"o1 + q X * f0.001 X $", "! o1 + q X * f0.001 X $"}) {

@@ -192,6 +192,7 @@ TEST(OffsetOperator, NeverBecomesAnotherField)
       {"one name for one value twice", Op(PLUS, Op(MULT, Op(X), parameter("a", 2)), parameter("a", 2)), true},
       {"a name with a bracket", Op(PLUS, Op(X), parameter("a[b", 1)), false},
       {"a name that reads as another with the same value", Op(PLUS, Op(X), parameter("a[2", 2)), false},
+      {"a name with a closing bracket", Op(PLUS, Op(X), parameter("a]b", 1)), false},
       {"a name with a blank", Op(PLUS, Op(X), parameter(" q", 1)), false},
       {"zeros of both signs", Op(PLUS, Op(PLUS, Op(X), Op(SIN, C(-0.0))), Op(COS, C(0.0))), true},
       {"one moved sphere", Op(MAX, AffineOver(sphere(1), 1.0), Op(Y)), true},
@@ -220,6 +221,7 @@ TEST(OffsetOperator, NeverBecomesAnotherField)
 TEST(OffsetOperator, LeavesNoMarksOnTheField)
 {
   auto const field = Build("- r + + q X q Y q Z f1 $");
+  EXPECT_EQ(ValueAt(*field, {9, 0, 0}), 8.0); // which stands until the offset rewrites the field
   OneSided(field, 0.1, 2);
   SFEvaluationContext context(0);
   context.SetAtPosition({3, 0, 0});

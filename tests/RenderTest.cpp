@@ -334,6 +334,23 @@ TEST(Render, AFailingTaskLeavesTheOtherSlabs)
   EXPECT_EQ(lines.back(), FailedCall("Render", Evaluator));
 }
 
+TEST(Render, TheFirstSlabThatFailsDecides)
+{
+  Grid grid(2, 2, 2 * Workers);
+  static thread_local double height;
+  struct Coded : SFOp
+  {
+    explicit Coded(double iFirst) : SFOp(CONSTANT), first(iFirst) {}
+    HRESULT GetConstant(double&) const override { return height == first ? E_INVALIDARG : E_NOTIMPL; }
+    double first;
+  };
+  // Node by node the right operand comes first.
+  auto const root = Op(PLUS, std::make_shared<Coded>(grid.origin[2]),
+                       std::make_shared<HostResource>([](ZULMathPoint const& p) { return height = p.z; }));
+  Captured const captured;
+  EXPECT_EQ(grid.Unrolled(root), E_INVALIDARG);
+}
+
 TEST(Render, ExceptionsReachTheCallerFromEverySlab)
 {
   for (unsigned int const slice : {0U, Workers, 2 * Workers}) // the last is the calling thread's, if there are two

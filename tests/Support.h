@@ -11,6 +11,7 @@
 
 #include <bit>
 #include <cmath>
+#include <ctime>
 #include <functional>
 #include <iostream>
 #include <memory>
@@ -138,6 +139,14 @@ inline std::string Repeated(std::string const& iText, std::size_t iCount)
   for (std::size_t i = 0; i < iCount; ++i)
     all += iText;
   return all;
+}
+
+/// What something takes of the processor, so that it does not count what else the machine does.
+inline double SecondsOf(std::function<void()> const& iWhat)
+{
+  std::clock_t const start = std::clock();
+  iWhat();
+  return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
 }
 
 /// Runs something in a thread whose stack is far too small for recursion over a deep graph.

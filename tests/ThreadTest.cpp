@@ -28,3 +28,32 @@ TEST(ThreadTransforms, LazyStateIsComputedOnceSafely)
       EXPECT_TRUE(Same(root->GetContextInfos(t).value, root->GetContextInfos(0).value)) << text;
   }
 }
+
+TEST(ThreadDiagnostics, LinesDoNotMixAndAreFlushed)
+{
+  struct Buffer : std::stringbuf
+  {
+    int sync() override { return ++flushed, 0; }
+    std::streamsize xsputn(char const* iText, std::streamsize iCount) override
+    {
+      auto const written = std::stringbuf::xsputn(iText, iCount);
+      std::this_thread::yield(); // to whoever wants to write meanwhile
+      return written;
+    }
+    std::size_t flushed = 0;
+  } buffer;
+  auto* const before = std::cout.rdbuf(&buffer);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([] {
+      NodePtr const node = Op(SFNodeType::END);
+      SFEvaluationContext context(0);
+      for (int i = 0; i < 500; ++i)
+        SFDagEvaluator(Level2()).ComputeScalar(context, *node);
+    });
+  for (auto& thread : threads)
+    thread.join();
+  std::cout.rdbuf(before);
+  EXPECT_EQ(buffer.str(), Repeated("Error in SFDagEvaluator::ComputeScalar, node type not supported.\n", 2000));
+  EXPECT_EQ(buffer.flushed, 2000U);
+}

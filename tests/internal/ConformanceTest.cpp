@@ -81,10 +81,11 @@ TEST(Conformance, MappingsAndChoicesAtNastyPoints)
 {
   Nodes fields;
   for (char const* const text :
-       {"m[1;0;0;0;0;1;0;0;0;0;1;0;0;0;0;1] - X Y $", "m[1;0;0;-3;0;2;0;1;0;0;1;0;0;0;0;1] + Y Z $",
-        "m[0;1;0;0;-1;0;0;0;0;0;1;4;0;0;0;1] X $", "m[0.6;-0.8;0;1;0.8;0.6;0;0;0;0;1;0;0;0;0;1] / X Y $",
-        "n[0;0;0;0;0;1;3] + X Y $", "n[1;2;-1;1;1;-0.5;6.5] X $", "n[0;0;0;0;1;0;0] Z $", "U U f9 X f5 $",
-        "I I f5 X f9 $", "\\ X U U f9 Y f5 $", "a + X f1 $", "? U X f-1 $"}) {
+       {"m[1;0;0;0;0;1;0;0;0;0;1;0;0;0;0;1] - / f1 X Y $",
+        "m[1e-200;0;0;0;0;1;0;0;0;0;1;0] m[1e-200;0;0;0;0;1;0;0;0;0;1;0] m[1;0;0;0;0;1;0;0;0;0;1;0] Y $",
+        "m[1;0;0;-3;0;2;0;1;0;0;1;0;0;0;0;1] + Y Z $", "m[0;1;0;0;-1;0;0;0;0;0;1;4;0;0;0;1] X $",
+        "m[0.6;-0.8;0;1;0.8;0.6;0;0;0;0;1;0;0;0;0;1] / X Y $", "n[0;0;0;0;0;1;3] + X Y $", "n[1;2;-1;1;1;-0.5;6.5] X $",
+        "n[0;0;0;0;1;0;0] Z $", "U U f9 X f5 $", "I I f5 X f9 $", "\\ X U U f9 Y f5 $", "a + X f1 $", "? U X f-1 $"}) {
     fields.push_back(Build(text));
     ASSERT_NE(fields.back(), nullptr) << text;
   }
@@ -93,7 +94,7 @@ TEST(Conformance, MappingsAndChoicesAtNastyPoints)
       double const origin[3] = {a, b, 1.0};
       // On the second grid the coordinates are not hoisted, so their ranges are not those of hoisted values. An infinite
       // spacing makes the first point NaN and the others infinite.
-      for (auto const& [dims, h] : {std::pair{std::array{3U, 9U, 2U}, 0.5}, std::pair{std::array{9U, 1U, 1U}, Inf}})
+      for (auto const& [dims, h] : {std::pair{std::array{3U, 9U, 2U}, -0.5}, std::pair{std::array{9U, 1U, 1U}, Inf}})
         ASSERT_NO_FATAL_FAILURE(
             ExpectConformance(fields, {dims.data(), h, origin}, std::to_string(a) + ", " + std::to_string(b)));
     }

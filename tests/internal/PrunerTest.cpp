@@ -89,6 +89,8 @@ void ExpectSameLists(SFPrunableList const& iA, SFPrunableList const& iB)
     EXPECT_EQ(iA.steps[i].code, iB.steps[i].code);
     EXPECT_EQ(iA.steps[i].axes, iB.steps[i].axes);
     EXPECT_EQ(iA.steps[i].operands, iB.steps[i].operands);
+    bool const isUnary = IsOperatorCode(iA.steps[i].code) && ArityOf(iA.steps[i].code) == 1;
+    EXPECT_TRUE(!isUnary || iA.steps[i].operands[0] == iA.steps[i].operands[1]); // one axis too many, if not
   }
 }
 

@@ -48,8 +48,8 @@ Node SolidAround(Node iHostField)
 // The host is asked once for each node and point at most, and only for points of the grid.
 TEST(ThreadRendering, HostFieldsAreAskedOnceAPoint)
 {
-  for (SFGrid const& grid :
-       {GridOf(65, 17, 30), GridOf(1, 1, 1), GridOf(9, 1, 1), GridOf(1, 1, 7), GridOf(64, 64, 1)}) {
+  for (SFGrid const& grid : {GridOf(65, 17, 30), GridOf(1, 1, 1), GridOf(9, 1, 1), GridOf(1, 1, 7), GridOf(64, 64, 1),
+                             GridOf(1, 1, 100000)}) {
     std::vector<std::atomic<int>> calls(VolumeOf(grid));
     Node const host = std::make_shared<HostResource>([&](ZULMathPoint const& iP) {
       ++calls.at(grid.Index(static_cast<unsigned int>(iP.x), static_cast<unsigned int>(iP.y),
