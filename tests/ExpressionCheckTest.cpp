@@ -1,9 +1,7 @@
-#include "Support.h"
+#include "Tables.h"
 
 #include "SFExpressionCheck.h"
 #include "SFTextMessages.h"
-
-#include <fstream>
 
 using namespace SF;
 using namespace SFTest;
@@ -19,62 +17,30 @@ char const* NameOf(SFFindingKind iKind)
   return names[static_cast<std::size_t>(iKind)];
 }
 
-/// With \n, \t, \\ and \xNN replaced by what they stand for.
-std::string Unescaped(std::string const& iText)
+/// As the data file has them.
+LineList LinesOf(std::vector<SFTextFinding> const& iFindings)
 {
-  std::string text;
-  for (std::size_t i = 0; i < iText.size(); ++i) {
-    if (iText[i] != '\\') {
-      text += iText[i];
-      continue;
-    }
-    char const code = iText[++i];
-    if (code == 'x') {
-      text += static_cast<char>(std::stoi(iText.substr(i + 1, 2), nullptr, 16));
-      i += 2;
-    } else
-      text += code == 'n' ? '\n' : code == 't' ? '\t' : code;
-  }
-  return text;
-}
-
-/// One line a finding, as the data file has them.
-std::string LinesOf(std::vector<SFTextFinding> const& iFindings)
-{
-  std::ostringstream lines;
+  LineList lines;
   for (SFTextFinding const& finding : iFindings) {
-    lines << finding.position << '+' << finding.length << ' ' << NameOf(finding.kind);
+    std::ostringstream line;
+    line << finding.position << '+' << finding.length << ' ' << NameOf(finding.kind);
     if (finding.related != SFTextFinding::Nowhere)
-      lines << " for " << finding.related;
-    lines << ": " << finding.sentence << '\n';
+      line << " for " << finding.related;
+    line << ": " << finding.sentence;
+    lines.push_back(line.str());
   }
-  return lines.str();
+  return lines;
 }
 
 } // namespace
 
 TEST(ExpressionCheck, FindsWhatIsReadOtherwiseThanItLooks)
 {
-  std::ifstream file(SF_TEST_DATA "/expression_check.txt");
-  std::string text;
-  std::string expected;
-  std::size_t count = 0;
-  auto const compare = [&] {
-    std::vector<SFTextFinding> findings;
-    EXPECT_EQ(SFTest::LinesOf([&] { findings = SFExpressionCheck::Check(Unescaped(text)); }), LineList()) << text;
-    EXPECT_EQ(LinesOf(findings), expected) << text;
-    ++count;
-  };
-  for (std::string line; std::getline(file, line);)
-    if (line.starts_with("> ")) {
-      if (count > 0 || !text.empty())
-        compare();
-      text = line.substr(2);
-      expected.clear();
-    } else if (!line.empty() && line[0] != '%')
-      expected += line + '\n';
-  compare();
-  EXPECT_GT(count, 70u);
+  for (auto const& [cells, lines, place] : ReadTable("findings")) {
+    Captured const captured;
+    EXPECT_EQ(LinesOf(SFExpressionCheck::Check(cells[0])), lines) << place;
+    EXPECT_EQ(captured.Text(), "") << place;
+  }
 }
 
 TEST(ExpressionCheck, KnowsTheReadingAndTheLimit)

@@ -8,7 +8,7 @@
 namespace SFTest {
 
 /// A row of a table in tests/data: cells between bars; the indented lines below a row are those that the library
-/// writes to std::cout. A cell in double quotes keeps its blanks, and \xNN stands for a byte in it. Comments begin with
+/// writes to std::cout, or gives. A cell in double quotes keeps its blanks, and \xNN stands for a byte in it. Comments begin with
 /// "//", at the beginning of a line or after two blanks.
 struct TableRow
 {

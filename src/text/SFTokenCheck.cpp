@@ -70,19 +70,33 @@ bool IsNamedInfinity(std::string_view iNumber)
   return lower.starts_with("inf") || lower.starts_with("nan");
 }
 
+/// How many bytes at the start of a text are taken for a number without a comma, with the white space in front of it.
+std::size_t RunLength(std::string_view iText)
+{
+  std::string_view const run = SFNumberRun(iText);
+  return static_cast<std::size_t>(run.data() + run.size() - iText.data());
+}
+
+/// The same for a number in which a comma counts as the decimal point.
+std::size_t NumberLength(std::string_view iText)
+{
+  if (iText.find(',') == std::string_view::npos)
+    return RunLength(iText);
+  std::string text(iText);
+  std::replace(text.begin(), text.end(), ',', '.');
+  return RunLength(text);
+}
+
 /// How the text of a number is read, with how many of its bytes belong to the number.
 Reading ReadingOf(std::string_view iText, std::size_t& oLength)
 {
-  std::string text(iText);
-  std::replace(text.begin(), text.end(), ',', '.');
-  std::string_view const run = SFNumberRun(text);
-  oLength = static_cast<std::size_t>(run.data() - text.data()) + run.size();
+  oLength = NumberLength(iText);
   double value = 0.0;
   if (ReadTokenNumber(iText, value))
-    return FindInWhiteSpace(std::string_view(text).substr(oLength), false) + oLength == text.size() ? Reading::Whole
-                                                                                                    : Reading::Part;
-  bool const isNumber = run.find_first_of("0123456789") != std::string_view::npos &&
-                        (run.back() == '.' || (run.back() >= '0' && run.back() <= '9'));
+    return Trimmed(iText.substr(oLength)).empty() ? Reading::Whole : Reading::Part;
+  std::string_view const run = Trimmed(iText.substr(0, oLength));
+  bool const isNumber =
+      run.find_first_of("0123456789") != std::string_view::npos && run.find_last_of("0123456789.,") == run.size() - 1;
   return isNumber || IsNamedInfinity(Trimmed(iText)) ? Reading::OutOfRange : Reading::None;
 }
 
@@ -114,7 +128,7 @@ std::vector<SFTextFinding> SFFindings::Take()
 
 void SFTokenCheck::Check(SFToken const& iToken)
 {
-  CheckGap(iToken.start);
+  CheckGap(std::min(iToken.start, _text.size())); // a reference that ends the text leaves the lexer beyond it
   switch (iToken.type) {
   case SFNodeType::NONE:
   case SFNodeType::END:
@@ -232,12 +246,8 @@ void SFTokenCheck::CheckNumberToken(SFToken const& iToken)
   // Without a comma a number is looked for in all that follows, and white space in front of it does not count.
   std::string_view const rest = _text.substr(iToken.start + 1);
   std::string_view const word = rest.substr(0, iToken.end - iToken.start);
-  std::size_t length = 0;
-  ReadingOf(word, length);
-  if (word.find(',') == std::string_view::npos) {
-    std::string_view const run = SFNumberRun(rest);
-    length = static_cast<std::size_t>(run.data() - rest.data()) + run.size();
-  }
+  bool const hasComma = word.find(',') != std::string_view::npos;
+  std::size_t const length = hasComma ? NumberLength(word) : RunLength(rest);
   CheckNumberTail(iToken, iToken.start + 1 + length);
 }
 
