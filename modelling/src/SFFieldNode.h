@@ -84,6 +84,8 @@ public:
   bool HasSamePayload(SFFieldNode const& iOther) const;
 
   SFCompiledOnce& GetCompiled() const;
+  /// Whether one other node, or one field, refers to this node and nothing else. Of use to who walks through that one.
+  bool HasOneOwner() const noexcept { return _references.load(std::memory_order_relaxed) == 1; }
   /// One more reference to this node.
   SFFieldNodePtr Share() const noexcept
   {

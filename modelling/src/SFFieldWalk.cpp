@@ -49,36 +49,50 @@ SFFieldOrder::SFFieldOrder(std::span<SFField const> iRoots)
     Add(root);
 }
 
+std::uint32_t SFFieldOrder::Append(SFFieldNode const* iNode, Operands const& iOperands)
+{
+  std::uint32_t& number = _numbers.Place(iNode);
+  if (number != SFFieldNumbers::None)
+    return number;
+  if (_nodes.size() == SFField::MaxNodes)
+    throw std::length_error("a field of more than " + std::to_string(SFField::MaxNodes) + " nodes");
+  number = static_cast<std::uint32_t>(_nodes.size());
+  _nodes.push_back(iNode);
+  _operands.push_back(iOperands);
+  return number;
+}
+
 void SFFieldOrder::Add(SFField const& iRoot)
 {
   struct Frame
   {
     SFFieldNode const* node;
     int next = 0; ///< the operand to enter
+    Operands operands{SFFieldNumbers::None, SFFieldNumbers::None, SFFieldNumbers::None};
   };
   std::vector<Frame> frames;
-  auto const enter = [&](SFFieldNode const* iNode) {
-    if (_numbers.Find(iNode) == SFFieldNumbers::None)
-      frames.push_back({iNode});
-  };
-  enter(iRoot.GetNode().Get());
+  if (NumberOf(iRoot) == SFFieldNumbers::None)
+    frames.push_back({iRoot.GetNode().Get()});
   while (!frames.empty()) {
     Frame& frame = frames.back();
+    auto const at = static_cast<std::size_t>(frame.next);
     SFFieldNode const* const operand =
         frame.next < SFFieldNode::MaxOperands ? frame.node->GetOperand(frame.next).Get() : nullptr;
-    if (operand != nullptr) {
-      ++frame.next;
-      enter(operand);
+    if (operand == nullptr) {
+      std::uint32_t const number = Append(frame.node, frame.operands);
+      frames.pop_back();
+      if (!frames.empty())
+        frames.back().operands[static_cast<std::size_t>(frames.back().next++)] = number;
       continue;
     }
-    std::uint32_t& number = _numbers.Place(frame.node);
+    // What has one owner is reached once.
+    std::uint32_t const number = operand->HasOneOwner() ? SFFieldNumbers::None : NumberOf(operand);
     if (number == SFFieldNumbers::None) {
-      if (_nodes.size() == SFField::MaxNodes)
-        throw std::length_error("a field of more than " + std::to_string(SFField::MaxNodes) + " nodes");
-      number = static_cast<std::uint32_t>(_nodes.size());
-      _nodes.push_back(frame.node);
+      frames.push_back({operand});
+    } else {
+      frame.operands[at] = number;
+      ++frame.next;
     }
-    frames.pop_back();
   }
 }
 
@@ -90,21 +104,20 @@ std::vector<std::uint32_t> EqualParts(SFFieldOrder const& iOrder)
     slots *= 2;
   std::vector<std::uint32_t> table(slots, SFFieldNumbers::None);
   std::vector<std::uint32_t> firsts(nodes.size());
-  auto const isEqual = [&](SFFieldNode const& iA, SFFieldNode const& iB) {
-    if (iA.GetHash() != iB.GetHash() || !iA.HasSamePayload(iB))
+  auto const firstOf = [&](std::uint32_t iOperand) {
+    return iOperand == SFFieldNumbers::None ? iOperand : firsts[iOperand];
+  };
+  auto const isEqual = [&](std::uint32_t iA, std::uint32_t iB) {
+    if (nodes[iA]->GetHash() != nodes[iB]->GetHash() || !nodes[iA]->HasSamePayload(*nodes[iB]))
       return false;
-    for (int i = 0; i < SFFieldNode::MaxOperands; ++i) {
-      bool const isMissing = iA.GetOperand(i).Get() == nullptr;
-      if (isMissing || iB.GetOperand(i).Get() == nullptr)
-        return isMissing && iB.GetOperand(i).Get() == nullptr;
-      if (firsts[iOrder.OperandOf(iA, i)] != firsts[iOrder.OperandOf(iB, i)])
+    for (int i = 0; i < SFFieldNode::MaxOperands; ++i)
+      if (firstOf(iOrder.OperandOf(iA, i)) != firstOf(iOrder.OperandOf(iB, i)))
         return false;
-    }
     return true;
   };
   for (std::uint32_t i = 0; i < nodes.size(); ++i) {
     std::size_t slot = SlotIn(slots, nodes[i]->GetHash());
-    while (table[slot] != SFFieldNumbers::None && !isEqual(*nodes[table[slot]], *nodes[i]))
+    while (table[slot] != SFFieldNumbers::None && !isEqual(table[slot], i))
       slot = SlotIn(slots, slot + 1);
     if (table[slot] == SFFieldNumbers::None)
       table[slot] = i;

@@ -45,15 +45,24 @@ public:
   std::size_t Size() const { return _nodes.size(); }
   std::uint32_t NumberOf(SFFieldNode const* iNode) const { return _numbers.Find(iNode); }
   std::uint32_t NumberOf(SFField const& iField) const { return NumberOf(iField.GetNode().Get()); }
+  /// The number of an operand of the node with a number; None where it has none.
+  std::uint32_t OperandOf(std::size_t iNumber, int iOperand) const
+  {
+    return _operands[iNumber][static_cast<std::size_t>(iOperand)];
+  }
   std::uint32_t OperandOf(SFFieldNode const& iNode, int iOperand) const
   {
     return NumberOf(iNode.GetOperand(iOperand).Get());
   }
 
 private:
+  using Operands = std::array<std::uint32_t, SFFieldNode::MaxOperands>;
+
   void Add(SFField const& iRoot);
+  std::uint32_t Append(SFFieldNode const* iNode, Operands const& iOperands);
 
   std::vector<SFFieldNode const*> _nodes;
+  std::vector<Operands> _operands;
   SFFieldNumbers _numbers;
 };
 

@@ -21,31 +21,33 @@ public:
   explicit Lowering(SFFieldOrder const& iOrder) : _order(iOrder), _firsts(EqualParts(iOrder)), _nodes(iOrder.Size())
   {
     for (std::uint32_t i = 0; i < _nodes.size(); ++i)
-      _nodes[i] = _firsts[i] == i ? NewNode(*_order.Nodes()[i]) : _nodes[_firsts[i]];
+      _nodes[i] = _firsts[i] == i ? NewNode(i) : _nodes[_firsts[i]];
   }
 
   NodePtr const& Of(SFField const& iField) const { return _nodes[_order.NumberOf(iField)]; }
 
 private:
-  NodePtr Operand(SFFieldNode const& iNode, int iNumber) const
+  NodePtr Operand(std::uint32_t iNode, int iNumber) const
   {
-    return iNode.GetOperand(iNumber).Get() == nullptr ? nullptr : _nodes[_order.OperandOf(iNode, iNumber)];
+    std::uint32_t const operand = _order.OperandOf(iNode, iNumber);
+    return operand == SFFieldNumbers::None ? nullptr : _nodes[operand];
   }
 
-  NodePtr NewNode(SFFieldNode const& iNode)
+  NodePtr NewNode(std::uint32_t iNumber)
   {
+    SFFieldNode const& node = *_order.Nodes()[iNumber];
     using enum SFNodeType;
-    switch (iNode.GetType()) {
+    switch (node.GetType()) {
     case CONSTANT:
-      return std::make_shared<SFConstant>(iNode.GetValue());
+      return std::make_shared<SFConstant>(node.GetValue());
     case PARAMETER:
-      RequireOneValue(iNode);
-      return std::make_shared<SFVariable>(iNode.GetDetail()->name, iNode.GetValue());
+      RequireOneValue(node);
+      return std::make_shared<SFVariable>(node.GetDetail()->name, node.GetValue());
     case RESOLVEDREF:
     case POLYGRADIENT:
-      return PlacedResource(iNode);
+      return PlacedResource(node);
     default:
-      return std::make_shared<SFOp>(iNode.GetType(), Operand(iNode, 0), Operand(iNode, 1));
+      return std::make_shared<SFOp>(node.GetType(), Operand(iNumber, 0), Operand(iNumber, 1));
     }
   }
 

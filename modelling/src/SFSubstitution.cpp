@@ -31,7 +31,7 @@ SFField SFSubstitution::operator()(SFField const& iField) const
       SFFieldNode::Operands operands;
       bool isChanged = false;
       for (int k = 0; k < count; ++k) {
-        auto const number = order.OperandOf(node, k);
+        auto const number = order.OperandOf(i, k);
         operands[static_cast<std::size_t>(k)] = made[number];
         isChanged = isChanged || made[number].Get() != order.Nodes()[number];
       }
