@@ -14,11 +14,17 @@ namespace SF {
 class SF_EXPORT SFAffineTransform : public SFTransform
 {
 public:
+  static constexpr SFNodeType Kind = SFNodeType::AFFINETRANSFORM;
   static constexpr int CoefficientCount = 16;
 
   /// The transformation moves the operand's field; one without an inverse makes the evaluation fail.
   explicit SFAffineTransform(ZULMathTransformation const& iTransformation);
+  /// From coefficients in the order in which text gives them.
+  explicit SFAffineTransform(std::array<double, CoefficientCount> const& iCoefficients);
   ~SFAffineTransform() override;
+
+  /// A new node with this one's transformation and without an operand.
+  std::shared_ptr<SFAffineTransform> Copy() const;
 
   ZULMathTransformation const& GetTransformation() const { return _transformation; }
   /// The coefficients in the order in which text gives them.

@@ -2,6 +2,8 @@
 
 #include "SFCompose.h"
 
+#include <array>
+
 namespace SF {
 
 /// A blend of two fields, of type BLEND and the second semantic level. It is read, written and drawn; the evaluator
@@ -9,11 +11,15 @@ namespace SF {
 class SF_EXPORT SFBlendNode : public SFCompose
 {
 public:
+  static constexpr SFNodeType Kind = SFNodeType::BLEND;
+
   /// Takes rank, type and operands (shared) of an already built binary node, such as SFOp(SFNodeType::BLEND, a, b).
   SFBlendNode(SFDagNode const& iBinaryNode, double iBlendParameter);
   ~SFBlendNode() override;
 
   double GetBlendParameter() const { return _blendParameter; }
+  /// The same as an array.
+  std::array<double, 1> GetParameters() const { return {_blendParameter}; }
 
 private:
   double _blendParameter;

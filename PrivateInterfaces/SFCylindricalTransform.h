@@ -15,6 +15,7 @@ namespace SF {
 class SF_EXPORT SFCylindricalTransform : public SFTransform
 {
 public:
+  static constexpr SFNodeType Kind = SFNodeType::CYLINDRICALTRANSFORM;
   static constexpr int ParameterCount = 7;
 
   /// `iAxis` need not be of unit length. `iScale` is n. A reference direction of length zero is unset: it is

@@ -1,13 +1,11 @@
 #include "SFDagToExpression.h"
 
-#include "SFAffineTransform.h"
-#include "SFBlendNode.h"
-#include "SFCylindricalTransform.h"
 #include "SFDiscreteTransformNode.h"
 #include "SFGCGuidedTransform.h"
 #include "SFOperatorTable.h"
 #include "graph/SFDagTraversal.h"
 #include "offset/SFTextRoundTrip.h"
+#include "text/SFNodePayload.h"
 
 #include <algorithm>
 #include <span>
@@ -53,30 +51,32 @@ HRESULT AppendGroups(SFGCGuidedTransform const& iTransform, std::string& ioText)
   return S_OK;
 }
 
+/// E_FAIL for a node that only claims to be of its kind.
+HRESULT AppendParameters(SFDagNode const& iNode, std::string& ioText)
+{
+  SFNodeNumbers const numbers(iNode);
+  return numbers.begin() != numbers.end() ? AppendNumbers({numbers.begin(), numbers.end()}, ioText) : E_FAIL;
+}
+
 /// Appends the token of a transform, which ends at the closing bracket of its list. A discrete transform is complete.
 HRESULT AppendTransform(SFDagNode const& iNode, std::string& ioText)
 {
   ioText.append(1, OperatorRow(iNode.GetTypeTag()).token).append(1, '[');
   HRESULT hr = E_FAIL; // for a node that only claims to be of its kind
   switch (iNode.GetTypeTag()) {
-  case SFNodeType::AFFINETRANSFORM:
-    if (auto const* const affine = NodeAs<SFAffineTransform>(iNode))
-      hr = AppendNumbers(affine->GetParameters(), ioText);
-    break;
-  case SFNodeType::CYLINDRICALTRANSFORM:
-    if (auto const* const cylinder = NodeAs<SFCylindricalTransform>(iNode))
-      hr = AppendNumbers(cylinder->GetParameters(), ioText);
-    break;
   case SFNodeType::GCGUIDEDTRANSFORM:
     if (auto const* const guided = NodeAs<SFGCGuidedTransform>(iNode))
       hr = AppendGroups(*guided, ioText);
     break;
-  default:
+  case SFNodeType::DISCRETETRANFORM:
     if (auto const* const discrete = NodeAs<SFDiscreteTransformNode>(iNode)) {
       ioText.append(discrete->GetFirstResource()->GetExpressionId());
       ioText.append(1, ';').append(discrete->GetSecondResource()->GetExpressionId());
       hr = S_OK;
     }
+    break;
+  default:
+    hr = AppendParameters(iNode, ioText);
   }
   ioText += ']';
   return hr;
@@ -96,6 +96,8 @@ HRESULT AppendToken(SFDagNode const& iNode, std::string& ioText)
 {
   SFNodeType const type = iNode.GetTypeTag();
   char const letter = OperatorRow(type).token;
+  if (FamilyOf(type) == SFNodeFamily::Transform)
+    return AppendTransform(iNode, ioText);
   switch (type) {
   case SFNodeType::END:
     return S_OK;
@@ -114,18 +116,9 @@ HRESULT AppendToken(SFDagNode const& iNode, std::string& ioText)
     ioText += ']';
     return hr;
   }
-  case SFNodeType::AFFINETRANSFORM:
-  case SFNodeType::CYLINDRICALTRANSFORM:
-  case SFNodeType::DISCRETETRANFORM:
-  case SFNodeType::GCGUIDEDTRANSFORM:
-    return AppendTransform(iNode, ioText);
   case SFNodeType::BLEND:
-    if (auto const* const blend = NodeAs<SFBlendNode>(iNode)) {
-      double const parameter = blend->GetBlendParameter();
-      ioText += letter;
-      return AppendNumbers({&parameter, 1}, ioText);
-    }
-    return E_FAIL;
+    ioText += letter;
+    return AppendParameters(iNode, ioText);
   default:
     if (letter != 0)
       ioText += letter;

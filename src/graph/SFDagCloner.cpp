@@ -1,19 +1,9 @@
 #include "SFDagCloner.h"
 
-#include "ExplicitToSF.h"
-#include "ResourceGradientToSF.h"
-#include "SFAffineTransform.h"
-#include "SFBlendNode.h"
-#include "SFConstant.h"
-#include "SFCylindricalTransform.h"
-#include "SFDagOffset.h"
-#include "SFDiscreteTransformNode.h"
-#include "SFGCGuidedTransform.h"
-#include "SFOp.h"
-#include "SFVariable.h"
-#include "TetMeshToSF.h"
 #include "graph/SFDagTraversal.h"
+#include "graph/SFNodeClasses.h"
 
+#include <type_traits>
 #include <typeinfo>
 #include <vector>
 
@@ -25,42 +15,27 @@ using NodePtr = std::shared_ptr<SFDagNode>;
 // ---- one node -------------------------------------------------------------------------------------------------
 // The parameters of each class; type, rank and operands are set for all of them alike.
 
-NodePtr CopyOf(SFOp const& iNode) { return std::make_shared<SFOp>(iNode.GetTypeTag()); }
-NodePtr CopyOf(SFConstant const& iNode) { return std::make_shared<SFConstant>(iNode); }
-NodePtr CopyOf(SFVariable const& iNode) { return std::make_shared<SFVariable>(iNode); }
-NodePtr CopyOf(SFBlendNode const& iNode) { return std::make_shared<SFBlendNode>(iNode); }
-NodePtr CopyOf(SFAffineTransform const& iNode)
+template <class Class>
+NodePtr CopyOf(Class const& iNode)
 {
-  return std::make_shared<SFAffineTransform>(iNode.GetTransformation());
+  if constexpr (requires { iNode.Copy(); })
+    return iNode.Copy();
+  else if constexpr (std::is_same_v<Class, SFOp>)
+    return std::make_shared<SFOp>(iNode.GetTypeTag());
+  else
+    return std::make_shared<Class>(iNode);
 }
-NodePtr CopyOf(SFCylindricalTransform const& iNode) { return iNode.Copy(); }
-NodePtr CopyOf(SFGCGuidedTransform const& iNode) { return std::make_shared<SFGCGuidedTransform>(iNode); }
-NodePtr CopyOf(SFDiscreteTransformNode const& iNode) { return std::make_shared<SFDiscreteTransformNode>(iNode); }
-NodePtr CopyOf(SFDagOffset const& iNode) { return std::make_shared<SFDagOffset>(iNode); }
-NodePtr CopyOf(ResourceToSF const& iNode) { return std::make_shared<ResourceToSF>(iNode); }
-NodePtr CopyOf(ResourceGradientToSF const& iNode) { return std::make_shared<ResourceGradientToSF>(iNode); }
-NodePtr CopyOf(ExplicitToSF const& iNode) { return std::make_shared<ExplicitToSF>(iNode); }
-NodePtr CopyOf(TetMeshToSF const& iNode) { return std::make_shared<TetMeshToSF>(iNode); }
 
-/// A copy of a node that is of one of these classes, and not of one derived from it; null otherwise.
-template <class... Classes>
-NodePtr CopyAsOneOf(SFDagNode const& iNode)
+/// A copy of a node of one of the library's classes, and not of one derived from it; null otherwise.
+NodePtr CopyWithoutOperands(SFDagNode const& iNode)
 {
   NodePtr copy;
-  auto const tryClass = [&]<class Class>() {
+  ForEachClass(SFNodeClasses(), [&]<class Class>() {
     if (typeid(iNode) == typeid(Class))
       copy = CopyOf(static_cast<Class const&>(iNode));
     return copy != nullptr;
-  };
-  (tryClass.template operator()<Classes>() || ...);
+  });
   return copy;
-}
-
-NodePtr CopyWithoutOperands(SFDagNode const& iNode)
-{
-  return CopyAsOneOf<SFOp, SFConstant, SFVariable, SFBlendNode, SFAffineTransform, SFCylindricalTransform,
-                     SFGCGuidedTransform, SFDiscreteTransformNode, SFDagOffset, ResourceToSF, ResourceGradientToSF,
-                     ExplicitToSF, TetMeshToSF>(iNode);
 }
 
 } // namespace

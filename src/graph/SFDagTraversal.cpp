@@ -1,40 +1,31 @@
 #include "graph/SFDagTraversal.h"
 
-#include "ExplicitToSF.h"
-#include "ResourceGradientToSF.h"
-#include "SFAffineTransform.h"
-#include "SFBlendNode.h"
-#include "SFConstant.h"
-#include "SFCylindricalTransform.h"
-#include "SFDagOffset.h"
-#include "SFDiscreteTransformNode.h"
-#include "SFGCGuidedTransform.h"
-#include "SFOp.h"
-#include "SFVariable.h"
-#include "TetMeshToSF.h"
+#include "graph/SFNodeClasses.h"
 
-#include <algorithm>
-#include <iterator>
+#include <array>
+#include <type_traits>
 #include <typeinfo>
 
 namespace SF {
 
 namespace {
 
-std::type_info const* const PlainTypes[] = {
-    &typeid(SFOp),
-    &typeid(SFConstant),
-    &typeid(SFVariable),
-    &typeid(SFAffineTransform),
-    &typeid(SFCylindricalTransform),
-    &typeid(SFBlendNode),
-    &typeid(SFGCGuidedTransform),
-    &typeid(SFDiscreteTransformNode),
-    &typeid(ResourceToSF),
-    &typeid(ResourceGradientToSF),
-    &typeid(ExplicitToSF),
-    &typeid(TetMeshToSF),
+struct NodeClassEntry
+{
+  std::type_info const* type;
+  SFNodeClass nodeClass;
 };
+
+template <class... Classes>
+constexpr auto EntriesOf(SFClassList<Classes...>)
+{
+  constexpr auto classOf = []<class Class>() {
+    return std::is_base_of_v<SFDagFunctor, Class> ? SFNodeClass::Functor : SFNodeClass::Plain;
+  };
+  return std::array{NodeClassEntry{&typeid(Classes), classOf.template operator()<Classes>()}...};
+}
+
+constexpr auto Entries = EntriesOf(SFNodeClasses());
 
 } // namespace
 
@@ -42,14 +33,13 @@ SFNodeClass ClassOf(SFDagNode const& iNode)
 {
   auto const& type = typeid(iNode);
   // By address first: types that differ are compared by their names, and a walk asks for every node.
-  for (auto const* const plain : PlainTypes)
-    if (plain == &type)
-      return SFNodeClass::Plain;
-  if (type == typeid(SFDagOffset))
-    return SFNodeClass::Functor;
-  bool const isPlain = std::any_of(std::begin(PlainTypes), std::end(PlainTypes),
-                                   [&](std::type_info const* iPlain) { return *iPlain == type; });
-  return isPlain ? SFNodeClass::Plain : SFNodeClass::Foreign;
+  for (auto const& [known, nodeClass] : Entries)
+    if (known == &type)
+      return nodeClass;
+  for (auto const& [known, nodeClass] : Entries)
+    if (*known == type)
+      return nodeClass;
+  return SFNodeClass::Foreign;
 }
 
 SFDagNode const* DerivedDagOf(SFDagNode const& iNode)

@@ -7,7 +7,16 @@ SFAffineTransform::SFAffineTransform(ZULMathTransformation const& iTransformatio
     _inverseKnown(iTransformation.IsIdentity())
 {
 }
+SFAffineTransform::SFAffineTransform(std::array<double, CoefficientCount> const& iCoefficients)
+  : SFAffineTransform(ZULMathTransformation(iCoefficients.data(), CoefficientCount))
+{
+}
 SFAffineTransform::~SFAffineTransform() = default;
+
+std::shared_ptr<SFAffineTransform> SFAffineTransform::Copy() const
+{
+  return std::make_shared<SFAffineTransform>(_transformation);
+}
 
 std::array<double, SFAffineTransform::CoefficientCount> SFAffineTransform::GetParameters() const
 {

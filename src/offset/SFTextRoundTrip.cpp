@@ -1,24 +1,17 @@
 #include "offset/SFTextRoundTrip.h"
 
-#include "ResourceToSF.h"
-#include "SFAffineTransform.h"
-#include "SFBlendNode.h"
-#include "SFConstant.h"
-#include "SFCylindricalTransform.h"
 #include "SFDagFromExpression.h"
-#include "SFDagOffset.h"
 #include "SFDagToExpression.h"
-#include "SFDiscreteTransformNode.h"
-#include "SFGCGuidedTransform.h"
 #include "SFOperatorTable.h"
-#include "SFVariable.h"
 #include "graph/SFDagTraversal.h"
+#include "graph/SFNodeClasses.h"
 #include "text/SFNodePayload.h"
 
 #include <algorithm>
 #include <bit>
 #include <cmath>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 namespace SF {
@@ -174,12 +167,13 @@ NodePtr SFTextRoundTrip::ReadTransform(SFDagNode const& iNode)
       number = AsText(number);
     return iNumbers;
   };
-  if (auto const* const affine = NodeAs<SFAffineTransform>(iNode)) {
-    auto const numbers = read(affine->GetParameters());
-    return std::make_shared<SFAffineTransform>(ZULMathTransformation(numbers.data(), static_cast<int>(numbers.size())));
-  }
-  if (auto const* const cylinder = NodeAs<SFCylindricalTransform>(iNode))
-    return std::make_shared<SFCylindricalTransform>(read(cylinder->GetParameters()));
+  NodePtr transform;
+  auto const make = [&]<class Class>(Class const& iTransform) {
+    if constexpr (std::is_constructible_v<Class, decltype(iTransform.GetParameters())>)
+      transform = std::make_shared<Class>(read(iTransform.GetParameters()));
+  };
+  if (VisitParameters(iNode, make))
+    return transform;
   if (auto const* const guided = NodeAs<SFGCGuidedTransform>(iNode))
     return ReadWithIds(*guided);
   if (auto const* const discrete = NodeAs<SFDiscreteTransformNode>(iNode))

@@ -106,14 +106,9 @@ SFNodeType SFLexer::Next(double& oValue, std::size_t& oStart, std::size_t& oEnd)
   case SFNodeType::PARAMETER:
     MoveTo(std::min(FindCharacter(' ', _position), _text.size()), oEnd);
     return kind;
-  case SFNodeType::AFFINETRANSFORM:
-  case SFNodeType::CYLINDRICALTRANSFORM:
-  case SFNodeType::DISCRETETRANFORM:
-  case SFNodeType::GCGUIDEDTRANSFORM:
-    MoveTo(std::min(FindCharacter(' ', _position), _text.size() - 1), oEnd);
-    Step(oEnd);
-    return kind;
   default:
+    if (FamilyOf(kind) == SFNodeFamily::Transform)
+      MoveTo(std::min(FindCharacter(' ', _position), _text.size() - 1), oEnd);
     Step(oEnd);
     return kind;
   }

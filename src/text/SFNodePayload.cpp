@@ -1,11 +1,8 @@
 #include "text/SFNodePayload.h"
 
-#include "ResourceToSF.h"
-#include "SFBlendNode.h"
-#include "SFCylindricalTransform.h"
-#include "SFDiscreteTransformNode.h"
-#include "SFGCGuidedTransform.h"
+#include "SFOperatorTable.h"
 #include "graph/SFDagTraversal.h"
+#include "graph/SFNodeClasses.h"
 
 #include <algorithm>
 
@@ -13,28 +10,12 @@ namespace SF {
 
 SFNodeNumbers::SFNodeNumbers(SFDagNode const& iNode)
 {
-  switch (iNode.GetTypeTag()) {
-  case SFNodeType::CONSTANT:
-  case SFNodeType::PARAMETER:
-  case SFNodeType::OFFSET:
+  SFNodeFamily const family = FamilyOf(iNode.GetTypeTag());
+  if (family == SFNodeFamily::Constant || family == SFNodeFamily::Offset) {
     _count = 1;
     iNode.GetConstant(_values[0]);
-    break;
-  case SFNodeType::AFFINETRANSFORM:
-    if (auto const* const affine = NodeAs<SFAffineTransform>(iNode))
-      Take(affine->GetParameters());
-    break;
-  case SFNodeType::CYLINDRICALTRANSFORM:
-    if (auto const* const cylinder = NodeAs<SFCylindricalTransform>(iNode))
-      Take(cylinder->GetParameters());
-    break;
-  case SFNodeType::BLEND:
-    if (auto const* const blend = NodeAs<SFBlendNode>(iNode))
-      Take(std::array{blend->GetBlendParameter()});
-    break;
-  default:
-    break;
-  }
+  } else
+    VisitParameters(iNode, [this](auto const& iKnown) { Take(iKnown.GetParameters()); });
 }
 
 template <std::size_t Count>
