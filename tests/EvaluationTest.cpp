@@ -86,6 +86,13 @@ LineList const NoInverse{FailedCall("GetInverse", "PrivateInterfaces/SFAffineTra
                          FailedCall("ApplyInverseTransformation", "PrivateInterfaces/SFAffineTransform.h"),
                          FailedCall("ComputeScalar", Evaluator)};
 
+/// The elementary functions are a unit in the last place off, and so are those of the C library.
+bool IsAsMeant(double iValue, double iMeant)
+{
+  double const unit = std::nextafter(std::abs(iMeant), Inf) - std::abs(iMeant);
+  return Same(iValue, iMeant) || std::abs(iValue - iMeant) <= 2.0 * unit;
+}
+
 LineList operator+(LineList iLines, LineList const& iMore)
 {
   iLines.insert(iLines.end(), iMore.begin(), iMore.end());
@@ -103,7 +110,10 @@ TEST(Evaluation, OperatorsMeanWhatIsStated)
       for (double const b : Nasty) {
         auto const node = Op(type, Constant(a), IsBinaryOperator(type) ? Constant(b) : nullptr);
         double const value = ValueAt(*node, {});
-        EXPECT_TRUE(Same(value, meaning(a, b))) << OperatorRow(type).name << ' ' << a << ' ' << b << " gave " << value;
+        bool const isFunction = OperatorRow(type).cost == SF::Detail::Function;
+        double const meant = meaning(a, b);
+        EXPECT_TRUE(isFunction ? IsAsMeant(value, meant) : Same(value, meant))
+            << OperatorRow(type).name << ' ' << a << ' ' << b << " gave " << value;
       }
 }
 

@@ -6,6 +6,7 @@
 #include "SFDagFunctor.h"
 #include "SFOperatorTable.h"
 #include "evaluation/SFEvaluatorReports.h"
+#include "operators/SFElementary.h"
 #include "operators/SFScalarOps.h"
 
 #include <algorithm>
@@ -217,8 +218,8 @@ HRESULT SFScalarEvaluation::Finish(Frame const& iFrame, double iLast)
     double const radius = _positions.back().x;
     _positions.pop_back();
     if (type == SFNodeType::CYLINDRICALTRANSFORM)
-      return Store(*iFrame.node,
-                   iLast - CylinderLimit(_context->GetDomainSize(), _context->GetVoxelSize()) / std::pow(radius, 4.0));
+      return Store(*iFrame.node, iLast - CylinderLimit(_context->GetDomainSize(), _context->GetVoxelSize()) /
+                                             Elementary::Pow(radius, 4.0));
     return Store(*iFrame.node, iLast);
   }
   default:

@@ -146,10 +146,10 @@ TEST(Interval, CommonRangesAreTight)
   auto const near = [](SFInterval const& iRange, double iLo, double iHi) {
     return std::abs(iRange.lo - iLo) < 1e-12 && std::abs(iRange.hi - iHi) < 1e-12 && !iRange.nan;
   };
-  EXPECT_TRUE(near(sin(SFInterval(0.1, 0.2, false)), std::sin(0.1), std::sin(0.2)));
-  EXPECT_TRUE(near(cos(SFInterval(3.0, 3.5, false)), -1.0, std::cos(3.5)));
-  EXPECT_TRUE(near(exp(SFInterval(0.0, 1.0, false)), 1.0, std::exp(1.0)));
-  EXPECT_TRUE(near(pow(SFInterval(2.0, 3.0, false), SFInterval(4.0)), 16.0, 81.0));
+  EXPECT_TRUE(near(Sin(SFInterval(0.1, 0.2, false)), std::sin(0.1), std::sin(0.2)));
+  EXPECT_TRUE(near(Cos(SFInterval(3.0, 3.5, false)), -1.0, std::cos(3.5)));
+  EXPECT_TRUE(near(Exp(SFInterval(0.0, 1.0, false)), 1.0, std::exp(1.0)));
+  EXPECT_TRUE(near(Pow(SFInterval(2.0, 3.0, false), SFInterval(4.0)), 16.0, 81.0));
 }
 
 // The ranges that a sweep computes over boxes, against all values in them.
