@@ -26,7 +26,7 @@ struct CsgPart
 /// The loops that a person would write for one expression each, in double precision, with everything that depends
 /// on fewer than three coordinates moved out of the innermost loop. They do the expression's arithmetic in the
 /// order of its text, and store a value as Render does: limited in magnitude to the grid's diagonal, NaN as the
-/// diagonal, 0 as -0. So they give the same floats, bit for bit.
+/// diagonal, 0 as -0. So they give the same floats, bit for bit, but for those that call functions of the C library.
 ///
 /// Each computes the slices [iBegin, iEnd) of a grid; several threads may work on different slices.
 namespace HandLoops {
@@ -46,6 +46,9 @@ void Csg(Grid const& iGrid, unsigned iBegin, unsigned iEnd, float* oValues, CsgP
 
 /// panel.sf without leaving anything out, as make_straight_line.py writes it: rows [iBegin, iEnd) of a flat grid.
 void Panel(Grid const& iGrid, unsigned iBegin, unsigned iEnd, float* oValues);
+
+/// organic.sf in the same way: 29 exponentials, 8 logarithms, 3 sines and 3 cosines of the C library a point.
+void Organic(Grid const& iGrid, unsigned iBegin, unsigned iEnd, float* oValues);
 
 } // namespace HandLoops
 } // namespace SFBench

@@ -29,6 +29,7 @@ public:
     bool flat;                                       ///< one slice only
     unsigned side;                                   ///< points along an axis when nothing else is asked for
     Loop (*makeLoop)(std::string const& iModelText); ///< null when there is no loop
+    bool callsLibrary = false;                       ///< the loop, for functions; its last bits are its own
   };
 
   /// All workloads, in the order of the report.
@@ -55,8 +56,8 @@ public:
   /// The values at about `iCount` points spread over the grid, by one thread; returns how many.
   std::size_t RunRecursion(std::size_t iCount);
 
-  /// How many values of the loop, or of the recursion, differ in a bit from those of Render. Only values that have
-  /// been computed are compared.
+  /// How many values of the loop, or of the recursion, differ in a bit from those of Render; of a loop that calls the C
+  /// library, how many are not the same but for its errors. Only values that have been computed are compared.
   std::size_t LoopDifferences() const;
   std::size_t RecursionDifferences() const;
 
@@ -65,6 +66,7 @@ private:
   Grid _grid;
   std::shared_ptr<SF::SFDagNode> _root;
   Loop _loop;
+  bool _loopCallsLibrary;
   std::vector<float> _rendered;
   std::vector<float> _looped;
   std::vector<std::shared_ptr<SF::SFDagNode>> _gradient;

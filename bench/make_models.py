@@ -14,7 +14,7 @@ import sys
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "examples"))
 
 from sf_text import (  # noqa: E402
-    X, Y, box, circle, greatest, gyroid, half_space, least, magnitude, number, rounded_rectangle,
+    X, Y, Z, box, circle, greatest, gyroid, half_space, least, magnitude, number, rounded_rectangle,
     sphere, stroke, sub, union, without, write,
 )  # fmt: skip
 
@@ -43,6 +43,34 @@ def rotated_gyroid():
         (0, 0, 0, 1),
     ]
     return f"m[{';'.join(f'{value:.6g}' for row in rows for value in row)}] {sheet()}"
+
+
+# ---- an organic form --------------------------------------------------------------------------------------------
+
+STEEPNESS = 4  # of the blends: larger is sharper
+
+
+def blend(*fields):
+    """The smooth union -ln(sum of exp(-k f)) / k."""
+    terms = [f"e * f{-STEEPNESS} {field}" for field in fields]
+    total = terms[0]
+    for term in terms[1:]:
+        total = f"+ {total} {term}"
+    return f"/ l {total} f{-STEEPNESS}"
+
+
+def organic():
+    """22 spheres blended in 7 groups, the groups blended in turn, and a wave of the surface along skew directions."""
+    rng = random.Random(7)
+    place = lambda low, high: round(low + (high - low) * rng.random(), 2)  # noqa: E731
+    groups = []
+    for count in (3, 3, 3, 3, 3, 3, 4):
+        around = [place(-6, 6) for _ in range(3)]
+        balls = [sphere([round(c + place(-2, 2), 2) for c in around], place(0.8, 2)) for _ in range(count)]
+        groups.append(blend(*balls))
+    along = [f"+ * f{a} {u} * f{b} {v}" for a, u, b, v in ((1.7, X, 0.4, Y), (1.6, Y, 0.5, Z), (1.8, Z, 0.3, X))]
+    wave = [f"* s {along[i]} c {along[(i + 1) % 3]}" for i in range(3)]
+    return f"+ {blend(*groups)} * f0.1 + + {wave[0]} {wave[1]} {wave[2]}"
 
 
 # ---- constructive solids ----------------------------------------------------------------------------------------
@@ -180,6 +208,7 @@ def main():
         "sphere": sphere((0, 0, 0), 1),
         "gyroid_shell": gyroid_shell(),
         "rotated_gyroid": rotated_gyroid(),
+        "organic": organic(),
         "csg_balanced": balanced,
         "csg_chain": left_deep,
         "panel": panel(),

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Writes a model of X and Y as a C++ loop: one statement for each different operation, nothing left out.
+"""Writes a model of X and Y, or of Z too, as a C++ loop: one statement for each different operation, nothing left out.
 
 The loop is the rival of a renderer that leaves out what a tile does not need. The compiler may do with it what it
 likes, such as moving what depends on Y alone out of the loop along X.
@@ -8,11 +8,20 @@ likes, such as moving what depends on Y alone out of the loop along X.
 import argparse
 import pathlib
 
-UNARY = {"q": "{0} * {0}", "r": "std::sqrt({0})", "a": "std::abs({0})"}
+UNARY = {
+    "q": "{0} * {0}",
+    "r": "std::sqrt({0})",
+    "a": "std::abs({0})",
+    "s": "std::sin({0})",
+    "c": "std::cos({0})",
+    "e": "std::exp({0})",
+    "l": "std::log({0})",
+}
 BINARY = {
     "+": "{0} + {1}",
     "-": "{0} - {1}",
     "*": "{0} * {1}",
+    "/": "{0} / {1}",
     "U": "{1} < {0} ? {1} : {0}",
     "I": "{1} > {0} ? {1} : {0}",
     "\\": "-{1} > {0} ? -{1} : {0}",
@@ -31,8 +40,10 @@ void {name}(Grid const& iGrid, unsigned iBegin, unsigned iEnd, float* oValues)
   double const height = (iGrid.dims[1] - 1.0) * iGrid.h;
   double const depth = (iGrid.dims[2] - 1.0) * iGrid.h;
   double const diagonal = std::sqrt(width * width + height * height + depth * depth);
-  for (unsigned long row = iBegin; row < iEnd; ++row) {{
-    double const y = iGrid.origin[1] + static_cast<double>(row) * iGrid.h;
+  unsigned long const rows = {rows};
+  for (unsigned long row = iBegin * rows; row < iEnd * rows; ++row) {{
+    [[maybe_unused]] double const z = iGrid.origin[2] + static_cast<double>(row / iGrid.dims[1]) * iGrid.h;
+    double const y = iGrid.origin[1] + static_cast<double>(row % iGrid.dims[1]) * iGrid.h;
     for (unsigned i = 0; i < iGrid.dims[0]; ++i) {{
       double const x = iGrid.origin[0] + i * iGrid.h;
 """
@@ -51,7 +62,7 @@ def statements(text):
     """The name of the result, and a statement for each different operation."""
     values, lines, stack = {}, [], []
     for token in reversed(text.split()):
-        if token == "X" or token == "Y":
+        if token in ("X", "Y", "Z"):
             stack.append(token.lower())
             continue
         if token[0] == "f":
@@ -74,8 +85,11 @@ def main():
     parser.add_argument("name", help="of the function")
     parser.add_argument("output", type=pathlib.Path)
     arguments = parser.parse_args()
-    result, lines = statements(arguments.model.read_text(encoding="ascii").replace("$", " "))
-    source = HEAD.format(source=arguments.model.name, name=arguments.name) + "".join(lines) + TAIL.format(result=result)
+    text = arguments.model.read_text(encoding="ascii").replace("$", " ")
+    result, lines = statements(text)
+    rows = "iGrid.dims[1]" if "Z" in text.split() else "1"  # in a slice; a flat grid is cut into rows
+    head = HEAD.format(source=arguments.model.name, name=arguments.name, rows=rows)
+    source = head + "".join(lines) + TAIL.format(result=result)
     arguments.output.write_text(source, encoding="ascii")
 
 

@@ -8,6 +8,7 @@
 #   tsan         clang, the tests that render or start threads, on instrumented code
 #   fuzz         each fuzzer for 30 seconds, from the kept inputs, built by asan-ubsan (scripts/fuzz.sh)
 #   clang        as release, with the second compiler, but for the packaging tests; not a part of the whole check
+#   aarch64      the library for another processor, and the hashes of its grids under an emulator
 #   summary      what the steps have given since build/logs was removed, the suite's closing line last
 #
 # Environment: STRICT=1 makes any warning a failure. The output of a step is kept in build/logs/STEP.log.
@@ -66,7 +67,7 @@ summary() {
 [[ $# -gt 0 ]] || { sed -n '2,/^set/s/^# \{0,1\}//p' "${BASH_SOURCE[0]}"; exit 2; }
 for step in "$@"; do
   case $step in
-  release | clang | asan-ubsan | tsan) run_step "$step" build_and_test ;;
+  release | clang | asan-ubsan | tsan | aarch64) run_step "$step" build_and_test ;;
   fuzz) run_step "$step" build_and_fuzz ;;
   summary) summary ;;
   *)

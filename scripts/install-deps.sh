@@ -27,6 +27,8 @@ ci_packages=(
   clang
   libclang-rt-14-dev # its sanitizers and libFuzzer
   llvm               # llvm-symbolizer: the places in the sanitizers' reports
+  g++-aarch64-linux-gnu # another processor, to see that no value depends on it,
+  qemu-user-static      # and its emulator
 )
 
 case "${1-}" in

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "operators/SFElementary.h"
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -9,12 +11,12 @@ namespace SF {
 /// A range of doubles: the value is in [lo, hi] or, where `nan` is set, it may be NaN. The bounds are never NaN.
 ///
 /// Endpoints are computed in round-to-nearest. For sums, products, quotients and square roots that bounds the
-/// round-to-nearest results exactly, because rounding is monotone. The results of library functions are widened
-/// by `FunctionUlps`, since those need not be monotone in the last places.
+/// round-to-nearest results exactly, because rounding is monotone. The elementary functions are within a unit in the last
+/// place of monotone ones, but not monotone themselves: their results are widened (Detail::Widened).
 struct SFInterval
 {
   static constexpr double Infinity = std::numeric_limits<double>::infinity();
-  static constexpr int FunctionUlps = 4;
+  static constexpr double Largest = std::numeric_limits<double>::max();
 
   constexpr SFInterval() = default;
   constexpr explicit SFInterval(double iValue)
@@ -50,14 +52,22 @@ inline SFInterval FromEnds(double iLo, double iHi, bool iNan)
   return {std::isnan(iLo) ? -SFInterval::Infinity : iLo, std::isnan(iHi) ? SFInterval::Infinity : iHi, iNan};
 }
 
-/// `iA` moved outwards by the error that the library functions are trusted with.
+/// `iA` moved outwards by at least 3.5 units in the last place. Where a function has its exact values to the right of an
+/// end, its computed ones are below that of the end by no more than the errors of both, a unit each, of which one may be
+/// twice as large beyond a power of 2.
 inline SFInterval Widened(SFInterval iA)
 {
-  for (int i = 0; i < SFInterval::FunctionUlps; ++i) {
-    iA.lo = std::nextafter(iA.lo, -SFInterval::Infinity);
-    iA.hi = std::nextafter(iA.hi, SFInterval::Infinity);
-  }
-  return iA;
+  constexpr double relative = 0x1p-50;
+  constexpr double tiny = 0x1p-1072;
+  double const lo = iA.lo < SFInterval::Largest ? iA.lo : SFInterval::Largest;
+  double const hi = iA.hi > -SFInterval::Largest ? iA.hi : -SFInterval::Largest;
+  return {lo - (std::abs(lo) * relative + tiny), hi + (std::abs(hi) * relative + tiny), iA.nan};
+}
+/// The same for a function without negative values.
+inline SFInterval WidenedAbove0(SFInterval const& iA)
+{
+  SFInterval const wide = Widened(iA);
+  return {wide.lo > 0.0 ? wide.lo : 0.0, wide.hi, wide.nan};
 }
 
 /// The smallest and largest of four candidates; anything when one of them is NaN.
@@ -164,53 +174,52 @@ inline SFInterval sqrt(SFInterval const& iA)
   return {iA.lo > 0.0 ? std::sqrt(iA.lo) : 0.0, std::sqrt(iA.hi), iA.nan || iA.lo < 0.0};
 }
 
-inline SFInterval exp(SFInterval const& iA) { return Detail::Widened({std::exp(iA.lo), std::exp(iA.hi), iA.nan}); }
+inline SFInterval Exp(SFInterval const& iA)
+{
+  return Detail::WidenedAbove0({Elementary::Exp(iA.lo), Elementary::Exp(iA.hi), iA.nan});
+}
 
-inline SFInterval log(SFInterval const& iA)
+inline SFInterval Log(SFInterval const& iA)
 {
   if (iA.hi < 0.0)
     return SFInterval::Anything();
-  return Detail::Widened({iA.lo > 0.0 ? std::log(iA.lo) : -SFInterval::Infinity,
-                          iA.hi > 0.0 ? std::log(iA.hi) : -SFInterval::Infinity, iA.nan || iA.lo < 0.0});
+  return Detail::Widened({iA.lo > 0.0 ? Elementary::Log(iA.lo) : -SFInterval::Infinity,
+                          iA.hi > 0.0 ? Elementary::Log(iA.hi) : -SFInterval::Infinity, iA.nan || iA.lo < 0.0});
 }
 
-inline SFInterval sin(SFInterval const& iA)
+inline SFInterval Sin(SFInterval const& iA) { return Detail::PeriodicRange(iA, 0.25, Elementary::Sin); }
+inline SFInterval Cos(SFInterval const& iA) { return Detail::PeriodicRange(iA, 0.0, Elementary::Cos); }
+inline SFInterval Tan(SFInterval const& iA)
 {
-  return Detail::PeriodicRange(iA, 0.25, [](double iX) { return std::sin(iX); });
-}
-inline SFInterval cos(SFInterval const& iA)
-{
-  return Detail::PeriodicRange(iA, 0.0, [](double iX) { return std::cos(iX); });
+  return {-SFInterval::Infinity, SFInterval::Infinity, iA.nan || iA.MayBeInfinite()};
 }
 
-inline SFInterval asin(SFInterval const& iA)
+inline SFInterval Asin(SFInterval const& iA)
 {
   double const lo = std::clamp(iA.lo, -1.0, 1.0);
   double const hi = std::clamp(iA.hi, -1.0, 1.0);
-  return Detail::Widened({std::asin(lo), std::asin(hi), iA.nan || iA.lo < -1.0 || iA.hi > 1.0});
+  return Detail::Widened({Elementary::Asin(lo), Elementary::Asin(hi), iA.nan || iA.lo < -1.0 || iA.hi > 1.0});
 }
-inline SFInterval acos(SFInterval const& iA)
+inline SFInterval Acos(SFInterval const& iA)
 {
   double const lo = std::clamp(iA.lo, -1.0, 1.0);
   double const hi = std::clamp(iA.hi, -1.0, 1.0);
-  return Detail::Widened({std::acos(hi), std::acos(lo), iA.nan || iA.lo < -1.0 || iA.hi > 1.0});
+  return Detail::Widened({Elementary::Acos(hi), Elementary::Acos(lo), iA.nan || iA.lo < -1.0 || iA.hi > 1.0});
 }
-
-/// For a positive second argument.
-inline SFInterval atan2(SFInterval const& iA, SFInterval const& iB)
+inline SFInterval Atan(SFInterval const& iA)
 {
-  return Detail::Widened({std::atan2(iA.lo, iB.lo), std::atan2(iA.hi, iB.lo), iA.nan || iB.nan});
+  return Detail::Widened({Elementary::Atan(iA.lo), Elementary::Atan(iA.hi), iA.nan});
 }
 
 /// Tight for a base that is not negative and one exponent, the case that occurs; anything else is anything. So is
 /// 0 with a negative exponent: -0 may give the other infinity.
-inline SFInterval pow(SFInterval const& iA, SFInterval const& iB)
+inline SFInterval Pow(SFInterval const& iA, SFInterval const& iB)
 {
   if (!iB.IsPoint() || iA.lo < 0.0 || (iA.lo == 0.0 && iB.lo < 0.0))
     return SFInterval::Anything();
-  double const a = std::pow(iA.lo, iB.lo);
-  double const b = std::pow(iA.hi, iB.lo);
-  return Detail::Widened({std::min(a, b), std::max(a, b), iA.nan});
+  double const a = Elementary::Pow(iA.lo, iB.lo);
+  double const b = Elementary::Pow(iA.hi, iB.lo);
+  return Detail::WidenedAbove0({std::min(a, b), std::max(a, b), iA.nan});
 }
 
 } // namespace SF

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "SFOperatorTable.h"
+#include "operators/SFElementary.h"
 #include "operators/SFInterval.h"
 
 #include <array>
@@ -39,8 +40,10 @@ inline double Clamped(double iValue, double iLimit)
 }
 
 using enum SFNodeType;
-// The elementary functions of doubles; those of other types are found by their namespace.
-using std::abs, std::acos, std::asin, std::atan2, std::cos, std::exp, std::log, std::pow, std::sin, std::sqrt;
+// The functions of doubles; those of other types are found by their namespace.
+using Elementary::Acos, Elementary::Asin, Elementary::Atan, Elementary::Cos, Elementary::Exp, Elementary::Log,
+    Elementary::Pow, Elementary::Sin, Elementary::Tan;
+using std::abs, std::sqrt;
 
 /// What an operator means for doubles and for intervals, where one expression does not say both.
 template <class... Functions>
@@ -72,9 +75,9 @@ inline constexpr auto Meaning<MAX> = []<class T>(T const& iA, T const& iB) { ret
 template <>
 inline constexpr auto Meaning<NOT> = []<class T>(T const& iA) { return T(0.0) - iA; };
 template <>
-inline constexpr auto Meaning<COS> = []<class T>(T const& iA) { return cos(iA); };
+inline constexpr auto Meaning<COS> = []<class T>(T const& iA) { return Cos(iA); };
 template <>
-inline constexpr auto Meaning<SIN> = []<class T>(T const& iA) { return sin(iA); };
+inline constexpr auto Meaning<SIN> = []<class T>(T const& iA) { return Sin(iA); };
 template <>
 inline constexpr auto Meaning<ROOT> = []<class T>(T const& iA) { return sqrt(iA); };
 template <>
@@ -82,28 +85,24 @@ inline constexpr auto Meaning<DIV> = []<class T>(T const& iA, T const& iB) { ret
 template <>
 inline constexpr auto Meaning<ABS> = []<class T>(T const& iA) { return abs(iA); };
 template <>
-inline constexpr auto Meaning<EXP> = []<class T>(T const& iA) { return exp(iA); };
+inline constexpr auto Meaning<EXP> = []<class T>(T const& iA) { return Exp(iA); };
 template <>
-inline constexpr auto Meaning<LN> = []<class T>(T const& iA) { return log(iA); };
+inline constexpr auto Meaning<LN> = []<class T>(T const& iA) { return Log(iA); };
 template <>
-inline constexpr auto Meaning<POW> = []<class T>(T const& iA, T const& iB) { return pow(iA, iB); };
+inline constexpr auto Meaning<POW> = []<class T>(T const& iA, T const& iB) { return Pow(iA, iB); };
 template <>
 inline constexpr auto Meaning<SYMDIFF> =
     []<class T>(T const& iA, T const& iB) { return Maximum(Minimum(iA, iB), -Maximum(iA, iB)); };
 template <>
 inline constexpr auto Meaning<WITHOUT> = []<class T>(T const& iA, T const& iB) { return Maximum(iA, -iB); };
 template <>
-inline constexpr auto Meaning<ACOS> = []<class T>(T const& iA) { return acos(iA); };
+inline constexpr auto Meaning<ACOS> = []<class T>(T const& iA) { return Acos(iA); };
 template <>
-inline constexpr auto Meaning<ASIN> = []<class T>(T const& iA) { return asin(iA); };
+inline constexpr auto Meaning<ASIN> = []<class T>(T const& iA) { return Asin(iA); };
 template <>
-inline constexpr auto Meaning<TAN> =
-    ByType{[](double iA) { return std::tan(iA); },
-           [](SFInterval const& iA) {
-             return SFInterval(-SFInterval::Infinity, SFInterval::Infinity, iA.nan || iA.MayBeInfinite());
-           }};
+inline constexpr auto Meaning<TAN> = []<class T>(T const& iA) { return Tan(iA); };
 template <>
-inline constexpr auto Meaning<ATAN> = []<class T>(T const& iA) { return atan2(iA, T(1.0)); };
+inline constexpr auto Meaning<ATAN> = []<class T>(T const& iA) { return Atan(iA); };
 // The sign of 0 and of NaN is -1.
 template <>
 inline constexpr auto Meaning<SIGN> = []<class T>(T const& iA) { return Select(iA > T(0.0), T(1.0), T(-1.0)); };

@@ -3,27 +3,6 @@
 // SF_KERNEL_REGISTERS how many of them a value takes in a fused group. Only plain loops here: they are what the compiler
 // turns into vector code, and the scalar operations inlined into them come from SFScalarOps.h.
 
-template <SFNodeType Op, bool AVaries, bool BVaries>
-SF_KERNEL_TARGET void Loop(SFKernelBox const& iBox)
-{
-  double* __restrict out = iBox.out;
-  std::size_t const n = iBox.n0;
-  for (std::size_t k = 0; k < iBox.n2; ++k)
-    for (std::size_t j = 0; j < iBox.n1; ++j) {
-      double const* __restrict const a =
-          iBox.a.data + static_cast<std::ptrdiff_t>(k) * iBox.a.s2 + static_cast<std::ptrdiff_t>(j) * iBox.a.s1;
-      double const* __restrict const b =
-          iBox.b.data + static_cast<std::ptrdiff_t>(k) * iBox.b.s2 + static_cast<std::ptrdiff_t>(j) * iBox.b.s1;
-      double const a0 = *a;
-      double const b0 = *b;
-      for (std::size_t i = 0; i < n; ++i)
-        out[i] = ScalarOps::Apply<Op>(AVaries ? a[i] : a0, BVaries ? b[i] : b0);
-      out += n;
-    }
-}
-
-// ---- fused groups ---------------------------------------------------------------------------------------------
-
 /// One vector register, and a load that needs no alignment. Written otherwise, clang drops the attribute of the latter
 /// without a word.
 using Vector = double __attribute__((vector_size(SF_KERNEL_BYTES)));
@@ -31,15 +10,125 @@ using Loaded __attribute__((aligned(alignof(double)), may_alias)) = Vector;
 static_assert(alignof(Loaded) == alignof(double));
 constexpr std::size_t VectorLanes = SF_KERNEL_BYTES / sizeof(double);
 
+/// The difference with 0 is the value itself, a zero of either sign included.
+SF_KERNEL_TARGET SF_KERNEL_INLINE Vector Broadcast(double iValue) { return iValue - Vector{}; }
+
+template <SFNodeType Op, bool AVaries, bool BVaries>
+SF_KERNEL_TARGET SF_KERNEL_INLINE void Row(double* __restrict oOut, double const* __restrict iA,
+                                           double const* __restrict iB, std::size_t iCount)
+{
+  double const a0 = *iA;
+  double const b0 = *iB;
+  for (std::size_t i = 0; i < iCount; ++i)
+    oOut[i] = ScalarOps::Apply<Op>(AVaries ? iA[i] : a0, BVaries ? iB[i] : b0);
+}
+
+// ---- elementary functions -------------------------------------------------------------------------------------
+
+/// The elementary functions over a vector, the lanes of which have the bits of the functions for single values.
+namespace Lanes {
+#define SF_LANES (SF_KERNEL_BYTES / 8)
+#define SF_LANES_FUNCTION SF_KERNEL_TARGET SF_KERNEL_INLINE
+#include "operators/elementary/SFElementaryFunctions.inl"
+#undef SF_LANES
+#undef SF_LANES_FUNCTION
+} // namespace Lanes
+
+/// An elementary function of vectors. The lanes for which Lanes::IsHuge holds are arbitrary for those of angles.
+template <SFNodeType Op>
+SF_KERNEL_TARGET SF_KERNEL_INLINE Vector Function(Vector iA, [[maybe_unused]] Vector iB)
+{
+  if constexpr (Op == SFNodeType::SIN)
+    return Lanes::Sin(iA);
+  else if constexpr (Op == SFNodeType::COS)
+    return Lanes::Cos(iA);
+  else if constexpr (Op == SFNodeType::TAN)
+    return Lanes::Tan(iA);
+  else if constexpr (Op == SFNodeType::EXP)
+    return Lanes::Exp(iA);
+  else if constexpr (Op == SFNodeType::LN)
+    return Lanes::Log(iA);
+  else if constexpr (Op == SFNodeType::POW)
+    return Lanes::Pow(iA, iB);
+  else if constexpr (Op == SFNodeType::ASIN)
+    return Lanes::Asin(iA);
+  else if constexpr (Op == SFNodeType::ACOS)
+    return Lanes::Acos(iA);
+  else {
+    static_assert(Op == SFNodeType::ATAN, "an elementary function that has no vectors");
+    return Lanes::Atan(iA);
+  }
+}
+
+constexpr bool IsAngular(SFNodeType iType)
+{
+  return iType == SFNodeType::SIN || iType == SFNodeType::COS || iType == SFNodeType::TAN;
+}
+constexpr bool IsElementary(SFNodeType iType)
+{
+  using enum SFNodeType;
+  return IsAngular(iType) || iType == EXP || iType == LN || iType == POW || iType == ASIN || iType == ACOS ||
+         iType == ATAN;
+}
+
+/// A row of an elementary function. The last values of a vector are computed once more, together with what is left.
+template <SFNodeType Op, bool AVaries, bool BVaries>
+SF_KERNEL_TARGET void FunctionRow(double* __restrict oOut, double const* __restrict iA, double const* __restrict iB,
+                                  std::size_t iCount)
+{
+  if (Op == SFNodeType::POW && !BVaries && *iB == 2.0)
+    return Row<SFNodeType::SQUARE, AVaries, AVaries>(oOut, iA, iA, iCount);
+  if (iCount < VectorLanes)
+    return Row<Op, AVaries, BVaries>(oOut, iA, iB, iCount);
+  Vector const a0 = Broadcast(*iA);
+  Vector const b0 = Broadcast(*iB);
+  Lanes::Mask huge{};
+  for (std::size_t at = 0; at < iCount; at += VectorLanes) {
+    std::size_t const i = at + VectorLanes <= iCount ? at : iCount - VectorLanes;
+    Vector const a = AVaries ? Vector(*reinterpret_cast<Loaded const*>(iA + i)) : a0;
+    Vector const b = BVaries ? Vector(*reinterpret_cast<Loaded const*>(iB + i)) : b0;
+    *reinterpret_cast<Loaded*>(oOut + i) = Function<Op>(a, b);
+    if constexpr (IsAngular(Op))
+      huge |= Lanes::IsHuge(a);
+  }
+  if constexpr (IsAngular(Op)) {
+    std::int64_t any = 0;
+    for (std::size_t lane = 0; lane < VectorLanes; ++lane)
+      any |= huge[lane];
+    for (std::size_t i = 0; any != 0 && i < iCount; ++i) {
+      double const a = iA[AVaries ? i : 0];
+      if (!(__builtin_fabs(a) <= Lanes::LargestReduced))
+        oOut[i] = ScalarOps::Apply<Op>(a, a);
+    }
+  }
+}
+
+template <SFNodeType Op, bool AVaries, bool BVaries>
+SF_KERNEL_TARGET void Loop(SFKernelBox const& iBox)
+{
+  double* out = iBox.out;
+  for (std::size_t k = 0; k < iBox.n2; ++k)
+    for (std::size_t j = 0; j < iBox.n1; ++j) {
+      auto const slice = static_cast<std::ptrdiff_t>(k);
+      auto const row = static_cast<std::ptrdiff_t>(j);
+      double const* const a = iBox.a.data + slice * iBox.a.s2 + row * iBox.a.s1;
+      double const* const b = iBox.b.data + slice * iBox.b.s2 + row * iBox.b.s1;
+      if constexpr (IsElementary(Op))
+        FunctionRow<Op, AVaries, BVaries>(out, a, b, iBox.n0);
+      else
+        Row<Op, AVaries, BVaries>(out, a, b, iBox.n0);
+      out += iBox.n0;
+    }
+}
+
+// ---- chains ---------------------------------------------------------------------------------------------------
+
 /// As many registers as hold a value and an operand with some to spare.
 template <std::size_t N>
 struct Registers
 {
   Vector v[N];
 };
-
-/// The difference with 0 is the value itself, a zero of either sign included.
-SF_KERNEL_TARGET SF_KERNEL_INLINE Vector Broadcast(double iValue) { return iValue - Vector{}; }
 
 template <std::size_t N>
 SF_KERNEL_TARGET SF_KERNEL_INLINE void Load(Registers<N>& oValue, double const* iFrom, bool iVaries)

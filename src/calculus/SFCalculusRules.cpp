@@ -1,5 +1,7 @@
 #include "calculus/SFCalculusRules.h"
 
+#include "operators/SFElementary.h"
+
 #include <array>
 #include <cmath>
 #include <cstddef>
@@ -87,7 +89,7 @@ template <>
 constexpr SFCalculusRules Rules<COS>{
     .derivative = "MULT(NOT(SIN(u)), du)",
     .numericReads = ValuesAndDerivatives,
-    .numericDerivative = [](D u, D) { return -std::sin(u.value) * u.d; },
+    .numericDerivative = [](D u, D) { return -Elementary::Sin(u.value) * u.d; },
     .tapeDerivative = "NOT(MULT(SIN(u), du))",
     .rewriting = Fold,
 };
@@ -96,7 +98,7 @@ template <>
 constexpr SFCalculusRules Rules<SIN>{
     .derivative = "MULT(COS(u), du)",
     .numericReads = ValuesAndDerivatives,
-    .numericDerivative = [](D u, D) { return std::cos(u.value) * u.d; },
+    .numericDerivative = [](D u, D) { return Elementary::Cos(u.value) * u.d; },
     .tapeDerivative = "MULT(COS(u), du)",
     .rewriting = Fold,
 };
@@ -132,7 +134,7 @@ template <>
 constexpr SFCalculusRules Rules<EXP>{
     .derivative = "MULT(EXP(u), du)",
     .numericReads = ValuesAndDerivatives,
-    .numericDerivative = [](D u, D) { return std::exp(u.value) * u.d; },
+    .numericDerivative = [](D u, D) { return Elementary::Exp(u.value) * u.d; },
     .tapeDerivative = "MULT(w, du)",
     .rewriting = Fold,
 };
@@ -151,7 +153,9 @@ constexpr SFCalculusRules Rules<POW>{
     .derivative = "MULT(d[MULT(v, LN(u))], POW(u, v))",
     .numericReads = ValuesAndDerivatives,
     .numericDerivative =
-        [](D u, D v) { return (u.d * v.value / u.value + std::log(u.value) * v.d) * std::pow(u.value, v.value); },
+        [](D u, D v) {
+          return (u.d * v.value / u.value + Elementary::Log(u.value) * v.d) * Elementary::Pow(u.value, v.value);
+        },
     // A base that is not positive has no logarithm: 0 at 0, NaN below, as the square root has it.
     .tapeDerivative =
         "PLUS(STILL(MULT(MULT(v, POW(u, MINUS(v, 1))), du)), MULT(MULT(w, SELECT(u, LN(u), ROOT(u))), dv))",
@@ -205,7 +209,7 @@ template <>
 constexpr SFCalculusRules Rules<TAN>{
     .derivative = "DIV(du, POW(COS(u), 2))",
     .numericReads = ValuesAndDerivatives,
-    .numericDerivative = [](D u, D) { return u.d / (std::cos(u.value) * std::cos(u.value)); },
+    .numericDerivative = [](D u, D) { return u.d / (Elementary::Cos(u.value) * Elementary::Cos(u.value)); },
     .tapeDerivative = "MULT(PLUS(1, SQUARE(w)), du)",
     .rewriting = Fold,
 };

@@ -1,5 +1,6 @@
 #include "SFDagDifferentialOperator.h"
 #include "evaluation/SFWorkerCount.h"
+#include "operators/SFElementary.h"
 #include "tape/SFGrid.h"
 
 #include <algorithm>
@@ -23,7 +24,7 @@ double SFDagDifferentialOperator::BumpFunction(double const* iPoint, double iRad
   double const t = (x * x + y * y + z * z) / (iRadius * iRadius);
   if (!(1.0 > t))
     return 0.0;
-  return std::exp(1.0 / (t - 1.0)) * iScale / (iRadius * iRadius * iRadius);
+  return Elementary::Exp(1.0 / (t - 1.0)) * iScale / (iRadius * iRadius * iRadius);
 }
 
 HRESULT SFDagDifferentialOperator::RejectionSamplingFromBumpFunction(std::vector<double>& oSamples, double iRadius,

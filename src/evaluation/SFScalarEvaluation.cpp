@@ -6,6 +6,7 @@
 #include "SFDagFunctor.h"
 #include "SFOperatorTable.h"
 #include "evaluation/SFEvaluatorReports.h"
+#include "operators/SFElementary.h"
 #include "operators/SFScalarOps.h"
 
 #include <cmath>
@@ -212,7 +213,7 @@ HRESULT SFScalarEvaluation::Finish(Frame const& iFrame, double iLast)
     if (type == SFNodeType::CYLINDRICALTRANSFORM)
       return Store(*iFrame.node, iLast - SFCylindricalTransform::CorrectionLimit(_context->GetDomainSize(),
                                                                                  _context->GetVoxelSize()) /
-                                             std::pow(radius, 4.0));
+                                             Elementary::Pow(radius, 4.0));
     return Store(*iFrame.node, iLast);
   }
   default:

@@ -1,6 +1,7 @@
 #include "SFCylindricalTransform.h"
 
 #include "ZULPI.h"
+#include "operators/SFElementary.h"
 
 #include <algorithm>
 #include <cmath>
@@ -75,7 +76,7 @@ SFCylindricalTransform::Frame const& SFCylindricalTransform::GetFrame() const
 
 double SFCylindricalTransform::AngleOf(double iU, double iW)
 {
-  double const t = std::atan(std::abs(iW) / std::abs(iU));
+  double const t = Elementary::Atan(std::abs(iW) / std::abs(iU));
   if (iU > 0.0 && iW > 0.0)
     return t;
   if (iU <= 0.0 && iW > 0.0)
