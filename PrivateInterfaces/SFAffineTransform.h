@@ -65,7 +65,7 @@ public:
     return S_OK;
   }
 
-  /// As GetInverse, but says nothing, and gives the node's own copy.
+  /// As GetInverse, without a line, and with the node's own copy.
   HRESULT FindInverse(ZULMathTransformation const*& oInverse) const;
 
 private:

@@ -32,7 +32,7 @@ constexpr char const* Class = "Error in SFDagFromExpression::";
 
 void ReportFailure(char const* iSentence) { Diagnostics::Sentence(std::string(Class) + iSentence); }
 
-/// What is written of a node with one operand that has failed.
+/// The line of a node with one operand that has failed.
 char const* FailureOf(SFNodeType iType)
 {
   switch (iType) {
@@ -46,9 +46,9 @@ char const* FailureOf(SFNodeType iType)
   }
 }
 
-/// What has been read for a node. Which of two nodes of one structure is kept can show where they differ in what their
-/// structure leaves out, such as the value of a parameter; those are made, and wait for their parent to ask for the
-/// one to keep. Of all others only the number among the existing nodes is needed.
+/// The result of reading a node: its number among the canonical nodes. A node whose equality ignores some of its
+/// payload, such as the value of a parameter, is made first and gets its number when its parent is complete, because
+/// the first one in that order is the one that stays.
 struct ReadNode
 {
   SFDagNodePtr node;
@@ -77,7 +77,7 @@ public:
   /// The resolver and the observer may be null.
   Builder(std::string const& iExpression, SFResourceResolver* iResolver, SFNodeEquality iEquality,
           SFReadingObserver* iObserver = nullptr)
-    : _lexer(iExpression), _resolver(iResolver), _equality(iEquality), _existingNodes(iEquality), _observer(iObserver)
+    : _lexer(iExpression), _resolver(iResolver), _equality(iEquality), _canonicalNodes(iEquality), _observer(iObserver)
   {
   }
 
@@ -107,8 +107,8 @@ private:
   SFLexer _lexer;
   SFResourceResolver* _resolver;
   SFNodeEquality _equality;
-  SFHashConsing _existingNodes;
-  SFTokenQueue _tokens{_lexer, _existingNodes};
+  SFHashConsing _canonicalNodes;
+  SFTokenQueue _tokens{_lexer, _canonicalNodes};
   SFBracketFinder _brackets{_lexer};
   SFReadingObserver* _observer;
   std::vector<OpenNode> _openNodes;
@@ -144,7 +144,7 @@ SFDagNodePtr Builder::BuildFromExpression()
       _openNodes.pop_back();
     }
     if (_openNodes.empty())
-      return read.number != SFHashConsing::None ? _existingNodes.At(read.number) : read.node;
+      return read.number != SFHashConsing::None ? _canonicalNodes.At(read.number) : read.node;
   }
 }
 
@@ -180,7 +180,7 @@ ReadNode Builder::BuildLeaf(SFToken const& iToken)
   case SFNodeType::X:
   case SFNodeType::Y:
   case SFNodeType::Z:
-    read.number = _existingNodes.CoordinateOf(iToken.type, rank);
+    read.number = _canonicalNodes.CoordinateOf(iToken.type, rank);
     break;
   case SFNodeType::POLY:
     read.node = BuildPoly(iToken);
@@ -190,8 +190,8 @@ ReadNode Builder::BuildLeaf(SFToken const& iToken)
     break;
   case SFNodeType::CONSTANT:
     rank = SFTokenQueue::ConstantRank;
-    if (_existingNodes.IsTellingBits(iToken.value))
-      read.number = _existingNodes.ConstantOf(iToken.value, rank);
+    if (_canonicalNodes.IsTellingBits(iToken.value))
+      read.number = _canonicalNodes.ConstantOf(iToken.value, rank);
     else
       read.node = std::make_shared<SFConstant>(iToken.value);
     break;
@@ -210,7 +210,7 @@ ReadNode Builder::BuildLeaf(SFToken const& iToken)
   return read;
 }
 
-/// What identifies a resource by number.
+/// The id of a resource that is given by number.
 std::string Builder::PolyText(SFToken const& iToken) const
 {
   std::string const text = _lexer.SubExpression(iToken.start, iToken.end);
@@ -429,7 +429,7 @@ SFHashConsing::Number Builder::DeDuplicate(ReadNode& ioRead)
 {
   if (ioRead.number == SFHashConsing::None) {
     SFDagNodePtr const own = ioRead.node;
-    ioRead.number = _existingNodes.DeDuplicate(ioRead.node, ioRead.operands);
+    ioRead.number = _canonicalNodes.DeDuplicate(ioRead.node, ioRead.operands);
     if (_observer != nullptr && own != ioRead.node)
       _observer->OnMerged(*own, *ioRead.node);
   }
@@ -446,10 +446,10 @@ ReadNode Builder::BuildUnaryOpFromExpression(OpenNode& ioOpen, ReadNode iLhs)
   read.operands.lhs = DeDuplicate(iLhs);
   int const rank = _rank++;
   if (ioOpen.node == nullptr)
-    read.number = _existingNodes.OperatorOver(read.operands, ioOpen.token.type, rank);
+    read.number = _canonicalNodes.OperatorOver(read.operands, ioOpen.token.type, rank);
   else {
     read.node = std::move(ioOpen.node);
-    read.node->SetLhs(_existingNodes.At(read.operands.lhs));
+    read.node->SetLhs(_canonicalNodes.At(read.operands.lhs));
     read.node->SetRank(rank);
     Made(read, ioOpen.token);
   }
@@ -472,9 +472,9 @@ ReadNode Builder::BuildBinaryOpFromExpression(OpenNode& ioOpen, ReadNode iRhs)
   _rank = rank + 1;
   SFNodeType const type = ioOpen.token.type;
   if (type != SFNodeType::BLEND)
-    read.number = _existingNodes.OperatorOver(read.operands, type, rank);
+    read.number = _canonicalNodes.OperatorOver(read.operands, type, rank);
   else {
-    SFOp op(type, _existingNodes.At(read.operands.lhs), _existingNodes.At(read.operands.rhs));
+    SFOp op(type, _canonicalNodes.At(read.operands.lhs), _canonicalNodes.At(read.operands.rhs));
     op.SetRank(rank);
     read.node = std::make_shared<SFBlendNode>(op, ioOpen.token.value);
     Made(read, ioOpen.token);

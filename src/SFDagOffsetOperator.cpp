@@ -61,8 +61,8 @@ SFNodeIndex NodesMadeFor(SFDagNode const& iDerivative, std::vector<SFDagNode con
   return made;
 }
 
-/// What SFDagDifferentialOperator::BuildGradientTree gives and does, but for one thing: nodes that it makes anew for
-/// every path are shared. In text that makes no difference.
+/// As SFDagDifferentialOperator::BuildGradientTree, with one difference: nodes that it makes anew for every path are
+/// shared. In text that makes no difference.
 NodePtr GradientComponent(NodePtr const& iField, SFNodeType iVariable, ZULTolerance const& iTolerance)
 {
   auto const field = PostOrder(*iField, SFReach::OperandsAndDerived);
@@ -160,11 +160,11 @@ NodePtr SFDagOffsetOperator::GradientNorm(NodePtr iNode, ZULTolerance const& iTo
   return norm;
 }
 
-/// The tree as text says it. Null, after a line, when the text could not be written or would say something else.
+/// The tree after a round trip through text. Null, after a line, when it cannot be written or reads as another tree.
 NodePtr SFDagOffsetOperator::PassThroughText(NodePtr iTree, void (*iReport)(HRESULT)) const
 {
   SFTextRoundTrip pass(*iTree);
-  HRESULT const hr = pass.CanBeSaid() ? CheckExport(GetContext(), *iTree) : E_FAIL;
+  HRESULT const hr = pass.IsRepresentable() ? CheckExport(GetContext(), *iTree) : E_FAIL;
   NodePtr read = Succeeded(hr) ? pass.Read() : nullptr;
   if (read == nullptr)
     iReport(Failed(hr) ? hr : E_FAIL);

@@ -13,7 +13,7 @@ struct SFDual
   double d = 0.0;
 };
 
-/// What the numeric derivative of an operator asks its operands for.
+/// The inputs of the numeric derivative of an operator, from its operands.
 enum class SFNumericReads
 {
   Nothing = 1, // 0 is "not stated"

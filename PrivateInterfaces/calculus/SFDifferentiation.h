@@ -31,8 +31,8 @@ public:
   NodePtr DifferentiateAs(SFNodeType iOperator, SFDagNode const& iNode, SFNodeType iVariable);
 
 private:
-  /// Where a node belongs: an operand of a new node or, without one, the root.
-  struct Place
+  /// The edge that a derivative will hang from: an operand of a new node or, without a parent, the root.
+  struct Destination
   {
     SFDagNode* parent = nullptr;
     SFOperand operand = SFOperand::ELhs;
@@ -42,7 +42,7 @@ private:
   {
     NodePtr source;
     SFNodeType variable;
-    Place place;
+    Destination destination;
     NodePtr owner; ///< the node of the field that the derivative is of; `source` may be a rewriting of it
   };
   /// Derivatives with respect to one variable, by node of the field.
@@ -58,9 +58,9 @@ private:
   bool Build(Task const& iTask);
   bool BuildTransform(Task const& iTask);
   void BuildChainRule(Task const& iTask, NodePtr ioTransform, std::array<NodePtr, 3> const& iFactors);
-  void Put(Place const& iPlace, NodePtr iNode);
-  NodePtr const& At(Place const& iPlace) const;
-  void Later(NodePtr iSource, SFNodeType iVariable, Place const& iPlace);
+  void Attach(Destination const& iDestination, NodePtr iNode);
+  NodePtr const& At(Destination const& iDestination) const;
+  void Enqueue(NodePtr iSource, SFNodeType iVariable, Destination const& iDestination);
 
   bool Shares(Task const& iTask);
   Built& BuiltFor(SFNodeType iVariable);
@@ -68,9 +68,9 @@ private:
   void Remember(Task const& iTask);
 
   std::size_t _maxSeparate;
-  std::size_t _separate = 0; ///< derivatives built for one path each
-  SFNodeIndex _field;        ///< the nodes of the field, where they are known
-  std::vector<bool> _speaks; ///< by index: whether its derivative writes lines
+  std::size_t _separate = 0;           ///< derivatives built for one path each
+  SFNodeIndex _field;                  ///< the nodes of the field, where they are known
+  std::vector<bool> _emitsDiagnostics; ///< by index: whether its derivative writes lines
   NodePtr _root;
   std::vector<Task> _tasks; ///< the next one last
   std::array<Built, 4> _built;

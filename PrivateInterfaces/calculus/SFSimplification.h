@@ -23,7 +23,7 @@ namespace SF {
 ///
 /// A derivative that is shared where the definition has one for each path is simplified as if it were not: the nodes
 /// that were made for it (`iMade`) stay as they are until a visit is settled, and a visit that is not leaves a copy.
-/// Its result may hold nodes of other visits, none of which changes any more.
+/// Its result may refer to nodes of other visits, none of which changes any more.
 class SFSimplification
 {
 public:
@@ -36,7 +36,7 @@ public:
   /// As above; the nodes in `iMade` are operators and affine transforms that stand for one node a path each.
   SFSimplification(double iTolerance, SFNodeIndex iMade) : _tolerance(iTolerance), _made(std::move(iMade)) {}
 
-  /// What a visit gives.
+  /// The outcome of a visit.
   struct Result
   {
     NodePtr replacement; ///< null when the node is kept

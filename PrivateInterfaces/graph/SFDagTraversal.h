@@ -72,7 +72,7 @@ SFNodeClass ClassOf(SFDagNode const& iNode);
 /// The derived graph of a functor node, null before it is built and for any other node.
 SFDagNode const* DerivedDagOf(SFDagNode const& iNode);
 
-/// What a walk takes for the children of a node, and in which order.
+/// The children of a node for a walk, and their order.
 enum class SFReach
 {
   Operands, ///< left, right
@@ -158,7 +158,7 @@ std::vector<SFDagNode const*> PostOrder(SFDagNode const& iRoot, SFReach iReach);
 /// As PostOrder, for several roots in turn.
 std::vector<SFDagNode const*> PostOrder(std::vector<SFDagNode const*> const& iRoots, SFReach iReach);
 
-/// A node as one of its classes; null when it is none of that class, whatever its type tag says.
+/// A node as one of its classes; null when it is none of that class, whatever its type tag is.
 template <class NodeClass>
 NodeClass const* NodeAs(SFDagNode const& iNode)
 {

@@ -45,7 +45,7 @@ private:
     std::uint32_t number = 0;
   };
 
-  /// The entry that holds a node, or the free one where it belongs.
+  /// The entry of a node, or the free one where it belongs.
   std::size_t Locate(SFDagNode const* iNode) const
   {
     // Fibonacci hashing: addresses differ in their middle bits, which the product spreads to the top.

@@ -13,8 +13,7 @@ namespace SF {
 /// another thread or inside the first, uses a table and gets the same numbers. So the marks of all nodes belong to
 /// one walk at a time, and no two threads ever touch them at once.
 ///
-/// For the length of a walk, over nodes that live as long. What is kept longer, or outlives its nodes, is an
-/// SFNodeIndex.
+/// For the length of a walk, over nodes that live as long. Numbers that live longer are in an SFNodeIndex.
 class SFNodeMarks
 {
 public:

@@ -8,7 +8,7 @@
 
 namespace SF {
 
-/// A range of doubles: the value is in [lo, hi] or, where `nan` is set, it may be NaN. The bounds are never NaN.
+/// An enclosure of a double: the value is in [lo, hi] or, if `nan` is set, perhaps NaN. The bounds are never NaN.
 ///
 /// Endpoints are computed in round-to-nearest. For sums, products, quotients and square roots that bounds the
 /// round-to-nearest results exactly, because rounding is monotone. The elementary functions are within a unit in the last

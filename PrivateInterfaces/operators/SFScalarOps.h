@@ -45,7 +45,7 @@ using Elementary::Acos, Elementary::Asin, Elementary::Atan, Elementary::Cos, Ele
     Elementary::Pow, Elementary::Sin, Elementary::Tan;
 using std::abs, std::sqrt;
 
-/// What an operator means for doubles and for intervals, where one expression does not say both.
+/// A function for doubles and one for intervals, for operators of which one expression does not serve both.
 template <class... Functions>
 struct ByType : Functions...
 {

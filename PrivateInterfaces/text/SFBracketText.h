@@ -11,10 +11,10 @@
 
 namespace SF {
 
-/// What stands between the brackets of a token. The pieces refer to the text that they are cut from.
+// Lists between the brackets of a token. Elements refer to the text of the list.
 
-/// The pieces between separators; an empty text is one empty piece.
-std::vector<std::string_view> SplitPieces(std::string_view iText, char iSeparator);
+/// The elements between separators; an empty text is one empty element.
+std::vector<std::string_view> SplitList(std::string_view iText, char iSeparator);
 
 /// The numbers of a list, separated by ";"; one that cannot be read is 0.
 std::vector<double> ReadNumberList(std::string_view iText);

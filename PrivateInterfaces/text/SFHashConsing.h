@@ -16,14 +16,14 @@
 
 namespace SF {
 
-/// The nodes that a build has met, each structure once, numbered in the order in which they were met.
+/// Hash-consing: the canonical nodes of a build, one a structure, numbered in the order in which they were met.
 ///
 /// Two nodes merge when SFDagNode's hash and equality call them the same and, under exact equality, their payloads are
-/// (PayloadOf). Operands are canonical by the time their
-/// parent is asked for, so they are compared by identity. A node with operands is looked for among the users of the
-/// newer of them: that one was most often met a moment ago and has few or none, so the memory that is read is at
-/// hand. Leaves, and the users of nodes that have many, are in a hash table, which spreads them by a hash of its own
-/// because the exclusive-or of neighbouring addresses takes few values. Each node costs constant time.
+/// (PayloadOf). Operands are canonical by the time their parent is looked up, so they are compared by identity. A node
+/// with operands is looked up among the users of the newer of them: that one was most often met a moment ago and has
+/// few or none, so the memory that is read is in the cache. Leaves, and the users of nodes that have many, are in a
+/// hash table, which spreads them by a hash of its own because the exclusive-or of neighbouring addresses takes few
+/// values. Each node costs constant time.
 class SFHashConsing
 {
 public:
@@ -57,11 +57,11 @@ public:
   /// The number of such a constant, likewise.
   Number ConstantOf(double iValue, int iRank);
 
-  NodePtr const& At(Number iNumber) const { return Know(iNumber).node; }
+  NodePtr const& At(Number iNumber) const { return CanonicalAt(iNumber).node; }
 
   /// Steps that bring the memory which a constant and its users will need closer. Each step needs what the one before
   /// has asked for, so other work should lie between them.
-  enum class Step
+  enum class PrefetchStage
   {
     Table,
     Node,
@@ -69,7 +69,7 @@ public:
     UsersOfUsers
   };
   /// Tells that a constant will be asked for before long. Changes nothing.
-  void Expect(double iConstant, int iRank, Step iStep) const;
+  void Expect(double iConstant, int iRank, PrefetchStage iStage) const;
 
 private:
   /// All that tells an operator, a coordinate or a constant from others; the detail is the numbers of the operands or
@@ -90,7 +90,7 @@ private:
   };
   using Table = std::vector<Entry, SFLargePages<Entry>>;
   /// One line of the cache.
-  struct alignas(64) Known
+  struct alignas(64) Canonical
   {
     NodePtr node;
     Key key;
@@ -108,33 +108,33 @@ private:
   }
 
   template <class IsSame>
-  Entry& FindOrPlace(Operands iOperands, std::uint32_t iHash, IsSame iIsSame);
+  Entry& FindOrReserve(Operands iOperands, std::uint32_t iHash, IsSame iIsSame);
   template <class Make>
   Number FindOrMake(Operands iOperands, Key const& iKey, Make iMake);
-  Number Keep(NodePtr iNode, Key const& iKey);
+  Number Insert(NodePtr iNode, Key const& iKey);
   void Grow();
 
-  struct Place
+  struct Location
   {
     std::size_t block;
     std::size_t at;
   };
-  static Place PlaceOf(Number iNumber)
+  static Location LocationOf(Number iNumber)
   {
     std::size_t const place = std::size_t{iNumber} + FirstBlock;
     auto const block = static_cast<std::size_t>(std::bit_width(place / FirstBlock)) - 1;
     return {block, place - (FirstBlock << block)};
   }
-  Known const& Know(Number iNumber) const
+  Canonical const& CanonicalAt(Number iNumber) const
   {
-    Place const place = PlaceOf(iNumber);
-    return _known[place.block][place.at];
+    Location const location = LocationOf(iNumber);
+    return _canonical[location.block][location.at];
   }
-  Known& Know(Number iNumber) { return const_cast<Known&>(std::as_const(*this).Know(iNumber)); }
+  Canonical& CanonicalAt(Number iNumber) { return const_cast<Canonical&>(std::as_const(*this).CanonicalAt(iNumber)); }
 
   static constexpr std::size_t FirstBlock = 64;
-  std::array<std::vector<Known, SFLargePages<Known>>, 27>
-      _known; ///< each block twice as long as the one before, so that nothing moves
+  std::array<std::vector<Canonical, SFLargePages<Canonical>>, 27>
+      _canonical; ///< each block twice as long as the one before, so that nothing moves
   Number _count = 0;
   SFNodeEquality _equality;
   Table _table;

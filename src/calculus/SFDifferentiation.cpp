@@ -67,9 +67,9 @@ bool ReadsDerivatives(SFTreeTemplate const& iTree)
   return iTree.Has(StepKind::LhsDerivative) || iTree.Has(StepKind::RhsDerivative) || iTree.Has(StepKind::Derivative);
 }
 
-/// Whether building the derivative of a node writes a line; `iSpeaks` tells it of the nodes below, null included.
-template <class Speaks>
-bool WritesLine(SFDagNode const& iNode, Speaks iSpeaks)
+/// Whether building the derivative of a node writes a line; `iEmits` answers for the nodes below, null included.
+template <class Emits>
+bool EmitsDiagnostics(SFDagNode const& iNode, Emits iEmits)
 {
   SFNodeType const type = iNode.GetTypeTag();
   switch (FamilyOf(type)) {
@@ -80,16 +80,16 @@ bool WritesLine(SFDagNode const& iNode, Speaks iSpeaks)
     return type != POLY || NodeAs<ResourceToSF>(iNode) == nullptr;
   case SFNodeFamily::Operator:
     return ReadsDerivatives(CalculusRulesOf(type).derivative) &&
-           (iSpeaks(iNode.GetLhs().get()) || (IsBinaryOperator(type) && iSpeaks(iNode.GetRhs().get())));
+           (iEmits(iNode.GetLhs().get()) || (IsBinaryOperator(type) && iEmits(iNode.GetRhs().get())));
   case SFNodeFamily::Transform: {
     auto const* const affine = NodeAs<SFAffineTransform>(iNode);
     ZULMathTransformation const* inverse = nullptr;
     bool const hasRule =
         affine != nullptr ? Succeeded(affine->FindInverse(inverse)) : NodeAs<SFCylindricalTransform>(iNode) != nullptr;
-    return !hasRule || iSpeaks(iNode.GetLhs().get());
+    return !hasRule || iEmits(iNode.GetLhs().get());
   }
   case SFNodeFamily::Offset:
-    return iSpeaks(DerivedDagOf(iNode));
+    return iEmits(DerivedDagOf(iNode));
   case SFNodeFamily::None:
   case SFNodeFamily::End:
   case SFNodeFamily::Reference:
@@ -111,34 +111,34 @@ public:
   }
 
   /// Grows the tree that starts at `ioStep`, which is moved past it. The depth is that of the template.
-  void Grow(SFTreeTemplate::Step const*& ioStep, Place const& iPlace)
+  void Grow(SFTreeTemplate::Step const*& ioStep, Destination const& iDestination)
   {
     SFTreeTemplate::Step const& step = *ioStep++;
     switch (step.kind) {
     case StepKind::Operator: {
       NodePtr node = Op(step.type);
       SFDagNode* const parent = node.get();
-      _owner.Put(iPlace, std::move(node));
+      _owner.Attach(iDestination, std::move(node));
       Grow(ioStep, {parent, SFOperand::ELhs});
       if (IsBinaryOperator(step.type))
         Grow(ioStep, {parent, SFOperand::ERhs});
       return;
     }
     case StepKind::Lhs:
-      return _owner.Put(iPlace, _node.GetLhs());
+      return _owner.Attach(iDestination, _node.GetLhs());
     case StepKind::Rhs:
-      return _owner.Put(iPlace, _node.GetRhs());
+      return _owner.Attach(iDestination, _node.GetRhs());
     case StepKind::LhsDerivative:
-      return _owner.Later(_node.GetLhs(), _variable, iPlace);
+      return _owner.Enqueue(_node.GetLhs(), _variable, iDestination);
     case StepKind::RhsDerivative:
-      return _owner.Later(_node.GetRhs(), _variable, iPlace);
+      return _owner.Enqueue(_node.GetRhs(), _variable, iDestination);
     case StepKind::Derivative: {
-      SFOp holder(NOT);
-      Grow(ioStep, {&holder, SFOperand::ELhs});
-      return _owner.Later(holder.GetLhs(), _variable, iPlace);
+      SFOp parent(NOT);
+      Grow(ioStep, {&parent, SFOperand::ELhs});
+      return _owner.Enqueue(parent.GetLhs(), _variable, iDestination);
     }
     case StepKind::Constant:
-      return _owner.Put(iPlace, Constant(step.value));
+      return _owner.Attach(iDestination, Constant(step.value));
     case StepKind::Value:
     case StepKind::Select:
     case StepKind::Still:
@@ -155,11 +155,13 @@ private:
 SFDifferentiation::SFDifferentiation(std::size_t iMaxSeparate, std::vector<SFDagNode const*> const& iField)
   : _maxSeparate(iMaxSeparate)
 {
-  auto const speaks = [this](SFDagNode const* iNode) { return iNode == nullptr || _speaks[_field.Find(iNode)]; };
+  auto const emits = [this](SFDagNode const* iNode) {
+    return iNode == nullptr || _emitsDiagnostics[_field.Find(iNode)];
+  };
   for (SFDagNode const* const node : iField) {
-    bool const writesLine = WritesLine(*node, speaks);
+    bool const emitsLine = EmitsDiagnostics(*node, emits);
     _field.Insert(node);
-    _speaks.push_back(writesLine);
+    _emitsDiagnostics.push_back(emitsLine);
   }
 }
 
@@ -167,7 +169,7 @@ SFDifferentiation::SFDifferentiation(std::size_t iMaxSeparate, std::vector<SFDag
 
 NodePtr SFDifferentiation::Differentiate(NodePtr const& iNode, SFNodeType iVariable)
 {
-  Later(iNode, iVariable, {});
+  Enqueue(iNode, iVariable, {});
   return Run();
 }
 
@@ -198,27 +200,27 @@ NodePtr SFDifferentiation::Run()
   return std::move(_root);
 }
 
-void SFDifferentiation::Later(NodePtr iSource, SFNodeType iVariable, Place const& iPlace)
+void SFDifferentiation::Enqueue(NodePtr iSource, SFNodeType iVariable, Destination const& iDestination)
 {
   NodePtr owner = iSource;
-  _tasks.push_back({std::move(iSource), iVariable, iPlace, std::move(owner)});
+  _tasks.push_back({std::move(iSource), iVariable, iDestination, std::move(owner)});
 }
 
-void SFDifferentiation::Put(Place const& iPlace, NodePtr iNode)
+void SFDifferentiation::Attach(Destination const& iDestination, NodePtr iNode)
 {
-  if (iPlace.parent == nullptr)
+  if (iDestination.parent == nullptr)
     _root = std::move(iNode);
-  else if (iPlace.operand == SFOperand::ELhs)
-    iPlace.parent->SetLhs(std::move(iNode));
+  else if (iDestination.operand == SFOperand::ELhs)
+    iDestination.parent->SetLhs(std::move(iNode));
   else
-    iPlace.parent->SetRhs(std::move(iNode));
+    iDestination.parent->SetRhs(std::move(iNode));
 }
 
-NodePtr const& SFDifferentiation::At(Place const& iPlace) const
+NodePtr const& SFDifferentiation::At(Destination const& iDestination) const
 {
-  if (iPlace.parent == nullptr)
+  if (iDestination.parent == nullptr)
     return _root;
-  return iPlace.operand == SFOperand::ELhs ? iPlace.parent->GetLhs() : iPlace.parent->GetRhs();
+  return iDestination.operand == SFOperand::ELhs ? iDestination.parent->GetLhs() : iDestination.parent->GetRhs();
 }
 
 SFDifferentiation::Built& SFDifferentiation::BuiltFor(SFNodeType iVariable)
@@ -230,12 +232,12 @@ SFDifferentiation::Built& SFDifferentiation::BuiltFor(SFNodeType iVariable)
 /// Whether all paths to a node share one derivative from here on. Counts those that do not.
 bool SFDifferentiation::Shares(Task const& iTask)
 {
-  if (_speaks.empty())
+  if (_emitsDiagnostics.empty())
     return ++_separate > _maxSeparate;
   std::uint32_t const number = _field.Find(iTask.owner.get());
   if (number == SFNodeIndex::Absent) // made by a rule, for one use or two
     return false;
-  return !_speaks[number] || ++_separate > _maxSeparate;
+  return !_emitsDiagnostics[number] || ++_separate > _maxSeparate;
 }
 
 bool SFDifferentiation::Reuse(Task const& iTask)
@@ -244,7 +246,7 @@ bool SFDifferentiation::Reuse(Task const& iTask)
   std::uint32_t const number = built.index.Find(iTask.owner.get());
   if (number == SFNodeIndex::Absent)
     return false;
-  Put(iTask.place, built.derivatives[number]);
+  Attach(iTask.destination, built.derivatives[number]);
   return true;
 }
 
@@ -254,12 +256,12 @@ void SFDifferentiation::Remember(Task const& iTask)
   if (iTask.owner == nullptr || !built.index.Insert(iTask.owner.get()).second)
     return;
   built.owners.push_back(iTask.owner);
-  built.derivatives.push_back(At(iTask.place));
+  built.derivatives.push_back(At(iTask.destination));
 }
 
 // ---- the rules ------------------------------------------------------------------------------------------------
 
-/// Puts the root of a derivative into its place. False when another task has been left to do that.
+/// Puts the root of a derivative into its destination. False when another task has been left to do that.
 bool SFDifferentiation::Build(Task const& iTask)
 {
   if (iTask.source == nullptr) {
@@ -270,21 +272,21 @@ bool SFDifferentiation::Build(Task const& iTask)
   SFNodeType const type = node.GetTypeTag();
   switch (FamilyOf(type)) {
   case SFNodeFamily::Coordinate:
-    Put(iTask.place, Constant(type == iTask.variable ? 1.0 : 0.0));
+    Attach(iTask.destination, Constant(type == iTask.variable ? 1.0 : 0.0));
     return true;
   case SFNodeFamily::Constant:
-    Put(iTask.place, Constant(0.0));
+    Attach(iTask.destination, Constant(0.0));
     return true;
   case SFNodeFamily::Resource:
     if (auto resource = std::dynamic_pointer_cast<ResourceToSF>(iTask.source); resource != nullptr && type == POLY) {
-      Put(iTask.place, std::make_shared<ResourceGradientToSF>(std::move(resource), iTask.variable));
+      Attach(iTask.destination, std::make_shared<ResourceGradientToSF>(std::move(resource), iTask.variable));
       return true;
     }
     break;
   case SFNodeFamily::Operator: {
     SFTreeTemplate::Step const* step = CalculusRulesOf(type).derivative.Steps().data();
     bool const handedOn = step->kind == StepKind::Derivative;
-    Growth(*this, node, iTask.variable).Grow(step, iTask.place);
+    Growth(*this, node, iTask.variable).Grow(step, iTask.destination);
     return !handedOn;
   }
   case SFNodeFamily::Transform:
@@ -293,7 +295,7 @@ bool SFDifferentiation::Build(Task const& iTask)
     break;
   case SFNodeFamily::Offset: {
     auto const* const functor = NodeAs<SFDagFunctor>(node);
-    Later(functor != nullptr ? functor->GetDerivedDag() : nullptr, iTask.variable, iTask.place);
+    Enqueue(functor != nullptr ? functor->GetDerivedDag() : nullptr, iTask.variable, iTask.destination);
     return false;
   }
   case SFNodeFamily::None:
@@ -327,9 +329,9 @@ void SFDifferentiation::BuildChainRule(Task const& iTask, NodePtr ioTransform, s
   for (std::size_t i = 0; i < 3; ++i)
     terms[i] = Op(MULT, nullptr, iFactors[i]);
   ioTransform->SetLhs(Op(PLUS, Op(PLUS, terms[0], terms[1]), terms[2]));
-  Put(iTask.place, std::move(ioTransform));
+  Attach(iTask.destination, std::move(ioTransform));
   for (std::size_t i = 0; i < 3; ++i)
-    Later(iTask.source->GetLhs(), Coordinates[i], {terms[i].get(), SFOperand::ELhs});
+    Enqueue(iTask.source->GetLhs(), Coordinates[i], {terms[i].get(), SFOperand::ELhs});
 }
 
 } // namespace SF

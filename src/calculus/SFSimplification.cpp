@@ -13,7 +13,7 @@ namespace {
 using NodePtr = SFSimplification::NodePtr;
 using Operator = SFDagDifferentialOperator;
 
-/// What becomes of a binary node.
+/// The outcome for a binary node.
 enum class Verdict
 {
   Keep,
@@ -222,7 +222,7 @@ SFSimplification::Result SFSimplification::DecideBinary(Frame& ioFrame)
   return result;
 }
 
-/// What the operands have become. A node of the field has them from now on, whatever becomes of itself.
+/// The operands after their visits. A node of the field has them from now on, even if it is replaced itself.
 SFSimplification::Operands SFSimplification::OperandsNow(Frame& ioFrame)
 {
   auto const now = [](Result const& iResult, NodePtr const& iBefore) {

@@ -102,7 +102,7 @@ bool SameConstant(SFDagNode const& iA, SFDagNode const& iB)
   return iA.GetConstant(a) == S_OK && iB.GetConstant(b) == S_OK && a == b;
 }
 
-/// What two nodes say of their equality before their operands are asked.
+/// Equality of two nodes as far as it can be decided without their operands.
 LocalEquality CompareLocally(SFDagNode const& iA, SFDagNode const& iB)
 {
   auto const verdict = [](bool iEqual) { return iEqual ? LocalEquality::Equal : LocalEquality::Unequal; };

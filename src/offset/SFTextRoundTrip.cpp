@@ -19,7 +19,7 @@ namespace {
 
 using NodePtr = SFTextRoundTrip::NodePtr;
 
-// ---- what text can say ----------------------------------------------------------------------------------------
+// ---- representability -----------------------------------------------------------------------------------------
 
 bool HasOwnReferenceDirection(SFCylindricalTransform const& iCylinder)
 {
@@ -48,7 +48,7 @@ bool IsReferenceToken(std::string_view iId)
 /// Whether a name ends in text where it ends, at the bracket of the value.
 bool IsParameterName(std::string_view iName) { return iName.find_first_of(" []") == std::string_view::npos; }
 
-bool CanBeSaidOf(SFDagNode const& iNode)
+bool IsNodeRepresentable(SFDagNode const& iNode)
 {
   switch (FamilyOf(iNode.GetTypeTag())) {
   case SFNodeFamily::None:
@@ -89,8 +89,7 @@ bool HasSurplusOperand(SFDagNode const& iNode)
   return (arity < 1 && iNode.GetLhs() != nullptr) || (arity < 2 && iNode.GetRhs() != nullptr);
 }
 
-/// A transform that holds resources. What reading makes of their ids is left to the reader, over a text of this node
-/// alone.
+/// A transform with resources. Their ids go through the reader, over a text of this node alone.
 template <class Transform>
 NodePtr ReadWithIds(Transform const& iTransform)
 {
@@ -113,9 +112,9 @@ NodePtr ReadWithIds(Transform const& iTransform)
 
 SFTextRoundTrip::SFTextRoundTrip(SFDagNode const& iRoot) : _nodes(PostOrder(iRoot, SFReach::Operands)) {}
 
-bool SFTextRoundTrip::CanBeSaid() const
+bool SFTextRoundTrip::IsRepresentable() const
 {
-  return std::all_of(_nodes.begin(), _nodes.end(), [](SFDagNode const* iNode) { return CanBeSaidOf(*iNode); });
+  return std::all_of(_nodes.begin(), _nodes.end(), [](SFDagNode const* iNode) { return IsNodeRepresentable(*iNode); });
 }
 
 double SFTextRoundTrip::AsText(double iNumber)
@@ -187,8 +186,8 @@ SFTextRoundTrip::Entry const& SFTextRoundTrip::ReadOperand(NodePtr const& iWritt
   Entry& entry = _entries[_index.Find(iWritten.get())];
   if (entry.number == SFHashConsing::None) {
     NodePtr const own = entry.node;
-    entry.number = _existingNodes.DeDuplicate(entry.node, entry.operands);
-    // What distinguishes nodes for the reader leaves some of these numbers out.
+    entry.number = _canonicalNodes.DeDuplicate(entry.node, entry.operands);
+    // The equality of the reader ignores some of these numbers.
     if (own != entry.node) {
       SFNodeNumbers const numbers(*own);
       SFNodeNumbers const others(*entry.node);

@@ -4,23 +4,23 @@
 
 namespace SF {
 
-std::vector<std::string_view> SplitPieces(std::string_view iText, char iSeparator)
+std::vector<std::string_view> SplitList(std::string_view iText, char iSeparator)
 {
-  std::vector<std::string_view> pieces;
+  std::vector<std::string_view> elements;
   for (std::size_t from = 0; from <= iText.size();) {
     std::size_t const separator = std::min(iText.find(iSeparator, from), iText.size());
-    pieces.push_back(iText.substr(from, separator - from));
+    elements.push_back(iText.substr(from, separator - from));
     from = separator + 1;
   }
-  return pieces;
+  return elements;
 }
 
 std::vector<double> ReadNumberList(std::string_view iText)
 {
   std::vector<double> numbers;
-  for (std::string_view const piece : SplitPieces(iText, ';')) {
+  for (std::string_view const element : SplitList(iText, ';')) {
     double number = 0.0;
-    ReadTokenNumber(piece, number);
+    ReadTokenNumber(element, number);
     numbers.push_back(number);
   }
   return numbers;
@@ -34,7 +34,7 @@ bool ReadIdGroups(std::string_view iText, std::vector<std::vector<std::string_vi
     if (iText.front() != '[' || close == std::string_view::npos)
       return false;
     std::string_view const ids = iText.substr(1, close - 1);
-    oGroups.push_back(ids.empty() ? std::vector<std::string_view>{} : SplitPieces(ids, ';'));
+    oGroups.push_back(ids.empty() ? std::vector<std::string_view>{} : SplitList(ids, ';'));
     iText.remove_prefix(close + 1);
   }
   return true;

@@ -65,34 +65,34 @@ SFHashConsing::Key SFHashConsing::KeyOf(SFNodeType iType, int iRank, Operands iO
 
 // ---- memory asked for ahead ---------------------------------------------------------------------------------------
 
-void SFHashConsing::Expect(double iConstant, int iRank, Step iStep) const
+void SFHashConsing::Expect(double iConstant, int iRank, PrefetchStage iStage) const
 {
   if (_table.empty())
     return;
   std::uint32_t const hash = KeyOf(SFNodeType::CONSTANT, iRank, std::bit_cast<std::uint64_t>(iConstant)).hash;
   Entry const& entry = _table[hash & (_table.size() - 1)];
-  if (iStep == Step::Table) {
+  if (iStage == PrefetchStage::Table) {
     Prefetch(&entry);
     return;
   }
   if (entry.number == None || entry.hash != hash)
     return;
-  // What was met right after a node is often what is wanted after it.
-  auto const prefetchWithNext = [](Known const& iKnown) {
-    Prefetch(&iKnown);
-    Prefetch(&iKnown + 1);
+  // The node that was met right after another is often wanted after it again.
+  auto const prefetchWithNext = [](Canonical const& iCanonical) {
+    Prefetch(&iCanonical);
+    Prefetch(&iCanonical + 1);
   };
-  Known const& known = Know(entry.number);
-  if (iStep == Step::Node) {
-    prefetchWithNext(known);
+  Canonical const& canonical = CanonicalAt(entry.number);
+  if (iStage == PrefetchStage::Node) {
+    prefetchWithNext(canonical);
     return;
   }
-  for (Entry const& user : known.users)
+  for (Entry const& user : canonical.users)
     if (user.number != None) {
-      if (iStep == Step::Users)
-        prefetchWithNext(Know(user.number));
+      if (iStage == PrefetchStage::Users)
+        prefetchWithNext(CanonicalAt(user.number));
       else if (user.number + 1 < _count)
-        Prefetch(Know(user.number + 1).node.get());
+        Prefetch(CanonicalAt(user.number + 1).node.get());
     }
 }
 
@@ -100,13 +100,13 @@ void SFHashConsing::Expect(double iConstant, int iRank, Step iStep) const
 
 /// The entry of the node that is the same, or the free one where it belongs.
 template <class IsSame>
-SFHashConsing::Entry& SFHashConsing::FindOrPlace(Operands iOperands, std::uint32_t iHash, IsSame iIsSame)
+SFHashConsing::Entry& SFHashConsing::FindOrReserve(Operands iOperands, std::uint32_t iHash, IsSame iIsSame)
 {
   auto const isIn = [&](Entry const& iEntry) {
-    return iEntry.number == None || (iEntry.hash == iHash && iIsSame(Know(iEntry.number)));
+    return iEntry.number == None || (iEntry.hash == iHash && iIsSame(CanonicalAt(iEntry.number)));
   };
   if (iOperands.lhs != None)
-    for (Entry& user : Know(NewestOf(iOperands)).users)
+    for (Entry& user : CanonicalAt(NewestOf(iOperands)).users)
       if (isIn(user))
         return user;
   if (2 * (_inTable + 1) > _table.size())
@@ -136,18 +136,19 @@ void SFHashConsing::Grow()
 template <class Make>
 SFHashConsing::Number SFHashConsing::FindOrMake(Operands iOperands, Key const& iKey, Make iMake)
 {
-  Entry& place = FindOrPlace(iOperands, iKey.hash, [&](Known const& iKnown) { return iKnown.key == iKey; });
+  Entry& place =
+      FindOrReserve(iOperands, iKey.hash, [&](Canonical const& iCanonical) { return iCanonical.key == iKey; });
   if (place.number == None)
-    place = {iKey.hash, Keep(iMake(), iKey)};
+    place = {iKey.hash, Insert(iMake(), iKey)};
   return place.number;
 }
 
-SFHashConsing::Number SFHashConsing::Keep(NodePtr iNode, Key const& iKey)
+SFHashConsing::Number SFHashConsing::Insert(NodePtr iNode, Key const& iKey)
 {
-  Place const place = PlaceOf(_count);
-  auto& block = _known[place.block];
+  Location const location = LocationOf(_count);
+  auto& block = _canonical[location.block];
   if (block.empty())
-    block.reserve(FirstBlock << place.block);
+    block.reserve(FirstBlock << location.block);
   block.push_back({std::move(iNode), iKey, {}});
   return _count++;
 }
@@ -185,9 +186,10 @@ SFHashConsing::Number SFHashConsing::DeDuplicate(NodePtr& ioNode, Operands iOper
     number = FindOrMake({}, KeyOf(type, ioNode->GetRank(), std::bit_cast<std::uint64_t>(value)), keep);
   else {
     std::uint32_t const hash = HashOf(*ioNode);
-    Entry& place = FindOrPlace(iOperands, hash, [&](Known const& iKnown) { return AreSame(*ioNode, *iKnown.node); });
+    Entry& place =
+        FindOrReserve(iOperands, hash, [&](Canonical const& iCanonical) { return AreSame(*ioNode, *iCanonical.node); });
     if (place.number == None)
-      place = {hash, Keep(ioNode, {})};
+      place = {hash, Insert(ioNode, {})};
     number = place.number;
   }
   ioNode = At(number);

@@ -322,7 +322,7 @@ void SFTokenCheck::CheckNumbers(SFToken const& iToken, std::size_t iFrom, std::s
 {
   std::string_view const list = Piece(iFrom, iEnd);
   bool const isParameter = iToken.type == SFNodeType::PARAMETER;
-  auto const numbers = isParameter ? std::vector{list} : SplitPieces(list, ';');
+  auto const numbers = isParameter ? std::vector{list} : SplitList(list, ';');
   bool const isAffine = iToken.type == SFNodeType::AFFINETRANSFORM;
   if (!isParameter && (isAffine ? numbers.size() != 12 && numbers.size() != 16 : numbers.size() != 7))
     Add(EBadBrackets, iFrom - 1, iEnd + 1,
@@ -354,7 +354,7 @@ bool SFTokenCheck::CheckIds(SFToken const& iToken, std::string_view iInside)
   if (isGuided)
     isSound = ReadIdGroups(iInside, groups);
   else {
-    groups.push_back(SplitPieces(iInside, ';'));
+    groups.push_back(SplitList(iInside, ';'));
     isSound = groups.front().size() == 2;
   }
   auto const positionOf = [&](std::string_view iPiece) {
