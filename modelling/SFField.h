@@ -101,6 +101,20 @@ public:
   static SFField Resource(std::shared_ptr<ResourceToSF> iResource, SFResourceKind iKind = SFResourceKind::General,
                           std::optional<ZULMathBox> const& iBounds = std::nullopt);
 
+  /// The plain meaning of a graph, frame by frame: a transform places its operand only, a blend is a smooth union, an
+  /// offset moves all surfaces of its operand by its distance as the operand sees it, and a cylindrical transform has no
+  /// correction that depends on a grid. A two-sided offset is
+  /// the wall between the surfaces moved by half the distance outwards and inwards.
+  ///
+  /// The graph is read and not changed; the field shares its resources. std::invalid_argument, with the reason, for
+  /// guided and discrete transforms, a transform without an inverse, a missing operand, a reference without a resource
+  /// and a node class of the host. std::length_error when the ways of transforms to shared parts multiply these beyond
+  /// MaxNodes, which is found out before any part is made.
+  static SFField FromNode(std::shared_ptr<SFDagNode> const& iRoot);
+  /// FromNode of the first expression of a text, read so that nodes that differ in any number stay different. White space
+  /// of any kind counts as a blank. std::invalid_argument for a text that is no expression. The resolver may be null.
+  static SFField FromExpression(std::string_view iText, SFResourceResolver* iResolver = nullptr);
+
   /// A new graph of operators of the first semantic level, parameters and resources, for use with any class of the
   /// library SF. Equal parts are one node. The graph belongs to the caller, who may change it.
   std::shared_ptr<SFDagNode> Node() const;
@@ -114,6 +128,16 @@ public:
   /// The value at one point. The first call compiles the field for all copies of this object; for many points use
   /// Compile.
   double operator()(double iX, double iY, double iZ) const;
+
+  /// The expression text, which FromExpression reads back to an equal field: numbers have the fewest digits that give
+  /// the same double. Ranges of parameters and what is known of bounds are no part of it.
+  ///
+  /// Shared parts are written at each of their places: std::length_error, at once, when the text would have more than
+  /// MaxTextLength characters; a listing (SFListing.h) keeps them shared. std::domain_error for what a text cannot say:
+  /// infinite numbers, NaN, parameter names with blanks or brackets, components of a gradient, resources without an id of
+  /// one word or at another place than the point itself.
+  std::string ToExpression() const;
+  static constexpr std::size_t MaxTextLength = std::size_t{1} << 30;
 
   /// A box outside of which the field is provably positive; absent when no such box is known. The box holds the solid
   /// and is not always the smallest one. Found from what is known of shapes, moved along with them and combined by the

@@ -1,5 +1,6 @@
 #include "SFTransforms.h"
 
+#include "SFAffineImage.h"
 #include "SFArgument.h"
 #include "SFBoxes.h"
 #include "SFFactsRecipe.h"
@@ -11,35 +12,13 @@
 namespace SF {
 namespace {
 
-using Rows = std::array<std::array<double, 4>, 3>;
-
-/// The terms of c0 x + c1 y + c2 z + c3 whose coefficient is not 0, from left to right.
-SFField AffineForm(std::array<double, 4> const& iCoefficients)
-{
-  std::array<SFField, 3> const coordinates{SFField::X(), SFField::Y(), SFField::Z()};
-  std::optional<SFField> sum;
-  for (std::size_t i = 0; i < 3; ++i) {
-    if (iCoefficients[i] == 0.0)
-      continue;
-    SFField const term = iCoefficients[i] == 1.0 ? coordinates[i] : iCoefficients[i] * coordinates[i];
-    sum = sum ? *sum + term : term;
-  }
-  double const shift = iCoefficients[3];
-  if (!sum)
-    return shift;
-  if (shift == 0.0)
-    return *sum;
-  return shift < 0.0 ? *sum - -shift : *sum + shift;
-}
-
 /// A transform of coordinates p' = M p + t that is known to change lengths by factors of at most `stretch`, and whose
 /// inverse moves solids: a box around a solid becomes the box around its image.
 class AffineRemapping : public SFSubstitution
 {
 public:
-  AffineRemapping(Rows const& iToLocal, ZULMathTransformation const& iToWorld)
-    : _coordinates{AffineForm(iToLocal[0]), AffineForm(iToLocal[1]), AffineForm(iToLocal[2])},
-      _placement(PlacementOf(iToLocal, iToWorld))
+  AffineRemapping(SFAffineRows const& iToLocal, ZULMathTransformation const& iToWorld)
+    : _coordinates(AffineImage(iToLocal, Coordinates())), _placement(PlacementOf(iToLocal, iToWorld))
   {
   }
 
@@ -59,7 +38,7 @@ private:
     return moved;
   }
 
-  static SFPlacement PlacementOf(Rows const& iRows, ZULMathTransformation const& iToWorld)
+  static SFPlacement PlacementOf(SFAffineRows const& iRows, ZULMathTransformation const& iToWorld)
   {
     SFPlacement placement{0.0, 0.0, false, iToWorld};
     double sumOfSquares = 0.0;
@@ -92,7 +71,7 @@ private:
     return placement;
   }
 
-  static bool IsOrthogonal(Rows const& iRows)
+  static bool IsOrthogonal(SFAffineRows const& iRows)
   {
     constexpr double tolerance = 1e-13;
     for (std::size_t i = 0; i < 3; ++i)
@@ -108,7 +87,7 @@ private:
   SFPlacement _placement;
 };
 
-ZULMathTransformation TransformationOf(Rows const& iRows)
+ZULMathTransformation TransformationOf(SFAffineRows const& iRows)
 {
   std::array<double, 12> coefficients{};
   for (std::size_t i = 0; i < 12; ++i)
@@ -116,25 +95,15 @@ ZULMathTransformation TransformationOf(Rows const& iRows)
   return {coefficients.data(), 12};
 }
 
-Rows RowsOf(ZULMathTransformation const& iTransformation)
-{
-  std::array<double, 12> coefficients{};
-  iTransformation.GetCoef(coefficients.data(), 12);
-  Rows rows{};
-  for (std::size_t i = 0; i < 12; ++i)
-    rows[i / 4][i % 4] = coefficients[i];
-  return rows;
-}
-
 /// A rotation by Rodrigues' formula about an axis of unit length through a point.
-Rows RotationRows(ZULMathVector const& iAxis, double iAngle, ZULMathPoint const& iThrough)
+SFAffineRows RotationRows(ZULMathVector const& iAxis, double iAngle, ZULMathPoint const& iThrough)
 {
   double const c = std::cos(iAngle);
   double const s = std::sin(iAngle);
   std::array<double, 3> const a{iAxis.x, iAxis.y, iAxis.z};
   std::array<double, 3> const p{iThrough.x, iThrough.y, iThrough.z};
   std::array<std::array<double, 3>, 3> const cross{{{0.0, -a[2], a[1]}, {a[2], 0.0, -a[0]}, {-a[1], a[0], 0.0}}};
-  Rows rows{};
+  SFAffineRows rows{};
   for (std::size_t i = 0; i < 3; ++i) {
     for (std::size_t j = 0; j < 3; ++j)
       rows[i][j] = (i == j ? c : 0.0) + s * cross[i][j] + (1.0 - c) * a[i] * a[j];
@@ -171,8 +140,8 @@ SFField Affine(SFField const& iField, ZULMathTransformation const& iTransformati
 SFField Translate(SFField const& iField, ZULMathVector const& iBy)
 {
   Argument::FiniteVector("by", iBy);
-  Rows const toLocal{{{1.0, 0.0, 0.0, -iBy.x}, {0.0, 1.0, 0.0, -iBy.y}, {0.0, 0.0, 1.0, -iBy.z}}};
-  Rows const toWorld{{{1.0, 0.0, 0.0, iBy.x}, {0.0, 1.0, 0.0, iBy.y}, {0.0, 0.0, 1.0, iBy.z}}};
+  SFAffineRows const toLocal{{{1.0, 0.0, 0.0, -iBy.x}, {0.0, 1.0, 0.0, -iBy.y}, {0.0, 0.0, 1.0, -iBy.z}}};
+  SFAffineRows const toWorld{{{1.0, 0.0, 0.0, iBy.x}, {0.0, 1.0, 0.0, iBy.y}, {0.0, 0.0, 1.0, iBy.z}}};
   return AffineRemapping(toLocal, TransformationOf(toWorld))(iField);
 }
 
@@ -190,10 +159,10 @@ SFField Scale(SFField const& iField, double iFactor, ZULMathPoint const& iAbout)
   Argument::Positive("factor", iFactor);
   Argument::FiniteVector("about", iAbout);
   double const f = 1.0 / iFactor;
-  Rows const toLocal{{{f, 0.0, 0.0, iAbout.x - f * iAbout.x},
-                      {0.0, f, 0.0, iAbout.y - f * iAbout.y},
-                      {0.0, 0.0, f, iAbout.z - f * iAbout.z}}};
-  Rows toWorld = toLocal;
+  SFAffineRows const toLocal{{{f, 0.0, 0.0, iAbout.x - f * iAbout.x},
+                              {0.0, f, 0.0, iAbout.y - f * iAbout.y},
+                              {0.0, 0.0, f, iAbout.z - f * iAbout.z}}};
+  SFAffineRows toWorld = toLocal;
   std::array<double, 3> const about{iAbout.x, iAbout.y, iAbout.z};
   for (std::size_t i = 0; i < 3; ++i) {
     toWorld[i][i] = iFactor;
@@ -214,9 +183,9 @@ SFField Stretch(SFField const& iField, ZULMathVector const& iFactors)
   Argument::Positive("factors", iFactors.x);
   Argument::Positive("factors", iFactors.y);
   Argument::Positive("factors", iFactors.z);
-  Rows const toLocal{
+  SFAffineRows const toLocal{
       {{1.0 / iFactors.x, 0.0, 0.0, 0.0}, {0.0, 1.0 / iFactors.y, 0.0, 0.0}, {0.0, 0.0, 1.0 / iFactors.z, 0.0}}};
-  Rows const toWorld{{{iFactors.x, 0.0, 0.0, 0.0}, {0.0, iFactors.y, 0.0, 0.0}, {0.0, 0.0, iFactors.z, 0.0}}};
+  SFAffineRows const toWorld{{{iFactors.x, 0.0, 0.0, 0.0}, {0.0, iFactors.y, 0.0, 0.0}, {0.0, 0.0, iFactors.z, 0.0}}};
   double const smallest = std::fmin(iFactors.x, std::fmin(iFactors.y, iFactors.z));
   return AffineRemapping(toLocal, TransformationOf(toWorld))(iField) * smallest;
 }
@@ -227,7 +196,7 @@ SFField Mirror(SFField const& iField, ZULMathVector const& iNormal, ZULMathPoint
   Argument::FiniteVector("through", iThrough);
   std::array<double, 3> const a{n.x, n.y, n.z};
   double const twice = 2.0 * (n.x * iThrough.x + n.y * iThrough.y + n.z * iThrough.z);
-  Rows rows{};
+  SFAffineRows rows{};
   for (std::size_t i = 0; i < 3; ++i) {
     for (std::size_t j = 0; j < 3; ++j)
       rows[i][j] = (i == j ? 1.0 : 0.0) - 2.0 * a[i] * a[j];
