@@ -46,13 +46,6 @@ LineList const NoInverse{FailedCall("GetInverse", "PrivateInterfaces/SFAffineTra
                          FailedCall("ApplyInverseTransformation", "PrivateInterfaces/SFAffineTransform.h"),
                          FailedCall("ComputeScalar", Evaluator)};
 
-/// The elementary functions are a unit in the last place off, and so are those of the C library.
-bool IsAsMeant(double iValue, double iMeant)
-{
-  double const unit = std::nextafter(std::abs(iMeant), Inf) - std::abs(iMeant);
-  return Same(iValue, iMeant) || std::abs(iValue - iMeant) <= 2.0 * unit;
-}
-
 LineList operator+(LineList iLines, LineList const& iMore)
 {
   iLines.insert(iLines.end(), iMore.begin(), iMore.end());
