@@ -107,7 +107,7 @@ TEST(Pruner, BoxesPrunedTogetherDoNotMixUp)
   Node const root = Op(WITHOUT, Chain(MIN, parts, false), Chain(MAX, Spheres(3), true));
   for (SFTapeKernels const* const kernels : AvailableTapeKernels()) {
     KernelsInUse const forced(kernels->name);
-    Compiled const compiled({root, parts[3], root}, Grid);
+    Compiled const compiled({root, parts[3], root, Op(SQUARE, Op(MIN, parts[4], parts[5]))}, Grid);
     SFTapePruner const pruner(*compiled.tape);
     SFPrunableList const& all = pruner.GetList();
     auto shared = pruner.MakeScratch();
