@@ -68,6 +68,22 @@ TEST(ThreadRendering, HostFieldsAreAskedOnceAPoint)
   }
 }
 
+// A request to stop is looked at while the values of axes and of planes are hoisted.
+TEST(Rendering, HoistingAsksWhetherToStop)
+{
+  auto const asked = [](std::size_t iBudget) {
+    SFTapeCompiler compiler(true);
+    EXPECT_TRUE(compiler.AddRoot(*Build("+ Y s + X s Z $"), EFieldLimit));
+    SFTapeInvariants tape(compiler.Finish(), GridOf(64, 8, 64), {}, iBudget);
+    int count = 0;
+    tape.Prepare(1, [&count] { return ++count < 0; });
+    return count;
+  };
+  int const forAxes = asked(4096);
+  EXPECT_GT(forAxes, 0);
+  EXPECT_GT(asked(SFTapeInvariants::DefaultBudget), forAxes); // room for a plane
+}
+
 // Grids without points, with one, flat and thin ones, fewer slices than tasks, a last row or column of its own.
 TEST(Rendering, GridsOfEverySize)
 {
