@@ -56,7 +56,7 @@ TEST(ExpressionCheck, KnowsTheReadingAndTheLimit)
 // Each of these costs the square of its length, or a stack of its depth, if one thing is done once a token too often.
 TEST(ExpressionCheck, TakesLongTextsAtOnce)
 {
-  std::size_t const n = Scaled(300000);
+  std::size_t const n = Scaled(100000);
   for (std::string const& text :
        {Repeated("+ ", n), Repeated("q", n) + "X", Repeated("p ", n) + "[1]", Repeated("+ ", n) + "f- ",
         Repeated("g[", n) + "] X", Repeated("U f0 U f-0 ", n) + "X", std::string(n, 'w'), "X " + std::string(n, '$'),
@@ -78,6 +78,7 @@ TEST(TextMessages, MarkPlacesAsCompilersDo)
       {"- 3 X", 2, 1, "m:1:3: warning: W\n- 3 X\n  ^\n"},
       {"", 0, 0, "m:1:1: warning: W\n\n^\n"},
       {"X\r\n\xc3\xa9\t\x01q\xff Y\r\n", 6, 4, "m:2:3: warning: W\n\xc3\xa9 ?q? Y\n  ^~~~\n"},
+      {"X\xc3\xa9Y", 2, 2, "m:1:2: warning: W\nX\xc3\xa9Y\n ^~\n"}, // from the middle of a character
       {"X\nY", 9, 2, "m:2:2: warning: W\nY\n ^\n"},
       {"X\nY", 0, 3, "m:1:1: warning: W\nX\n^\n"},
       {"X\nY", 1, 1, "m:1:2: warning: W\nX\n ^\n"},

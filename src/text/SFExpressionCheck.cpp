@@ -68,7 +68,7 @@ public:
   {
     if (_missing > 0)
       AddMissing();
-    else if (iIsRead && !_isStuck)
+    else if (iIsRead)
       AddTextAfterEnd();
   }
 

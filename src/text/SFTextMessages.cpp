@@ -121,7 +121,8 @@ std::string SFTextMessages::Format(std::size_t iPosition, std::size_t iLength, s
   message.append(":").append(std::to_string(place.line)).append(":").append(std::to_string(place.column));
   message.append(": ").append(iSeverity).append(": ").append(iSentence).append("\n");
   std::size_t const onLine = std::min(_columnAt - _lineStart, line.size());
-  return message + Excerpt(line, onLine, std::min(iLength, line.size() - onLine));
+  std::size_t const end = std::min(iPosition, _text.size()) + std::min(iLength, _text.size()); // on any line
+  return message + Excerpt(line, onLine, std::min(end - _lineStart, line.size()) - onLine);
 }
 
 } // namespace SF
