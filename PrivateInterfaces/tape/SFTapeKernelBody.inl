@@ -121,7 +121,7 @@ SF_KERNEL_TARGET void Loop(SFKernelBox const& iBox)
     }
 }
 
-// ---- chains ---------------------------------------------------------------------------------------------------
+// ---- fused groups ---------------------------------------------------------------------------------------------
 
 /// As many registers as hold a value and an operand with some to spare.
 template <std::size_t N>
