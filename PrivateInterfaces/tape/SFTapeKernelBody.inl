@@ -13,6 +13,18 @@ constexpr std::size_t VectorLanes = SF_KERNEL_BYTES / sizeof(double);
 /// The difference with 0 is the value itself, a zero of either sign included.
 SF_KERNEL_TARGET SF_KERNEL_INLINE Vector Broadcast(double iValue) { return iValue - Vector{}; }
 
+/// The angle of (a, b), which is no operator of graphs.
+constexpr SFNodeType Angle{AngleCode};
+
+template <SFNodeType Op>
+SF_KERNEL_TARGET SF_KERNEL_INLINE double Single(double iA, double iB)
+{
+  if constexpr (Op == Angle)
+    return SFCylindricalTransform::AngleOf(iA, iB);
+  else
+    return ScalarOps::Apply<Op>(iA, iB);
+}
+
 template <SFNodeType Op, bool AVaries, bool BVaries>
 SF_KERNEL_TARGET SF_KERNEL_INLINE void Row(double* __restrict oOut, double const* __restrict iA,
                                            double const* __restrict iB, std::size_t iCount)
@@ -20,7 +32,7 @@ SF_KERNEL_TARGET SF_KERNEL_INLINE void Row(double* __restrict oOut, double const
   double const a0 = *iA;
   double const b0 = *iB;
   for (std::size_t i = 0; i < iCount; ++i)
-    oOut[i] = ScalarOps::Apply<Op>(AVaries ? iA[i] : a0, BVaries ? iB[i] : b0);
+    oOut[i] = Single<Op>(AVaries ? iA[i] : a0, BVaries ? iB[i] : b0);
 }
 
 // ---- elementary functions -------------------------------------------------------------------------------------
@@ -33,6 +45,15 @@ namespace Lanes {
 #undef SF_LANES
 #undef SF_LANES_FUNCTION
 } // namespace Lanes
+
+/// As SFCylindricalTransform::AngleOf has it for single values. Of NaN any branch gives NaN.
+SF_KERNEL_TARGET SF_KERNEL_INLINE Vector AngleOf(Vector iU, Vector iW)
+{
+  Vector const t = Lanes::Atan(Lanes::Magnitude(iW) / Lanes::Magnitude(iU));
+  Lanes::Mask const isRight = iU > 0.0;
+  return Lanes::Choose(iW > 0.0, Lanes::Choose(isRight, t, ZULPI - t),
+                       Lanes::Choose(isRight, 2.0 * ZULPI - t, ZULPI + t));
+}
 
 /// An elementary function of vectors. The lanes for which Lanes::IsHuge holds are arbitrary for those of angles.
 template <SFNodeType Op>
@@ -54,9 +75,11 @@ SF_KERNEL_TARGET SF_KERNEL_INLINE Vector Function(Vector iA, [[maybe_unused]] Ve
     return Lanes::Asin(iA);
   else if constexpr (Op == SFNodeType::ACOS)
     return Lanes::Acos(iA);
-  else {
-    static_assert(Op == SFNodeType::ATAN, "an elementary function that has no vectors");
+  else if constexpr (Op == SFNodeType::ATAN)
     return Lanes::Atan(iA);
+  else {
+    static_assert(Op == Angle, "an elementary function that has no vectors");
+    return AngleOf(iA, iB);
   }
 }
 
@@ -68,7 +91,7 @@ constexpr bool IsElementary(SFNodeType iType)
 {
   using enum SFNodeType;
   return IsAngular(iType) || iType == EXP || iType == LN || iType == POW || iType == ASIN || iType == ACOS ||
-         iType == ATAN;
+         iType == ATAN || iType == Angle;
 }
 
 /// A row of an elementary function. The last values of a vector are computed once more, together with what is left.
@@ -388,14 +411,20 @@ SF_KERNEL_TARGET void StoreNormals(SFNormalBox const& iBox)
     }
 }
 
+template <SFNodeType Op>
+constexpr void FillForms(SFKernel (&oForms)[SFKernelFormCount])
+{
+  oForms[0] = &Loop<Op, true, true>;
+  oForms[1] = &Loop<Op, true, false>;
+  oForms[2] = &Loop<Op, false, true>;
+}
+
 template <std::size_t Kind>
 constexpr void Fill(SFTapeKernels& ioKernels)
 {
   constexpr SFNodeType op{Kind};
   if constexpr (IsOperator(op)) {
-    ioKernels.operators[Kind][0] = &Loop<op, true, true>;
-    ioKernels.operators[Kind][1] = &Loop<op, true, false>;
-    ioKernels.operators[Kind][2] = &Loop<op, false, true>;
+    FillForms<op>(ioKernels.operators[Kind]);
     ioKernels.ranges[Kind] = &Ranges<op>;
     constexpr SFPruning pruning = OperatorRow(op).pruning;
     if constexpr (IsNarrowing(pruning))
@@ -407,5 +436,6 @@ constexpr SFTapeKernels kernels = [] {
   SFTapeKernels set{SF_KERNEL_NAME, {}, &Fused, {}, {}, &WidenLanes, &Store<true>, &Store<false>, &StoreNormals};
   [&]<std::size_t... Kind>(std::index_sequence<Kind...>) { (Fill<Kind>(set), ...); }
   (std::make_index_sequence<SFNodeTypeCount>{});
+  FillForms<Angle>(set.operators[AngleCode]);
   return set;
 }();

@@ -115,8 +115,8 @@ using SFNormalKernel = void (*)(SFNormalBox const&);
 struct SFTapeKernels
 {
   std::string_view name;
-  /// By operator code and form; null for codes that are not operators.
-  SFKernel operators[SFNodeTypeCount][SFKernelFormCount];
+  /// By code and form: of operators and AngleCode, null for other codes.
+  SFKernel operators[AngleCode + 1][SFKernelFormCount];
   SFFusedKernel fused;
   /// Of operators over ranges, by code; null for others. The square of one value is recognised by both operands
   /// being one object.

@@ -1,7 +1,9 @@
 #include "tape/SFTapeKernels.h"
 
+#include "SFCylindricalTransform.h"
 #include "SFDiagnostics.h"
 #include "SFInstructionSets.h"
+#include "ZULPI.h"
 #include "operators/SFScalarOps.h"
 
 #include <algorithm>

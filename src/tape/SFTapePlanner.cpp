@@ -266,7 +266,7 @@ void SFTapePlanner::PlanFused(FusedCall const& iCall, bool iStores)
 
 void SFTapePlanner::PlanStep(SFTapeStep const& iStep)
 {
-  if (!IsOperatorCode(iStep.code))
+  if (!IsOperatorCode(iStep.code) && iStep.code != AngleCode)
     return PlanPointwise(iStep);
   SFPlannedValue const& a = _values[iStep.operands[0]];
   SFPlannedValue const& b = _values[iStep.operands[1]];

@@ -2,7 +2,6 @@
 // with derivatives, selections and gradients.
 
 #include "ResourceToSF.h"
-#include "SFCylindricalTransform.h"
 #include "tape/SFTapeRunner.h"
 
 #include <algorithm>
@@ -45,9 +44,7 @@ void SFTapeRunner::RunPointwise(SFTapePlan::PointwiseCall const& iCall, SFTile c
                    if (_stop.MustStop()) // a host's field may take its time
                      return false;
                    *values++ = resource->GetScalar({iA, iB, iC});
-                 } else if (code == AngleCode)
-                   *values++ = SFCylindricalTransform::AngleOf(iA, iB);
-                 else // SelectCode
+                 } else // SelectCode
                    *values++ = iA > 0.0 ? iB : iC;
                  return true;
                });
