@@ -1,6 +1,6 @@
 #pragma once
 
-#include "operators/SFElementary.h"
+#include "SFElementary.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "SFOperatorTable.h"
-#include "operators/SFElementary.h"
+#include "SFElementary.h"
 #include "operators/SFInterval.h"
 
 #include <array>

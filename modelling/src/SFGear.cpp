@@ -1,4 +1,5 @@
 #include "SFArgument.h"
+#include "SFElementary.h"
 #include "SFShapeParts.h"
 #include "SFShapes.h"
 
@@ -27,8 +28,8 @@ SFFieldFacts GearFacts(std::span<double const> d)
   SFFieldFacts facts = ShapeParts::DistanceFacts({tip, tip, d[2] / 2.0});
   facts.isDistance = false;
   // Over the flanks below the base circle: rho (|theta| - theta0) has the slopes |theta| - theta0 and 1.
-  double const halfTooth = ZULPI / 2.0 / teeth + std::tan(d[3]) - d[3];
-  facts.lipschitz = std::hypot(1.0, std::fmax(halfTooth, ZULPI / teeth - halfTooth));
+  double const halfTooth = ZULPI / 2.0 / teeth + Elementary::Tan(d[3]) - d[3];
+  facts.lipschitz = Elementary::Hypot(1.0, std::fmax(halfTooth, ZULPI / teeth - halfTooth));
   return facts;
 }
 

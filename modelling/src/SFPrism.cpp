@@ -1,9 +1,9 @@
 #include "SFArgument.h"
+#include "SFElementary.h"
 #include "SFShapeParts.h"
 #include "SFShapes.h"
 
 #include <algorithm>
-#include <cmath>
 
 namespace SF {
 namespace {
@@ -63,7 +63,7 @@ private:
   {
     SFPoint2 const& a = _corners[iFrom];
     SFPoint2 const& b = _corners[iTo];
-    double const length = std::hypot(b[0] - a[0], b[1] - a[1]);
+    double const length = Elementary::Hypot(b[0] - a[0], b[1] - a[1]);
     double const x = (b[0] - a[0]) / length;
     double const y = (b[1] - a[1]) / length;
     double const middle = x * ((a[0] + b[0]) / 2.0) + y * ((a[1] + b[1]) / 2.0);

@@ -1,4 +1,5 @@
 #include "SFArgument.h"
+#include "SFElementary.h"
 #include "SFShapeParts.h"
 #include "SFShapes.h"
 
@@ -58,7 +59,7 @@ struct Frame
       k = std::abs(w[i]) < std::abs(w[k]) ? i : k;
     std::size_t const i = (k + 1) % 3;
     std::size_t const j = (k + 2) % 3;
-    double const n = w[k] == 0.0 ? 1.0 : std::hypot(w[i], w[j]);
+    double const n = w[k] == 0.0 ? 1.0 : Elementary::Hypot(w[i], w[j]);
     axes[1][i] = w[j] / n;
     axes[1][j] = -w[i] / n;
     axes[2][i] = w[k] * w[i] / n;

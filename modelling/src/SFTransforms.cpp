@@ -3,6 +3,7 @@
 #include "SFAffineImage.h"
 #include "SFArgument.h"
 #include "SFBoxes.h"
+#include "SFElementary.h"
 #include "SFFactsRecipe.h"
 #include "SFSubstitution.h"
 #include "ZULPI.h"
@@ -98,8 +99,8 @@ ZULMathTransformation TransformationOf(SFAffineRows const& iRows)
 /// A rotation by Rodrigues' formula about an axis of unit length through a point.
 SFAffineRows RotationRows(ZULMathVector const& iAxis, double iAngle, ZULMathPoint const& iThrough)
 {
-  double const c = std::cos(iAngle);
-  double const s = std::sin(iAngle);
+  double const c = Elementary::Cos(iAngle);
+  double const s = Elementary::Sin(iAngle);
   std::array<double, 3> const a{iAxis.x, iAxis.y, iAxis.z};
   std::array<double, 3> const p{iThrough.x, iThrough.y, iThrough.z};
   std::array<std::array<double, 3>, 3> const cross{{{0.0, -a[2], a[1]}, {a[2], 0.0, -a[0]}, {-a[1], a[0], 0.0}}};

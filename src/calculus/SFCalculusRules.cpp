@@ -1,6 +1,6 @@
 #include "calculus/SFCalculusRules.h"
 
-#include "operators/SFElementary.h"
+#include "SFElementary.h"
 
 #include <array>
 #include <cmath>

@@ -1,6 +1,6 @@
 #include "SFDagDifferentialOperator.h"
+#include "SFElementary.h"
 #include "evaluation/SFWorkerCount.h"
-#include "operators/SFElementary.h"
 #include "tape/SFGrid.h"
 
 #include <algorithm>

@@ -6,7 +6,7 @@
 #include "SFDagFunctor.h"
 #include "SFOperatorTable.h"
 #include "evaluation/SFEvaluatorReports.h"
-#include "operators/SFElementary.h"
+#include "SFElementary.h"
 #include "operators/SFScalarOps.h"
 
 #include <cmath>

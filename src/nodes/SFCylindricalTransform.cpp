@@ -1,7 +1,7 @@
 #include "SFCylindricalTransform.h"
 
 #include "ZULPI.h"
-#include "operators/SFElementary.h"
+#include "SFElementary.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,6 +1,9 @@
-#include "operators/SFElementary.h"
+#include "SFElementary.h"
+
+#include "operators/elementary/SFHugeArgument.h"
 
 #include <cstddef>
+#include <cstdint>
 
 namespace SF {
 namespace Elementary {
@@ -37,6 +40,19 @@ double Asin(double iX) { return Single::Asin(iX); }
 double Acos(double iX) { return Single::Acos(iX); }
 double Atan(double iX) { return Single::Atan(iX); }
 double Atan2(double iY, double iX) { return Single::Atan2(iY, iX); }
+
+double Hypot(double iX, double iY)
+{
+  double const x = Single::Magnitude(iX);
+  double const y = Single::Magnitude(iY);
+  if (x == Single::Infinity || y == Single::Infinity)
+    return Single::Infinity;
+  double const larger = x < y ? y : x;
+  double const scale = larger > 0x1p500 ? 0x1p-600 : larger < 0x1p-400 ? 0x1p600 : 1.0;
+  double const a = x * scale;
+  double const b = y * scale;
+  return Single::SquareRoot(a * a + b * b) / scale;
+}
 
 } // namespace Elementary
 } // namespace SF

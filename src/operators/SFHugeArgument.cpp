@@ -1,4 +1,4 @@
-#include "operators/SFElementary.h"
+#include "operators/elementary/SFHugeArgument.h"
 
 #include <array>
 #include <bit>

@@ -1,6 +1,6 @@
 #include "Accuracy.h"
 
-#include "operators/SFElementary.h"
+#include "SFElementary.h"
 
 #include <bit>
 #include <cmath>

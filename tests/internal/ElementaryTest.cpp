@@ -1,9 +1,12 @@
 #include "Accuracy.h"
 #include "Fields.h"
 
-#include "operators/SFElementary.h"
+#include "SFElementary.h"
+#include "tape/SFTapeKernels.h"
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
 
 using namespace SFTest;
 using namespace SF::Elementary;
@@ -15,6 +18,35 @@ TEST(Elementary, ErrorsAreWithinAUnitInTheLastPlace)
     LargestError const error = MeasureError(function, Scaled(100'000), 2);
     EXPECT_LE(error.ulps, 1.0) << function.name << " of " << error.x << ", " << error.y;
     EXPECT_GT(error.ulps, 0.5) << function.name << " is measured with itself";
+  }
+}
+
+// Whole rows, in which huge arguments stand between ordinary ones, have the bits of single values.
+TEST(Elementary, KernelsHaveTheBitsOfSingleValues)
+{
+  std::size_t const count = Scaled(50'000) + 3;
+  for (auto const& [type, name] : {std::pair{SIN, "sin"},
+                                   {COS, "cos"},
+                                   {TAN, "tan"},
+                                   {EXP, "exp"},
+                                   {LN, "log"},
+                                   {POW, "pow"},
+                                   {ASIN, "asin"},
+                                   {ACOS, "acos"},
+                                   {ATAN, "atan"}}) {
+    auto const& all = ElementaryFunctions();
+    auto const function = std::find_if(all.begin(), all.end(), [&](auto const& iOne) { return iOne.name == name; });
+    std::mt19937_64 random(3);
+    Values x(count), y(count), expected(count), got(count);
+    for (std::size_t i = 0; i < count; ++i) {
+      function->draw(random, x[i], y[i]);
+      expected[i] = function->value(x[i], y[i]);
+    }
+    for (SFTapeKernels const* const kernels : AvailableTapeKernels()) {
+      kernels->operators[CodeOf(type)][0]({got.data(), count, 1, 1, {x.data(), 0, 0}, {y.data(), 0, 0}});
+      std::size_t const at = FirstDifference(got, expected);
+      EXPECT_EQ(at, count) << kernels->name << ' ' << name << " of " << x[at % count] << ", " << y[at % count];
+    }
   }
 }
 
@@ -158,6 +190,10 @@ TEST(Elementary, SpecialValuesOfAngles)
       SF_CASE(Atan2(-Inf, Inf), -Pi / 4),
       SF_CASE(Atan2(Tiny, Tiny), Pi / 4),
       SF_CASE(Atan2(Largest, -Largest), 3.0 * Pi / 4),
+      SF_CASE(Hypot(3e300, -4e300), 5e300),
+      SF_CASE(Hypot(-3.0 * Tiny, 4.0 * Tiny), 5.0 * Tiny),
+      SF_CASE(Hypot(-Inf, NaN), Inf),
+      SF_CASE(Hypot(0.0, NaN), NaN),
       SF_CASE(Atan2(NaN, 1.0), NaN),
       SF_CASE(Atan2(1.0, NaN), NaN),
       SF_CASE(Atan2(Tiny, 1.0), Tiny),

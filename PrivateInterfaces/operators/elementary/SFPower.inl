@@ -1,7 +1,7 @@
 // The power: x^y = e^(y ln x), with ln x to about 2^-65, as the exponential makes an absolute error of its argument,
 // which reaches 745, a relative one (Muller et al., "Handbook of Floating-Point Arithmetic", 2018, 10.5; P. T. P. Tang,
 // "Table-driven implementation of the logarithm function in IEEE floating-point arithmetic", 1990). The error before
-// the last rounding stays below a quarter of a unit, so that a result that is a double comes out exactly.
+// the last rounding stays below 0.41 of a unit, so that a result that is a double comes out exactly.
 
 /// ln x for positive finite x, by the same series as Log: 2 artanh(s) = 2s + s^3 (2/3 + s^2 Q(s^2)).
 SF_LANES_FUNCTION Pair LogPair(Real iX)
