@@ -63,12 +63,32 @@ public:
   HRESULT EvaluateGradient(std::size_t iCount, double const* iX, double const* iY, double const* iZ, double* oValues,
                            double* oGradients, std::atomic<bool> const* iCancel = nullptr) const;
 
+  /// As EvaluateGradient, with the second derivatives of the field at point i in oHessians[6 i] and on, in the order xx,
+  /// xy, xz, yy, yz, zz. `oValues` and `oGradients` may be null. Kinks count as above, and what is chosen there stands
+  /// still; the second derivatives of a resource are NaN.
+  HRESULT EvaluateHessian(std::size_t iCount, double const* iX, double const* iY, double const* iZ, double* oValues,
+                          double* oGradients, double* oHessians, std::atomic<bool> const* iCancel = nullptr) const;
+
+  /// Curvatures of the level surface through each point, per unit of length, at oCurvatures[4 i] and on: the largest and the
+  /// smallest principal curvature, their mean, their product. Negative where the solid is convex: a ball of radius r has
+  /// -1/r, -1/r, -1/r, 1/r^2. NaN where the gradient is 0 or there is no second derivative. The principal curvatures are
+  /// the mean plus and minus a root, and lose half of their digits where they are nearly equal. (R. Goldman, "Curvature
+  /// formulas for implicit curves and surfaces", 2005.)
+  HRESULT EvaluateCurvature(std::size_t iCount, double const* iX, double const* iY, double const* iZ,
+                            double* oCurvatures, std::atomic<bool> const* iCancel = nullptr) const;
+
   /// Bounds of the values that Evaluate gives for points in a box, its surface included: no value other than NaN
   /// is below `oLow` or above `oHigh`. The bounds may be infinite, and wider than the true range, the more so the
   /// larger the box. S_OK when no value is NaN; S_FALSE when some may be. E_INVALIDARG for a box with a NaN, or with
   /// a low coordinate above its high one. (Interval arithmetic: Moore, Kearfott and Cloud, Introduction to Interval
   /// Analysis, 2009.)
   HRESULT EvaluateInterval(ZULMathBox const& iBox, double& oLow, double& oHigh) const;
+
+  /// The field for points of a box, surface included: pruned once of what no point of the box can choose, it has the same
+  /// bits there and costs what is left. Elsewhere its values have no meaning, and boxes and grids that it is given must lie
+  /// in that box. Boxes within boxes are restricted step by step, as in an octree. Shares graph, resources and options with
+  /// this one. Codes of EvaluateInterval.
+  HRESULT Restrict(ZULMathBox const& iBox, std::shared_ptr<SFCompiledField>& oField) const;
 
   /// The slices iBegin <= k < iEnd of a grid of `iDims` = {nx, ny, nz} points at `iOrigin` + (i, j, k) `iVoxelSize`;
   /// a null origin is (0, 0, 0). Value (i, j, k) goes to ioValues[((k - iBegin) ny + j) nx + i] as

@@ -7,7 +7,7 @@
 
 namespace SF {
 
-/// Writes the tape of a field and its three partial derivatives by forward accumulation: each instruction of the
+/// Writes the tape of fields and their partial derivatives by forward accumulation: each instruction of a
 /// field is followed by the derivatives of its value, by the chain rule from those of its operands. The rules of the
 /// operators are `tapeDerivative` in SFCalculusRules.
 ///
@@ -19,8 +19,9 @@ namespace SF {
 class SFTapeDifferentiation
 {
 public:
-  /// `iField` has one result. The results are the value and its derivatives along x, y and z.
-  SFTape Run(SFTape const& iField);
+  /// The results are, for each result of `iFields`, its value and its derivatives along x, y and z. `iFields` may hold
+  /// derivatives itself; those of a resource's gradient are NaN.
+  SFTape Run(SFTape const& iFields);
 
 private:
   using Gradient = std::array<SFValueId, 3>;
@@ -41,6 +42,8 @@ private:
   SFValueId OfAngle(Terms const& iTerms);
   class Growth;
   Gradient OfResource(SFTapeInstruction const& iInstruction);
+  SFValueId OfSelection(SFTapeInstruction const& iInstruction, std::size_t iAxis);
+  SFValueId OfResourceGradient(SFTapeInstruction const& iInstruction, std::size_t iAxis);
 
   SFValueId Emit(SFNodeType iOperator, SFValueId iA, SFValueId iB) { return _builder.Emit(iOperator, iA, iB); }
   SFValueId Emit(SFNodeType iOperator, SFValueId iA) { return _builder.Emit(iOperator, iA); }

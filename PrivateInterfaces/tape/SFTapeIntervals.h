@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cstddef>
+#include <vector>
 
 namespace SF {
 
@@ -41,7 +42,9 @@ void ComputeRange(SFTapeCode iCode, SFRanges<W> const& iA, SFRanges<W> const& iB
     oRange.SetAll(SFInterval::Anything());
 }
 
-/// The range of the first result of a tape for points in a box, given by the ranges of its coordinates.
+/// The ranges of all values of a tape for points in a box, given by the ranges of its coordinates.
+std::vector<SFRanges<1>> RangesOverBox(SFTape const& iTape, std::array<SFInterval, 3> const& iBox);
+/// That of its first result.
 SFInterval RangeOverBox(SFTape const& iTape, std::array<SFInterval, 3> const& iBox);
 
 } // namespace SF

@@ -11,9 +11,12 @@
 #include "tape/SFTapeDifferentiation.h"
 #include "tape/SFTapeIntervals.h"
 #include "tape/SFTapePoints.h"
+#include "tape/SFTapeRestriction.h"
 #include "tape/SFTapeSinks.h"
 
 #include <algorithm>
+#include <cmath>
+#include <mutex>
 #include <thread>
 
 namespace SF {
@@ -66,35 +69,109 @@ bool ArePoints(char const* iMethod, std::size_t iCount, std::array<double const*
   return false;
 }
 
+/// The ranges of the coordinates in a box; false, after a line, for one that is empty or not a number.
+bool AsRanges(char const* iMethod, ZULMathBox const& iBox, std::array<SFInterval, 3>& oRanges, bool& oIsBounded)
+{
+  auto const& [low, high] = iBox;
+  if (!(low.x <= high.x && low.y <= high.y && low.z <= high.z)) {
+    Diagnostics::NotSatisfied(iMethod, "iBox.low <= iBox.high");
+    return false;
+  }
+  constexpr double bound = SFTapeCompiler::LargestCoordinate;
+  oIsBounded = std::min({low.x, low.y, low.z}) >= -bound && std::max({high.x, high.y, high.z}) <= bound;
+  oRanges = {SFInterval(low.x, high.x, false), SFInterval(low.y, high.y, false), SFInterval(low.z, high.z, false)};
+  return true;
+}
+
+/// Where the derivatives lie among the results of a tape that has been differentiated twice: the value and its gradient,
+/// then the derivatives of each, x first.
+constexpr std::array<std::size_t, 3> FirstDerivatives{1, 2, 3};
+constexpr std::array<std::size_t, 6> SecondDerivatives{5, 6, 7, 10, 11, 15};
+
+template <std::size_t N>
+void Interleave(SFTapePoints::Rows const& iRows, std::array<std::size_t, N> const& iResults, std::size_t iCount,
+                double* oValues)
+{
+  for (std::size_t k = 0; k < N; ++k) {
+    double const* const row = iRows(iResults[k]);
+    for (std::size_t i = 0; i < iCount; ++i)
+      oValues[N * i + k] = row[i];
+  }
+}
+
+/// The largest and the smallest principal curvature, the mean and the Gaussian one, from the gradient g and the Hessian H:
+/// with |g| = 1 the mean curvature is (g H g - tr H) / 2 and the Gaussian one g adj(H) g. (R. Goldman, "Curvature formulas
+/// for implicit curves and surfaces", 2005, propositions 4.1 and 4.2.)
+void WriteCurvatures(double const* iGradient, double const* iHessian, double* oCurvatures)
+{
+  double const length =
+      std::sqrt(iGradient[0] * iGradient[0] + iGradient[1] * iGradient[1] + iGradient[2] * iGradient[2]);
+  double const x = iGradient[0] / length;
+  double const y = iGradient[1] / length;
+  double const z = iGradient[2] / length;
+  auto const [xx, xy, xz, yy, yz, zz] =
+      std::array<double, 6>{iHessian[0] / length, iHessian[1] / length, iHessian[2] / length,
+                            iHessian[3] / length, iHessian[4] / length, iHessian[5] / length};
+  double const along = x * (xx * x + 2.0 * (xy * y + xz * z)) + y * (yy * y + 2.0 * yz * z) + z * zz * z;
+  double const mean = (along - (xx + yy + zz)) / 2.0;
+  double const gaussian =
+      x * x * (yy * zz - yz * yz) + y * y * (xx * zz - xz * xz) + z * z * (xx * yy - xy * xy) +
+      2.0 * (x * y * (xz * yz - xy * zz) + x * z * (xy * yz - xz * yy) + y * z * (xy * xz - yz * xx));
+  double const spread = mean * mean - gaussian; // not below 0 but for rounding
+  double const half = std::isnan(spread) ? spread : std::sqrt(std::max(0.0, spread));
+  oCurvatures[0] = mean + half;
+  oCurvatures[1] = mean - half;
+  oCurvatures[2] = mean;
+  oCurvatures[3] = gaussian;
+}
+
 } // namespace
 
 struct SFCompiledField::Content
 {
-  Content(std::shared_ptr<SFDagNode> iRoot, SFCompiledFieldOptions const& iOptions, SFTape iAnywhere, SFTape iBounded)
-    : root(std::move(iRoot)), resources(ResourcesOf(*root)), options(iOptions), anywhere(std::move(iAnywhere)),
-      bounded(std::move(iBounded)), points(anywhere, options)
+  using Tape = std::shared_ptr<SFTape const>;
+  using Resources = std::shared_ptr<std::vector<std::shared_ptr<SFDagNode>> const>;
+
+  Content(std::shared_ptr<SFDagNode> iRoot, Resources iResources, SFCompiledFieldOptions const& iOptions,
+          Tape iAnywhere, Tape iBounded)
+    : root(std::move(iRoot)), resources(std::move(iResources)), options(iOptions), anywhere(std::move(iAnywhere)),
+      bounded(std::move(iBounded))
   {
   }
 
   /// The tape for coordinates up to a magnitude; with a bound it may be shorter.
-  SFTape const& TapeFor(bool iBounded) const { return iBounded ? bounded : anywhere; }
+  SFTape const& TapeFor(bool iBounded) const { return iBounded ? *bounded : *anywhere; }
 
-  SFTapePoints const& GetGradients() const
+  SFTapePoints const& GetPoints() const { return points.Get(*this, 0); }
+  SFTapePoints const& GetGradients() const { return gradients.Get(*this, 1); }
+  SFTapePoints const& GetHessians() const { return hessians.Get(*this, 2); }
+
+  /// What runs the field and its derivatives up to an order; made when first asked for.
+  struct Points
   {
-    std::call_once(gradientsOnce, [this] {
-      gradients = std::make_unique<SFTapePoints>(SFTapeDifferentiation().Run(anywhere), options);
-    });
-    return *gradients;
-  }
+    SFTapePoints const& Get(Content const& iContent, int iOrder) const
+    {
+      std::call_once(once, [&] {
+        SFTape tape = *iContent.anywhere;
+        for (int i = 0; i < iOrder; ++i)
+          tape = SFTapeDifferentiation().Run(tape);
+        runs = std::make_unique<SFTapePoints>(std::move(tape), iContent.options);
+      });
+      return *runs;
+    }
+
+    mutable std::once_flag once;
+    mutable std::unique_ptr<SFTapePoints> runs;
+  };
 
   std::shared_ptr<SFDagNode> root;
-  std::vector<std::shared_ptr<SFDagNode>> resources;
+  Resources resources;
   SFCompiledFieldOptions options;
-  SFTape anywhere;
-  SFTape bounded; ///< for coordinates up to SFTapeCompiler::LargestCoordinate
-  SFTapePoints points;
-  mutable std::once_flag gradientsOnce;
-  mutable std::unique_ptr<SFTapePoints> gradients; ///< made when first asked for
+  Tape anywhere;
+  Tape bounded; ///< for coordinates up to SFTapeCompiler::LargestCoordinate
+  Points points;
+  Points gradients;
+  Points hessians;
 };
 
 SFCompiledField::SFCompiledField(std::unique_ptr<Content> iContent) : _content(std::move(iContent)) {}
@@ -121,7 +198,10 @@ HRESULT SFCompiledField::Compile(SFSWContext const& iContext, std::shared_ptr<SF
   SFCompiledFieldOptions options = iOptions;
   if (options.threads == 0)
     options.threads = WorkerCount(std::thread::hardware_concurrency());
-  oField.reset(new SFCompiledField(std::make_unique<Content>(iRoot, options, std::move(anywhere), std::move(bounded))));
+  auto resources = std::make_shared<std::vector<std::shared_ptr<SFDagNode>> const>(ResourcesOf(*iRoot));
+  oField.reset(new SFCompiledField(std::make_unique<Content>(iRoot, std::move(resources), options,
+                                                             std::make_shared<SFTape const>(std::move(anywhere)),
+                                                             std::make_shared<SFTape const>(std::move(bounded)))));
   return S_OK;
 }
 
@@ -131,7 +211,7 @@ HRESULT SFCompiledField::Evaluate(std::size_t iCount, double const* iX, double c
   if (!ArePoints("Evaluate", iCount, {iX, iY, iZ}, oValues))
     return E_INVALIDARG;
   SFFieldCall call(_content->options, iCancel, "Evaluate");
-  return call.Conclude(_content->points.Run(
+  return call.Conclude(_content->GetPoints().Run(
       iCount, {iX, iY, iZ}, call, [&](std::size_t iFirst, std::size_t iBatch, SFTapePoints::Rows const& iRows) {
         std::copy_n(iRows(0), iBatch, oValues + iFirst);
       }));
@@ -155,21 +235,62 @@ HRESULT SFCompiledField::EvaluateGradient(std::size_t iCount, double const* iX, 
       }));
 }
 
+HRESULT SFCompiledField::EvaluateHessian(std::size_t iCount, double const* iX, double const* iY, double const* iZ,
+                                         double* oValues, double* oGradients, double* oHessians,
+                                         std::atomic<bool> const* iCancel) const
+{
+  if (!ArePoints("EvaluateHessian", iCount, {iX, iY, iZ}, oHessians))
+    return E_INVALIDARG;
+  SFFieldCall call(_content->options, iCancel, "EvaluateHessian");
+  return call.Conclude(_content->GetHessians().Run(
+      iCount, {iX, iY, iZ}, call, [&](std::size_t iFirst, std::size_t iBatch, SFTapePoints::Rows const& iRows) {
+        if (oValues != nullptr)
+          std::copy_n(iRows(0), iBatch, oValues + iFirst);
+        if (oGradients != nullptr)
+          Interleave(iRows, FirstDerivatives, iBatch, oGradients + 3 * iFirst);
+        Interleave(iRows, SecondDerivatives, iBatch, oHessians + 6 * iFirst);
+      }));
+}
+
+HRESULT SFCompiledField::EvaluateCurvature(std::size_t iCount, double const* iX, double const* iY, double const* iZ,
+                                           double* oCurvatures, std::atomic<bool> const* iCancel) const
+{
+  if (!ArePoints("EvaluateCurvature", iCount, {iX, iY, iZ}, oCurvatures))
+    return E_INVALIDARG;
+  SFFieldCall call(_content->options, iCancel, "EvaluateCurvature");
+  return call.Conclude(_content->GetHessians().Run(
+      iCount, {iX, iY, iZ}, call, [&](std::size_t iFirst, std::size_t iBatch, SFTapePoints::Rows const& iRows) {
+        std::vector<double> gradients(3 * iBatch);
+        std::vector<double> hessians(6 * iBatch);
+        Interleave(iRows, FirstDerivatives, iBatch, gradients.data());
+        Interleave(iRows, SecondDerivatives, iBatch, hessians.data());
+        for (std::size_t i = 0; i < iBatch; ++i)
+          WriteCurvatures(&gradients[3 * i], &hessians[6 * i], oCurvatures + 4 * (iFirst + i));
+      }));
+}
+
 HRESULT SFCompiledField::EvaluateInterval(ZULMathBox const& iBox, double& oLow, double& oHigh) const
 {
-  auto const& [low, high] = iBox;
-  if (!(low.x <= high.x && low.y <= high.y && low.z <= high.z)) {
-    Diagnostics::NotSatisfied("EvaluateInterval", "iBox.low <= iBox.high");
+  std::array<SFInterval, 3> box;
+  bool isBounded = false;
+  if (!AsRanges("EvaluateInterval", iBox, box, isBounded))
     return E_INVALIDARG;
-  }
-  constexpr double bound = SFTapeCompiler::LargestCoordinate;
-  bool const bounded = std::min({low.x, low.y, low.z}) >= -bound && std::max({high.x, high.y, high.z}) <= bound;
-  SFInterval const range =
-      RangeOverBox(_content->TapeFor(bounded), {SFInterval(low.x, high.x, false), SFInterval(low.y, high.y, false),
-                                                SFInterval(low.z, high.z, false)});
+  SFInterval const range = RangeOverBox(_content->TapeFor(isBounded), box);
   oLow = range.lo;
   oHigh = range.hi;
   return range.nan ? S_FALSE : S_OK;
+}
+
+HRESULT SFCompiledField::Restrict(ZULMathBox const& iBox, std::shared_ptr<SFCompiledField>& oField) const
+{
+  std::array<SFInterval, 3> box;
+  bool isBounded = false;
+  if (!AsRanges("Restrict", iBox, box, isBounded))
+    return E_INVALIDARG;
+  auto tape = std::make_shared<SFTape const>(Restricted(_content->TapeFor(isBounded), box));
+  oField.reset(new SFCompiledField(
+      std::make_unique<Content>(_content->root, _content->resources, _content->options, tape, tape)));
+  return S_OK;
 }
 
 HRESULT SFCompiledField::RenderSlices(unsigned int const* iDims, unsigned int iBegin, unsigned int iEnd,

@@ -1,6 +1,9 @@
 #include "tape/SFTapeDifferentiation.h"
 
 #include "calculus/SFCalculusRules.h"
+#include "tape/SFTapeList.h"
+
+#include <limits>
 
 namespace SF {
 namespace {
@@ -216,6 +219,29 @@ SFTapeDifferentiation::Gradient SFTapeDifferentiation::OfResource(SFTapeInstruct
   return gradient;
 }
 
+/// The choice stands still: it moves on sets without volume alone. What ZeroIfStill has made of a derivative d, which is d
+/// itself where d is 0, goes on as the chained one wherever d moves.
+SFValueId SFTapeDifferentiation::OfSelection(SFTapeInstruction const& iInstruction, std::size_t iAxis)
+{
+  SFValueId const then = _gradients[iInstruction.operands[1]][iAxis];
+  SFValueId const otherwise = _gradients[iInstruction.operands[2]][iAxis];
+  if (then == Zero && otherwise == Zero)
+    return Zero;
+  SFValueId const condition = _copies[iInstruction.operands[0]];
+  SFTapeInstruction const& chosenBy = _builder.At(condition);
+  bool const isStill = chosenBy.code == CodeOf(ABS) && chosenBy.operands[0] == _copies[iInstruction.operands[2]];
+  bool const moves = otherwise != Zero;
+  return Select(condition, then, isStill && moves ? ZeroIfStill(otherwise, then) : otherwise);
+}
+
+/// A host gives first derivatives only.
+SFValueId SFTapeDifferentiation::OfResourceGradient(SFTapeInstruction const& iInstruction, std::size_t iAxis)
+{
+  bool moves = false;
+  ForOperands(iInstruction, [&](SFValueId iOperand) { moves = moves || _gradients[iOperand][iAxis] != Zero; });
+  return moves ? _builder.Constant(std::numeric_limits<double>::quiet_NaN()) : Zero;
+}
+
 // ---- the tape -------------------------------------------------------------------------------------------------
 
 SFValueId SFTapeDifferentiation::Copy(SFTapeInstruction const& iInstruction)
@@ -235,6 +261,12 @@ SFTapeDifferentiation::Gradient SFTapeDifferentiation::Differentiate(SFTapeInstr
     gradient[iInstruction.code - CodeOf(X)] = _builder.Constant(1.0);
     return gradient;
   }
+  if (iInstruction.code == SelectCode || IsResourceCode(iInstruction.code)) {
+    for (std::size_t axis = 0; axis < 3; ++axis)
+      gradient[axis] =
+          iInstruction.code == SelectCode ? OfSelection(iInstruction, axis) : OfResourceGradient(iInstruction, axis);
+    return gradient;
+  }
   int const arity = ArityOf(iInstruction.code);
   if (arity == 0)
     return gradient;
@@ -252,17 +284,18 @@ SFTapeDifferentiation::Gradient SFTapeDifferentiation::Differentiate(SFTapeInstr
   return gradient;
 }
 
-SFTape SFTapeDifferentiation::Run(SFTape const& iField)
+SFTape SFTapeDifferentiation::Run(SFTape const& iFields)
 {
-  for (SFTapeInstruction const& instruction : iField.instructions) {
+  for (SFTapeInstruction const& instruction : iFields.instructions) {
     SFValueId const copy = Copy(instruction);
     _copies.push_back(copy);
     _gradients.push_back(Differentiate(instruction, copy));
   }
-  SFValueId const field = iField.results.front();
-  _builder.AddResult(_copies[field]);
-  for (SFValueId const derivative : _gradients[field])
-    _builder.AddResult(Written(derivative));
+  for (SFValueId const field : iFields.results) {
+    _builder.AddResult(_copies[field]);
+    for (SFValueId const derivative : _gradients[field])
+      _builder.AddResult(Written(derivative));
+  }
   return _builder.Finish();
 }
 

@@ -4,7 +4,6 @@
 #include "operators/SFScalarOps.h"
 
 #include <utility>
-#include <vector>
 
 namespace SF {
 namespace {
@@ -36,7 +35,7 @@ SFInterval RangeOfAngle(SFInterval const& iU, SFInterval const& iW)
   return {0.0, 2.0 * ZULPI, nan};
 }
 
-SFInterval RangeOverBox(SFTape const& iTape, std::array<SFInterval, 3> const& iBox)
+std::vector<SFRanges<1>> RangesOverBox(SFTape const& iTape, std::array<SFInterval, 3> const& iBox)
 {
   SFTapeKernels const& kernels = ActiveTapeKernels();
   std::vector<SFRanges<1>> ranges(iTape.instructions.size());
@@ -53,7 +52,12 @@ SFInterval RangeOverBox(SFTape const& iTape, std::array<SFInterval, 3> const& iB
     };
     ComputeRange(instruction.code, operand(0), operand(1), kernels, leaf, ranges[id]);
   }
-  return ranges[iTape.results.front()].At(0);
+  return ranges;
+}
+
+SFInterval RangeOverBox(SFTape const& iTape, std::array<SFInterval, 3> const& iBox)
+{
+  return RangesOverBox(iTape, iBox)[iTape.results.front()].At(0);
 }
 
 } // namespace SF

@@ -1,6 +1,9 @@
 #include "Fields.h"
 #include "Tables.h"
 
+#include "tape/SFTapeCompiler.h"
+#include "tape/SFTapeRestriction.h"
+
 #include <gtest/gtest.h>
 
 using namespace SFTest;
@@ -132,4 +135,20 @@ TEST(Pruner, BoxesPrunedTogetherDoNotMixUp)
       }
     }
   }
+}
+
+// Far spheres go, however their unions are associated, and the demand passes through complements.
+TEST(Pruner, RestrictionDropsWhatIsFar)
+{
+  Nodes const spheres = Spheres(200);
+  for (bool const isRight : {false, true})
+    for (Node const& root : {Chain(MIN, spheres, isRight), Op(NOT, Op(NOT, Chain(MIN, spheres, isRight)))}) {
+      SFTapeCompiler compiler(true);
+      ASSERT_TRUE(compiler.AddRoot(*root, EFieldLimit));
+      SFTape const tape = compiler.Finish();
+      SFInterval const x(10.0, 11.0, false);
+      SFTape const part = Restricted(tape, {x, x, x});
+      EXPECT_LT(part.instructions.size(), tape.instructions.size() / 10);
+      EXPECT_EQ(Restricted(part, {x, x, x}).instructions.size(), part.instructions.size());
+    }
 }
