@@ -3,7 +3,7 @@
 #include "ResourceToSF.h"
 #include "SFArgument.h"
 #include "SFFieldCalculus.h"
-#include "SFFieldWalk.h"
+#include "SFFieldNode.h"
 #include "SFResourceResolver.h"
 #include "SFTransforms.h"
 
@@ -124,6 +124,15 @@ std::vector<SFFormulaRow> BasicRows()
 }
 // clang-format on
 
+/// A component of a vector of numbers.
+double NumberIn(std::string_view iName, SFField const& iField)
+{
+  std::optional<double> const number = ConstantValue(iField);
+  if (!number)
+    Argument::Refuse(iName, "numbers are expected here, and one depends on the point");
+  return *number;
+}
+
 std::vector<SFFormulaRow> AllRows()
 {
   std::vector<SFFormulaRow> rows = BasicRows();
@@ -162,18 +171,6 @@ std::vector<SFFormulaFunction> const& SFFormula::Functions()
   return functions;
 }
 
-bool ConstantValue(SFField const& iField, double& oValue)
-{
-  if (!iField.GetNode()->IsConstant()) {
-    SFFieldOrder const order(iField);
-    for (SFFieldNode const* const node : order.Nodes())
-      if (IsCoordinate(node->GetType()))
-        return false;
-  }
-  oValue = iField(0.0, 0.0, 0.0);
-  return true;
-}
-
 std::vector<SFFormulaValue> const& SFFormulaCall::Values(std::string_view iName) const
 {
   auto const& arguments = _function.arguments;
@@ -204,10 +201,10 @@ std::vector<SFField> SFFormulaCall::Fields(std::string_view iName) const
 
 double SFFormulaCall::Number(std::string_view iName) const
 {
-  double number = 0.0;
-  if (!ConstantValue(Field(iName), number))
+  std::optional<double> const number = ConstantValue(Field(iName));
+  if (!number)
     Argument::Refuse(iName, "a number is expected here, and this depends on the point");
-  return number;
+  return *number;
 }
 
 unsigned int SFFormulaCall::Count(std::string_view iName) const
@@ -231,11 +228,7 @@ SFFormulaVector const& SFFormulaCall::VectorOf(std::string_view iName, std::size
 std::array<double, 3> SFFormulaCall::Vector(std::string_view iName) const
 {
   SFFormulaVector const& fields = VectorOf(iName, 3);
-  std::array<double, 3> numbers{};
-  for (std::size_t i = 0; i < 3; ++i)
-    if (!ConstantValue(fields[i], numbers[i]))
-      Argument::Refuse(iName, "numbers are expected here, and one depends on the point");
-  return numbers;
+  return {NumberIn(iName, fields[0]), NumberIn(iName, fields[1]), NumberIn(iName, fields[2])};
 }
 
 std::array<unsigned int, 3> SFFormulaCall::Counts(std::string_view iName) const
@@ -262,8 +255,7 @@ std::vector<std::vector<double>> SFFormulaCall::Points(std::string_view iName, s
       Argument::Refuse(iName, "each point must have " + std::to_string(iSize) + " numbers");
     auto& row = numbers.emplace_back();
     for (SFField const& field : point)
-      if (!ConstantValue(field, row.emplace_back()))
-        Argument::Refuse(iName, "numbers are expected here, and one depends on the point");
+      row.push_back(NumberIn(iName, field));
   }
   return numbers;
 }

@@ -67,8 +67,6 @@ std::vector<SFFormulaRow> FormulaShapeRows();
 std::vector<SFFormulaRow> const& FormulaRows();
 /// Null where there is none of the name.
 SFFormulaRow const* FindFormulaRow(std::string_view iName);
-/// The value of a constant over space; false when the field depends on the point.
-bool ConstantValue(SFField const& iField, double& oValue);
 /// The name among those of a list that is nearest to a misspelt one; empty when none is near.
 std::string_view NearestName(std::string_view iName, std::vector<std::string_view> const& iKnown);
 

@@ -124,10 +124,10 @@ private:
     Token const first = _lexer.Current();
     SFFormulaValue const value = ReadExpression();
     auto const* const field = std::get_if<SFField>(&value);
-    double number = 0.0;
-    if (field == nullptr || !ConstantValue(*field, number))
+    std::optional<double> const number = field == nullptr ? std::nullopt : ConstantValue(*field);
+    if (!number)
       _lexer.FailAt(first, std::string(iWhat) + " must be a number");
-    return number;
+    return *number;
   }
 
   /// "param name = value", perhaps with "(low .. high)".

@@ -1,3 +1,4 @@
+#include "SFAffineImage.h"
 #include "SFArgument.h"
 #include "SFElementary.h"
 #include "SFShapeParts.h"
@@ -69,8 +70,8 @@ private:
     double const middle = x * ((a[0] + b[0]) / 2.0) + y * ((a[1] + b[1]) / 2.0);
     double const nx = _orientation * y;
     double const ny = -_orientation * x;
-    SFField const across = ShapeParts::LinearForm({nx, ny, 0.0}, -(nx * a[0] + ny * a[1]));
-    SFField const along = ShapeParts::LinearForm({x, y, 0.0}, -middle);
+    SFField const across = AffineForm({nx, ny, 0.0, -(nx * a[0] + ny * a[1])}, Coordinates());
+    SFField const along = AffineForm({x, y, 0.0, -middle}, Coordinates());
     SFField const beyond = max(abs(along) - length / 2.0, 0.0);
     _squares.push_back(square(across) + square(beyond));
     _inMaximumNorm.push_back(max(abs(across), beyond));

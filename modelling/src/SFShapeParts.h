@@ -29,9 +29,6 @@ inline SFFieldFacts UnboundedDistanceFacts()
   return facts;
 }
 
-/// a x + b y + c z + d, terms with the coefficient 0 left out.
-SFField LinearForm(std::array<double, 3> const& iCoefficients, double iConstant);
-
 /// The exact distance from the common part of solids whose surfaces are perpendicular where they meet, from the exact
 /// distances of each.
 SFField RightAngled(std::span<SFField const> iDistances);

@@ -1,5 +1,6 @@
 #include "SFShapes.h"
 
+#include "SFAffineImage.h"
 #include "SFArgument.h"
 #include "SFShapeParts.h"
 
@@ -8,21 +9,6 @@
 
 namespace SF {
 namespace ShapeParts {
-
-SFField LinearForm(std::array<double, 3> const& iCoefficients, double iConstant)
-{
-  SFField3 const coordinates{SFField::X(), SFField::Y(), SFField::Z()};
-  std::optional<SFField> sum;
-  for (std::size_t i = 0; i < 3; ++i) {
-    if (iCoefficients[i] == 0.0)
-      continue;
-    SFField const term = iCoefficients[i] * coordinates[i];
-    sum = sum ? *sum + term : term;
-  }
-  if (!sum || iConstant == 0.0)
-    return sum.value_or(iConstant);
-  return iConstant < 0.0 ? *sum - -iConstant : *sum + iConstant;
-}
 
 SFField RightAngled(std::span<SFField const> iDistances)
 {
@@ -185,7 +171,7 @@ SFField HalfSpace(ZULMathVector const& iNormal, SFField const& iOffset)
 {
   ZULMathVector const n = Argument::Direction("normal", iNormal);
   return WithRecipe(
-      ShapeParts::LinearForm({n.x, n.y, n.z}, 0.0) - iOffset,
+      AffineForm({n.x, n.y, n.z, 0.0}, Coordinates()) - iOffset,
       {{{"offset", iOffset, Range::Any}}, [](Values) { return ShapeParts::UnboundedDistanceFacts(); }, {}});
 }
 

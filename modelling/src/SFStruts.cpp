@@ -1,3 +1,4 @@
+#include "SFAffineImage.h"
 #include "SFArgument.h"
 #include "SFElementary.h"
 #include "SFShapeParts.h"
@@ -186,7 +187,7 @@ private:
   {
     auto const [number, isNew] = _formNumbers.Of(KeyOf(iUnit));
     if (isNew)
-      _forms.push_back(ShapeParts::LinearForm(iUnit, 0.0));
+      _forms.push_back(AffineForm({iUnit[0], iUnit[1], iUnit[2], 0.0}, Coordinates()));
     return number;
   }
 
