@@ -114,6 +114,9 @@ SF_EXPORT HRESULT ToSFString(double iValue, std::string& oText);
 /// As ToSFString, at the end of a text, which may have grown when the call fails.
 SF_EXPORT HRESULT AppendSFNumber(double iValue, std::string& ioText);
 
+/// As AppendSFNumber, with the fewest digits that ReadSFNumber reads back to the same double.
+SF_EXPORT HRESULT AppendSFNumberInFull(double iValue, std::string& ioText);
+
 /// Reads a double at the start of `iText` as a stream in the classic locale does: leading white space is
 /// skipped, the longest run of characters that can belong to a number is taken and must be one as a whole.
 /// False, and `oValue` 0, when there is none or when it is out of range. Neither "inf" nor "nan" is a number.

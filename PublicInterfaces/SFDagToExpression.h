@@ -9,6 +9,13 @@
 
 namespace SF {
 
+/// How numbers are written.
+enum class SFDigits
+{
+  ESix, ///< 6 significant digits
+  EAll  ///< the fewest that read back to the same double
+};
+
 /// Writes graphs as expression text. Keeps nothing between calls.
 ///
 /// A writer marks the nodes' slots, so it must not work on a graph while another writer or an evaluation does.
@@ -26,6 +33,10 @@ public:
   /// where it is many paths to few nodes that make it long. Kinds without a token (NONE, END, POLYGRADIENT,
   /// UNDEFINED) write nothing; std::out_of_range when the root is one of them.
   HRESULT Export(SFDagNode const& iDagNode, std::string& oExpression, bool iTerminate, bool iExportFlag) const;
+  /// The same with a choice of digits. A text with all of them, read under exact equality (SFNodeEquality), gives the same
+  /// graph.
+  HRESULT Export(SFDagNode const& iDagNode, std::string& oExpression, bool iTerminate, bool iExportFlag,
+                 SFDigits iDigits) const;
 
   /// Appends the text of a graph, with a blank before each token, and marks the slot of `iContext` as done on
   /// every node written. The text may have grown when the call fails. E_INVALIDARG for a negative index.

@@ -44,6 +44,8 @@ std::string ReadInput(std::string const& iPath)
   return bytes;
 }
 
+bool IsListing(std::string const& iPath) { return iPath.ends_with(".vm") || iPath.ends_with(".VM"); }
+
 bool IsFileOf(std::string const& iInput, std::string const& iPath)
 {
   struct stat input

@@ -14,6 +14,9 @@ std::string ReadInput(std::string const& iPath);
 /// Whether an input is the very file of a path, so that writing there would replace it. Devices and pipes never are.
 bool IsFileOf(std::string const& iInput, std::string const& iPath);
 
+/// Whether a name is that of a listing, one that ends in ".vm".
+bool IsListing(std::string const& iPath);
+
 constexpr std::size_t MaxInput = std::size_t{256} << 20;
 
 } // namespace SFHost

@@ -72,8 +72,13 @@ public:
   {
     _app.set_version_flag("--version", "sfdag " SF_VERSION_STRING);
     _app.get_formatter()->label("SUBCOMMAND", "VERB");
-    _app.footer("MODEL is a file with an expression text, - for the standard input, or -x 'EXPR'.\n"
-                "sfdag VERB --help explains a verb and shows examples.");
+    _app.footer(
+        "MODEL is a file with an expression or a listing (.vm), - for the standard input, or -x 'EXPR'.\n"
+        "sfdag VERB --help explains a verb and shows examples.\n\n"
+        "A model has its plain meaning: a transform places its operand and nothing else, blends blend, offsets\n"
+        "move all surfaces, derivatives follow the rules of calculus, and numbers keep all their digits. With\n"
+        "--strict a model is read and computed by the letter of the library's SFDag classes instead, six digits,\n"
+        "merged parts and grid-dependent values included: for programs that must agree with hosts built on them.");
     for (Verb const& verb : Verbs) {
       CLI::App& command = *_app.add_subcommand(verb.name, verb.summary)->group("Verbs");
       Arguments arguments(command);

@@ -1,16 +1,19 @@
 #pragma once
 
 #include "Arguments.h"
+#include "Failure.h"
 #include "SFDagNode.h"
+#include "SFField.h"
 #include "SFSWContext.h"
 
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 
 namespace SFHost {
 
-/// The options that say which field a verb works on.
+/// The options that say which field a verb works on, and how it is read.
 struct ModelOptions
 {
   void AddTo(Arguments& ioArguments);
@@ -18,9 +21,10 @@ struct ModelOptions
   std::optional<std::string> file;
   std::optional<std::string> expression;
   std::uint32_t level = 2;
+  bool strict = false;
 };
 
-/// A field and the semantic level that it is used under.
+/// A model as it is written, and the semantic level that it is used under.
 struct Model
 {
   std::string name; ///< for messages
@@ -28,22 +32,46 @@ struct Model
   std::shared_ptr<SF::SFDagNode> root;
 };
 
+/// What a model means.
+struct FieldModel
+{
+  std::string name;
+  SF::SFField field;
+};
+
 /// Throws a UsageError when a file that is to be written is the one that the model is read from.
 void RequireOtherFile(ModelOptions const& iOptions, std::string const& iOutput);
 
-/// Reads the model. White space of any kind counts as a blank, so that a text may be laid out on many lines.
-/// Throws a UsageError when not exactly one source is given, and a Failure for a text that cannot be read or that holds
-/// what the level does not have.
+/// Reads the model: a listing where the name ends in ".vm", else an expression, in which white space of any kind counts
+/// as a blank. Nodes that differ in any number stay different, unless the reading is strict. Throws a UsageError when not
+/// exactly one source is given, and a Failure for a text that cannot be read or that holds what the level does not have.
 Model LoadModel(ModelOptions const& iOptions);
+
+/// The plain meaning of the model. Throws a Failure, too, when it has none. The reading is not strict.
+FieldModel LoadField(ModelOptions const& iOptions);
 
 /// Whether the text of a model is what it looks like. Otherwise there are warnings on the standard error stream, as
 /// LoadModel writes them, too. Throws as that does for options and files.
 bool CheckModel(ModelOptions const& iOptions);
 
-/// The same, made ready for evaluation and calculus. Throws a Failure, too, when it cannot be.
+/// As LoadModel, made ready for evaluation and calculus. Throws a Failure, too, when it cannot be.
 Model LoadReadyModel(ModelOptions const& iOptions);
+
+/// As LoadReadyModel, of the plain meaning: a graph of operators.
+Model LoadPlainModel(ModelOptions const& iOptions);
 
 /// Whether a graph holds a node of a kind.
 bool HasNode(SF::SFDagNode const& iRoot, SF::SFNodeType iType);
+
+/// Does something with a model. What the modelling library refuses becomes a Failure that names the model.
+template <class Action>
+auto Named(std::string const& iModelName, Action const& iAction)
+{
+  try {
+    return iAction();
+  } catch (std::logic_error const& error) { // invalid_argument, domain_error and length_error
+    throw Failure(iModelName, error.what());
+  }
+}
 
 } // namespace SFHost

@@ -2,8 +2,9 @@
 
 #include "Failure.h"
 #include "Grid.h"
+#include "Input.h"
 #include "Output.h"
-#include "SFDagToExpression.h"
+#include "SFListing.h"
 
 #include <unordered_map>
 
@@ -51,15 +52,43 @@ private:
 
 } // namespace
 
-std::string CanonicalText(Model const& iModel, Node const& iRoot)
+std::string CanonicalText(Model const& iModel, Node const& iRoot, SF::SFDigits iDigits)
 {
   constexpr double shortestToken = 2.0; // a letter and a blank
   RequireMemory(shortestToken * TokenCount(iModel.name).Of(iRoot), iModel.name + ": the text");
   std::string text;
-  Require(SF::SFDagToExpression(iModel.context).Export(iRoot, text, true, false), iModel.name,
+  Require(SF::SFDagToExpression(iModel.context).Export(iRoot, text, true, false, iDigits), iModel.name,
           "cannot be written as text at level " +
               std::to_string(static_cast<int>(iModel.context.GetSupportedSemanticLevel())));
   return text;
+}
+
+void TextOptions::AddTo(Arguments& ioArguments)
+{
+  ioArguments.Text(
+      {.names = "-o,--output",
+       .values = "FILE",
+       .help = "File to write: a listing where the name ends in .vm, else an expression; - is the standard output"},
+      path);
+}
+
+void WriteText(TextOptions const& iOptions, FieldModel const& iResult)
+{
+  std::string const text = Named(iResult.name, [&] {
+    return IsListing(iOptions.path) ? SF::WriteListing(iResult.field) : iResult.field.ToExpression() + "\n";
+  });
+  Output output(iOptions.path);
+  output.Write(text);
+  output.Commit();
+}
+
+void WriteText(TextOptions const& iOptions, std::string const& iExpression)
+{
+  if (IsListing(iOptions.path))
+    throw UsageError("--output: a listing holds the plain meaning of a model, which --strict is not");
+  Output output(iOptions.path);
+  output.Write(iExpression + "\n");
+  output.Commit();
 }
 
 void PrintLines(std::vector<std::string> const& iLines)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Model.h"
+#include "SFDagToExpression.h"
 
 #include <string>
 #include <vector>
@@ -10,7 +11,22 @@ namespace SFHost {
 /// The canonical text of a graph that was made from a model. Throws a Failure that names the model when the graph
 /// cannot be written at the model's level, holds something that has no text, or has a text beyond memory: a graph
 /// stands for as many texts of a shared part as there are paths to it.
-std::string CanonicalText(Model const& iModel, SF::SFDagNode const& iRoot);
+/// Numbers have 6 digits, or all that they need.
+std::string CanonicalText(Model const& iModel, SF::SFDagNode const& iRoot, SF::SFDigits iDigits = SF::SFDigits::ESix);
+
+/// Where the text of a result goes, and in which form.
+struct TextOptions
+{
+  void AddTo(Arguments& ioArguments);
+
+  std::string path = "-";
+};
+
+/// Writes a field as an expression, or as a listing where the name of the output ends in ".vm". Throws a Failure that
+/// names the model when it cannot be written so.
+void WriteText(TextOptions const& iOptions, FieldModel const& iResult);
+/// Writes an expression.
+void WriteText(TextOptions const& iOptions, std::string const& iExpression);
 
 /// Writes lines to the standard output.
 void PrintLines(std::vector<std::string> const& iLines);

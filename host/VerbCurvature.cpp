@@ -25,7 +25,7 @@ std::string Line(char const* iName, double iValue)
 
 void Curvature(CurvatureOptions const& iOptions)
 {
-  Model const model = LoadReadyModel(iOptions.model);
+  Model const model = iOptions.model.strict ? LoadReadyModel(iOptions.model) : LoadPlainModel(iOptions.model);
   auto dims = iOptions.grid.dims;
   double maximum = 0.0;
   double minimum = 0.0;

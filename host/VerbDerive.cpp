@@ -1,5 +1,6 @@
 #include "Failure.h"
 #include "SFDagDifferentialOperator.h"
+#include "SFFieldCalculus.h"
 #include "Text.h"
 #include "Verbs.h"
 
@@ -12,11 +13,12 @@ constexpr SF::SFNodeType Variables[] = {SF::SFNodeType::X, SF::SFNodeType::Y, SF
 struct DeriveOptions
 {
   ModelOptions model;
+  TextOptions text;
   std::size_t axis = 0;
   bool simplify = false;
 };
 
-void Derive(DeriveOptions const& iOptions)
+std::string DeriveStrictly(DeriveOptions const& iOptions)
 {
   using Operator = SF::SFDagDifferentialOperator;
   Model const model = LoadReadyModel(iOptions.model);
@@ -26,7 +28,16 @@ void Derive(DeriveOptions const& iOptions)
                               : Operator::DifferentiateFunctionTree(model.root, variable);
   if (derivative == nullptr)
     throw Failure(model.name, "has no derivative");
-  PrintLines({CanonicalText(model, *derivative)});
+  return CanonicalText(model, *derivative);
+}
+
+void Derive(DeriveOptions const& iOptions)
+{
+  RequireOtherFile(iOptions.model, iOptions.text.path);
+  if (iOptions.model.strict)
+    return WriteText(iOptions.text, DeriveStrictly(iOptions));
+  FieldModel const model = LoadField(iOptions.model);
+  WriteText(iOptions.text, {model.name, Named(model.name, [&] { return SF::Gradient(model.field)[iOptions.axis]; })});
 }
 
 } // namespace
@@ -35,12 +46,16 @@ Action AddDerive(Arguments& ioArguments)
 {
   auto const options = std::make_shared<DeriveOptions>();
   options->model.AddTo(ioArguments);
+  options->text.AddTo(ioArguments);
   ioArguments.Choice({.names = "--by", .values = "x|y|z", .help = "The axis", .required = true}, Axes, options->axis);
-  ioArguments.Flag({.names = "--simplify", .values = "", .help = "Simplify the derivative"}, options->simplify);
-  ioArguments.Examples("  sfdag derive part.sf --by z --simplify\n"
-                       "  sfdag derive -x '* X X' --by x\n\n"
-                       "The derivative of MIN (U), and so of the symmetric difference (D), is not the textbook's:\n"
-                       "it is the difference of both derivatives where the left operand is less, and 0 elsewhere.");
+  ioArguments.Flag({.names = "--simplify", .values = "", .help = "With --strict: simplify the derivative"},
+                   options->simplify);
+  ioArguments.Examples(
+      "  sfdag derive part.sf --by z -o part_z.vm\n"
+      "  sfdag derive -x '* X X' --by x\n\n"
+      "By the rules of calculus; at a kink the derivative of one side. With --strict that of MIN (U), and so\n"
+      "of the symmetric difference (D), is the difference of both derivatives where the left operand is\n"
+      "less, and 0 elsewhere.");
   return [options] { Derive(*options); };
 }
 

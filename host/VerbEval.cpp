@@ -4,6 +4,7 @@
 #include "Output.h"
 #include "SFDagEvaluator.h"
 #include "Verbs.h"
+#include "Work.h"
 
 #include <cmath>
 #include <cstdio>
@@ -16,6 +17,7 @@ struct EvalOptions
   ModelOptions model;
   std::vector<Point> at;
   std::optional<std::string> points;
+  WorkOptions work;
 };
 
 /// The points asked for, those of the command line first.
@@ -43,22 +45,39 @@ std::string ValueLine(double iValue)
   return text;
 }
 
-void Eval(EvalOptions const& iOptions)
+void Print(std::span<double const> iValues)
 {
-  std::vector<Point> const points = AllPoints(iOptions);
-  Model const model = LoadReadyModel(iOptions.model);
-  SF::SFDagNode const& root = *model.root;
+  Output output("-");
+  for (double const value : iValues)
+    output.Write(ValueLine(value));
+  output.Commit();
+}
 
+void EvalStrictly(ModelOptions const& iOptions, std::vector<Point> const& iPoints)
+{
+  Model const model = LoadReadyModel(iOptions);
+  SF::SFDagNode const& root = *model.root;
   SF::SFDagEvaluator const evaluator(model.context);
   SF::SFEvaluationContext context = root.GetNewEvaluationContext();
-  Output output("-");
-  for (auto const& [x, y, z] : points) {
+  std::vector<double> values;
+  for (auto const& [x, y, z] : iPoints) {
     root.Reset(context);
     context.SetAtPosition({x, y, z});
     Require(evaluator.ComputeScalar(context, root), model.name, "cannot be evaluated");
-    output.Write(ValueLine(root.GetContextInfos(context.GetIndex()).value));
+    values.push_back(root.GetContextInfos(context.GetIndex()).value);
   }
-  output.Commit();
+  Print(values);
+}
+
+void Eval(EvalOptions const& iOptions)
+{
+  std::vector<Point> const points = AllPoints(iOptions);
+  if (iOptions.model.strict)
+    return EvalStrictly(iOptions.model, points);
+  Work work(LoadField(iOptions.model), iOptions.work, "eval");
+  auto const values = work.Evaluate(points);
+  Print(values);
+  WarnOfNans(work.GetName(), CountNans(values), values.size());
 }
 
 } // namespace
@@ -72,6 +91,7 @@ Action AddEval(Arguments& ioArguments)
                     .values = "FILE",
                     .help = "File with a point on each line, X Y Z or X,Y,Z; - is the standard input"},
                    options->points);
+  options->work.AddTo(ioArguments);
   ioArguments.Examples("  sfdag eval part.sf --at 0 0 0 --at 1 2.5 -3\n"
                        "  sfdag eval -x '- r + + q X q Y q Z f1' --points points.csv");
   return [options] { Eval(*options); };

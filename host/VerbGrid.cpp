@@ -3,6 +3,9 @@
 #include "Output.h"
 #include "OutputFormat.h"
 #include "Verbs.h"
+#include "Work.h"
+
+#include <algorithm>
 
 namespace SFHost {
 namespace {
@@ -14,6 +17,7 @@ struct GridVerbOptions
   ModelOptions model;
   GridOptions grid;
   std::string path;
+  WorkOptions work;
 };
 
 /// The header of NumPy's format 1.0, padded so that the data begins at a multiple of 64.
@@ -32,18 +36,56 @@ std::string NpyHeader(std::array<std::uint32_t, 3> const& iDims)
   return header + text;
 }
 
-void Grid(GridVerbOptions const& iOptions)
+std::string HeaderOf(GridVerbOptions const& iOptions)
 {
-  auto const format = FormatOf(iOptions.path, Formats);
-  RequireOtherFile(iOptions.model, iOptions.path);
+  return FormatOf(iOptions.path, Formats) == "npy" ? NpyHeader(iOptions.grid.dims) : "";
+}
+
+void GridStrictly(GridVerbOptions const& iOptions)
+{
   Model model = LoadModel(iOptions.model);
   std::vector<float> values = MakeValues(iOptions.grid);
   Output output(iOptions.path); // before the work, which may be long, and of no use without a place for it
   RenderInto(values, model, iOptions.grid);
-  if (format == "npy")
-    output.Write(NpyHeader(iOptions.grid.dims));
+  output.Write(HeaderOf(iOptions));
   WriteFloats(output, values);
   output.Commit();
+}
+
+/// How many slices are in memory at once.
+std::uint32_t SlicesAtOnce(GridOptions const& iGrid)
+{
+  constexpr std::uint64_t bytes = std::uint64_t{64} << 20;
+  auto const [nx, ny, nz] = iGrid.dims;
+  std::uint64_t const fitting = bytes / sizeof(float) / (std::uint64_t{nx} * ny);
+  return static_cast<std::uint32_t>(std::clamp<std::uint64_t>(fitting, 1, nz));
+}
+
+void Grid(GridVerbOptions const& iOptions)
+{
+  std::string const header = HeaderOf(iOptions);
+  RequireOtherFile(iOptions.model, iOptions.path);
+  if (iOptions.model.strict)
+    return GridStrictly(iOptions);
+  Work work(LoadField(iOptions.model), iOptions.work, "grid");
+  auto const [nx, ny, nz] = iOptions.grid.dims;
+  GridOptions slab = iOptions.grid;
+  slab.dims[2] = SlicesAtOnce(iOptions.grid);
+  std::vector<float> buffer = MakeValues(slab);
+  Output output(iOptions.path);
+  output.Write(header);
+  std::size_t const slice = std::size_t{nx} * ny;
+  std::uint64_t nans = 0;
+  for (std::uint32_t begin = 0; begin < nz;) {
+    std::uint32_t const end = begin + std::min(slab.dims[2], nz - begin);
+    std::span const values(buffer.data(), slice * (end - begin));
+    work.RenderSlices(iOptions.grid, begin, end, values, static_cast<double>(end) / nz);
+    nans += work.CountNans(iOptions.grid, begin, end, values);
+    WriteFloats(output, values);
+    begin = end;
+  }
+  output.Commit();
+  WarnOfNans(work.GetName(), nans, std::uint64_t{slice} * nz);
 }
 
 } // namespace
@@ -54,6 +96,7 @@ Action AddGrid(Arguments& ioArguments)
   options->model.AddTo(ioArguments);
   options->grid.AddTo(ioArguments);
   AddOutputFile(ioArguments, "OUT.npy|OUT.raw", options->path);
+  options->work.AddTo(ioArguments);
   ioArguments.Examples("  sfdag grid part.sf --dims 64 64 64 --voxel 0.1 --origin -3.2 -3.2 -3.2 -o part.npy\n"
                        "  sfdag grid -x '- r + + q X q Y q Z f1' --dims 9 9 9 --voxel 0.25 -o sphere.raw\n\n"
                        "The values are 32-bit floats, x fastest; NumPy sees the shape (NZ, NY, NX). A raw file is\n"

@@ -4,6 +4,7 @@
 #include "OutputFormat.h"
 #include "Picture.h"
 #include "Verbs.h"
+#include "Work.h"
 
 #include <algorithm>
 
@@ -22,10 +23,11 @@ struct SliceOptions
   std::optional<std::uint32_t> scale;
   std::optional<double> spacing;
   std::string path;
+  WorkOptions work;
 };
 
 /// The samples of slice `iZ`. Only this slice is rendered where that makes no difference.
-PlaneSamples RenderSlice(Model& ioModel, GridOptions const& iGrid, std::uint32_t iZ)
+PlaneSamples RenderStrictly(Model& ioModel, GridOptions const& iGrid, std::uint32_t iZ)
 {
   auto const [nx, ny, nz] = iGrid.dims;
   GridOptions grid = iGrid;
@@ -45,6 +47,22 @@ PlaneSamples RenderSlice(Model& ioModel, GridOptions const& iGrid, std::uint32_t
   return {nx, ny, std::move(values)};
 }
 
+PlaneSamples RenderSlice(SliceOptions const& iOptions, std::uint32_t iZ)
+{
+  if (iOptions.model.strict) {
+    Model model = LoadModel(iOptions.model);
+    return RenderStrictly(model, iOptions.grid, iZ);
+  }
+  Work work(LoadField(iOptions.model), iOptions.work, "slice");
+  auto const [nx, ny, nz] = iOptions.grid.dims;
+  GridOptions slice = iOptions.grid;
+  slice.dims[2] = 1;
+  std::vector<float> values = MakeValues(slice);
+  work.RenderSlices(iOptions.grid, iZ, iZ + 1, values);
+  WarnOfNans(work.GetName(), work.CountNans(iOptions.grid, iZ, iZ + 1, values), values.size());
+  return {nx, ny, std::move(values)};
+}
+
 void Slice(SliceOptions const& iOptions)
 {
   FormatOf(iOptions.path, Formats);
@@ -60,9 +78,8 @@ void Slice(SliceOptions const& iOptions)
   RequireMemory(PictureMemory(nx, ny, scale), "the picture");
 
   RequireOtherFile(iOptions.model, iOptions.path);
-  Model model = LoadModel(iOptions.model);
   Output output(iOptions.path);
-  PlaneSamples samples = RenderSlice(model, iOptions.grid, z);
+  PlaneSamples samples = RenderSlice(iOptions, z);
   output.Write(EncodePng(DrawLevelSets(std::move(samples), scale, iOptions.spacing), iOptions.path));
   output.Commit();
 }
@@ -84,6 +101,7 @@ Action AddSlice(Arguments& ioArguments)
       {.names = "--iso", .values = "S", .help = "Spacing of the iso-lines (a round one that suits the picture)"},
       options->spacing, NumberRange::Positive);
   AddOutputFile(ioArguments, "OUT.png", options->path);
+  options->work.AddTo(ioArguments);
   ioArguments.Examples("  sfdag slice part.sf --dims 64 64 64 --voxel 0.1 --origin -3.2 -3.2 -3.2 -o part.png\n"
                        "  sfdag slice -x '- r + + q X q Y q Z f1' --dims 200 200 1 --voxel 0.02 --origin -2 -2 0 \\\n"
                        "              --iso 0.25 -o sphere.png\n\n"

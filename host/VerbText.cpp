@@ -1,20 +1,46 @@
+#include "Input.h"
 #include "Model.h"
 #include "Text.h"
 #include "Verbs.h"
 
 namespace SFHost {
+namespace {
+
+struct TextVerbOptions
+{
+  ModelOptions model;
+  TextOptions text;
+  bool expand = false;
+};
+
+void Text(TextVerbOptions const& iOptions)
+{
+  RequireOtherFile(iOptions.model, iOptions.text.path);
+  if (iOptions.expand && iOptions.model.strict)
+    throw UsageError("give either --expand or --strict, not both");
+  bool const asListing = IsListing(iOptions.text.path) && !iOptions.model.strict;
+  if (iOptions.expand || asListing)
+    return WriteText(iOptions.text, LoadField(iOptions.model));
+  Model const model = LoadModel(iOptions.model);
+  auto const digits = iOptions.model.strict ? SF::SFDigits::ESix : SF::SFDigits::EAll;
+  WriteText(iOptions.text, CanonicalText(model, *model.root, digits));
+}
+
+} // namespace
 
 Action AddText(Arguments& ioArguments)
 {
-  auto const options = std::make_shared<ModelOptions>();
-  options->AddTo(ioArguments);
+  auto const options = std::make_shared<TextVerbOptions>();
+  options->model.AddTo(ioArguments);
+  options->text.AddTo(ioArguments);
+  ioArguments.Flag({.names = "--expand",
+                    .values = "",
+                    .help = "Write transforms, blends and offsets as the operators that they mean"},
+                   options->expand);
   ioArguments.Examples("  sfdag text bracket.sf\n"
-                       "  sfdag text -x '+X*Yf2'");
-
-  return [options] {
-    Model const model = LoadModel(*options);
-    PrintLines({CanonicalText(model, *model.root)});
-  };
+                       "  sfdag text bracket.sf -o bracket.vm\n"
+                       "  sfdag text -x 'm[1;0;0;3;0;1;0;0;0;0;1;0;0;0;0;1] X' --expand");
+  return [options] { Text(*options); };
 }
 
 } // namespace SFHost

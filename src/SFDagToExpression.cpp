@@ -16,24 +16,29 @@
 namespace SF {
 namespace {
 
+/// How a number is appended.
+using Digits = HRESULT (*)(double, std::string&);
+
+Digits DigitsOf(SFDigits iDigits) { return iDigits == SFDigits::ESix ? AppendSFNumber : AppendSFNumberInFull; }
+
 /// Appends the texts of numbers, joined by ";".
-HRESULT AppendNumbers(std::span<double const> iNumbers, std::string& ioText)
+HRESULT AppendNumbers(std::span<double const> iNumbers, Digits iDigits, std::string& ioText)
 {
   for (std::size_t i = 0; i < iNumbers.size(); ++i) {
     if (i > 0)
       ioText += ';';
-    HRESULT const hr = AppendSFNumber(iNumbers[i], ioText);
+    HRESULT const hr = iDigits(iNumbers[i], ioText);
     if (Failed(hr))
       return hr;
   }
   return S_OK;
 }
 
-HRESULT AppendConstant(SFDagNode const& iNode, std::string& ioText)
+HRESULT AppendConstant(SFDagNode const& iNode, Digits iDigits, std::string& ioText)
 {
   double value = 0.0;
   HRESULT const hr = iNode.GetConstant(value);
-  return Failed(hr) ? hr : AppendNumbers({&value, 1}, ioText);
+  return Failed(hr) ? hr : AppendNumbers({&value, 1}, iDigits, ioText);
 }
 
 HRESULT AppendGroups(SFGCGuidedTransform const& iTransform, std::string& ioText)
@@ -52,14 +57,14 @@ HRESULT AppendGroups(SFGCGuidedTransform const& iTransform, std::string& ioText)
 }
 
 /// E_FAIL for a node that only claims to be of its kind.
-HRESULT AppendParameters(SFDagNode const& iNode, std::string& ioText)
+HRESULT AppendParameters(SFDagNode const& iNode, Digits iDigits, std::string& ioText)
 {
   SFNodeNumbers const numbers(iNode);
-  return numbers.begin() != numbers.end() ? AppendNumbers({numbers.begin(), numbers.end()}, ioText) : E_FAIL;
+  return numbers.begin() != numbers.end() ? AppendNumbers({numbers.begin(), numbers.end()}, iDigits, ioText) : E_FAIL;
 }
 
 /// Appends the token of a transform, which ends at the closing bracket of its list. A discrete transform is complete.
-HRESULT AppendTransform(SFDagNode const& iNode, std::string& ioText)
+HRESULT AppendTransform(SFDagNode const& iNode, Digits iDigits, std::string& ioText)
 {
   ioText.append(1, OperatorRow(iNode.GetTypeTag()).token).append(1, '[');
   HRESULT hr = E_FAIL; // for a node that only claims to be of its kind
@@ -76,7 +81,7 @@ HRESULT AppendTransform(SFDagNode const& iNode, std::string& ioText)
     }
     break;
   default:
-    hr = AppendParameters(iNode, ioText);
+    hr = AppendParameters(iNode, iDigits, ioText);
   }
   ioText += ']';
   return hr;
@@ -92,12 +97,12 @@ bool IsIncomplete(SFDagNode const& iNode)
 
 /// Appends the token of a node, payload included; nothing for a kind without a token. The text may have grown when
 /// that fails.
-HRESULT AppendToken(SFDagNode const& iNode, std::string& ioText)
+HRESULT AppendToken(SFDagNode const& iNode, Digits iDigits, std::string& ioText)
 {
   SFNodeType const type = iNode.GetTypeTag();
   char const letter = OperatorRow(type).token;
   if (FamilyOf(type) == SFNodeFamily::Transform)
-    return AppendTransform(iNode, ioText);
+    return AppendTransform(iNode, iDigits, ioText);
   switch (type) {
   case SFNodeType::END:
     return S_OK;
@@ -109,16 +114,16 @@ HRESULT AppendToken(SFDagNode const& iNode, std::string& ioText)
   case SFNodeType::CONSTANT:
   case SFNodeType::OFFSET:
     ioText += letter;
-    return AppendConstant(iNode, ioText);
+    return AppendConstant(iNode, iDigits, ioText);
   case SFNodeType::PARAMETER: {
     ioText.append(1, letter).append(iNode.GetExpressionId()).append(1, '[');
-    HRESULT const hr = AppendConstant(iNode, ioText);
+    HRESULT const hr = AppendConstant(iNode, iDigits, ioText);
     ioText += ']';
     return hr;
   }
   case SFNodeType::BLEND:
     ioText += letter;
-    return AppendParameters(iNode, ioText);
+    return AppendParameters(iNode, iDigits, ioText);
   default:
     if (letter != 0)
       ioText += letter;
@@ -133,7 +138,7 @@ bool HasToken(SFNodeType iType)
 }
 
 /// How many characters a graph would add to a text; no more than one beyond `iLimit` are counted.
-std::size_t TextLength(SFDagNode const& iRoot, std::size_t iLimit)
+std::size_t TextLength(SFDagNode const& iRoot, Digits iDigits, std::size_t iLimit)
 {
   SFNodeMarks index;
   std::vector<std::size_t> lengths;
@@ -141,7 +146,7 @@ std::size_t TextLength(SFDagNode const& iRoot, std::size_t iLimit)
   for (SFDagNode const* const node : PostOrder(iRoot, SFReach::Operands)) {
     SFNodeType const type = node->GetTypeTag();
     token.clear();
-    bool const isWritten = HasToken(type) && !IsIncomplete(*node) && Succeeded(AppendToken(*node, token));
+    bool const isWritten = HasToken(type) && !IsIncomplete(*node) && Succeeded(AppendToken(*node, iDigits, token));
     std::size_t length = isWritten ? token.size() + 1 : 0;
     for (int i = 0; i < OperatorRow(type).arity; ++i)
       if (SFDagNode const* const operand = ChildOf(*node, i, SFReach::Operands))
@@ -163,9 +168,10 @@ class Writer
 {
 public:
   /// With `ioChecked` only checks: no text is kept, and a node is entered at the first of its parents alone.
-  Writer(SFSWContext const& iContext, SFExportContext const& iExport, SFDagNode const& iRoot, std::string& ioText,
-         SFNodeMarks* ioChecked = nullptr)
-    : _context(iContext), _export(iExport), _root(iRoot), _start(ioText.size()), _text(ioText), _checked(ioChecked)
+  Writer(SFSWContext const& iContext, SFExportContext const& iExport, SFDagNode const& iRoot, Digits iDigits,
+         std::string& ioText, SFNodeMarks* ioChecked = nullptr)
+    : _context(iContext), _export(iExport), _root(iRoot), _digits(iDigits), _start(ioText.size()), _text(ioText),
+      _checked(ioChecked)
   {
   }
 
@@ -257,7 +263,7 @@ private:
       _text.append(token, sizeof token);
     } else {
       _text += ' ';
-      hr = AppendToken(iNode, _text);
+      hr = AppendToken(iNode, _digits, _text);
     }
     bool const isTooLong =
         Succeeded(hr) && (_text.size() > SFDagToExpression::MaxLength || (IsRepetitive(iNode) && IsTooLong()));
@@ -283,12 +289,13 @@ private:
   bool IsTooLong() const
   {
     std::size_t const room = SFDagToExpression::MaxLength - std::min(_start, SFDagToExpression::MaxLength);
-    return TextLength(_root, room) > room;
+    return TextLength(_root, _digits, room) > room;
   }
 
   SFSWContext const& _context;
   SFExportContext const& _export;
   SFDagNode const& _root;
+  Digits _digits;
   std::size_t _start; ///< where the text of the root starts
   std::size_t _tokens = 0;
   std::size_t _newNodes = 0; ///< tokens of nodes that had none before
@@ -301,20 +308,36 @@ private:
 
 SFDagToExpression::~SFDagToExpression() = default;
 
+namespace {
+
+HRESULT AppendGraph(SFSWContext const& iContext, SFExportContext const& iExport, SFDagNode const& iDagNode,
+                    Digits iDigits, std::string& ioExpression)
+{
+  Writer writer(iContext, iExport, iDagNode, iDigits, ioExpression);
+  return SFDagWalk<Frame>().Run(writer, iDagNode);
+}
+
+} // namespace
+
 HRESULT SFDagToExpression::Export(SFExportContext iContext, SFDagNode const& iDagNode, std::string& ioExpression) const
 {
   if (iContext.GetIndex() < 0) // names no slot
     return E_INVALIDARG;
-  Writer writer(GetContext(), iContext, iDagNode, ioExpression);
-  return SFDagWalk<Frame>().Run(writer, iDagNode);
+  return AppendGraph(GetContext(), iContext, iDagNode, DigitsOf(SFDigits::ESix), ioExpression);
 }
 
 HRESULT SFDagToExpression::Export(SFDagNode const& iDagNode, std::string& oExpression, bool iTerminate,
                                   bool iExportFlag) const
 {
+  return Export(iDagNode, oExpression, iTerminate, iExportFlag, SFDigits::ESix);
+}
+
+HRESULT SFDagToExpression::Export(SFDagNode const& iDagNode, std::string& oExpression, bool iTerminate,
+                                  bool iExportFlag, SFDigits iDigits) const
+{
   SFExportContext const context(iDagNode.RenewEvaluationContext(), iExportFlag);
   std::string text;
-  HRESULT const hr = Export(context, iDagNode, text);
+  HRESULT const hr = AppendGraph(GetContext(), context, iDagNode, DigitsOf(iDigits), text);
   if (Failed(hr)) {
     Diagnostics::FailedCall("Export", hr);
     return hr;
@@ -332,7 +355,7 @@ HRESULT CheckExport(SFSWContext const& iContext, SFDagNode const& iRoot)
   SFExportContext const unmarked(0);
   std::string text;
   SFNodeMarks checked;
-  Writer writer(iContext, unmarked, iRoot, text, &checked);
+  Writer writer(iContext, unmarked, iRoot, DigitsOf(SFDigits::ESix), text, &checked);
   HRESULT const hr = SFDagWalk<Frame>().Run(writer, iRoot);
   if (Failed(hr))
     Diagnostics::FailedCall("Export", hr);

@@ -3,6 +3,7 @@
 import ast
 import math
 import os
+import pathlib
 import re
 import resource
 import shlex
@@ -20,6 +21,7 @@ SFDAG = ""
 SPHERE = "- r + + q X q Y q Z f1"
 # The cylinder's radius grows with the diagonal of the whole grid.
 CYLINDER = "n[0;0;0;0;0;1;1] f1"
+DATA = pathlib.Path(__file__).parent / "data" / "meanings.txt"
 GRID = ["--dims", "4", "3", "2", "--voxel", "0.5"]
 
 
@@ -49,9 +51,9 @@ class SfdagTest(unittest.TestCase):
         return subprocess.run([SFDAG, *arguments], input=stdin, stderr=subprocess.PIPE, cwd=self.folder, timeout=60,
                               **options)
 
-    def start_grid(self, model, points, out, **options):
+    def start_grid(self, model, points, out, *more, **options):
         """A rendering of some points along each axis that goes on while the test does."""
-        return subprocess.Popen([SFDAG, "grid", model, "--dims", *[str(points)] * 3, "--voxel", "1", "-o", out],
+        return subprocess.Popen([SFDAG, "grid", model, "--dims", *[str(points)] * 3, "--voxel", "1", "-o", out, *more],
                                 cwd=self.folder, stdout=subprocess.PIPE, stderr=subprocess.PIPE, **options)
 
     def succeed(self, *arguments, stdin=b"", **options):
@@ -96,7 +98,10 @@ class Results(SfdagTest):
             (["-x", "+X*Yf2"], b"", b"+ X * Y f2 $\n"),
             (["-x", "- X Y"], b"", b"- X Y $\n"),
             (["layout.sf"], b"", b"+ f1 + f2 X $\n"),
-            (["-", "--level", "1"], b"f0.123456789 ", b"f0.123457 $\n"),
+            (["-", "--level", "1"], b"f0.123456789 ", b"f0.123456789 $\n"),
+            (["-", "--strict"], b"f0.123456789 ", b"f0.123457 $\n"),
+            (["-x", "+ m[2;0;0;0;0;1;0;0;0;0;1;0] X m[4;0;0;0;0;1;0;0;0;0;1;0] X", "--expand"], b"",
+             b"+ * f0.5 X * f0.25 X $\n"),
             (["-x", "b0.1 X Y", "--level", "2"], b"", b"b0.1 X Y $\n"),
             (["-"], b"q" * 1000000 + b"X", b"q " * 1000000 + b"X $\n"),
         ]
@@ -139,10 +144,10 @@ class Results(SfdagTest):
         points = [(0.5, 0, 0), (0, 1.4, 0), (0, 0, 2.5)]
         table = [
             (["--distance", "0.25"], [value - 0.25 for value in sphere]),
-            (["--distance", "-1e-1", "--order", "2"], [value + 0.1 for value in sphere]),
-            (["--distance", "0.3", "--order", "3"], [value - 0.3 for value in sphere]),
-            (["--distance", "0.5", "--sides", "1"], [(value - 0.25) * (value + 0.25) for value in sphere]),
-            (["--distance", "0.5", "--sides", "1", "--order", "2"], [(v - 0.25) * (v + 0.25) for v in sphere]),
+            (["--distance", "0.5", "--sides", "1"], [abs(value) - 0.25 for value in sphere]),
+            (["--strict", "--distance", "-1e-1", "--order", "2"], [value + 0.1 for value in sphere]),
+            (["--strict", "--distance", "0.3", "--order", "3"], [value - 0.3 for value in sphere]),
+            (["--strict", "--distance", "0.5", "--sides", "1"], [(v - 0.25) * (v + 0.25) for v in sphere]),
         ]
         for arguments, expected in table:
             text = self.succeed("offset", "-x", SPHERE, *arguments).decode()
@@ -151,12 +156,60 @@ class Results(SfdagTest):
                 self.assertAlmostEqual(value, wanted, 6, arguments)
         # Of exp x the orders are the Taylor polynomials of exp(-d) beside it.
         for order, expected in [("1", 1 - 0.5), ("2", 1 - 0.5 + 0.125), ("3", 1 - 0.5 + 0.125 - 0.125 / 6)]:
-            text = self.succeed("offset", "-x", "e X", "--distance", "0.5", "--order", order).decode()
+            text = self.succeed("offset", "-x", "e X", "--strict", "--distance", "0.5", "--order", order).decode()
             self.assertAlmostEqual(self.values(text, [(0, 0, 0)])[0], expected, 5, order)
-        # An offset token, and an offset of one.
-        for model in ["o0.25 " + SPHERE, self.succeed("offset", "-x", "o.125 " + SPHERE, "--distance", ".125").decode()]:
-            for value, before in zip(self.values(model, points), sphere):
-                self.assertAlmostEqual(value, before - 0.25, 6, model)
+        # An offset of an offset, through a listing, which keeps shared parts.
+        self.succeed("offset", "-x", "o.125 " + SPHERE, "--distance", ".125", "-o", "larger.vm")
+        lines = "".join("%r %r %r\n" % point for point in points).encode()
+        for value, before in zip(self.succeed("eval", "larger.vm", "--points", "-", stdin=lines).split(), sphere):
+            self.assertAlmostEqual(float(value), before - 0.25, 12)
+
+    def test_meanings(self):
+        """tests/data/meanings.txt: a model's plain meaning, and what --strict makes of it."""
+        table = [[cell.strip() for cell in line.split("|")] for line in DATA.read_text().splitlines() if "|" in line]
+        verbs = {"offset": "--distance", "derive": "--by"}
+        for operation, text, point, *values in table[1:]:
+            verb, *argument = operation.split()
+            for strict, value in zip([["--strict"], []], values):
+                if value == "-":
+                    continue
+                model = text
+                if verb in verbs:
+                    model = self.succeed(verb, "-x", text, verbs[verb], *argument, *strict).decode()
+                found = float(self.run_tool("eval", "-x", model, "--at", *point.split(), *strict).stdout)
+                wanted = float(value)
+                close = abs(found - wanted) < (1e-5 if strict else 1e-12) or math.isnan(found) and math.isnan(wanted)
+                self.assertTrue(close, (operation, text, strict, found))
+
+    def test_grid_and_eval_agree(self):
+        many = "m[1;0;0;3;0;1;0;0;0;0;1;0] " + "U X " * 5000 + "X"
+        for model, expected in [(many, (-3, -2, -1)), ("n[0;0;0;0;0;1;4] - X f1", (-1, 0, 1))]:
+            self.succeed("grid", "-x", model, "--dims", "3", "1", "1", "--voxel", "1", "-o", "out.raw", "--threads", "2")
+            clamped = [max(-2.0, value) for value in expected]
+            self.assertEqual(list(struct.unpack("<3f", self.get("out.raw"))), clamped)
+            self.assertEqual(self.values(model, [(x, 0, 0) for x in range(3)]), list(expected))
+
+    def test_points_without_a_value_are_counted(self):
+        table = [(["eval", "-x", "r X", "--at", "-1", "0", "0", "--at", "1", "0", "0"], "1 of 2"),
+                 (["grid", "-x", "r X", "--dims", "5", "2", "2", "--voxel", "1", "--origin", "-2.5", "0", "0", "-o", "-"],
+                  "12 of 20"),
+                 (["slice", "-x", "r - X Y", "--dims", "3", "3", "1", "--voxel", "1", "-o", "-"], "3 of 9")]
+        for arguments, count in table:
+            done = self.run_tool(*arguments)
+            self.assertEqual((done.returncode, done.stderr.decode()),
+                             (0, "-x: warning: %s points have no value (NaN)\n" % count), arguments)
+
+    def test_listings(self):
+        listing = b"# half of a ball\n_a var-x\n_b const -0.0\n_c max _a _b # flat\n_d sub _c _b\n"
+        self.put("half.vm", listing)
+        self.assertEqual(self.succeed("text", "half.vm"), b"- I X f-0 f-0 $\n")
+        self.succeed("text", "half.vm", "-o", "again.vm")
+        self.assertEqual(self.get("again.vm"), b"_0 var-x\n_1 const -0\n_2 max _0 _1\n_3 sub _2 _1\n")
+        self.assertEqual(self.succeed("check", "half.vm"), b"")
+        self.put("bad.vm", listing + b"_e sub _c\n")
+        self.fail(1, "bad.vm: not a readable listing", "text", "bad.vm")
+        self.assertIn(b"bad.vm:6:10: error: ", self.run_tool("check", "bad.vm").stderr)
+        self.fail(2, "--output: a listing holds the plain meaning.*", "text", "half.vm", "--strict", "-o", "strict.vm")
 
     def test_graph(self):
         expected = b"""strict digraph G{
@@ -204,45 +257,54 @@ class Calculus(SfdagTest):
     def test_texts(self):
         offset = "o0.5 * f2 X"  # the field is 2 X - 0.5 * 2
         table = [
-            (["derive", "-x", "* X X", "--by", "x"], b"+ * f1 X * X f1 $\n"),
-            (["derive", "-x", "* X X", "--by", "x", "--simplify"], b"+ X X $\n"),
-            (["derive", "-x", "* X X", "--simplify", "--by", "z"], b"f0 $\n"),
-            (["derive", "-x", "- Y + Z Z", "--simplify", "--by", "y"], b"f1 $\n"),
-            (["derive", "-x", "- Y + Z Z", "--simplify", "--by", "z"], b"f-2 $\n"),
-            (["derive", "-x", offset, "--by", "x", "--simplify"], b"f2 $\n"),
-            (["gradient", "-x", SPHERE], b"".join(b"/ * f2 %s * f2 r + + q X q Y q Z $\n" % v for v in [b"X", b"Y", b"Z"])),
+            (["derive", "-x", "* X X", "--by", "x"], b"+ X X $\n"),
+            (["derive", "-x", offset, "--by", "x"], b"f2 $\n"),
+            (["simplify", "-x", "m[2;0;0;0;0;2;0;0;0;0;2;0] - * X f1 f0"], b"* f0.5 X $\n"),
+            (["derive", "-x", "* X X", "--by", "x", "--strict"], b"+ * f1 X * X f1 $\n"),
+            (["derive", "-x", "* X X", "--by", "x", "--strict", "--simplify"], b"+ X X $\n"),
+            (["derive", "-x", "* X X", "--strict", "--simplify", "--by", "z"], b"f0 $\n"),
+            (["derive", "-x", "- Y + Z Z", "--strict", "--simplify", "--by", "y"], b"f1 $\n"),
+            (["derive", "-x", "- Y + Z Z", "--strict", "--simplify", "--by", "z"], b"f-2 $\n"),
+            (["derive", "-x", offset, "--by", "x", "--strict", "--simplify"], b"f2 $\n"),
+            (["gradient", "--strict", "-x", SPHERE],
+             b"".join(b"/ * f2 %s * f2 r + + q X q Y q Z $\n" % v for v in [b"X", b"Y", b"Z"])),
             # each component is that of the field as it was; another visit of the quotient would make it 0
-            (["gradient", "-x", "* Z e / f0 + Y f0"], b"f0 $\nf0 $\ne / f0 Y $\n"),
-            (["simplify", "-x", "+ * X f0 * f1 Y"], b"Y $\n"),
-            (["simplify", "-x", "U X + Y f0"], b"U X + Y f0 $\n"),
+            (["gradient", "--strict", "-x", "* Z e / f0 + Y f0"], b"f0 $\nf0 $\ne / f0 Y $\n"),
+            (["simplify", "--strict", "-x", "+ * X f0 * f1 Y"], b"Y $\n"),
+            (["simplify", "--strict", "-x", "U X + Y f0"], b"U X + Y f0 $\n"),
         ]
         for arguments, out in table:
             self.assertEqual(self.succeed(*arguments), out, arguments)
+        for line, value in zip(self.succeed("gradient", "-x", SPHERE).decode().splitlines(), (0.6, 0, 0.8)):
+            self.assertAlmostEqual(self.values(line, [(3, 0, 4)])[0], value, 12)
 
     def test_curvature(self):
-        out = self.succeed("curvature", "-x", SPHERE, "--dims", "25", "25", "25", "--voxel", "0.1", "--origin", "-1.2",
-                           "-1.2", "-1.2").decode()
-        values = re.fullmatch(r"maximum (\S+)\nminimum (\S+)\n", out)
-        for value in values.groups():
-            self.assertTrue(-1 / 0.92 <= float(value) <= -1 / 1.08, out)
-        self.assertLess(float(values[2]), -1)
-        self.assertGreater(float(values[1]), -1)
+        grid = ["--dims", "25", "25", "25", "--voxel", "0.1", "--origin"]
+        for model, x in [(SPHERE, -1.2), ("m[1;0;0;5;0;1;0;0;0;0;1;0] " + SPHERE, 3.8)]:
+            out = self.succeed("curvature", "-x", model, *grid, repr(x), "-1.2", "-1.2").decode()
+            values = re.fullmatch(r"maximum (\S+)\nminimum (\S+)\n", out)
+            for value in values.groups():
+                self.assertTrue(-1 / 0.92 <= float(value) <= -1 / 1.08, out)
+            self.assertLess(float(values[2]), -1)
+            self.assertGreater(float(values[1]), -1)
 
     def test_failures(self):
         grid = ["--dims", "3", "3", "3", "--voxel", "0.1"]
         table = [
             (2, "--by is required", ["derive", "-x", "X"]),
             (2, r"--by: 'w' is not one of x\|y\|z", ["derive", "-x", "X", "--by", "w"]),
-            (1, "-x: has no derivative", ["derive", "-x", "#foo ", "--by", "x"]),
-            (1, "-x: has no gradient", ["gradient", "-x", "b1 X Y"]),
-            (1, r"-x: cannot be written as text at level 2 \(E_FAIL\)", ["derive", "-x", "+ X #foo ", "--by", "x"]),
-            (1, "-x: holds a resource, whose gradient has no text", ["derive", "-x", "+ X # 1", "--by", "x"]),
-            (1, r"-x: its curvature cannot be computed \(E_FAIL\)", ["curvature", "-x", "#foo ", *grid]),
+            (1, "-x: has no derivative", ["derive", "--strict", "-x", "#foo ", "--by", "x"]),
+            (1, "-x: has no gradient", ["gradient", "--strict", "-x", "b1 X Y"]),
+            (1, r"-x: cannot be written as text at level 2 \(E_FAIL\)", ["derive", "--strict", "-x", "+ X #foo ", "--by", "x"]),
+            (1, "-x: holds a resource, whose gradient has no text", ["derive", "--strict", "-x", "+ X # 1", "--by", "x"]),
+            (1, r"-x: its curvature cannot be computed \(E_FAIL\)", ["curvature", "--strict", "-x", "#foo ", *grid]),
+            (1, "-x: graph: the reference '#foo' has no resource", ["derive", "-x", "#foo ", "--by", "x"]),
+            (1, "-x: an expression cannot hold a number that is infinite or NaN", ["simplify", "-x", "/ f1 f0"]),
             (1, "-x: no point of the grid near the surface has a curvature", ["curvature", "-x", "f5", *grid]),
         ]
         for status, pattern, arguments in table:
             self.fail(status, pattern, *arguments)
-        self.fail(1, "standard input: the text needs .* of memory, .* is free", "derive", "-", "--by", "x",
+        self.fail(1, "standard input: the text needs .* of memory, .* is free", "derive", "--strict", "-", "--by", "x",
                   stdin=b"U " * 1000 + b"X " * 1001)
 
 
@@ -324,13 +386,13 @@ class Pictures(SfdagTest):
         table = [  # model, dims, voxel, origin, slice, arguments of the slice
             (SPHERE, (13, 9, 5), 0.25, (-1.45, -0.9, -0.7), 2, []),
             ("- + X Y Z", (8, 8, 4), 1, (-3.3, -3.4, 0), 3, ["--z", "3"]),
-            (CYLINDER, (12, 12, 30), 0.1, (-0.55, -0.55, 0), 1, ["--z", "1"]),
+            (CYLINDER, (12, 12, 30), 0.1, (-0.55, -0.55, 0), 1, ["--z", "1", "--strict"]),
         ]
         scale = 9  # odd, so that a pixel's centre stands on each sample
         for model, dims, h, origin, z, more in table:
             arguments = ["-x", model, "--dims", *words(dims), "--voxel", repr(h), "--origin", *words(origin)]
             self.succeed("slice", *arguments, *more, "--scale", str(scale), "-o", "out.png")
-            self.succeed("grid", *arguments, "-o", "out.raw")
+            self.succeed("grid", *arguments, "-o", "out.raw", *set(more) & {"--strict"})
             nx, ny, size = dims[0], dims[1], dims[0] * dims[1]
             samples = struct.unpack("<%df" % size, self.get("out.raw")[4 * z * size:4 * (z + 1) * size])
             rows = self.read_png("out.png")
@@ -399,6 +461,7 @@ class Failures(SfdagTest):
             ("--distance is required", ["offset", "-x", "X"]),
             ("--distance: 'inf' is not a finite number", ["offset", "-x", "X", "--distance", "inf"]),
             ("--sides: '2' is not .*", ["offset", "-x", "X", "--distance", "1", "--sides", "2"]),
+            ("--order: only --strict has orders", ["offset", "-x", "X", "--distance", "1", "--order", "2"]),
             ("--order: '0' is not .*", ["offset", "-x", "X", "--distance", "1", "--order", "0"]),
             ("--z: there is no slice 2, the last one is 1", ["slice", *grid[1:], "-o", "out.png", "--z", "2"]),
             ("--scale: '0' is not .*", ["slice", *grid[1:], "-o", "out.png", "--scale", "0"]),
@@ -428,12 +491,13 @@ class Failures(SfdagTest):
             ("blank: holds no expression", ["text", "blank"], b""),
             ("random: not a readable expression", ["eval", "random", *at], b""),
             ("standard input: not a readable expression", ["text", "-"], b"+ X pname"),
-            (r"q: cannot be evaluated \(E_FAIL\)", ["eval", "q", *at], b""),
-            (r"-x: cannot be rendered \(E_FAIL\)", ["grid", "-x", "+ X", *GRID, "-o", "out.npy"], b""),
+            ("q: graph: ends where an operand is expected", ["eval", "q", *at], b""),
+            (r"q: cannot be evaluated \(E_FAIL\)", ["eval", "--strict", "q", *at], b""),
+            (r"-x: cannot be rendered \(E_FAIL\)", ["grid", "--strict", "-x", "+ X", *GRID, "-o", "out.npy"], b""),
             ("-x: cannot be drawn, an operand is missing", ["graph", "-x", "+ X", "-o", "out.dot"], b""),
-            ("-x: has no offset by that distance", ["offset", "-x", "b1 X Y", "--distance", "1"], b""),
-            (r"-x: cannot be made ready \(E_FAIL\)", ["offset", "-x", "o1 b1 X Y", "--distance", "1"], b""),
-            ("--dims 4294967295 4294967295 4294967295: the grid needs .*",
+            ("-x: has no offset by that distance", ["offset", "--strict", "-x", "b1 X Y", "--distance", "1"], b""),
+            (r"-x: cannot be made ready \(E_FAIL\)", ["offset", "--strict", "-x", "o1 b1 X Y", "--distance", "1"], b""),
+            ("--dims 4294967295 4294967295 1: the grid needs .*",
              ["grid", "-x", "X", "--dims", *["4294967295"] * 3, "--voxel", "1", "-o", "out.npy"], b""),
             ("the picture needs .*",
              ["slice", "-x", "X", "--dims", "1000000", "1000000", "1", "--voxel", "1", "-o", "out.png"], b""),

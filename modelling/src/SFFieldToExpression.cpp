@@ -1,8 +1,8 @@
 #include "ResourceToSF.h"
 #include "SFFieldNode.h"
 #include "SFFieldWalk.h"
-#include "SFNumberText.h"
 #include "SFOperatorTable.h"
+#include "SFTypes.h"
 
 #include <algorithm>
 #include <cmath>
@@ -21,7 +21,7 @@ void AppendNumber(double iValue, std::string& ioText)
 {
   if (!std::isfinite(iValue))
     throw std::domain_error("an expression cannot hold a number that is infinite or NaN");
-  AppendShortest(iValue, ioText);
+  AppendSFNumberInFull(iValue, ioText);
 }
 
 void AppendParameter(SFFieldNode const& iNode, std::string& ioText)

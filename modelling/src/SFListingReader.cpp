@@ -34,26 +34,6 @@ std::string Shown(std::string_view iWord)
 
 bool IsBlank(char iCharacter) { return iCharacter == ' ' || (iCharacter >= '\t' && iCharacter <= '\r'); }
 
-bool IsDecimal(std::string_view iWord)
-{
-  auto const skip = [&](std::string_view iCharacters, std::size_t iMost) {
-    std::size_t const count = std::min({iWord.find_first_not_of(iCharacters), iWord.size(), iMost});
-    iWord.remove_prefix(count);
-    return count;
-  };
-  constexpr std::string_view digits = "0123456789";
-  skip("+-", 1);
-  std::size_t count = skip(digits, iWord.size());
-  if (skip(".", 1) == 1)
-    count += skip(digits, iWord.size());
-  bool const hasExponent = skip("eE", 1) == 1;
-  if (hasExponent) {
-    skip("+-", 1);
-    count *= skip(digits, iWord.size());
-  }
-  return count > 0 && iWord.empty();
-}
-
 /// A number in full, and what a decimal cannot say: "inf", "-inf", "nan", and "nan:" with the 16 digits of its bits.
 bool ReadNumber(std::string_view iWord, double& oValue)
 {
@@ -69,7 +49,7 @@ bool ReadNumber(std::string_view iWord, double& oValue)
     oValue = std::bit_cast<double>(bits);
     return error == std::errc{} && end == digits.data() + digits.size() && oValue != oValue;
   } else
-    return IsDecimal(iWord) && ReadSFNumber(iWord, oValue);
+    return SFNumberRun(iWord) == iWord && ReadSFNumber(iWord, oValue);
   return true;
 }
 

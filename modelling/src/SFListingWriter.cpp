@@ -2,7 +2,6 @@
 #include "SFFieldWalk.h"
 #include "SFListing.h"
 #include "SFListingKinds.h"
-#include "SFNumberText.h"
 
 #include <array>
 #include <bit>
@@ -76,7 +75,7 @@ private:
   {
     _text += ' ';
     if (std::isfinite(iValue))
-      AppendShortest(iValue, _text);
+      AppendSFNumberInFull(iValue, _text);
     else if (std::isinf(iValue))
       _text += iValue > 0.0 ? "inf" : "-inf";
     else {

@@ -6,8 +6,7 @@
 #include "SFListing.h"
 #include "SFOp.h"
 #include "SFTransforms.h"
-#include "Support.h"
-#include "ZULPI.h"
+#include "Tables.h"
 
 #include <gtest/gtest.h>
 
@@ -48,48 +47,39 @@ public:
 };
 
 std::string Moved(double iX) { return "m[1;0;0;" + std::to_string(iX) + ";0;1;0;0;0;0;1;0;0;0;0;1] "; }
-std::string const Ball = "- r + + q X q Y q Z f1 ";
-std::string const Scaled = "m[2;0;0;0;0;2;0;0;0;0;2;0;0;0;0;1] ";
-std::string const Turned = "m[0;-1;0;0;1;0;0;0;0;0;1;0;0;0;0;1] ";
 
-struct MeaningCase
+SFField Done(std::string const& iOperation, SFField const& iField)
 {
-  std::string text;
-  double point[3];
-  double value;
-};
+  std::istringstream words(iOperation);
+  std::string verb;
+  std::string argument;
+  words >> verb >> argument;
+  if (verb == "offset")
+    return Offset(iField, std::stod(argument));
+  if (verb == "derive")
+    return Gradient(iField)[static_cast<std::size_t>(argument[0] - 'x')];
+  return iField;
+}
 
 TEST(Text, HasItsPlainMeaning)
 {
-  std::string many;
+  for (TableRow const& row : ReadTable("meanings")) {
+    SFField const field = Done(row.cells[0], SFField::FromExpression(row.cells[1]));
+    ZULMathPoint const at = PointOf(row.cells[2]);
+    EXPECT_NEAR(field(at.x, at.y, at.z), std::stod(row.cells[4]), 1e-12) << row.place;
+  }
+  std::string many = Moved(3);
   for (int i = 0; i < 5000; ++i)
     many += "U - X f" + std::to_string(i) + " ";
-  MeaningCase const cases[] = {
-      {"U " + Moved(-3) + Ball + Moved(3) + Ball, {3, 0, 0}, -1},
-      {"U - f50 X " + Moved(3) + Ball, {3, 0, 0}, -1},
-      {Moved(3) + many + "X", {3, 1, 1}, -4999},
-      {Moved(3) + Turned + "- X f1", {4, 2, 0}, 1},
-      {Moved(3) + Scaled + "- X f1", {7, 0, 0}, 1},
-      {"o0.5 U " + Moved(-3) + Ball + Moved(3) + Ball, {4.5, 0, 0}, 0},
-      {"o0.5 " + Moved(2) + "X", {2.5, 1, 1}, 0},
-      {Scaled + "o0.5 - X f1", {3, 0, 0}, 0},
-      {"o0.5 " + Scaled + "- X f1", {2.5, 0, 0}, 0},
-      {"b4 X Y", {1, 1, 0}, 0},
-      {"b0 X Y", {1, 2, 0}, 1},
-      {"n[1;2;0;0;0;2;4] X", {4, 6, 5}, 5},
-      {"n[1;2;0;0;0;2;4] Z", {4, 6, 5}, 5},
-      {Moved(1) + "n[0;0;0;0;0;1;1] Y", {1, 1, 0}, ZULPI},
-      {"+ pa[1] pb[2] $", {0, 0, 0}, 3},
-      {"- X\n\tf1\n", {3, 0, 0}, 2},
-      {"#ball ", {2, 0, 0}, -1},
-      {Moved(1) + "#ball ", {3, 0, 0}, -1},
-      {"# 3 ", {2, 0, 0}, -1},
-      {"o1 #ball ", {4, 0, 0}, 0},
-  };
+  EXPECT_EQ(SFField::FromExpression(many + "X")(4.0, 1.0, 1.0), -4998.0);
+  EXPECT_EQ(SFField::FromExpression("- X\n\tf1\n")(3.0, 0.0, 0.0), 2.0);
+  EXPECT_EQ(With(SFField::FromExpression("o0.5 - X pr[1]"), "r", 2.0)(2.5, 0.0, 0.0), 0.0);
+
   BallResolver resolver;
-  for (MeaningCase const& c : cases)
-    EXPECT_NEAR(SFField::FromExpression(c.text, &resolver)(c.point[0], c.point[1], c.point[2]), c.value, 1e-12)
-        << c.text.substr(0, 80);
+  std::pair<std::string, double> const resources[] = {
+      {"#ball ", 4.0}, {Moved(1) + "#ball ", 3.0}, {"# 3 ", 4.0}, {"o1 #ball ", 3.0}, {Moved(1) + "o1 #ball ", 2.0}};
+  for (auto const& [text, value] : resources)
+    EXPECT_NEAR(SFField::FromExpression(text, &resolver)(7.0, 0.0, 0.0), value, 1e-12) << text;
 }
 
 TEST(Text, FollowsThePlainMeaningOfNodes)

@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <limits>
 #include <locale>
 #include <sstream>
 #include <version>
@@ -119,6 +120,28 @@ bool ReadWithStream(std::string_view iRun, double& oValue)
 HRESULT AppendSFNumber(double iValue, std::string& ioText)
 {
   return CheckNumberText(AppendShortDecimal(iValue, ioText));
+}
+
+HRESULT AppendSFNumberInFull(double iValue, std::string& ioText)
+{
+  std::size_t const before = ioText.size();
+#if defined(__cpp_lib_to_chars)
+  char buffer[LongestDecimal];
+  ioText.append(buffer, std::to_chars(buffer, buffer + sizeof buffer, iValue).ptr);
+#else
+  double read = 0.0;
+  for (int digits = std::numeric_limits<double>::digits10; digits <= std::numeric_limits<double>::max_digits10;
+       ++digits) {
+    std::ostringstream stream;
+    stream.imbue(std::locale::classic());
+    stream.precision(digits);
+    stream << iValue;
+    ioText.replace(before, std::string::npos, stream.str());
+    if (ReadSFNumber(std::string_view(ioText).substr(before), read) && read == iValue)
+      break;
+  }
+#endif
+  return CheckNumberText(std::string_view(ioText).substr(before));
 }
 
 HRESULT ToSFString(double iValue, std::string& oText)

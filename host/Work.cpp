@@ -1,0 +1,137 @@
+#include "Work.h"
+
+#include "Failure.h"
+#include "SFCompiledFieldOptions.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <iostream>
+#include <unistd.h>
+#include <utility>
+
+namespace SFHost {
+
+Progress::Progress(std::string iWhat)
+  : _what(std::move(iWhat)), _isShown(isatty(STDERR_FILENO) == 1), _next(Clock::now() + std::chrono::milliseconds(500))
+{
+}
+
+Progress::~Progress()
+{
+  if (_isDrawn)
+    std::cerr << "\r\x1b[K" << std::flush;
+}
+
+void Progress::Begin(double iFrom, double iTo)
+{
+  _from = iFrom;
+  _to = iTo;
+}
+
+void Progress::OnProgress(char const*, double iFraction)
+{
+  if (!_isShown || Clock::now() < _next)
+    return;
+  constexpr std::size_t width = 40;
+  constexpr auto pause = std::chrono::milliseconds(100);
+  double const fraction = std::clamp(_from + iFraction * (_to - _from), 0.0, 1.0);
+  auto const filled = static_cast<std::size_t>(fraction * width);
+  std::cerr << '\r' + _what + " [" + std::string(filled, '#') + std::string(width - filled, '.') + "] " +
+                   std::to_string(static_cast<int>(100.0 * fraction)) + " %"
+            << std::flush;
+  _isDrawn = true;
+  _next = Clock::now() + pause;
+}
+
+void WorkOptions::AddTo(Arguments& ioArguments)
+{
+  ioArguments.WholeNumbers({.names = "--threads",
+                            .values = "N",
+                            .help = "Threads that work (one for each of the machine); not for --strict"},
+                           std::span(&threads, 1), {.least = 1, .most = 1024});
+}
+
+Work::Work(FieldModel iModel, WorkOptions const& iOptions, std::string const& iWhat)
+  : _model(std::move(iModel)), _progress(std::make_unique<Progress>(iWhat))
+{
+  SF::SFCompiledFieldOptions options;
+  options.threads = iOptions.threads;
+  options.profiler = _progress.get();
+  _compiled = Named(_model.name, [&] { return _model.field.Compile(options); });
+}
+
+std::vector<double> Work::Evaluate(std::vector<Point> const& iPoints)
+{
+  std::array<std::vector<double>, 3> coordinates;
+  for (std::size_t axis = 0; axis < 3; ++axis)
+    for (Point const& point : iPoints)
+      coordinates[axis].push_back(point[axis]);
+  std::vector<double> values(iPoints.size());
+  Require(_compiled->Evaluate(values.size(), coordinates[0].data(), coordinates[1].data(), coordinates[2].data(),
+                              values.data()),
+          _model.name, "cannot be evaluated");
+  return values;
+}
+
+void Work::RenderSlices(GridOptions const& iGrid, std::uint32_t iBegin, std::uint32_t iEnd, std::span<float> oValues,
+                        double iTo)
+{
+  _progress->Begin(std::exchange(_done, iTo), iTo);
+  Require(_compiled->RenderSlices(iGrid.dims.data(), iBegin, iEnd, oValues, iGrid.voxel, iGrid.origin.data()),
+          _model.name, "cannot be rendered");
+}
+
+std::uint64_t Work::CountNans(GridOptions const& iGrid, std::uint32_t iBegin, std::uint32_t iEnd,
+                              std::span<float const> iValues)
+{
+  auto const at = [&](std::uint32_t i, std::uint32_t j, std::uint32_t k) {
+    return Point{iGrid.origin[0] + i * iGrid.voxel, iGrid.origin[1] + j * iGrid.voxel,
+                 iGrid.origin[2] + k * iGrid.voxel};
+  };
+  auto const [nx, ny, nz] = iGrid.dims;
+  auto const [lowX, lowY, lowZ] = at(0, 0, iBegin);
+  auto const [highX, highY, highZ] = at(nx - 1, ny - 1, iEnd - 1);
+  double low = 0.0;
+  double high = 0.0;
+  if (_compiled->EvaluateInterval({{lowX, lowY, lowZ}, {highX, highY, highZ}}, low, high) == S_OK)
+    return 0;
+
+  // What has no value is stored as the diagonal of the grid, as all is that is as far away as that.
+  float const farthest = *std::max_element(iValues.begin(), iValues.end());
+  std::uint64_t nans = 0;
+  std::vector<Point> suspects;
+  auto const count = [&] {
+    nans += SFHost::CountNans(Evaluate(suspects));
+    suspects.clear();
+  };
+  _progress->Begin(_done, _done);
+  constexpr std::size_t atOnce = 1 << 16;
+  std::size_t index = 0;
+  for (std::uint32_t k = iBegin; k < iEnd; ++k)
+    for (std::uint32_t j = 0; j < ny; ++j)
+      for (std::uint32_t i = 0; i < nx; ++i)
+        if (iValues[index++] == farthest) {
+          suspects.push_back(at(i, j, k));
+          if (suspects.size() == atOnce)
+            count();
+        }
+  count();
+  return nans;
+}
+
+std::uint64_t CountNans(std::span<double const> iValues)
+{
+  return static_cast<std::uint64_t>(
+      std::count_if(iValues.begin(), iValues.end(), [](double iValue) { return std::isnan(iValue); }));
+}
+
+void WarnOfNans(std::string const& iModelName, std::uint64_t iNans, std::uint64_t iPoints)
+{
+  if (iNans != 0)
+    std::cerr << OneLine(iModelName) + ": warning: " + std::to_string(iNans) + " of " + std::to_string(iPoints) +
+                     " points have no value (NaN)\n";
+}
+
+} // namespace SFHost
