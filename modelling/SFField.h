@@ -141,7 +141,7 @@ public:
 
   /// A box outside of which the field is provably positive; absent when no such box is known. The box holds the solid
   /// and is not always the smallest one. Found from what is known of shapes, moved along with them and combined by the
-  /// set operations, else by interval arithmetic over half-spaces.
+  /// set operations, else by interval arithmetic over half-spaces, in turned coordinates for parts that are turned.
   std::optional<ZULMathBox> Bounds() const;
   /// A number L with |f(p) - f(q)| <= L |p - q| in exact arithmetic; infinity when none is known.
   double LipschitzBound() const;

@@ -1,5 +1,6 @@
 #include "SFBoxes.h"
 #include "SFFieldNode.h"
+#include "SFFrameBounds.h"
 
 #include <cmath>
 
@@ -79,14 +80,20 @@ private:
 
 } // namespace
 
+std::optional<ZULMathBox> SearchBounds(SFField const& iField)
+{
+  SFCompiledFieldOptions options;
+  options.threads = 1;
+  return BoundsSearch(*iField.Compile(options)).Run();
+}
+
 std::optional<ZULMathBox> SFField::Bounds() const
 {
   SFFieldFacts const facts = FactsOf(*this);
   if (facts.HasBounds())
     return facts.bounds;
-  SFCompiledFieldOptions options;
-  options.threads = 1;
-  return BoundsSearch(*Compile(options)).Run();
+  auto const box = SearchBoundsInFrames(*this);
+  return box ? box : SearchBounds(*this);
 }
 
 } // namespace SF

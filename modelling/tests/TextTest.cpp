@@ -82,6 +82,31 @@ TEST(Text, HasItsPlainMeaning)
     EXPECT_NEAR(SFField::FromExpression(text, &resolver)(7.0, 0.0, 0.0), value, 1e-12) << text;
 }
 
+TEST(Text, KnowsTheBoundsOfTurnedParts)
+{
+  std::string const turned = "m[0.8;-0.6;0;3;0.6;0.8;0;0;0;0;1;0;0;0;0;1] ";
+  std::string const sheared = "m[1;0.5;0;0;0;1;0.3;0;0;0;2;5;0;0;0;1] ";
+  std::string const block = "I I - a X f2 - a Y f1 - a Z f1 ";
+  struct
+  {
+    std::string text;
+    ZULMathBox box;
+  } const cases[] = {{turned + block, {{0.8, -2.0, -1.0}, {5.2, 2.0, 1.0}}},
+                     {sheared + block, {{-2.5, -1.3, 3.0}, {2.5, 1.3, 7.0}}},
+                     {"U " + turned + block + Moved(-9) + block, {{-11.0, -2.0, -1.0}, {5.2, 2.0, 1.0}}},
+                     {"\\ " + turned + block + block, {{0.8, -2.0, -1.0}, {5.2, 2.0, 1.0}}},
+                     {"I " + turned + "- + X Y f3 " + turned + block, {{0.8, -2.0, -1.0}, {5.2, 2.0, 1.0}}}};
+  for (auto const& [text, box] : cases) {
+    auto const found = SFField::FromExpression(text).Bounds();
+    ASSERT_TRUE(found) << text;
+    double const slack[] = {box.low.x - found->low.x,   box.low.y - found->low.y,   box.low.z - found->low.z,
+                            found->high.x - box.high.x, found->high.y - box.high.y, found->high.z - box.high.z};
+    for (double const s : slack)
+      EXPECT_TRUE(s > -1e-9 && s < 1e-6) << text << ' ' << s;
+  }
+  EXPECT_FALSE(SFField::FromExpression("U " + turned + block + turned + "X").Bounds());
+}
+
 TEST(Text, FollowsThePlainMeaningOfNodes)
 {
   auto const plane = std::make_shared<SFOp>(SFNodeType::X);
