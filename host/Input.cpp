@@ -45,6 +45,7 @@ std::string ReadInput(std::string const& iPath)
 }
 
 bool IsListing(std::string const& iPath) { return iPath.ends_with(".vm") || iPath.ends_with(".VM"); }
+bool IsFormula(std::string const& iPath) { return iPath.ends_with(".sfm") || iPath.ends_with(".SFM"); }
 
 bool IsFileOf(std::string const& iInput, std::string const& iPath)
 {

@@ -17,6 +17,9 @@ bool IsFileOf(std::string const& iInput, std::string const& iPath);
 /// Whether a name is that of a listing, one that ends in ".vm".
 bool IsListing(std::string const& iPath);
 
+/// Whether it is that of a formula, one that ends in ".sfm".
+bool IsFormula(std::string const& iPath);
+
 constexpr std::size_t MaxInput = std::size_t{256} << 20;
 
 } // namespace SFHost

@@ -4,6 +4,7 @@
 #include "Input.h"
 #include "SFDagFromExpression.h"
 #include "SFExpressionCheck.h"
+#include "SFFormula.h"
 #include "SFListing.h"
 #include "SFTextMessages.h"
 
@@ -50,22 +51,41 @@ void RequireSupported(Model const& iModel)
     throw Failure(iModel.name, "holds a parameter, a transform, a blend or an offset, which level 1 does not have");
 }
 
+enum class Notation
+{
+  Expression,
+  Listing,
+  Formula
+};
+
 struct ModelText
 {
   std::string name;
-  bool isListing = false;
+  Notation notation = Notation::Expression;
   std::string asGiven;
   std::string onOneLine; ///< of an expression
 };
 
+Notation NotationOf(std::string const& iPath)
+{
+  return IsListing(iPath) ? Notation::Listing : IsFormula(iPath) ? Notation::Formula : Notation::Expression;
+}
+
 ModelText ReadText(ModelOptions const& iOptions)
 {
-  if (iOptions.file.has_value() == iOptions.expression.has_value())
-    throw UsageError(iOptions.file ? "give either MODEL or -x, not both" : "give a MODEL or -x EXPR");
-  ModelText text{iOptions.file ? InputName(*iOptions.file) : "-x",
-                 iOptions.file && IsListing(*iOptions.file),
-                 iOptions.file ? ReadInput(*iOptions.file) : *iOptions.expression,
-                 {}};
+  int const given = iOptions.file.has_value() + iOptions.expression.has_value() + iOptions.formula.has_value();
+  if (given != 1)
+    throw UsageError(given == 0 ? "give a MODEL, -x EXPR or -e FORMULA" : "give only one of MODEL, -x and -e");
+  ModelText text;
+  if (iOptions.file) {
+    text = {InputName(*iOptions.file), NotationOf(*iOptions.file), ReadInput(*iOptions.file), {}};
+  } else if (iOptions.formula) {
+    text = {"-e", Notation::Formula, *iOptions.formula, {}};
+  } else {
+    text = {"-x", Notation::Expression, *iOptions.expression, {}};
+  }
+  if (text.notation == Notation::Formula && iOptions.strict)
+    throw UsageError("--strict is for expressions: a formula has only its plain meaning");
   text.onOneLine = text.asGiven;
   LayOutOnOneLine(text.onOneLine);
   return text;
@@ -81,16 +101,26 @@ std::shared_ptr<SF::SFDagNode> ReadExpression(ModelText const& iText, SF::SFNode
   return root;
 }
 
-/// The field of a listing. An error is shown at its place, before the tool ends.
-SF::SFField ReadListing(ModelText const& iText)
+/// Ends the tool after an error has been shown at its place.
+[[noreturn]] void FailAt(ModelText const& iText, std::string const& iReport, std::string const& iWhat)
+{
+  std::cerr << iReport;
+  throw Failure(iText.name, "not a readable " + iWhat);
+}
+
+/// The field of a listing or a formula.
+SF::SFField ReadField(ModelText const& iText)
 {
   try {
-    return SF::ReadListing(iText.asGiven);
+    return iText.notation == Notation::Listing ? SF::ReadListing(iText.asGiven) : SF::SFFormula::Read(iText.asGiven);
   } catch (SF::SFListingError const& error) {
-    std::cerr << SF::SFTextMessages(OneLine(iText.name), iText.asGiven)
-                     .Format(error.GetPosition(), error.GetLength(), "error", error.GetReason());
-    throw Failure(iText.name, "not a readable listing");
-  } catch (std::length_error const& error) {
+    FailAt(iText,
+           SF::SFTextMessages(OneLine(iText.name), iText.asGiven)
+               .Format(error.GetPosition(), error.GetLength(), "error", error.GetReason()),
+           "listing");
+  } catch (SF::SFFormulaError const& error) {
+    FailAt(iText, error.Report(OneLine(iText.name)), "formula");
+  } catch (std::logic_error const& error) {
     throw Failure(iText.name, error.what());
   }
 }
@@ -103,7 +133,7 @@ SF::SFNodeEquality EqualityOf(ModelOptions const& iOptions)
 /// Writes warnings to the standard error stream, and says how many there are.
 std::size_t WarnOf(ModelText const& iText, SF::SFNodeEquality iEquality, std::size_t iLimit)
 {
-  if (iText.isListing)
+  if (iText.notation != Notation::Expression)
     return 0;
   auto const findings = SF::SFExpressionCheck::Check(iText.onOneLine, iEquality, iLimit + 1);
   std::size_t const shown = std::min(findings.size(), iLimit);
@@ -121,9 +151,12 @@ void ModelOptions::AddTo(Arguments& ioArguments)
 {
   ioArguments.Text({.names = "MODEL",
                     .values = "",
-                    .help = "File with an expression, or a listing (.vm); - is an expression from the standard input"},
+                    .help = "File with an expression, a formula (.sfm) or a listing (.vm); - is an expression from the "
+                            "standard input"},
                    file);
   ioArguments.Text({.names = "-x,--expression", .values = "EXPR", .help = "The expression text itself"}, expression);
+  ioArguments.Text({.names = "-e,--formula", .values = "FORMULA", .help = "The formula itself, as in docs/formulae.md"},
+                   formula);
   ioArguments.WholeNumbers({.names = "--level", .values = "1|2", .help = "Semantic level (2)"}, std::span(&level, 1),
                            {.least = 1, .most = 2});
   ioArguments.Flag({.names = "--strict", .values = "", .help = "Read and compute by the letter (see sfdag --help)"},
@@ -142,13 +175,20 @@ Model LoadModel(ModelOptions const& iOptions)
   ModelText const text = ReadText(iOptions);
   WarnOf(text, EqualityOf(iOptions), mostWarnings);
   Model model{text.name, SF::SFSWContext(static_cast<SF::SFSemanticLevel>(iOptions.level)),
-              text.isListing ? ReadListing(text).Node() : ReadExpression(text, EqualityOf(iOptions))};
+              text.notation == Notation::Expression ? ReadExpression(text, EqualityOf(iOptions))
+                                                    : Named(text.name, [&] { return ReadField(text).Node(); })};
   RequireSupported(model);
   return model;
 }
 
 FieldModel LoadField(ModelOptions const& iOptions)
 {
+  constexpr std::uint32_t allLevels = 2; // a lower one is checked on the graph
+  if (iOptions.level == allLevels && !iOptions.expression) {
+    ModelText const text = ReadText(iOptions);
+    if (text.notation != Notation::Expression)
+      return {text.name, ReadField(text)};
+  }
   Model const model = LoadModel(iOptions);
   return {model.name, Named(model.name, [&] { return SF::SFField::FromNode(model.root); })};
 }
@@ -156,8 +196,8 @@ FieldModel LoadField(ModelOptions const& iOptions)
 bool CheckModel(ModelOptions const& iOptions)
 {
   ModelText const text = ReadText(iOptions);
-  if (text.isListing)
-    ReadListing(text);
+  if (text.notation != Notation::Expression)
+    ReadField(text);
   return WarnOf(text, EqualityOf(iOptions), SF::SFExpressionCheck::DefaultLimit) == 0;
 }
 

@@ -65,16 +65,19 @@ std::string CanonicalText(Model const& iModel, Node const& iRoot, SF::SFDigits i
 
 void TextOptions::AddTo(Arguments& ioArguments)
 {
-  ioArguments.Text(
-      {.names = "-o,--output",
-       .values = "FILE",
-       .help = "File to write: a listing where the name ends in .vm, else an expression; - is the standard output"},
-      path);
+  ioArguments.Text({.names = "-o,--output",
+                    .values = "FILE",
+                    .help =
+                        "File to write: a listing where the name ends in .vm, a formula where it ends in .sfm, else an "
+                        "expression; - is the standard output"},
+                   path);
 }
 
 void WriteText(TextOptions const& iOptions, FieldModel const& iResult)
 {
   std::string const text = Named(iResult.name, [&] {
+    if (IsFormula(iOptions.path))
+      return iResult.field.ToFormula();
     return IsListing(iOptions.path) ? SF::WriteListing(iResult.field) : iResult.field.ToExpression() + "\n";
   });
   Output output(iOptions.path);
@@ -84,8 +87,8 @@ void WriteText(TextOptions const& iOptions, FieldModel const& iResult)
 
 void WriteText(TextOptions const& iOptions, std::string const& iExpression)
 {
-  if (IsListing(iOptions.path))
-    throw UsageError("--output: a listing holds the plain meaning of a model, which --strict is not");
+  if (IsListing(iOptions.path) || IsFormula(iOptions.path))
+    throw UsageError("--output: listings and formulae hold the plain meaning of a model, which --strict is not");
   Output output(iOptions.path);
   output.Write(iExpression + "\n");
   output.Commit();

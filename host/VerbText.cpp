@@ -18,8 +18,8 @@ void Text(TextVerbOptions const& iOptions)
   RequireOtherFile(iOptions.model, iOptions.text.path);
   if (iOptions.expand && iOptions.model.strict)
     throw UsageError("give either --expand or --strict, not both");
-  bool const asListing = IsListing(iOptions.text.path) && !iOptions.model.strict;
-  if (iOptions.expand || asListing)
+  bool const asMeant = (IsListing(iOptions.text.path) || IsFormula(iOptions.text.path)) && !iOptions.model.strict;
+  if (iOptions.expand || asMeant)
     return WriteText(iOptions.text, LoadField(iOptions.model));
   Model const model = LoadModel(iOptions.model);
   auto const digits = iOptions.model.strict ? SF::SFDigits::ESix : SF::SFDigits::EAll;
@@ -39,6 +39,7 @@ Action AddText(Arguments& ioArguments)
                    options->expand);
   ioArguments.Examples("  sfdag text bracket.sf\n"
                        "  sfdag text bracket.sf -o bracket.vm\n"
+                       "  sfdag text -e 'translate(sphere(2), [3, 0, 0])'\n"
                        "  sfdag text -x 'm[1;0;0;3;0;1;0;0;0;0;1;0;0;0;0;1] X' --expand");
   return [options] { Text(*options); };
 }

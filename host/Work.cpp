@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdio>
 #include <iostream>
+#include <limits>
 #include <unistd.h>
 #include <utility>
 
@@ -62,17 +63,41 @@ Work::Work(FieldModel iModel, WorkOptions const& iOptions, std::string const& iW
   _compiled = Named(_model.name, [&] { return _model.field.Compile(options); });
 }
 
-std::vector<double> Work::Evaluate(std::vector<Point> const& iPoints)
+namespace {
+
+std::array<std::vector<double>, 3> CoordinatesOf(std::vector<Point> const& iPoints)
 {
   std::array<std::vector<double>, 3> coordinates;
   for (std::size_t axis = 0; axis < 3; ++axis)
     for (Point const& point : iPoints)
       coordinates[axis].push_back(point[axis]);
+  return coordinates;
+}
+
+} // namespace
+
+std::vector<double> Work::Evaluate(std::vector<Point> const& iPoints)
+{
+  auto const [x, y, z] = CoordinatesOf(iPoints);
   std::vector<double> values(iPoints.size());
-  Require(_compiled->Evaluate(values.size(), coordinates[0].data(), coordinates[1].data(), coordinates[2].data(),
-                              values.data()),
-          _model.name, "cannot be evaluated");
+  Require(_compiled->Evaluate(values.size(), x.data(), y.data(), z.data(), values.data()), _model.name,
+          "cannot be evaluated");
   return values;
+}
+
+std::array<double, 2> Work::ExtremeCurvatures(std::vector<Point> const& iPoints)
+{
+  constexpr std::size_t each = 4;
+  auto const [x, y, z] = CoordinatesOf(iPoints);
+  std::vector<double> curvatures(each * iPoints.size());
+  Require(_compiled->EvaluateCurvature(iPoints.size(), x.data(), y.data(), z.data(), curvatures.data()), _model.name,
+          "its curvature cannot be computed");
+  constexpr double infinity = std::numeric_limits<double>::infinity();
+  std::array<double, 2> extremes{-infinity, infinity};
+  for (std::size_t i = 0; i < curvatures.size(); i += each)
+    if (std::isfinite(curvatures[i]) && std::isfinite(curvatures[i + 1]))
+      extremes = {std::max(extremes[0], curvatures[i]), std::min(extremes[1], curvatures[i + 1])};
+  return extremes;
 }
 
 void Work::RenderSlices(GridOptions const& iGrid, std::uint32_t iBegin, std::uint32_t iEnd, std::span<float> oValues,

@@ -6,6 +6,7 @@
 #include "SFCompiledField.h"
 #include "SFProfilerItf.h"
 
+#include <array>
 #include <chrono>
 #include <cstdint>
 #include <memory>
@@ -60,6 +61,8 @@ public:
   std::string const& GetName() const { return _model.name; }
 
   std::vector<double> Evaluate(std::vector<Point> const& iPoints);
+  /// The largest and the smallest principal curvature at points, {-inf, inf} where none has one.
+  std::array<double, 2> ExtremeCurvatures(std::vector<Point> const& iPoints);
   /// Slices of a grid, from one to before another, as SFCompiledField::RenderSlices stores them. `iTo` is how far all the
   /// work has got afterwards.
   void RenderSlices(GridOptions const& iGrid, std::uint32_t iBegin, std::uint32_t iEnd, std::span<float> oValues,
