@@ -11,6 +11,12 @@ namespace SF {
 
 constexpr bool Varies(SFAxes iAxes, std::size_t iAxis) { return (iAxes >> iAxis & 1U) != 0; }
 
+/// Component by component: comparing the arrays is a call of the C library, which showed in profiles of small fields.
+inline bool SameSize(std::array<unsigned int, 3> const& iA, std::array<unsigned int, 3> const& iB)
+{
+  return iA[0] == iB[0] && iA[1] == iB[1] && iA[2] == iB[2];
+}
+
 /// The extents of a value over a box, 1 along the axes that it does not depend on.
 inline std::array<std::size_t, 3> ExtentsOf(SFAxes iAxes, std::array<unsigned int, 3> const& iCount)
 {

@@ -181,7 +181,7 @@ void ComputeBox(SFTapeList const& iList, SFAxes iAxes, SFTile const& iBox, SFTap
         tile.begin[last] = iBox.begin[last] + row;
       tile.begin[first] = at;
       tile.count[first] = std::min(LongestSegment, end - at);
-      if (!isPlanned || ioRunner.PlannedCount() != tile.count)
+      if (!isPlanned || !SameSize(ioRunner.PlannedCount(), tile.count))
         ioRunner.Plan(iList, tile.count);
       isPlanned = true;
       ioRunner.RunTile(tile);

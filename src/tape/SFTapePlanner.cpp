@@ -163,7 +163,7 @@ void SFTapePlanner::Begin(SFTapeList const& iList, std::array<unsigned int, 3> c
   oPlan.slots.clear();
   oPlan.results.clear();
   oPlan.storesResult = false;
-  if (oPlan.count != iCount)
+  if (!SameSize(oPlan.count, iCount))
     oPlan.shapes = ShapesOf(iCount);
   oPlan.count = iCount;
   for (auto& slots : _freeSlots)

@@ -1,5 +1,7 @@
 #include "tape/SFTapePoints.h"
 
+#include "tape/SFTapeShape.h"
+
 #include <algorithm>
 #include <atomic>
 
@@ -62,7 +64,7 @@ HRESULT SFTapePoints::Run(std::size_t iCount, std::array<double const*, 3> const
       std::size_t const count = std::min(_plan.volume, iCount - first);
       SFTile const tile{{0, 0, 0}, {static_cast<unsigned int>(count), 1, 1}};
       runner->SetPoints({iPoints[0] + first, iPoints[1] + first, iPoints[2] + first});
-      if (runner->PlannedCount() != tile.count)
+      if (!SameSize(runner->PlannedCount(), tile.count))
         runner->Plan(_tape.GetList(), tile.count);
       runner->RunTile(tile);
       if (runner->GetStop().MustStop())

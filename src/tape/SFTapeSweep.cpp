@@ -1,5 +1,7 @@
 #include "tape/SFTapeSweep.h"
 
+#include "tape/SFTapeShape.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -24,12 +26,6 @@ void ForEachBox(SFTile const& iAll, std::array<unsigned int, 3> const& iSize, Ca
         cut(2, z);
         iCall(box);
       }
-}
-
-/// Component by component: comparing the arrays is a call of the C library, which showed in profiles of small fields.
-bool SameSize(std::array<unsigned int, 3> const& iA, std::array<unsigned int, 3> const& iB)
-{
-  return iA[0] == iB[0] && iA[1] == iB[1] && iA[2] == iB[2];
 }
 
 /// The boxes to prune for, by how many axes the grid has, from the regions down to a tile.
