@@ -2,10 +2,14 @@
 #include "SFFieldWalk.h"
 #include "SFFormulaFunctions.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <cstddef>
+#include <iterator>
 #include <stdexcept>
+#include <utility>
 
 namespace SF {
 namespace {
@@ -43,18 +47,18 @@ constexpr Notation Notations[] = {{PLUS, '+'},
                                   {ATAN, 0, "atan"},
                                   {SIGN, 0, "sign"}};
 
-constexpr bool HasEveryOperator()
+/// A template, so that the compiler's message names the operator.
+template <SFNodeType Kind>
+consteval bool HasNotation()
 {
-  for (SFOperatorRow const& row : SFOperatorTable) {
-    bool isFound = !IsOperator(row.type);
-    for (Notation const& notation : Notations)
-      isFound = isFound || notation.type == row.type;
-    if (!isFound)
-      return false;
-  }
+  constexpr auto isOfKind = [](Notation const& iNotation) { return iNotation.type == Kind; };
+  static_assert(!IsOperator(Kind) || std::any_of(std::begin(Notations), std::end(Notations), isOfKind),
+                "an operator without a notation in formulae");
   return true;
 }
-static_assert(HasEveryOperator(), "an operator without a notation in formulae");
+static_assert([]<std::size_t... Kind>(std::index_sequence<Kind...>) {
+  return (HasNotation<SFNodeType{Kind}>() && ...);
+}(std::make_index_sequence<SFNodeTypeCount>{}));
 
 Notation const& NotationOf(SFNodeType iType)
 {
