@@ -9,11 +9,8 @@ import argparse
 import math
 import pathlib
 import random
-import sys
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "examples"))
-
-from sf_text import (  # noqa: E402
+from sf_text import (
     X, Y, Z, box, circle, greatest, gyroid, half_space, least, magnitude, number, rounded_rectangle,
     sphere, stroke, sub, union, without, write,
 )  # fmt: skip

@@ -6,9 +6,9 @@ at every angle the section is one closed polygon, whose outer corners follow the
 """
 
 import math
+import pathlib
 import struct
-
-from sf_text import output_path
+import sys
 
 SECTIONS = 96  # a multiple of 6, so that the hexagon's corners are sections
 HEIGHT = 12
@@ -62,7 +62,8 @@ def normal(a, b, c):
 
 if __name__ == "__main__":
     facets = list(triangles())
-    with open(output_path(__doc__.splitlines()[0], "flange_nut.stl"), "wb") as file:
+    kept = pathlib.Path(__file__).parent / "flange_nut.stl"
+    with open(sys.argv[1] if len(sys.argv) > 1 else kept, "wb") as file:
         file.write(b"M12 hexagon nut with flange, millimetres".ljust(80))
         file.write(struct.pack("<I", len(facets)))
         for corners in facets:

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Runs a generator script and compares what it writes with what is kept: a file, or every file of a folder.
+"""Runs a generator, a program or a Python script, and compares what it writes with what is kept: a file, or every
+file of a folder.
 
 Usage: regenerate.py GENERATOR KEPT
 """
@@ -20,7 +21,8 @@ def main(generator, kept):
         fresh = pathlib.Path(folder, kept.name)
         if kept.is_dir():
             fresh.mkdir()
-        subprocess.run([sys.executable, "-B", generator, fresh], check=True)
+        interpreter = [sys.executable, "-B"] if generator.endswith(".py") else []
+        subprocess.run([*interpreter, generator, fresh], check=True)
         before, after = contents(kept), contents(fresh)
     differing = [name for name in sorted(before | after) if before.get(name) != after.get(name)]
     if differing:

@@ -3,7 +3,7 @@
 Expression text is a prefix notation: an operator's character, then its operands. Every function here takes and
 returns such texts (tokens parted by single blanks), so shapes nest as calls do:
 
-    without(box((0, 0, 0), (20, 20, 5)), cylinder("Z", (0, 0), 3, -6, 6))
+    without(box((0, 0, 0), (20, 20, 5)), sphere((0, 0, 0), 6))
 
 Lengths are in the unit of the model, fields are negative inside. The shapes give signed distances, or bounds of
 them that are exact near the faces, so adding t to a field moves its surface inwards by t.
@@ -14,7 +14,6 @@ the coordinates in arithmetic, never by transform tokens: equal sub-expressions 
 read, and affine transforms over equal operands count as equal whatever their matrices say.
 """
 
-import argparse
 import math
 import pathlib
 
@@ -105,15 +104,6 @@ def without(a, b):
     return f"\\ {a} {b}"
 
 
-def complement(a):
-    return f"! {a}"
-
-
-def offset(distance, a):
-    """A field whose surface lies a distance outwards of that of another one."""
-    return f"o{distance:.6g} {a}"
-
-
 # ---- shapes -----------------------------------------------------------------------------------------------------
 
 
@@ -153,16 +143,6 @@ def circle(axes, center, radius):
     return sub(length(*(shifted(axis, c) for axis, c in zip(axes, center))), number(radius))
 
 
-def cylinder(axis, center, radius, low, high):
-    """A cylinder along an axis from `low` to `high`; `center` holds the other two coordinates in order."""
-    return greatest(circle(across(axis), center, radius), slab(axis, low, high))
-
-
-def across(axis):
-    """The two axes other than the given one."""
-    return [other for other in (X, Y, Z) if other != axis]
-
-
 def rounded_rectangle(axes, center, half, radius):
     """A rectangle with rounded corners in the plane of two axes, as an exact distance."""
     q = [
@@ -171,11 +151,6 @@ def rounded_rectangle(axes, center, half, radius):
     outside = length(*(greatest(component, number(0)) for component in q))
     inside = least(greatest(*q), number(0))
     return sub(add(outside, inside), number(radius))
-
-
-def rounded_plate(axis, center, half, radius, low, high):
-    """A rounded rectangle across an axis, extruded along it from `low` to `high`."""
-    return greatest(rounded_rectangle(across(axis), center, half, radius), slab(axis, low, high))
 
 
 def stroke(axes, start, end, width):
@@ -210,10 +185,3 @@ def gyroid(period, axes=(X, Y, Z)):
 def write(path, field):
     """Writes a model file: one line, closed by the end marker."""
     pathlib.Path(path).write_text(field + " $\n", encoding="ascii", newline="\n")
-
-
-def output_path(description, default_name):
-    """The path that a generator script writes to: its only argument, by default the file next to the script."""
-    parser = argparse.ArgumentParser(description=description)
-    parser.add_argument("output", nargs="?", type=pathlib.Path, help=f"default: {default_name} in this folder")
-    return parser.parse_args().output or pathlib.Path(__file__).parent / default_name
