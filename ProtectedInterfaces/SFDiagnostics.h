@@ -47,6 +47,8 @@ SF_EXPORT void Problem(std::string_view iMethod, std::string_view iText,
 SF_EXPORT void Info(std::string_view iMethod, std::string_view iText,
                     SFSourceLocation iWhere = SFSourceLocation::Current());
 
+} // namespace Diagnostics
+
 /// While one lives, its thread writes no lines.
 class SF_EXPORT SFSilence
 {
@@ -57,5 +59,4 @@ public:
   ~SFSilence();
 };
 
-} // namespace Diagnostics
 } // namespace SF

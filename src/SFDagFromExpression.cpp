@@ -501,7 +501,7 @@ SFDagNodePtr SFDagFromExpression::BuildFromExpression(std::string const& iExpres
 
 SFDagNodePtr ReadObserved(std::string const& iExpression, SFReadingObserver& ioObserver)
 {
-  Diagnostics::SFSilence const silence;
+  SFSilence const silence;
   return Builder(iExpression, nullptr, SFNodeEquality::EStructural, &ioObserver).BuildFromExpression();
 }
 

@@ -134,7 +134,7 @@ SFField SFField::FromExpression(std::string_view iText, SFResourceResolver* iRes
       text.begin(), text.end(), [](char iCharacter) { return iCharacter >= '\t' && iCharacter <= '\r'; }, ' ');
   if (text.find_first_not_of(' ') == std::string::npos)
     Argument::Refuse("text", "empty");
-  Diagnostics::SFSilence const silence;
+  SFSilence const silence;
   auto const root = SFDagFromExpression::BuildFromExpression(text, iResolver, SFNodeEquality::EExact);
   if (root == nullptr)
     Argument::Refuse("text", "not a readable expression");

@@ -4,10 +4,18 @@
 #include <mutex>
 #include <string>
 
-namespace SF::Diagnostics {
+namespace SF {
 namespace {
 
 thread_local int silences = 0;
+
+} // namespace
+
+SFSilence::SFSilence() { ++silences; }
+SFSilence::~SFSilence() { --silences; }
+
+namespace Diagnostics {
+namespace {
 
 void Write(std::string iLine)
 {
@@ -51,9 +59,6 @@ std::string AtPlace(std::string_view iHead, std::string_view iMethod, SFSourceLo
 
 } // namespace
 
-SFSilence::SFSilence() { ++silences; }
-SFSilence::~SFSilence() { --silences; }
-
 void Sentence(std::string_view iText) { Write(std::string(iText)); }
 
 void FailedSentence(std::string_view iText, HRESULT iCode)
@@ -86,4 +91,5 @@ void Info(std::string_view iMethod, std::string_view iText, SFSourceLocation iWh
   Write(AtPlace("Info from ", iMethod, iWhere).append(iText));
 }
 
-} // namespace SF::Diagnostics
+} // namespace Diagnostics
+} // namespace SF
