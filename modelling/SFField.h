@@ -80,7 +80,7 @@ class SF_MODELLING_EXPORT SFField
 {
 public:
   /// The largest number of nodes of one field. Operations that would make a larger one throw std::length_error.
-  static constexpr std::size_t MaxNodes = 10'000'000;
+  static constexpr std::size_t MaxNodes = 4'000'000;
 
   /// The field that has one value everywhere.
   SFField(double iValue);

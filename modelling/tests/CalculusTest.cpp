@@ -43,7 +43,7 @@ TEST(Calculus, GradientIsTheSlopeAlongEachAxis)
       double const p[3] = {coordinate(random), coordinate(random), coordinate(random)};
       constexpr double h = 1e-5;
       bool isClose = true;
-      for (int axis = 0; axis < 3; ++axis) {
+      for (std::size_t axis = 0; axis < 3; ++axis) {
         double const d[3] = {axis == 0 ? h : 0.0, axis == 1 ? h : 0.0, axis == 2 ? h : 0.0};
         double const slope =
             (f(p[0] + d[0], p[1] + d[1], p[2] + d[2]) - f(p[0] - d[0], p[1] - d[1], p[2] - d[2])) / (2.0 * h);
@@ -65,7 +65,7 @@ TEST(Calculus, GradientAtKinksTakesTheSideOfTheCompiledOne)
     double compiled[3];
     f.Compile()->EvaluateGradient(1, &at, &at, &at, &value, compiled);
     SFField3 const gradient = Gradient(f);
-    for (int axis = 0; axis < 3; ++axis)
+    for (std::size_t axis = 0; axis < 3; ++axis)
       if (std::isfinite(compiled[axis])) {
         EXPECT_EQ(gradient[axis](at, at, at), compiled[axis]) << f.NodeCount() << ' ' << axis;
       }

@@ -1,5 +1,8 @@
-#include "SFField.h"
+#include "BRXResourceToSF.h"
+#include "SFFieldCalculus.h"
+#include "SFShapes.h"
 #include "SFTransforms.h"
+#include "ZULPI.h"
 
 #include <gtest/gtest.h>
 
@@ -20,6 +23,97 @@ TEST(Field, TransformsPlaceTheirOperandOnly)
   ASSERT_TRUE(bounds);
   EXPECT_NEAR(bounds->low.x, -4.0, 1e-3);
   EXPECT_NEAR(bounds->high.y, 1.0, 1e-3);
+}
+
+/// A ball of radius 1 that the host owns; far away it fails.
+class HostBall : public BRXResourceToSF
+{
+public:
+  HostBall() : BRXResourceToSF(SFNodeType::RESOLVEDREF) {}
+  HRESULT ComputeScalars(ZULMathBox const&, ZULTolerance const&, ZULGMSFDiscretizationAccuracyLevel) override
+  {
+    return S_OK;
+  }
+  double GetScalar(ZULMathPoint const& iPoint) const override
+  {
+    if (iPoint.x > 100.0)
+      throw std::runtime_error("far away");
+    return std::sqrt(iPoint.x * iPoint.x + iPoint.y * iPoint.y + iPoint.z * iPoint.z) - 1.0;
+  }
+  HRESULT GetGradient(double (&oGradient)[3], ZULMathPoint const& iPoint) const override
+  {
+    double const length = GetScalar(iPoint) + 1.0;
+    oGradient[0] = iPoint.x / length;
+    oGradient[1] = iPoint.y / length;
+    oGradient[2] = iPoint.z / length;
+    return S_OK;
+  }
+};
+
+TEST(Field, ResourcesArePlacedDifferentiatedAndOffset)
+{
+  auto const ball = std::make_shared<HostBall>();
+  for (SFResourceKind const kind : {SFResourceKind::General, SFResourceKind::Distance}) {
+    SFField const field = SFField::Resource(ball, kind, ZULMathBox{{-1, -1, -1}, {1, 1, 1}});
+    SFField const two =
+        Translate(field, {3, 0, 0}) | Scale(Rotate(Translate(field, {2, 0, 0}), {0, 0, 1}, ZULPI / 2), 2);
+    EXPECT_EQ(two(3.0, 0.0, 0.0), -1.0);
+    EXPECT_NEAR(two(0.0, 4.0, 0.0), -2.0, 1e-12);
+    EXPECT_NEAR(Offset(two, 0.5)(0.0, 6.5, 0.0), 0.0, 1e-12);
+    EXPECT_NEAR(Offset(two, 0.5)(4.5, 0.0, 0.0), 0.0, 1e-12);
+    auto const gradient = Gradient(two);
+    EXPECT_NEAR(gradient[0](1.0, 5.0, 0.0), std::sqrt(0.5), 1e-12);
+    EXPECT_NEAR(gradient[1](1.0, 5.0, 0.0), std::sqrt(0.5), 1e-12);
+    EXPECT_THROW(field(101.0, 0.0, 0.0), std::runtime_error);
+    auto const bounds = two.Bounds();
+    ASSERT_TRUE(bounds);
+    EXPECT_NEAR(bounds->high.y, 6.0, 1e-9);
+  }
+}
+
+TEST(Field, NormalsOfATurnedBlockAreThoseOfItsFaces)
+{
+  SFField const block = Rotate(Box({4.0, 2.0, 2.0}), {0.0, 0.0, 1.0}, ZULPI / 6.0);
+  auto const compiled = block.Compile();
+  double const c = std::cos(ZULPI / 6.0);
+  double const s = std::sin(ZULPI / 6.0);
+  for (double along = -0.9; along < 1.0; along += 0.1)
+    for (double const side : {-1.0, 1.0}) { // points outside of the faces x = +-2 and y = +-1 of the block
+      double const x[] = {c * 2.1 * side - s * along, c * along - s * 1.1 * side};
+      double const y[] = {s * 2.1 * side + c * along, s * along + c * 1.1 * side};
+      double const z[] = {0.3, 0.3};
+      double normals[6];
+      ASSERT_EQ(compiled->EvaluateGradient(2, x, y, z, nullptr, normals), S_OK);
+      EXPECT_NEAR(normals[0], c * side, 1e-12);
+      EXPECT_NEAR(normals[1], s * side, 1e-12);
+      EXPECT_NEAR(normals[3], -s * side, 1e-12);
+      EXPECT_NEAR(normals[4], c * side, 1e-12);
+    }
+}
+
+TEST(Field, ParametersStayAlive)
+{
+  SFField const radius = SFField::Parameter("radius", 2.5, 1.0, 4.0);
+  SFField const part = Offset(Shell(Translate(Sphere(radius), {1.0, 0.0, 0.0}), 0.5), 0.25);
+  EXPECT_NEAR(part(3.75, 0.0, 0.0), 0.0, 1e-12);
+  EXPECT_NEAR(With(part, "radius", 3.0)(4.25, 0.0, 0.0), 0.0, 1e-12);
+  EXPECT_EQ(Parameters(part).front().high, 4.0);
+  EXPECT_THROW(With(part, "radios", 3.0), std::invalid_argument);
+  EXPECT_THROW((SFField::Parameter("a", 1.0) + SFField::Parameter("a", 2.0)).Node(), std::invalid_argument);
+}
+
+TEST(Field, IsAValue)
+{
+  SFField const ball = Ball(1.0);
+  EXPECT_EQ(ball, Ball(1.0));
+  EXPECT_EQ(ball.Hash(), Ball(1.0).Hash());
+  EXPECT_NE(ball, Ball(1.0 + 1e-16 * 4.0));
+  EXPECT_NE(SFField(0.0), SFField(-0.0));
+  SFField deep = SFField::X();
+  for (int i = 0; i < 200000; ++i)
+    deep = abs(deep - 1.0);
+  EXPECT_EQ(Translate(deep, {1.0, 0.0, 0.0}).NodeCount(), deep.NodeCount() + 2);
+  EXPECT_THROW(Array(deep, {1000, 1000, 100}, {1.0, 1.0, 1.0}), std::length_error);
 }
 
 } // namespace
