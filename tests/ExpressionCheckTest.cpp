@@ -100,7 +100,7 @@ TEST(TextMessages, MarkPlacesAsCompilersDo)
   // In any order of the places.
   std::string const text = "X Y\n+ X\nZ";
   SFTextMessages messages("m", text);
-  for (std::size_t const position : {8, 2, 6, 5, 0, 9}) {
+  for (std::size_t const position : {8U, 2U, 6U, 5U, 0U, 9U}) {
     auto const at = messages.PlaceOf(position);
     auto const alone = SFTextMessages("m", text).PlaceOf(position);
     EXPECT_EQ(std::pair(at.line, at.column), std::pair(alone.line, alone.column)) << position;

@@ -35,7 +35,8 @@ TEST(Elementary, KernelsHaveTheBitsOfSingleValues)
                                    {ACOS, "acos"},
                                    {ATAN, "atan"}}) {
     auto const& all = ElementaryFunctions();
-    auto const function = std::find_if(all.begin(), all.end(), [&](auto const& iOne) { return iOne.name == name; });
+    auto const function =
+        std::find_if(all.begin(), all.end(), [&wanted = name](auto const& iOne) { return iOne.name == wanted; });
     std::mt19937_64 random(3);
     Values x(count), y(count), expected(count), got(count);
     for (std::size_t i = 0; i < count; ++i) {
