@@ -192,7 +192,7 @@ SF_MODELLING_EXPORT SFField pow(SFField const& iA, SFField const& iB);
 SF_MODELLING_EXPORT SFField sign(SFField const& iA);                   ///< 1 where a > 0, -1 elsewhere
 SF_MODELLING_EXPORT SFField min(SFField const& iA, SFField const& iB); ///< b where b < a, else a
 SF_MODELLING_EXPORT SFField max(SFField const& iA, SFField const& iB); ///< b where b > a, else a
-/// The angle of (x, y) in (0, 2 pi]; on the axis it is 3/2 pi.
+/// The angle of (x, y) in (0, 2 pi]; on the axis it is pi.
 SF_MODELLING_EXPORT SFField Angle(SFField const& iY, SFField const& iX);
 /// sqrt(x^2 + y^2 + ...), summed from left to right.
 SF_MODELLING_EXPORT SFField Length(std::span<SFField const> iComponents);

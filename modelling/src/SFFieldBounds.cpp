@@ -41,7 +41,7 @@ private:
   }
 
   /// Moves one end of the box inwards as far as the field can be shown to be positive.
-  bool Shrink(std::size_t iAxis, std::size_t iSide)
+  void Shrink(std::size_t iAxis, std::size_t iSide)
   {
     double const inwards = iSide == 1 ? -1.0 : 1.0;
     double& end = _ends[iAxis][iSide];
@@ -62,16 +62,14 @@ private:
       proven = plane;
     }
     if (isFar && proven == end)
-      return false;
+      return;
     for (int i = 0; i < Halvings; ++i) {
       double const plane = 0.5 * (proven + open);
       if (std::abs(plane) >= Far || plane == proven)
         break;
       (IsPositiveBeyond(iAxis, iSide, plane) ? proven : open) = plane;
     }
-    bool const isCloser = proven != end;
     end = proven;
-    return isCloser;
   }
 
   SFCompiledField const& _field;

@@ -28,16 +28,7 @@ SFField ResourceOf(SFFormulaCall const& iCall)
   return SFField::Resource(std::move(resource));
 }
 
-/// a without all the others.
-SFField DifferenceOf(SFFormulaCall const& iCall)
-{
-  auto fields = iCall.Fields("a");
-  SFField result = fields.front();
-  for (std::size_t i = 1; i < fields.size(); ++i)
-    result = Difference(result, fields[i]);
-  return result;
-}
-
+/// From left to right: a difference is the first without all the others.
 template <SFField (*Join)(SFField const&, SFField const&)>
 SFField Joined(SFFormulaCall const& iCall)
 {
@@ -80,7 +71,7 @@ std::vector<SFFormulaRow> BasicRows()
     {{"atan", {{"a", ""}}}, Unary<atan>},
     {{"complement", {{"a", ""}}}, Unary<Complement>},
     {{"cos", {{"a", ""}}}, Unary<cos>},
-    {{"difference", {{"a", ""}}, true}, DifferenceOf},
+    {{"difference", {{"a", ""}}, true}, Joined<Difference>},
     {{"exp", {{"a", ""}}}, Unary<exp>},
     {{"extrude", {{"a", ""}, {"height", ""}}}, [](Call c) { return Extrude(c.Field("a"), c.Number("height")); }},
     {{"intersection", {{"a", ""}}, true}, [](Call c) { return Intersection(c.Fields("a")); }},

@@ -3,8 +3,6 @@
 #include "SFFormulaFunctions.h"
 
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <cmath>
 #include <cstddef>
 #include <iterator>
@@ -73,12 +71,11 @@ std::string NumberText(double iValue)
 {
   if (std::isnan(iValue))
     return "nan";
-  std::string text = "inf";
-  if (!std::isinf(iValue)) {
-    std::array<char, 32> buffer{};
-    auto const end = std::to_chars(buffer.data(), buffer.data() + buffer.size(), std::abs(iValue)).ptr;
-    text.assign(buffer.data(), end);
-  }
+  std::string text;
+  if (std::isinf(iValue))
+    text = "inf";
+  else
+    AppendSFNumberInFull(std::abs(iValue), text);
   return std::signbit(iValue) ? std::string("(-").append(text).append(")") : text;
 }
 

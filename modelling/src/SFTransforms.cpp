@@ -13,23 +13,16 @@
 namespace SF {
 namespace {
 
-/// A transform of coordinates p' = M p + t that is known to change lengths by factors of at most `stretch`, and whose
-/// inverse moves solids: a box around a solid becomes the box around its image.
-class AffineRemapping : public SFSubstitution
+/// A transform of coordinates p' = M p + t, which carries along what is known of the solids that its inverse moves.
+class AffineRemapping : public SFRemapping
 {
 public:
   AffineRemapping(SFAffineRows const& iToLocal, ZULMathTransformation const& iToWorld)
-    : _coordinates(AffineImage(iToLocal, Coordinates())), _placement(PlacementOf(iToLocal, iToWorld))
+    : SFRemapping(AffineImage(iToLocal, Coordinates())), _placement(PlacementOf(iToLocal, iToWorld))
   {
   }
 
 private:
-  SFFieldNodePtr Leaf(SFFieldNode const& iLeaf) const override
-  {
-    int const axis = static_cast<int>(iLeaf.GetType()) - static_cast<int>(SFNodeType::X);
-    return axis >= 0 && axis < 3 ? _coordinates[static_cast<std::size_t>(axis)].GetNode() : SFFieldNodePtr();
-  }
-
   std::optional<StatedFacts> MapFacts(StatedFacts const& iOld) const override
   {
     StatedFacts moved{_placement(iOld.facts), nullptr};
@@ -84,7 +77,6 @@ private:
     return true;
   }
 
-  SFField3 _coordinates;
   SFPlacement _placement;
 };
 
