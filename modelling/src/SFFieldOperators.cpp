@@ -112,7 +112,9 @@ SFField SmoothUnion(SFField const& iA, SFField const& iB, double iRadius)
   if (iRadius == 0.0)
     return sharp;
   SFField const h = max(0.0, 1.0 - abs(iA - iB) / iRadius);
-  return WithFacts(sharp - square(h) * (iRadius / 4.0), SmoothFacts(sharp, iRadius / 4.0));
+  SFField const smooth = sharp - square(h) * (iRadius / 4.0);
+  SFFieldFacts const facts = SmoothFacts(sharp, iRadius / 4.0);
+  return facts.constant ? smooth : WithFacts(smooth, facts); // a number is known from its operands
 }
 
 SFField SmoothUnion(std::span<SFField const> iFields, double iRadius)

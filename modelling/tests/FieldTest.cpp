@@ -99,6 +99,8 @@ TEST(Field, ParametersStayAlive)
   EXPECT_NEAR(With(part, "radius", 3.0)(4.25, 0.0, 0.0), 0.0, 1e-12);
   EXPECT_EQ(Parameters(part).front().high, 4.0);
   EXPECT_THROW(With(part, "radios", 3.0), std::invalid_argument);
+  SFField const blended = SmoothUnion(SFField::Parameter("a", 2.0), SFField::Parameter("b", 2.0), 4.0);
+  EXPECT_NEAR(Sphere(blended).Bounds()->high.x, 1.0, 1e-9);
   EXPECT_THROW((SFField::Parameter("a", 1.0) + SFField::Parameter("a", 2.0)).Node(), std::invalid_argument);
 }
 
