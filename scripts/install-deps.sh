@@ -11,13 +11,22 @@ packages=(
   make
   cmake
   ninja-build
-  libcli11-dev # options of sfdag
-  libpng-dev   # pictures of sfdag
+  # the tools and sfdag
+  libcli11-dev           # options
+  libpng-dev             # pictures
+  zlib1g-dev             # compressed parts of files
+  lib3mf-dev             # 3MF,
+  libzip-dev             # which needs this to link
+  libopenvdb-dev         # VDB volumes,
+  libboost-iostreams-dev # which need this beside them,
+  libtbb-dev             # and this
+  libeigen3-dev          # small least squares
+  nlohmann-json3-dev     # JSON, glTF
+  pkg-config             # finds lib3mf; and a consumer without CMake
   # testing
   libgtest-dev
   libmpfr-dev # exact values of the elementary functions
   libbenchmark-dev
-  pkg-config # a consumer without CMake
   python3    # checks of the documents
   graphviz   # drawings
   gnuplot-nox # plots of the documents, by bench/growth.gp

@@ -1,0 +1,61 @@
+#pragma once
+
+#include "SFToolsExport.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace SF {
+
+/// Where a result goes. A file is built under a temporary name in its own folder and takes its name only when Commit
+/// succeeds, so that nobody ever finds half a file; what was there before stays until then. Without a Commit the temporary
+/// file is removed. Devices, pipes and the standard output, "-", are written as they are.
+///
+/// Every operation throws an SFFileError that names the file. Objects may live in several threads, each used by one.
+class SF_TOOLS_EXPORT SFOutputFile
+{
+public:
+  /// Opens the file, before the work that its content takes, so that what cannot be written is told at once.
+  explicit SFOutputFile(std::string iPath);
+  SFOutputFile(SFOutputFile const&) = delete;
+  SFOutputFile& operator=(SFOutputFile const&) = delete;
+  ~SFOutputFile();
+
+  void Write(std::string_view iBytes);
+  /// Numbers in little-endian order, whatever the machine.
+  void Write(std::span<float const> iValues);
+  void Write(std::span<double const> iValues);
+  void Write(std::span<std::uint32_t const> iValues);
+  /// Replaces bytes that have been written, as a count in a header that is known in the end only. Fails for pipes.
+  void Overwrite(std::uint64_t iPosition, std::string_view iBytes);
+  /// Makes the result whole. Nothing may be written afterwards.
+  void Commit();
+
+  /// For messages: the path, or "standard output".
+  std::string const& GetName() const { return _name; }
+  /// The file that is being written, for libraries that want a name and not bytes; they replace its content. Empty
+  /// when it is no regular file.
+  std::string const& GetTemporaryPath() const { return _temporary; }
+
+  /// Removes the temporary files of all objects of this process and says whether there were any. Safe in a signal handler,
+  /// before the process ends.
+  static bool RemoveUnfinished() noexcept;
+
+private:
+  void OpenFile();
+  void OpenTemporary(std::string const& iPath);
+  void Open(int iDescriptor);
+  void RemoveTemporary();
+  template <class Number>
+  void WriteNumbers(std::span<Number const> iValues);
+
+  std::string _name;      ///< for messages
+  std::string _target;    ///< the file to be replaced; empty when there is no temporary file
+  std::string _temporary; ///< empty once it has been renamed
+  std::FILE* _file = nullptr;
+};
+
+} // namespace SF
