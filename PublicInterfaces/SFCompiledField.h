@@ -32,7 +32,7 @@ class SF_EXPORT SFCompiledField
 public:
   /// Makes `iRoot` ready under `iContext`, which is not kept, and compiles it. As for a rendering, no other thread
   /// may evaluate or prepare the graph meanwhile. `oField` is unchanged on failure: E_INVALIDARG, after a line, for
-  /// a null root; the code of GetReady when that fails; E_FAIL for a graph that cannot be evaluated, after the
+  /// a null root and for options that are stated to be refused; the code of GetReady when that fails; E_FAIL for a graph that cannot be evaluated, after the
   /// lines that its evaluation at the origin writes.
   static HRESULT Compile(SFSWContext const& iContext, std::shared_ptr<SFDagNode> const& iRoot,
                          SFCompiledFieldOptions const& iOptions, std::shared_ptr<SFCompiledField>& oField);

@@ -123,7 +123,8 @@ public:
   /// of a resource.
   std::string ToFormula() const;
 
-  /// The field prepared for many evaluations. The compiled field shares nothing with this object but its resources.
+  /// The field prepared for many evaluations. The compiled field shares nothing with this object but its resources. It is
+  /// told the Lipschitz bounds of shapes and of resources that are distances, in place of those of `iOptions`.
   std::shared_ptr<SFCompiledField> Compile(SFCompiledFieldOptions const& iOptions = {}) const;
   /// The value at one point. The first call compiles the field for all copies of this object; for many points use
   /// Compile.

@@ -79,10 +79,18 @@ void RenumberOperands(SFTapeInstruction& ioInstruction, Renumbered iRenumbered)
     ioInstruction.operands[1] = ioInstruction.operands[0];
 }
 
+/// What the caller has stated of a value: no difference quotient over points of space is larger.
+struct SFStatedBound
+{
+  SFValueId value = 0;
+  double lipschitz = 0.0;
+};
+
 /// A field as a list of instructions, each after its operands. Equal operations on equal values are one value.
 struct SFTape
 {
   std::vector<SFTapeInstruction> instructions;
+  std::vector<SFStatedBound> bounds;
   std::vector<SFValueId> results; ///< one a root, in the order in which the roots were given
 };
 

@@ -20,6 +20,7 @@ public:
 
   SFTapeInstruction const& At(SFValueId iId) const { return _tape.instructions[iId]; }
   void AddResult(SFValueId iId) { _tape.results.push_back(iId); }
+  void AddBound(SFStatedBound const& iBound) { _tape.bounds.push_back(iBound); }
 
   /// The tape, without instructions that no result needs. The builder is spent.
   SFTape Finish();

@@ -1,10 +1,12 @@
 #pragma once
 
+#include "SFCompiledFieldOptions.h"
 #include "graph/SFDagTraversal.h"
 #include "tape/SFTapeBuilder.h"
 
 #include <array>
 #include <optional>
+#include <span>
 #include <vector>
 
 namespace SF {
@@ -21,6 +23,8 @@ public:
   /// `iFinite`: the coordinates are finite, below `LargestCoordinate` in magnitude. The terms of a mapping with
   /// a coefficient of zero are then left out where that cannot change a bit.
   explicit SFTapeCompiler(bool iFinite) : _finite(iFinite) {}
+  /// `iBounds`: what is stated of nodes; they become bounds of values.
+  SFTapeCompiler(bool iFinite, std::span<SFLipschitzBound const> iBounds);
 
   static constexpr double LargestCoordinate = 1e100;
 
@@ -47,7 +51,8 @@ private:
   struct Position
   {
     std::array<SFValueId, 3> values{};
-    bool finite = false; ///< surely finite, and small enough that products with coefficients are too
+    bool finite = false;  ///< surely finite, and small enough that products with coefficients are too
+    double stretch = 1.0; ///< distances grow by no more on the way from the grid; infinity when nothing is known
   };
 
   HRESULT Begin(Frame& ioFrame, SFDagNode const*& oNext);
@@ -62,6 +67,8 @@ private:
   bool _finite;
   SFTapeLimit _limit = EFieldLimit;
   std::vector<Position> _positions;
+  SFNodeIndex _boundNodes;
+  std::vector<double> _bounds; ///< by number in `_boundNodes`
   SFNodeIndex _nodes;
   std::vector<SFValueId> _nodeValues; ///< by node number; Unknown before the node's visit has ended
   SFValueId _last = 0;                ///< the value of the node whose visit ended last

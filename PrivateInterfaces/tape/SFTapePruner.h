@@ -5,6 +5,7 @@
 #include "tape/SFTapeInvariants.h"
 #include "tape/SFTapeList.h"
 
+#include <limits>
 #include <span>
 #include <vector>
 
@@ -16,6 +17,11 @@ struct SFPrunableList : SFTapeList
 {
   std::size_t choices = 0; ///< steps that pruning might decide
   std::size_t cost = 0;    ///< of a point, in additions
+  /// The float that all points of the box get, for a box whose values are all beyond the limit; NaN for others. Without
+  /// steps then.
+  float settled = std::numeric_limits<float>::quiet_NaN();
+
+  bool IsSettled() const { return settled == settled; }
 };
 
 /// The state of one step of a list while it is pruned, for W boxes at once.
@@ -54,14 +60,16 @@ struct SFPrunerScratch
 /// Each needed value has a demanded range: a value above `upper` may be any other value above it, one below `lower`
 /// any other below. A minimum narrows the upper bound of both its operands to the smallest of their upper ends, so the
 /// bound is handed down through nested minima however they are associated. Only strict comparisons drop, and never
-/// where an operand may be NaN: ties, signed zeros and NaN come out as before.
+/// where an operand may be NaN: ties, signed zeros and NaN come out as before. What is beyond a limit of the one result may
+/// be anything else beyond it.
 class SFTapePruner
 {
 public:
   /// The most boxes that are pruned for together. Neighbours share the walk over the list, and the vector units.
   static constexpr std::size_t MaxBoxes = SFRangeLanes;
 
-  explicit SFTapePruner(SFTapeInvariants const& iTape);
+  /// `iLimit`: the magnitude that the result is limited to when it is stored; infinity where it is stored as it is.
+  explicit SFTapePruner(SFTapeInvariants const& iTape, double iLimit = SFInterval::Infinity);
 
   /// The list for tiles anywhere in the grid. Without choices, or on a grid whose coordinates are not numbers, it has
   /// no choices and must not be pruned.
@@ -82,6 +90,7 @@ private:
   static constexpr std::size_t LongList = 16384;
 
   SFTapeInvariants const& _tape;
+  double _limit;
   SFPrunableList _list;
 };
 

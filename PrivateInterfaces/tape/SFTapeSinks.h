@@ -3,6 +3,8 @@
 #include "tape/SFTapeKernels.h"
 #include "tape/SFTapeSweep.h"
 
+#include <algorithm>
+
 namespace SF {
 
 /// The part of a grid's floats that a tile's voxels take, `iWidth` for each voxel.
@@ -27,10 +29,11 @@ inline void StoreTile(SFTapeInvariants const& iTape, SFStoreKernel iStore, SFTil
          iDiagonal);
 }
 
-/// Stores the one result of each tile, clamped or plain.
-inline SFTapeSweep::Output ValueOutput(SFTapeInvariants const& iTape, bool iClamps, float* oValues)
+/// Stores the one result of each tile: plain, or limited in magnitude to the diagonal and to `iBand`.
+inline SFTapeSweep::Output ValueOutput(SFTapeInvariants const& iTape, bool iClamps, float* oValues,
+                                       double iBand = SFInterval::Infinity)
 {
-  double const diagonal = iTape.GetGrid().Diagonal();
+  double const diagonal = std::min(iTape.GetGrid().Diagonal(), iBand);
   auto const& kernels = iTape.GetKernels();
   auto const store = iClamps ? kernels.storeClamped : kernels.storePlain;
   return {{oValues, iClamps, diagonal},

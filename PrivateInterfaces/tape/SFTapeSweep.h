@@ -22,14 +22,17 @@ public:
   {
     SFFloatTarget target;
     Sink sink;
+
+    /// The magnitude that the target limits its values to; infinity where it stores them as they are.
+    double Limit() const { return target.floats != nullptr && target.clamps ? target.diagonal : SFInterval::Infinity; }
   };
 
   /// Values of a tile that is not pruned for: 16 KiB a slot, so that the few slots in use together stay near.
   static constexpr std::size_t TileVolume = 2048;
 
-  /// Of the slices [iBegin, iEnd), with up to `iThreads` threads.
+  /// Of the slices [iBegin, iEnd), with up to `iThreads` threads. `iLimit`: that of the output.
   SFTapeSweep(SFTapeInvariants const& iTape, unsigned int iBegin, unsigned int iEnd, unsigned int iThreads,
-              std::size_t iTileVolume = TileVolume);
+              double iLimit = SFInterval::Infinity, std::size_t iTileVolume = TileVolume);
 
   /// Runs regions until none is left, or until `iStop` says so; `iOnTile` is called after each tile. Call it from each
   /// thread.
@@ -47,6 +50,7 @@ private:
   void VisitParts(Worker& ioWorker, SFTile const& iBox, SFPrunableList const& iList, std::size_t iLevel,
                   bool iLastWasVain) const;
   void RunBox(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList) const;
+  void FillBox(Worker& ioWorker, SFTile const& iBox, float iValue) const;
   bool PruningGains() const;
   std::size_t DrawRegions(SFTile* oBoxes);
   SFTile RegionAt(std::size_t iNumber) const;

@@ -2,6 +2,7 @@
 
 #include "ResourceToSF.h"
 #include "SFArgument.h"
+#include "SFDiagnostics.h"
 #include "SFFactsRecipe.h"
 #include "SFFieldWalk.h"
 #include "SFLowering.h"
@@ -18,9 +19,13 @@ namespace {
 std::shared_ptr<SFCompiledField> Compiled(SFField const& iField, SFCompiledFieldOptions const& iOptions)
 {
   SFSWContext const context(SFSemanticLevel::ESemanticLevel2);
+  SFLoweredField const lowered = LoweredWithBounds(iField);
+  SFCompiledFieldOptions options = iOptions;
+  options.lipschitzBounds = lowered.bounds;
   std::shared_ptr<SFCompiledField> compiled;
-  if (Failed(SFCompiledField::Compile(context, iField.Node(), iOptions, compiled)))
-    throw std::runtime_error("the field cannot be compiled");
+  SFSilence const silence;
+  if (Failed(SFCompiledField::Compile(context, lowered.root, options, compiled)))
+    throw std::runtime_error("the field cannot be compiled with these options");
   return compiled;
 }
 

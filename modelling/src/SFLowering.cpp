@@ -1,5 +1,6 @@
 #include "SFLowering.h"
 
+#include "SFAffineForms.h"
 #include "SFConstant.h"
 #include "SFFieldWalk.h"
 #include "SFOp.h"
@@ -25,6 +26,17 @@ public:
   }
 
   NodePtr const& Of(SFField const& iField) const { return _nodes[_order.NumberOf(iField)]; }
+
+  /// What follows from the operands is found out again by the compiled field.
+  std::vector<SFLipschitzBound> StatedBounds() const
+  {
+    std::vector<SFLipschitzBound> bounds;
+    for (std::uint32_t i = 0; i < _nodes.size(); ++i)
+      if (SFFieldFacts const* const facts = _order.Nodes()[i]->GetFacts();
+          facts != nullptr && facts->lipschitz < Infinity)
+        bounds.push_back({_nodes[i].get(), facts->lipschitz * AffineForms::Margin});
+    return bounds;
+  }
 
 private:
   NodePtr Operand(std::uint32_t iNode, int iNumber) const
@@ -76,6 +88,13 @@ std::vector<NodePtr> Lowered(std::span<SFField const> iFields)
   for (SFField const& field : iFields)
     graphs.push_back(lowering.Of(field));
   return graphs;
+}
+
+SFLoweredField LoweredWithBounds(SFField const& iField)
+{
+  SFFieldOrder const order(iField);
+  Lowering const lowering(order);
+  return {lowering.Of(iField), lowering.StatedBounds()};
 }
 
 } // namespace SF

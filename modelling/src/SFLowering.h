@@ -11,4 +11,12 @@ namespace SF {
 /// have different values.
 std::vector<std::shared_ptr<SFDagNode>> Lowered(std::span<SFField const> iFields);
 
+/// The graph of a field, and the Lipschitz bounds that are stated of its parts.
+struct SFLoweredField
+{
+  std::shared_ptr<SFDagNode> root;
+  std::vector<SFLipschitzBound> bounds;
+};
+SFLoweredField LoweredWithBounds(SFField const& iField);
+
 } // namespace SF

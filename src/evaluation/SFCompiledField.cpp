@@ -5,6 +5,7 @@
 #include "SFDagEvaluator.h"
 #include "SFDagFunctor.h"
 #include "evaluation/SFFieldCall.h"
+#include "evaluation/SFStatedBounds.h"
 #include "evaluation/SFWorkerCount.h"
 #include "graph/SFDagTraversal.h"
 #include "tape/SFTapeCompiler.h"
@@ -25,9 +26,9 @@ namespace {
 /// The memory budget of a rendering divided by this is for hoisted values; the tiles get the rest.
 constexpr std::size_t HoistedShare = 2;
 
-bool CompileTape(SFDagNode const& iRoot, bool iFinite, SFTape& oTape)
+bool CompileTape(SFDagNode const& iRoot, bool iFinite, SFCompiledFieldOptions const& iOptions, SFTape& oTape)
 {
-  SFTapeCompiler compiler(iFinite);
+  SFTapeCompiler compiler(iFinite, iOptions.lipschitzBounds);
   if (!compiler.AddRoot(iRoot, EFieldLimit))
     return false;
   oTape = compiler.Finish();
@@ -49,6 +50,18 @@ std::vector<std::shared_ptr<SFDagNode>> ResourcesOf(SFDagNode const& iRoot)
       add(functor->GetDerivedDag());
   }
   return resources;
+}
+
+bool AreValid(SFCompiledFieldOptions const& iOptions)
+{
+  auto const isValid = [](SFLipschitzBound const& iBound) { return iBound.node != nullptr && iBound.bound >= 0.0; };
+  if (!(iOptions.band > 0.0))
+    Diagnostics::NotSatisfied("Compile", "iOptions.band > 0");
+  else if (!std::all_of(iOptions.lipschitzBounds.begin(), iOptions.lipschitzBounds.end(), isValid))
+    Diagnostics::NotSatisfied("Compile", "each Lipschitz bound has a node and is not negative");
+  else
+    return true;
+  return false;
 }
 
 /// The evaluation of a graph that cannot be compiled says what is wrong with it.
@@ -184,6 +197,8 @@ HRESULT SFCompiledField::Compile(SFSWContext const& iContext, std::shared_ptr<SF
     Diagnostics::NullPointer("Compile", "iRoot.get()");
     return E_INVALIDARG;
   }
+  if (!AreValid(iOptions))
+    return E_INVALIDARG;
   HRESULT const hr = iRoot->GetReady(iContext);
   if (Failed(hr)) {
     Diagnostics::FailedCall("Compile", hr);
@@ -191,11 +206,15 @@ HRESULT SFCompiledField::Compile(SFSWContext const& iContext, std::shared_ptr<SF
   }
   SFTape anywhere;
   SFTape bounded;
-  if (!CompileTape(*iRoot, false, anywhere) || !CompileTape(*iRoot, true, bounded)) {
+  if (!CompileTape(*iRoot, false, iOptions, anywhere) || !CompileTape(*iRoot, true, iOptions, bounded)) {
     EvaluateAtOrigin(iContext, *iRoot);
     return E_FAIL;
   }
+  if (iOptions.lipschitzCheck != nullptr && !HoldStatedBounds(anywhere, *iOptions.lipschitzCheck))
+    return E_INVALIDARG;
   SFCompiledFieldOptions options = iOptions;
+  options.lipschitzBounds = {};
+  options.lipschitzCheck = nullptr;
   if (options.threads == 0)
     options.threads = WorkerCount(std::thread::hardware_concurrency());
   auto resources = std::make_shared<std::vector<std::shared_ptr<SFDagNode>> const>(ResourcesOf(*iRoot));
@@ -319,8 +338,8 @@ HRESULT SFCompiledField::RenderSlices(unsigned int const* iDims, unsigned int iB
   HRESULT hr = call.Run(1, [&](bool) { tape.Prepare(plan.threads, call.GetStopRequest()); });
   if (Failed(hr))
     return hr;
-  SFTapeSweep sweep(tape, 0, slices.dims[2], plan.threads, plan.volume);
-  auto const output = ValueOutput(tape, true, ioValues.data());
+  auto const output = ValueOutput(tape, true, ioValues.data(), options.band);
+  SFTapeSweep sweep(tape, 0, slices.dims[2], plan.threads, output.Limit(), plan.volume);
   double const regions = static_cast<double>(sweep.GetRegionCount());
   hr = call.Run(plan.threads, [&](bool iIsCaller) {
     auto const report = [&] { call.Report(static_cast<double>(sweep.GetRegionsDone()) / regions); };

@@ -107,7 +107,7 @@ HRESULT SFGridRenderer::RunCompiled(SFTapeInvariants const& iTape, unsigned int 
                                     SFTapeSweep::Output const& iOutput)
 {
   // The tasks draw regions from one counter instead of keeping to their slabs, which evens out the work.
-  SFTapeSweep sweep(iTape, 0, iTape.GetGrid().dims[2], iWorkers);
+  SFTapeSweep sweep(iTape, 0, iTape.GetGrid().dims[2], iWorkers, iOutput.Limit());
   return RunSlabs(iTape.GetGrid(), iWorkers, [&](unsigned int, unsigned int, unsigned int) {
     sweep.Work(iOutput);
     return S_OK;

@@ -105,6 +105,9 @@ SFTape SFTapeBuilder::Finish()
   }
   for (SFValueId const result : _tape.results)
     tape.results.push_back(renumbered[result]);
+  for (SFStatedBound const& bound : _tape.bounds)
+    if (needed[bound.value] != 0)
+      tape.bounds.push_back({renumbered[bound.value], bound.lipschitz});
   return tape;
 }
 

@@ -4,16 +4,51 @@
 #include "SFAffineTransform.h"
 #include "SFCylindricalTransform.h"
 
+#include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace SF {
 namespace {
 
 constexpr SFValueId Unknown = UINT32_MAX;
 
+constexpr double Infinity = std::numeric_limits<double>::infinity();
+
+/// No vector grows by more under the first three columns of three rows: the norm of a matrix is at most its Frobenius norm,
+/// and at most the geometric mean of its largest sums of magnitudes by rows and by columns.
+double StretchOf(double const (&iRows)[16])
+{
+  double squares = 0.0;
+  double row = 0.0;
+  double column = 0.0;
+  for (std::size_t i = 0; i < 3; ++i) {
+    double inRow = 0.0;
+    double inColumn = 0.0;
+    for (std::size_t j = 0; j < 3; ++j) {
+      squares += iRows[4 * i + j] * iRows[4 * i + j];
+      inRow += std::abs(iRows[4 * i + j]);
+      inColumn += std::abs(iRows[4 * j + i]);
+    }
+    row = std::max(row, inRow);
+    column = std::max(column, inColumn);
+  }
+  constexpr double margin = 1.0 + 1e-14; // for the rounding of this
+  return margin * std::sqrt(std::min(squares, row * column));
+}
+
 bool IsNegativeZero(double iValue) { return iValue == 0.0 && std::signbit(iValue); }
 
 } // namespace
+
+SFTapeCompiler::SFTapeCompiler(bool iFinite, std::span<SFLipschitzBound const> iBounds) : _finite(iFinite)
+{
+  for (SFLipschitzBound const& bound : iBounds)
+    if (auto const [number, isNew] = _boundNodes.Insert(bound.node); isNew)
+      _bounds.push_back(bound.bound);
+    else
+      _bounds[number] = std::min(_bounds[number], bound.bound);
+}
 
 // ---- positions ------------------------------------------------------------------------------------------------
 
@@ -49,9 +84,11 @@ bool SFTapeCompiler::EnterTransform(SFDagNode const& iNode)
     inverse->GetCoef(c, 16);
     for (std::size_t row = 0; row < 3; ++row)
       to.values[row] = MappedCoordinate(c + 4 * row, from);
+    to.stretch = from.stretch * StretchOf(c);
     // Only the grid's own coordinates are known to be bounded; nested mappings could leave any bound.
     to.finite = false;
   } else if (auto const* const cylinder = NodeAs<SFCylindricalTransform>(iNode)) {
+    to.stretch = std::numeric_limits<double>::infinity();
     auto const& frame = cylinder->GetFrame();
     auto const& origin = cylinder->GetOrigin();
     std::array<SFValueId, 3> const d{Emit(SFNodeType::MINUS, from.values[0], Constant(origin.x)),
@@ -85,6 +122,9 @@ bool SFTapeCompiler::EnterTransform(SFDagNode const& iNode)
 HRESULT SFTapeCompiler::EndVisit(Frame const& iFrame, SFValueId iValue)
 {
   _last = _nodeValues[iFrame.number] = iValue;
+  if (std::uint32_t const bound = _boundNodes.Find(iFrame.node); bound != SFNodeIndex::Absent)
+    if (double const lipschitz = _bounds[bound] * _positions.back().stretch; lipschitz < Infinity)
+      AddBound({iValue, lipschitz});
   return S_OK;
 }
 

@@ -58,9 +58,9 @@ class Pass
 public:
   using State = SFStepState<W>;
 
-  Pass(SFTapeInvariants const& iTape, SFPrunableList const& iList, std::span<SFTile const> iBoxes,
+  Pass(SFTapeInvariants const& iTape, double iLimit, SFPrunableList const& iList, std::span<SFTile const> iBoxes,
        SFPrunerScratch& ioScratch, std::vector<State>& ioStates)
-    : _tape(iTape), _list(iList), _boxes(iBoxes), _all(static_cast<SFBoxes>((1U << iBoxes.size()) - 1)),
+    : _tape(iTape), _limit(iLimit), _list(iList), _boxes(iBoxes), _all(static_cast<SFBoxes>((1U << iBoxes.size()) - 1)),
       _scratch(ioScratch), _states(ioStates)
   {
     if (_states.size() < iList.steps.size())
@@ -72,6 +72,7 @@ public:
   }
 
   bool ComputeRanges();
+  void Settle();
   void PushDemands();
   SFBoxes Write(SFListUse iUse, SFPrunableList* oLists);
 
@@ -102,11 +103,15 @@ private:
   SFValueId Resolved(SFValueId iId, std::size_t iLane);
   SFTapeStep Rewritten(SFTapeStep const& iStep, State const& iState, std::size_t iLane);
   void WriteStep(SFTapeStep const& iStep, State& ioState, SFPrunableList* oLists);
+  float Settled(std::size_t iLane) const;
 
   SFTapeInvariants const& _tape;
+  double _limit;
   SFPrunableList const& _list;
   std::span<SFTile const> _boxes;
   SFBoxes _all;
+  SFBoxes _above = 0; ///< the boxes all over which the result is limited from above
+  SFBoxes _below = 0;
   SFPrunerScratch& _scratch;
   std::vector<State>& _states;
   std::array<Extents, 3> _extents;
@@ -282,11 +287,25 @@ void Pass<W>::PushDemand(SFTapeStep const& iStep, State& ioState)
   }
 }
 
+/// Finds the boxes that need no step, as their values are all beyond the limit.
+template <std::size_t W>
+void Pass<W>::Settle()
+{
+  if (_limit == SFInterval::Infinity)
+    return;
+  SFRanges<W> const& range = At(_list.results.front()).range;
+  for (std::size_t lane = 0; lane < _boxes.size(); ++lane) {
+    _above |= static_cast<SFBoxes>((range.nan[lane] == 0 && range.lo[lane] >= _limit ? 1U : 0U) << lane);
+    _below |= static_cast<SFBoxes>((range.nan[lane] == 0 && range.hi[lane] <= -_limit ? 1U : 0U) << lane);
+  }
+}
+
 template <std::size_t W>
 void Pass<W>::PushDemands()
 {
+  Settle();
   for (SFValueId const result : _list.results)
-    Demand(result, _all);
+    Demand(result, _all & static_cast<SFBoxes>(~(_above | _below)), FilledDemand<W>(-_limit, _limit));
   for (SFValueId const id : {_tape.GetOne(), _tape.GetMinusOne(), _tape.GetMinusInfinity()})
     At(id).needed = _all; // a later pruning may put them in for others
   for (std::size_t at = _list.steps.size(); at-- > 0;)
@@ -346,12 +365,21 @@ void Pass<W>::WriteStep(SFTapeStep const& iStep, State& ioState, SFPrunableList*
 }
 
 template <std::size_t W>
+float Pass<W>::Settled(std::size_t iLane) const
+{
+  if (((_above | _below) >> iLane & 1U) == 0)
+    return std::numeric_limits<float>::quiet_NaN();
+  return static_cast<float>((_above >> iLane & 1U) != 0 ? _limit : -_limit);
+}
+
+template <std::size_t W>
 SFBoxes Pass<W>::Write(SFListUse iUse, SFPrunableList* oLists)
 {
   for (std::size_t lane = 0; lane < _boxes.size(); ++lane) {
     oLists[lane].steps.clear();
     oLists[lane].choices = 0;
     oLists[lane].cost = 0;
+    oLists[lane].settled = Settled(lane);
   }
   SFBoxes changed = 0;
   for (std::size_t at = 0; at < _list.steps.size(); ++at) {
@@ -373,11 +401,11 @@ SFBoxes Pass<W>::Write(SFListUse iUse, SFPrunableList* oLists)
 }
 
 template <std::size_t W>
-SFBoxes PruneFor(SFTapeInvariants const& iTape, SFPrunableList const& iList, std::span<SFTile const> iBoxes,
-                 SFListUse iUse, SFPrunerScratch& ioScratch, std::vector<SFStepState<W>>& ioStates,
-                 SFPrunableList* oLists)
+SFBoxes PruneFor(SFTapeInvariants const& iTape, double iLimit, SFPrunableList const& iList,
+                 std::span<SFTile const> iBoxes, SFListUse iUse, SFPrunerScratch& ioScratch,
+                 std::vector<SFStepState<W>>& ioStates, SFPrunableList* oLists)
 {
-  Pass<W> pass(iTape, iList, iBoxes, ioScratch, ioStates);
+  Pass<W> pass(iTape, iLimit, iList, iBoxes, ioScratch, ioStates);
   if (!pass.ComputeRanges())
     return 0;
   pass.PushDemands();
@@ -386,7 +414,8 @@ SFBoxes PruneFor(SFTapeInvariants const& iTape, SFPrunableList const& iList, std
 
 } // namespace
 
-SFTapePruner::SFTapePruner(SFTapeInvariants const& iTape) : _tape(iTape)
+SFTapePruner::SFTapePruner(SFTapeInvariants const& iTape, double iLimit)
+  : _tape(iTape), _limit(iLimit > 0.0 ? iLimit : SFInterval::Infinity)
 {
   auto const& instructions = iTape.GetTape().instructions;
   std::vector<char> isRead(instructions.size(), 0);
@@ -424,11 +453,11 @@ SFBoxes SFTapePruner::Prune(SFPrunableList const& iList, std::span<SFTile const>
                             SFPrunerScratch& ioScratch, SFPrunableList* oLists) const
 {
   if (iBoxes.size() > 1 && BoxesFor(iList) > 1)
-    return PruneFor<SFRangeLanes>(_tape, iList, iBoxes, iUse, ioScratch, ioScratch.several, oLists);
+    return PruneFor<SFRangeLanes>(_tape, _limit, iList, iBoxes, iUse, ioScratch, ioScratch.several, oLists);
   SFBoxes changed = 0;
   for (std::size_t i = 0; i < iBoxes.size() && (ioScratch.stop == nullptr || !ioScratch.stop->IsStopped()); ++i)
     changed |= static_cast<SFBoxes>(
-        PruneFor<1>(_tape, iList, iBoxes.subspan(i, 1), iUse, ioScratch, ioScratch.single, oLists + i) << i);
+        PruneFor<1>(_tape, _limit, iList, iBoxes.subspan(i, 1), iUse, ioScratch, ioScratch.single, oLists + i) << i);
   return changed;
 }
 

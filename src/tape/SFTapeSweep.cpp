@@ -60,8 +60,8 @@ struct SFTapeSweep::Worker
 };
 
 SFTapeSweep::SFTapeSweep(SFTapeInvariants const& iTape, unsigned int iBegin, unsigned int iEnd, unsigned int iThreads,
-                         std::size_t iTileVolume)
-  : _tape(iTape), _pruner(iTape), _threads(std::max(1U, iThreads)), _tileVolume(iTileVolume)
+                         double iLimit, std::size_t iTileVolume)
+  : _tape(iTape), _pruner(iTape, iLimit), _threads(std::max(1U, iThreads)), _tileVolume(iTileVolume)
 {
   auto const& dims = iTape.GetGrid().dims;
   _all = {{0, 0, iBegin}, {dims[0], dims[1], iEnd - iBegin}};
@@ -180,7 +180,9 @@ void SFTapeSweep::Visit(Worker& ioWorker, std::span<SFTile const> iBoxes, SFTile
   }
   for (std::size_t i = 0; i < iBoxes.size() && !ioWorker.MustStop(); ++i) {
     bool const vain = (changed >> i & 1U) == 0;
-    if (isLast || (vain && iLastWasVain) || lists[i].choices == 0 || lists[i].cost < WorthPruning)
+    if (lists[i].IsSettled())
+      FillBox(ioWorker, iBoxes[i], lists[i].settled);
+    else if (isLast || (vain && iLastWasVain) || lists[i].choices == 0 || lists[i].cost < WorthPruning)
       RunBox(ioWorker, iBoxes[i], lists[i]);
     else
       VisitParts(ioWorker, iBoxes[i], lists[i], iLevel + 1, vain);
@@ -205,6 +207,18 @@ void SFTapeSweep::VisitParts(Worker& ioWorker, SFTile const& iBox, SFPrunableLis
     parts[count++] = iPart;
   });
   visit(true);
+}
+
+/// Stores one value all over a box.
+void SFTapeSweep::FillBox(Worker& ioWorker, SFTile const& iBox, float iValue) const
+{
+  SFGrid const& grid = _tape.GetGrid();
+  float* const floats = ioWorker.output.target.floats;
+  for (unsigned int k = 0; k < iBox.count[2]; ++k)
+    for (unsigned int j = 0; j < iBox.count[1]; ++j)
+      std::fill_n(floats + grid.Index(iBox.begin[0], iBox.begin[1] + j, iBox.begin[2] + k), iBox.count[0], iValue);
+  if (ioWorker.onTile)
+    ioWorker.onTile();
 }
 
 void SFTapeSweep::RunBox(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList) const

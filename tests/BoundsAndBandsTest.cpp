@@ -1,0 +1,98 @@
+#include "CompiledFieldSupport.h"
+
+#include <algorithm>
+
+using namespace SF;
+using namespace SFTest;
+
+namespace {
+
+struct GridCase
+{
+  std::array<unsigned int, 3> dims;
+  double h;
+};
+
+std::vector<float> Slices(SFCompiledField const& iField, GridCase const& iGrid)
+{
+  double const origin[3] = {-1.3, -0.9, -1.1};
+  std::vector<float> values(std::size_t{iGrid.dims[0]} * iGrid.dims[1] * iGrid.dims[2]);
+  EXPECT_EQ(iField.RenderSlices(iGrid.dims.data(), 0, iGrid.dims[2], values, iGrid.h, origin), S_OK);
+  return values;
+}
+
+TEST(Bands, LimitTheValuesAndChangeNoneWithin)
+{
+  std::vector<std::string> texts = CompiledTexts;
+  Expressions expressions(23);
+  for (int i = 0; i < 30; ++i)
+    texts.push_back(expressions.Next(6));
+  for (std::string const& text : texts)
+    for (GridCase const& grid :
+         {GridCase{{40, 33, 29}, 0.08}, GridCase{{150, 80, 1}, 0.02}, GridCase{{1, 1, 1}, 1.0}}) {
+      auto const whole = Slices(*Compiled(Build(text)), grid);
+      for (double const band : {1e-300, 0.1, 0.75, 2.0}) {
+        SFCompiledFieldOptions options = WithThreads(2);
+        options.band = band;
+        auto const found = Slices(*Compiled(Build(text), options), grid);
+        auto const limit = static_cast<float>(band);
+        for (std::size_t i = 0; i < whole.size(); ++i)
+          ASSERT_TRUE(SameBits<std::uint32_t>(
+              found[i],
+              std::abs(whole[i]) < limit ? whole[i] : std::copysign(std::min(limit, std::abs(whole[i])), whole[i])))
+              << text << ", band " << band << ", voxel " << i << ": " << found[i] << ", not " << whole[i];
+      }
+    }
+}
+
+TEST(LipschitzBounds, FalseOnesAreReportedByTheCheck)
+{
+  RootPtr const ball = Build("- r + + q X q Y q Z f1 $");
+  // Under this transform the ball's values are those at points twice as far apart.
+  RootPtr const smaller = Build("m[0.5;0;0;0;0;0.5;0;0;0;0;0.5;0;0;0;0;1] - r + + q X q Y q Z f1 $");
+  SFLipschitzCheck const check{{{-2.0, -2.0, -2.0}, {2.0, 2.0, 2.0}}, 2000};
+  struct Case
+  {
+    RootPtr root;
+    SFDagNode const* node;
+    double bound;
+    bool isTrue;
+  };
+  for (Case const& c : {Case{ball, ball.get(), 1.0, true}, Case{ball, ball.get(), 0.9, false},
+                        Case{ball, ball->GetLhs()->GetLhs().get(), 2.0, false}, Case{smaller, smaller.get(), 2.0, true},
+                        Case{smaller, smaller.get(), 1.9, false}, Case{smaller, smaller->GetLhs().get(), 1.0, true},
+                        Case{smaller, smaller->GetLhs().get(), 0.9, false}, Case{ball, smaller.get(), 0.0, true}}) {
+    SFLipschitzBound const bound{c.node, c.bound};
+    SFCompiledFieldOptions options;
+    options.lipschitzBounds = {&bound, 1};
+    options.lipschitzCheck = &check;
+    FieldPtr field;
+    HRESULT code = S_OK;
+    auto const lines = LinesOf([&] { code = SFCompiledField::Compile(Level2(), c.root, options, field); });
+    EXPECT_EQ(code, c.isTrue ? S_OK : E_INVALIDARG) << c.bound;
+    ASSERT_EQ(lines.size(), c.isTrue ? 0U : 1U);
+    EXPECT_TRUE(c.isTrue || lines[0].find("a stated Lipschitz bound is false") != std::string::npos) << lines[0];
+  }
+}
+
+TEST(LipschitzBounds, AndBandsThatMakeNoSenseAreRefused)
+{
+  RootPtr const root = Build("X $");
+  for (auto const& [node, bound, band] : {std::tuple{root.get(), -1.0, 1.0},
+                                          {root.get(), NaN, 1.0},
+                                          {static_cast<SFDagNode*>(nullptr), 1.0, 1.0},
+                                          {root.get(), 1.0, 0.0},
+                                          {root.get(), 1.0, NaN}}) {
+    SFLipschitzBound const stated{node, bound};
+    SFCompiledFieldOptions options;
+    options.lipschitzBounds = {&stated, 1};
+    options.band = band;
+    FieldPtr field;
+    auto const lines =
+        LinesOf([&] { EXPECT_EQ(SFCompiledField::Compile(Level2(), root, options, field), E_INVALIDARG); });
+    EXPECT_EQ(lines.size(), 1U);
+    EXPECT_EQ(field, nullptr);
+  }
+}
+
+} // namespace
