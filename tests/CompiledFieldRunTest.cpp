@@ -76,6 +76,36 @@ TEST(RenderSlices, InARowAreTheWholeGrid)
     }
 }
 
+/// What a field keeps of the grids before: places, sizes, slices in any order, infinities.
+TEST(RenderSlices, KeepNothingOfOtherGrids)
+{
+  struct
+  {
+    std::array<unsigned int, 3> dims;
+    unsigned int begin, end;
+    double h, x;
+  } const cases[] = {
+      {{9, 8, 200}, 0, 2, 0.1, -0.5},   {{9, 8, 200}, 150, 152, 0.1, -0.5}, {{9, 8, 200}, 60, 70, 0.1, -0.5},
+      {{9, 8, 200}, 61, 62, 0.1, -0.5}, {{9, 8, 200}, 61, 62, 0.1, 0.25},   {{9, 8, 200}, 61, 62, 0.2, 0.25},
+      {{8, 9, 200}, 61, 62, 0.1, -0.5}, {{9, 8, 1}, 0, 1, 0.1, 7.0},        {{9, 8, 1}, 0, 1, 0.1, INFINITY},
+      {{9, 8, 1}, 0, 1, 1e200, 7.0},    {{9, 8, 1}, 0, 1, 0.1, -3.0},       {{9, 8, 200}, 0, 2, 0.1, -0.5}};
+  RootPtr const root = Build("U - r + + q X q Y q Z f1 I a - X f0.5 * Y Z $");
+  for (std::size_t const budget : {std::size_t{1}, std::size_t{40000}, SFCompiledFieldOptions().memoryBudget}) {
+    SFCompiledFieldOptions options = WithThreads(2);
+    options.memoryBudget = budget;
+    FieldPtr const kept = Compiled(root, options);
+    for (auto const& c : cases) {
+      double const origin[3] = {c.x, 0.5, -1.0};
+      std::vector<float> found(std::size_t{c.dims[0]} * c.dims[1] * (c.end - c.begin));
+      std::vector<float> expected(found.size());
+      ASSERT_EQ(kept->RenderSlices(c.dims.data(), c.begin, c.end, found, c.h, origin), S_OK);
+      ASSERT_EQ(Compiled(root)->RenderSlices(c.dims.data(), c.begin, c.end, expected, c.h, origin), S_OK);
+      for (std::size_t i = 0; i < found.size(); ++i)
+        ASSERT_TRUE(SameBits<std::uint32_t>(found[i], expected[i])) << "case " << &c - cases << " at " << i;
+    }
+  }
+}
+
 TEST(RenderSlices, ReachIntoGridsThatFitIntoNoMemory)
 {
   unsigned int const dims[3] = {3, 2, 4000000000U};

@@ -46,10 +46,15 @@ struct SFWorkPlan
 {
   unsigned int threads = 1;
   std::size_t volume = 1; ///< values of a tile, at most
+  std::size_t bytes = 0;  ///< that the threads take
 };
 
 /// The most threads and the largest tiles up to `iVolume` values with which `iThreads` threads that run the list of
 /// `iTape` stay within `iBudget` bytes; one thread and small tiles where nothing does.
 SFWorkPlan PlanWork(SFTape const& iTape, unsigned int iThreads, std::size_t iVolume, std::size_t iBudget);
+
+/// How many threads are worth their start for a list that costs `iCost` at each of `iPoints` points, in additions: small
+/// work stays on the calling thread.
+unsigned int ThreadsWorth(unsigned int iThreads, std::size_t iCost, std::size_t iPoints);
 
 } // namespace SF

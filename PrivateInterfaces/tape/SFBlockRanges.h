@@ -32,6 +32,8 @@ public:
   /// Makes room for the ranges of all stored values of one axis.
   void Reserve(std::span<SFValueView const> iViews, std::span<SFHoisting const> iHoisting,
                std::array<unsigned int, 3> const& iDims);
+  /// Whether no room has been made.
+  bool IsEmpty() const { return _numbers.empty(); }
   /// Computes those of an axis over the positions from `iBegin`, where a longest block starts, to `iEnd`.
   void Compute(std::span<SFValueView const> iViews, std::size_t iAxis, std::size_t iBegin, std::size_t iEnd);
 

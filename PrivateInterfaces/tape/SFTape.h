@@ -3,6 +3,7 @@
 #include "SFOperatorTable.h"
 #include "SFTypes.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstddef>
@@ -93,6 +94,13 @@ struct SFTape
   std::vector<SFStatedBound> bounds;
   std::vector<SFValueId> results; ///< one a root, in the order in which the roots were given
 };
+
+/// Whether it asks the host, whose answers take any time.
+inline bool HasResources(SFTape const& iTape)
+{
+  return std::any_of(iTape.instructions.begin(), iTape.instructions.end(),
+                     [](SFTapeInstruction const& iInstruction) { return IsResourceCode(iInstruction.code); });
+}
 
 /// The grid-dependent constants: the limit of the cylinder correction, per kind of context.
 enum SFTapeLimit : std::uint32_t

@@ -2,6 +2,7 @@
 
 #include "tape/SFBlockRanges.h"
 #include "tape/SFGrid.h"
+#include "tape/SFPool.h"
 #include "tape/SFStopRequest.h"
 #include "tape/SFTapeHoisting.h"
 #include "tape/SFTapeKernels.h"
@@ -10,16 +11,19 @@
 
 #include <array>
 #include <cstddef>
+#include <memory>
 #include <span>
 #include <vector>
 
 namespace SF {
 
+class SFTapeRunner;
+
 /// A tape on a grid, with all that is the same for every tile: the values that depend on no coordinate, the hoisted
 /// values of one and two axes, and the ranges of those over blocks. Each value is computed on the axes that it depends
 /// on and no others, in the order of the tape, so that the values are those of a point-by-point evaluation.
 ///
-/// After Prepare the object is only read, by any number of threads.
+/// After Prepare the object is only read, by any number of threads, until MoveTo and the next Prepare.
 class SFTapeInvariants
 {
 public:
@@ -32,12 +36,22 @@ public:
   /// runner is given the coordinates of each tile. There is nothing to prune.
   static SFTapeInvariants AtPoints(SFTape iTape, std::array<double, ELimitCount> const& iLimits);
 
+  SFTapeInvariants(SFTapeInvariants&& ioOther) noexcept; ///< not once it has been prepared
+  ~SFTapeInvariants();
+
+  /// To a grid with the same number of points along each axis, to be prepared for anew. What to hoist, and the memory,
+  /// stay as they are.
+  void MoveTo(SFGrid const& iGrid, std::array<double, ELimitCount> const& iLimits);
   /// Computes the hoisted values with up to `iThreads` threads. Once `iStop` has been true they are incomplete.
   void Prepare(unsigned int iThreads, SFStopRequest const& iStop = {});
 
   SFTape const& GetTape() const { return _tape; }
   SFGrid const& GetGrid() const { return _grid; }
   SFTapeKernels const& GetKernels() const { return _kernels; }
+  /// Whether a value that is the same for every tile comes from a resource, which may answer differently next time.
+  bool HoistsResources() const;
+  /// Bytes of the hoisted values.
+  std::size_t GetHoistedBytes() const { return _hoistedCount * sizeof(double); }
   /// The axes with more than one position.
   SFAxes GetAxes() const { return _axes; }
   /// The steps that a tile anywhere in the grid runs.
@@ -63,9 +77,13 @@ private:
   struct Segment;
 
   void ReduceAxes();
+  void FillCoordinates();
+  void PlanValues();
   void ComputeScalars();
   void AllocateHoisted();
   bool MayPrune() const;
+  template <class Call>
+  void ForEachNumber(std::size_t iCount, std::size_t iThreads, SFStopRequest const& iStop, Call const& iCall);
   std::vector<Segment> AxisSegments(unsigned int iThreads) const;
   void ComputeAxes(unsigned int iThreads, SFStopRequest const& iStop);
   void ComputePlanes(SFAxes iAxes, unsigned int iThreads, SFStopRequest const& iStop);
@@ -85,6 +103,9 @@ private:
   SFTapeList _list;
   std::vector<SFValueView> _views; ///< by value
   SFValueBuffer _hoisted;
+  std::size_t _hoistedCount = 0;
+  bool _isPlanned = false;
+  std::unique_ptr<SFPool<SFTapeRunner>> _runners; ///< of hoisted values; by reference, as tapes are moved
   SFBlockRanges _blockRanges;
 };
 

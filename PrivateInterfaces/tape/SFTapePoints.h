@@ -1,12 +1,11 @@
 #pragma once
 
 #include "evaluation/SFFieldCall.h"
+#include "tape/SFPool.h"
 #include "tape/SFTapeInvariants.h"
 #include "tape/SFTapeRunner.h"
 
-#include <memory>
-#include <mutex>
-#include <vector>
+#include <functional>
 
 namespace SF {
 
@@ -27,14 +26,9 @@ public:
               Sink const& iSink) const;
 
 private:
-  using Runner = std::unique_ptr<SFTapeRunner>;
-  Runner Take() const;
-  void GiveBack(Runner iRunner) const;
-
   SFWorkPlan _plan;
   SFTapeInvariants _tape;
-  mutable std::mutex _mutex;
-  mutable std::vector<Runner> _free;
+  mutable SFPool<SFTapeRunner> _runners;
 };
 
 } // namespace SF

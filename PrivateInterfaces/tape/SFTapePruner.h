@@ -70,6 +70,7 @@ public:
 
   /// `iLimit`: the magnitude that the result is limited to when it is stored; infinity where it is stored as it is.
   explicit SFTapePruner(SFTapeInvariants const& iTape, double iLimit = SFInterval::Infinity);
+  void SetLimit(double iLimit) { _limit = iLimit > 0.0 ? iLimit : SFInterval::Infinity; }
 
   /// The list for tiles anywhere in the grid. Without choices, or on a grid whose coordinates are not numbers, it has
   /// no choices and must not be pruned.
@@ -90,7 +91,7 @@ private:
   static constexpr std::size_t LongList = 16384;
 
   SFTapeInvariants const& _tape;
-  double _limit;
+  double _limit = SFInterval::Infinity;
   SFPrunableList _list;
 };
 

@@ -13,12 +13,13 @@ namespace SF {
 
 class ResourceToSF;
 
-/// The floats of a whole grid that take the one result of a list; without floats the results are read from the runner.
+/// The floats of slices of a grid that take the one result of a list; without floats the results are read from the runner.
 struct SFFloatTarget
 {
   float* floats = nullptr;
   bool clamps = false; ///< to the diagonal, as rendering does
   double diagonal = 0.0;
+  unsigned int firstSlice = 0; ///< of the grid that they begin with
 };
 
 /// Runs lists on tiles. One thread's, with its slots and its plan.
@@ -36,6 +37,9 @@ public:
   }
 
   SFTapeInvariants const& GetTape() const { return _tape; }
+  SFFloatTarget const& GetTarget() const { return _target; }
+  /// Forgets the plan, which may have stored into another target.
+  void SetTarget(SFFloatTarget const& iTarget);
   /// Asked between the calls of a tile.
   SFStopState& GetStop() { return _stop; }
 

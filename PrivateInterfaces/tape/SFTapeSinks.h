@@ -29,17 +29,21 @@ inline void StoreTile(SFTapeInvariants const& iTape, SFStoreKernel iStore, SFTil
          iDiagonal);
 }
 
-/// Stores the one result of each tile: plain, or limited in magnitude to the diagonal and to `iBand`.
+/// Stores the one result of each tile: plain, or limited in magnitude to the diagonal and to `iBand`. The values begin with
+/// a slice of the grid.
 inline SFTapeSweep::Output ValueOutput(SFTapeInvariants const& iTape, bool iClamps, float* oValues,
-                                       double iBand = SFInterval::Infinity)
+                                       double iBand = SFInterval::Infinity, unsigned int iFirstSlice = 0)
 {
   double const diagonal = std::min(iTape.GetGrid().Diagonal(), iBand);
   auto const& kernels = iTape.GetKernels();
   auto const store = iClamps ? kernels.storeClamped : kernels.storePlain;
-  return {{oValues, iClamps, diagonal},
-          [&iTape, store, diagonal, oValues](SFTile const& iTile, SFTapeList const&, SFTapeRunner& ioRunner) {
-            StoreTile(iTape, store, iTile, ioRunner.Result(0, iTile), diagonal, oValues);
-          }};
+  return {
+      {oValues, iClamps, diagonal, iFirstSlice},
+      [&iTape, store, diagonal, oValues, iFirstSlice](SFTile const& iTile, SFTapeList const&, SFTapeRunner& ioRunner) {
+        SFTile at = iTile;
+        at.begin[2] -= iFirstSlice;
+        StoreTile(iTape, store, at, ioRunner.Result(0, iTile), diagonal, oValues);
+      }};
 }
 
 } // namespace SF

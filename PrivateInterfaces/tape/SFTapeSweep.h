@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tape/SFPool.h"
 #include "tape/SFStopRequest.h"
 #include "tape/SFTapePruner.h"
 #include "tape/SFTapeRunner.h"
@@ -9,6 +10,31 @@
 #include <vector>
 
 namespace SF {
+
+/// What sweeps over one tape on one grid share: the list that pruning starts from, and the working memory that threads
+/// leave behind. Any number of sweeps may use it at once.
+class SFSweepContext
+{
+public:
+  /// `iTape` is prepared before the first sweep, and anew only while there is none. `iLimit`: that of the output.
+  explicit SFSweepContext(SFTapeInvariants const& iTape, double iLimit = SFInterval::Infinity);
+  SFSweepContext(SFSweepContext const&) = delete;
+  SFSweepContext& operator=(SFSweepContext const&) = delete;
+  ~SFSweepContext();
+
+  SFTapeInvariants const& GetTape() const { return _tape; }
+  SFTapePruner const& GetPruner() const { return _pruner; }
+  /// While there is no sweep.
+  void SetLimit(double iLimit) { _pruner.SetLimit(iLimit); }
+
+private:
+  friend class SFTapeSweep;
+  struct Worker;
+
+  SFTapeInvariants const& _tape;
+  SFTapePruner _pruner;
+  SFPool<Worker> _workers;
+};
 
 /// Takes a tape over a range of slices of its grid: cuts the grid into regions that any number of threads draw
 /// from one counter, prunes the list of steps from large boxes to small ones, and hands out each finished tile.
@@ -30,9 +56,9 @@ public:
   /// Values of a tile that is not pruned for: 16 KiB a slot, so that the few slots in use together stay near.
   static constexpr std::size_t TileVolume = 2048;
 
-  /// Of the slices [iBegin, iEnd), with up to `iThreads` threads. `iLimit`: that of the output.
-  SFTapeSweep(SFTapeInvariants const& iTape, unsigned int iBegin, unsigned int iEnd, unsigned int iThreads,
-              double iLimit = SFInterval::Infinity, std::size_t iTileVolume = TileVolume);
+  /// Of the slices [iBegin, iEnd), with up to `iThreads` threads.
+  SFTapeSweep(SFSweepContext& ioContext, unsigned int iBegin, unsigned int iEnd, unsigned int iThreads,
+              std::size_t iTileVolume = TileVolume);
 
   /// Runs regions until none is left, or until `iStop` says so; `iOnTile` is called after each tile. Call it from each
   /// thread.
@@ -43,7 +69,7 @@ public:
 
 private:
   using Size = std::array<unsigned int, 3>;
-  struct Worker;
+  using Worker = SFSweepContext::Worker;
 
   void Visit(Worker& ioWorker, std::span<SFTile const> iBoxes, SFTile const* iWhole, SFPrunableList const& iList,
              std::size_t iLevel, bool iLastWasVain) const;
@@ -55,8 +81,9 @@ private:
   std::size_t DrawRegions(SFTile* oBoxes);
   SFTile RegionAt(std::size_t iNumber) const;
 
+  SFSweepContext& _context;
   SFTapeInvariants const& _tape;
-  SFTapePruner _pruner;
+  SFTapePruner const& _pruner;
   SFTile _all;
   std::size_t _threads;
   std::size_t _tileVolume;

@@ -1,10 +1,10 @@
 #include "SFCompiledField.h"
 
 #include "ResourceToSF.h"
-#include "SFCylindricalTransform.h"
 #include "SFDagEvaluator.h"
 #include "SFDagFunctor.h"
 #include "evaluation/SFFieldCall.h"
+#include "evaluation/SFPreparedGrids.h"
 #include "evaluation/SFStatedBounds.h"
 #include "evaluation/SFWorkerCount.h"
 #include "graph/SFDagTraversal.h"
@@ -22,9 +22,6 @@
 
 namespace SF {
 namespace {
-
-/// The memory budget of a rendering divided by this is for hoisted values; the tiles get the rest.
-constexpr std::size_t HoistedShare = 2;
 
 bool CompileTape(SFDagNode const& iRoot, bool iFinite, SFCompiledFieldOptions const& iOptions, SFTape& oTape)
 {
@@ -148,7 +145,7 @@ struct SFCompiledField::Content
   Content(std::shared_ptr<SFDagNode> iRoot, Resources iResources, SFCompiledFieldOptions const& iOptions,
           Tape iAnywhere, Tape iBounded)
     : root(std::move(iRoot)), resources(std::move(iResources)), options(iOptions), anywhere(std::move(iAnywhere)),
-      bounded(std::move(iBounded))
+      bounded(std::move(iBounded)), grids(options)
   {
   }
 
@@ -182,6 +179,7 @@ struct SFCompiledField::Content
   SFCompiledFieldOptions options;
   Tape anywhere;
   Tape bounded; ///< for coordinates up to SFTapeCompiler::LargestCoordinate
+  mutable SFPreparedGrids grids;
   Points points;
   Points gradients;
   Points hessians;
@@ -331,17 +329,18 @@ HRESULT SFCompiledField::RenderSlices(unsigned int const* iDims, unsigned int iB
     return call.Conclude(call.Run(1, [](bool) {}));
 
   SFTape const& field = _content->TapeFor(grid.IsWithin(SFTapeCompiler::LargestCoordinate));
-  std::size_t const share = options.memoryBudget / HoistedShare;
-  SFWorkPlan const plan = PlanWork(field, options.threads, SFTapeSweep::TileVolume, options.memoryBudget - share);
-  SFTapeInvariants tape(field, slices, {SFCylindricalTransform::CorrectionLimit(grid.DomainSize(), iVoxelSize), 0.0},
-                        share);
-  HRESULT hr = call.Run(1, [&](bool) { tape.Prepare(plan.threads, call.GetStopRequest()); });
+  std::shared_ptr<SFPreparedGrid> prepared;
+  HRESULT hr = call.Run(1, [&](bool) { prepared = _content->grids.Get(field, grid, iBegin, iEnd, call); });
   if (Failed(hr))
     return hr;
-  auto const output = ValueOutput(tape, true, ioValues.data(), options.band);
-  SFTapeSweep sweep(tape, 0, slices.dims[2], plan.threads, output.Limit(), plan.volume);
+  SFTapeInvariants const& tape = prepared->GetTape();
+  unsigned int const begin = iBegin - tape.GetGrid().firstSlice;
+  std::size_t const points = std::size_t{slices.dims[0]} * slices.dims[1] * slices.dims[2];
+  unsigned int const threads = prepared->ThreadsFor(points);
+  SFTapeSweep sweep(prepared->GetContext(), begin, begin + slices.dims[2], threads, prepared->GetTileVolume());
+  auto const output = ValueOutput(tape, true, ioValues.data(), options.band, begin);
   double const regions = static_cast<double>(sweep.GetRegionCount());
-  hr = call.Run(plan.threads, [&](bool iIsCaller) {
+  hr = call.Run(threads, [&](bool iIsCaller) {
     auto const report = [&] { call.Report(static_cast<double>(sweep.GetRegionsDone()) / regions); };
     sweep.Work(output, call.GetStopRequest(), iIsCaller ? std::function<void()>(report) : nullptr);
   });

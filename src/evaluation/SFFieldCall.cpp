@@ -113,7 +113,15 @@ SFWorkPlan PlanWork(SFTape const& iTape, unsigned int iThreads, std::size_t iVol
     --plan.threads;
   while (2 * plan.volume <= iVolume && plan.threads * (fixed + 2 * plan.volume * perElement) <= iBudget)
     plan.volume *= 2;
+  plan.bytes = plan.threads * perThread();
   return plan;
+}
+
+unsigned int ThreadsWorth(unsigned int iThreads, std::size_t iCost, std::size_t iPoints)
+{
+  constexpr double worthStarting = 1 << 20; // a few times the start of a thread
+  double const shares = static_cast<double>(iCost) * static_cast<double>(iPoints) / worthStarting;
+  return static_cast<unsigned int>(std::min(static_cast<double>(std::max(1U, iThreads)), 1.0 + shares));
 }
 
 } // namespace SF

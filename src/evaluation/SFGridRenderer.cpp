@@ -107,7 +107,8 @@ HRESULT SFGridRenderer::RunCompiled(SFTapeInvariants const& iTape, unsigned int 
                                     SFTapeSweep::Output const& iOutput)
 {
   // The tasks draw regions from one counter instead of keeping to their slabs, which evens out the work.
-  SFTapeSweep sweep(iTape, 0, iTape.GetGrid().dims[2], iWorkers, iOutput.Limit());
+  SFSweepContext context(iTape, iOutput.Limit());
+  SFTapeSweep sweep(context, 0, iTape.GetGrid().dims[2], iWorkers);
   return RunSlabs(iTape.GetGrid(), iWorkers, [&](unsigned int, unsigned int, unsigned int) {
     sweep.Work(iOutput);
     return S_OK;

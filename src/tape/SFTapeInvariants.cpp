@@ -15,7 +15,8 @@ namespace SF {
 
 SFTapeInvariants::SFTapeInvariants(SFTape iTape, SFGrid const& iGrid, std::array<double, ELimitCount> const& iLimits,
                                    std::size_t iBudget)
-  : _tape(std::move(iTape)), _grid(iGrid), _budget(iBudget), _kernels(ActiveTapeKernels()), _limits(iLimits)
+  : _tape(std::move(iTape)), _grid(iGrid), _budget(iBudget), _kernels(ActiveTapeKernels()), _limits(iLimits),
+    _runners(std::make_unique<SFPool<SFTapeRunner>>())
 {
   _constants = static_cast<SFValueId>(_tape.instructions.size());
   for (double const value : {1.0, -1.0, -SFInterval::Infinity}) {
@@ -26,6 +27,9 @@ SFTapeInvariants::SFTapeInvariants(SFTape iTape, SFGrid const& iGrid, std::array
   }
   ReduceAxes();
 }
+
+SFTapeInvariants::SFTapeInvariants(SFTapeInvariants&&) noexcept = default;
+SFTapeInvariants::~SFTapeInvariants() = default;
 
 /// An axis with one position is no axis.
 void SFTapeInvariants::ReduceAxes()
@@ -67,8 +71,8 @@ SFTapeInvariants SFTapeInvariants::AtPoints(SFTape iTape, std::array<double, ELi
 void SFTapeInvariants::ComputeScalars()
 {
   auto const& instructions = _tape.instructions;
-  _scalars.assign(instructions.size(), 0.0);
-  _views.assign(instructions.size(), {});
+  _scalars.resize(instructions.size());
+  _views.resize(instructions.size());
   for (SFValueId id = 0; id < instructions.size(); ++id) {
     auto const& instruction = instructions[id];
     if (instruction.axes != 0)
@@ -107,6 +111,7 @@ void SFTapeInvariants::AllocateHoisted()
     _views[id] = {nullptr, StridesOf(axes, _grid.dims), axes};
   }
   _hoisted = SFValueBuffer(total);
+  _hoistedCount = total;
   for (auto const& [id, offset] : offsets)
     _views[id].data = _hoisted.get() + offset;
 }
@@ -119,19 +124,46 @@ bool SFTapeInvariants::MayPrune() const
                      [](SFTapeStep const& iStep) { return IsChoice(SFNodeType{iStep.code}); });
 }
 
-void SFTapeInvariants::Prepare(unsigned int iThreads, SFStopRequest const& iStop)
+bool SFTapeInvariants::HoistsResources() const
+{
+  for (SFValueId id = 0; id < _hoisting.size(); ++id)
+    if (IsHoisted(id) && IsResourceCode(_tape.instructions[id].code))
+      return true;
+  return false;
+}
+
+void SFTapeInvariants::FillCoordinates()
 {
   for (std::size_t axis = 0; axis < 3; ++axis) {
     _coordinates[axis].resize(std::max(1U, _grid.dims[axis]));
     for (unsigned int i = 0; i < _coordinates[axis].size(); ++i)
       _coordinates[axis][i] = _grid.Coordinate(axis, i);
   }
-  ComputeScalars();
+}
+
+/// Decides what to hoist, and makes room for it.
+void SFTapeInvariants::PlanValues()
+{
   SFHoistingPlan plan = PlanHoisting(_tape, _grid.dims, _budget);
   _hoisting = std::move(plan.hoisting);
   _axesLists = std::move(plan.axesLists);
   _list = std::move(plan.tileList);
   AllocateHoisted();
+  _isPlanned = true;
+}
+
+void SFTapeInvariants::MoveTo(SFGrid const& iGrid, std::array<double, ELimitCount> const& iLimits)
+{
+  _grid = iGrid;
+  _limits = iLimits;
+}
+
+void SFTapeInvariants::Prepare(unsigned int iThreads, SFStopRequest const& iStop)
+{
+  FillCoordinates();
+  ComputeScalars();
+  if (!_isPlanned)
+    PlanValues();
   ComputeAxes(iThreads, iStop);
   for (SFAxes const plane : {SFAxes{3}, SFAxes{5}, SFAxes{6}})
     ComputePlanes(plane, iThreads, iStop);
@@ -145,27 +177,8 @@ namespace {
 constexpr unsigned int LongestSegment = 1024;
 constexpr unsigned int ShortestSegment = 512;
 
-/// Calls `iCall(n, runner)` for the numbers below `iCount`, with up to `iThreads` threads of a runner each, which
-/// writes into `iHoisted`.
-template <class Call>
-void ForEachNumber(SFTapeInvariants const& iTape, SFValueBuffer const& iHoisted, SFStopRequest const& iStop,
-                   std::size_t iCount, std::size_t iThreads, Call const& iCall)
-{
-  std::atomic<std::size_t> next{0};
-  auto const work = [&] {
-    SFTapeRunner runner(iTape, iHoisted);
-    runner.GetStop().Restart(&iStop);
-    for (std::size_t number = next++; number < iCount; number = next++)
-      iCall(number, runner);
-  };
-  std::vector<std::future<void>> futures;
-  for (std::size_t t = 1; t < std::min(iCount, iThreads); ++t)
-    futures.push_back(std::async(work)); // deferred, and then with nothing left to do, where no thread can be made
-  if (iCount > 0)
-    work();
-  for (auto& future : futures)
-    future.get();
-}
+/// Values for which another thread is worth its start.
+constexpr std::size_t WorthSharing = 65536;
 
 /// Computes the hoisted values of a set of axes over a box, row by row.
 void ComputeBox(SFTapeList const& iList, SFAxes iAxes, SFTile const& iBox, SFTapeRunner& ioRunner)
@@ -189,6 +202,30 @@ void ComputeBox(SFTapeList const& iList, SFAxes iAxes, SFTile const& iBox, SFTap
 }
 
 } // namespace
+
+/// Calls `iCall(n, runner)` for the numbers below `iCount`, with up to `iThreads` threads of a runner each, which writes
+/// hoisted values.
+template <class Call>
+void SFTapeInvariants::ForEachNumber(std::size_t iCount, std::size_t iThreads, SFStopRequest const& iStop,
+                                     Call const& iCall)
+{
+  std::atomic<std::size_t> next{0};
+  auto const work = [&] {
+    auto runner = _runners->Take([&] { return std::make_unique<SFTapeRunner>(*this, _hoisted); });
+    runner->GetStop().Restart(&iStop);
+    for (std::size_t number = next++; number < iCount; number = next++)
+      iCall(number, *runner);
+    runner->GetStop().Restart(nullptr);
+    _runners->GiveBack(std::move(runner), iThreads);
+  };
+  std::vector<std::future<void>> futures;
+  for (std::size_t t = 1; t < std::min(iCount, iThreads); ++t)
+    futures.push_back(std::async(work)); // deferred, and then with nothing left to do, where no thread can be made
+  if (iCount > 0)
+    work();
+  for (auto& future : futures)
+    future.get();
+}
 
 /// A part of the positions of an axis.
 struct SFTapeInvariants::Segment
@@ -221,14 +258,13 @@ std::vector<SFTapeInvariants::Segment> SFTapeInvariants::AxisSegments(unsigned i
 void SFTapeInvariants::ComputeAxes(unsigned int iThreads, SFStopRequest const& iStop)
 {
   bool const needsRanges = MayPrune();
-  if (needsRanges)
+  if (needsRanges && _blockRanges.IsEmpty())
     _blockRanges.Reserve(_views, _hoisting, _grid.dims);
-  constexpr std::size_t worthSharing = 65536; // values
   std::size_t values = 0;
   for (std::size_t axis = 0; axis < 3; ++axis)
     values += _axesLists[1U << axis].steps.size() * _grid.dims[axis];
   auto const segments = AxisSegments(iThreads);
-  ForEachNumber(*this, _hoisted, iStop, segments.size(), values < worthSharing ? 1 : iThreads,
+  ForEachNumber(segments.size(), values < WorthSharing ? 1 : iThreads, iStop,
                 [&](std::size_t iNumber, SFTapeRunner& ioRunner) {
                   auto const& [axis, tile] = segments[iNumber];
                   auto const axes = static_cast<SFAxes>(1U << axis);
@@ -246,8 +282,9 @@ void SFTapeInvariants::ComputePlanes(SFAxes iAxes, unsigned int iThreads, SFStop
   std::size_t const first = FirstAxis(iAxes);
   std::size_t const last = Varies(iAxes, 2) ? 2 : 1;
   unsigned int const extent = _grid.dims[last];
-  unsigned int const threads = std::clamp(iThreads, 1U, extent);
-  ForEachNumber(*this, _hoisted, iStop, threads, threads, [&](std::size_t iNumber, SFTapeRunner& ioRunner) {
+  std::size_t const values = _axesLists[iAxes].steps.size() * _grid.dims[first] * extent;
+  unsigned int const threads = values < WorthSharing ? 1 : std::clamp(iThreads, 1U, extent);
+  ForEachNumber(threads, threads, iStop, [&](std::size_t iNumber, SFTapeRunner& ioRunner) {
     auto const t = static_cast<unsigned int>(iNumber);
     unsigned int const begin = extent / threads * t;
     SFTile box{{0, 0, 0}, {1, 1, 1}};

@@ -25,27 +25,6 @@ SFTapePoints::SFTapePoints(SFTape iTape, SFCompiledFieldOptions const& iOptions)
 {
 }
 
-SFTapePoints::Runner SFTapePoints::Take() const
-{
-  {
-    std::lock_guard<std::mutex> const lock(_mutex);
-    if (!_free.empty()) {
-      Runner runner = std::move(_free.back());
-      _free.pop_back();
-      return runner;
-    }
-  }
-  return std::make_unique<SFTapeRunner>(_tape);
-}
-
-void SFTapePoints::GiveBack(Runner iRunner) const
-{
-  iRunner->GetStop().Restart(nullptr);
-  std::lock_guard<std::mutex> const lock(_mutex);
-  if (_free.size() < _plan.threads)
-    _free.push_back(std::move(iRunner));
-}
-
 HRESULT SFTapePoints::Run(std::size_t iCount, std::array<double const*, 3> const& iPoints, SFFieldCall& ioCall,
                           Sink const& iSink) const
 {
@@ -57,7 +36,7 @@ HRESULT SFTapePoints::Run(std::size_t iCount, std::array<double const*, 3> const
   std::atomic<std::size_t> next{0};
   std::atomic<std::size_t> done{0};
   return ioCall.Run(threads, [&](bool iIsCaller) {
-    Runner runner = Take();
+    auto runner = _runners.Take([&] { return std::make_unique<SFTapeRunner>(_tape); });
     runner->GetStop().Restart(&ioCall.GetStopRequest());
     for (std::size_t batch = next++; batch < batches; batch = next++) {
       std::size_t const first = batch * _plan.volume;
@@ -74,7 +53,8 @@ HRESULT SFTapePoints::Run(std::size_t iCount, std::array<double const*, 3> const
       if (iIsCaller)
         ioCall.Report(static_cast<double>(done) / static_cast<double>(batches));
     }
-    GiveBack(std::move(runner));
+    runner->GetStop().Restart(nullptr);
+    _runners.GiveBack(std::move(runner), _plan.threads);
   });
 }
 

@@ -414,9 +414,9 @@ SFBoxes PruneFor(SFTapeInvariants const& iTape, double iLimit, SFPrunableList co
 
 } // namespace
 
-SFTapePruner::SFTapePruner(SFTapeInvariants const& iTape, double iLimit)
-  : _tape(iTape), _limit(iLimit > 0.0 ? iLimit : SFInterval::Infinity)
+SFTapePruner::SFTapePruner(SFTapeInvariants const& iTape, double iLimit) : _tape(iTape)
 {
+  SetLimit(iLimit);
   auto const& instructions = iTape.GetTape().instructions;
   std::vector<char> isRead(instructions.size(), 0);
   for (SFValueId id = 0; id < instructions.size(); ++id)

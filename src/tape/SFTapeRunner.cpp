@@ -2,6 +2,12 @@
 
 namespace SF {
 
+void SFTapeRunner::SetTarget(SFFloatTarget const& iTarget)
+{
+  _target = iTarget;
+  _plan.count = {};
+}
+
 void SFTapeRunner::Plan(SFTapeList const& iList, std::array<unsigned int, 3> const& iCount)
 {
   if (_hoisted != nullptr)
@@ -91,7 +97,8 @@ void SFTapeRunner::RunFused(SFTapePlan::FusedCall& ioCall, SFTile const& iTile)
   if (ioCall.out.kind != SFArrayRef::Kind::None)
     box.out = Output(ioCall.out, iTile);
   else {
-    box.floats = _target.floats + _tape.GetGrid().Index(iTile.begin[0], iTile.begin[1], iTile.begin[2]);
+    box.floats =
+        _target.floats + _tape.GetGrid().Index(iTile.begin[0], iTile.begin[1], iTile.begin[2] - _target.firstSlice);
     box.clamps = _target.clamps;
     box.diagonal = _target.diagonal;
   }

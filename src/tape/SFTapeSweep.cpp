@@ -39,6 +39,18 @@ std::vector<std::array<unsigned int, 3>> PruningLevels(std::array<unsigned int, 
   return {{256, 64, 64}, {64, 32, 32}, {16, 16, 16}};
 }
 
+/// Without those that are no different from the next ones where the grid is small.
+std::vector<std::array<unsigned int, 3>> DifferentLevels(std::array<unsigned int, 3> const& iDims)
+{
+  auto levels = PruningLevels(iDims);
+  auto const fits = [&](std::array<unsigned int, 3> const& iSize) {
+    return iDims[0] <= iSize[0] && iDims[1] <= iSize[1] && iDims[2] <= iSize[2];
+  };
+  while (levels.size() > 1 && fits(levels[1]))
+    levels.erase(levels.begin());
+  return levels;
+}
+
 /// A list that costs less at a point, in additions, is run without further ado: in long rows, which a smaller box
 /// would cut.
 constexpr std::size_t WorthPruning = 8;
@@ -48,26 +60,37 @@ constexpr std::size_t SurelyWorthPruning = 256;
 } // namespace
 
 /// The working memory of one thread.
-struct SFTapeSweep::Worker
+struct SFSweepContext::Worker
 {
-  Output const& output;
-  std::function<void()> const& onTile;
+  explicit Worker(SFSweepContext const& iContext) : runner(iContext._tape), pruning(iContext._pruner.MakeScratch())
+  {
+    pruning.stop = &runner.GetStop();
+  }
+  Worker(Worker const&) = delete;
+  Worker& operator=(Worker const&) = delete;
+
+  bool MustStop() { return runner.GetStop().MustStop(); }
+
   SFTapeRunner runner;
   SFPrunerScratch pruning;
   std::vector<std::array<SFPrunableList, SFTapePruner::MaxBoxes>> lists; ///< by level
-
-  bool MustStop() { return runner.GetStop().MustStop(); }
+  SFTapeSweep::Sink const* sink = nullptr;
+  std::function<void()> const* onTile = nullptr;
 };
 
-SFTapeSweep::SFTapeSweep(SFTapeInvariants const& iTape, unsigned int iBegin, unsigned int iEnd, unsigned int iThreads,
-                         double iLimit, std::size_t iTileVolume)
-  : _tape(iTape), _pruner(iTape, iLimit), _threads(std::max(1U, iThreads)), _tileVolume(iTileVolume)
+SFSweepContext::SFSweepContext(SFTapeInvariants const& iTape, double iLimit) : _tape(iTape), _pruner(iTape, iLimit) {}
+SFSweepContext::~SFSweepContext() = default;
+
+SFTapeSweep::SFTapeSweep(SFSweepContext& ioContext, unsigned int iBegin, unsigned int iEnd, unsigned int iThreads,
+                         std::size_t iTileVolume)
+  : _context(ioContext), _tape(ioContext._tape), _pruner(ioContext._pruner), _threads(std::max(1U, iThreads)),
+    _tileVolume(iTileVolume)
 {
-  auto const& dims = iTape.GetGrid().dims;
+  auto const& dims = _tape.GetGrid().dims;
   _all = {{0, 0, iBegin}, {dims[0], dims[1], iEnd - iBegin}};
   SFPrunableList const& list = _pruner.GetList();
   if (list.choices > 0 && list.cost >= WorthPruning)
-    _levels = PruningLevels(_all.count);
+    _levels = DifferentLevels(_all.count);
   _prunes = !_levels.empty() && (list.cost >= SurelyWorthPruning || PruningGains());
   if (!_prunes) {
     unsigned int const rows = std::max(1U, 32768U / std::max(1U, dims[0]));
@@ -123,24 +146,22 @@ SFTile SFTapeSweep::RegionAt(std::size_t iNumber) const
 
 void SFTapeSweep::Work(Output const& iOutput, SFStopRequest const& iStop, std::function<void()> const& iOnTile)
 {
-  Worker worker{iOutput, iOnTile, SFTapeRunner(_tape, iOutput.target), {}, {}};
-  worker.runner.GetStop().Restart(&iStop);
-  if (_prunes) {
-    worker.pruning = _pruner.MakeScratch();
-    worker.pruning.stop = &worker.runner.GetStop();
-  }
-  worker.lists.resize(_levels.size());
+  auto worker = _context._workers.Take([&] { return std::make_unique<Worker>(_context); });
+  worker->runner.SetTarget(iOutput.target);
+  worker->runner.GetStop().Restart(&iStop);
+  worker->lists.resize(std::max(_levels.size(), worker->lists.size()));
+  worker->sink = &iOutput.sink;
+  worker->onTile = &iOnTile;
   std::array<SFTile, SFTapePruner::MaxBoxes> boxes;
-  while (!worker.MustStop()) {
-    std::size_t const count = DrawRegions(boxes.data());
-    if (count == 0)
-      return;
-    if (_prunes)
-      Visit(worker, {boxes.data(), count}, nullptr, _pruner.GetList(), 0, false);
-    else
-      RunBox(worker, boxes[0], _tape.GetList());
-    _done += count;
+  for (std::size_t count = 1; count > 0 && !worker->MustStop(); _done += count) {
+    count = DrawRegions(boxes.data());
+    if (count > 0 && _prunes)
+      Visit(*worker, {boxes.data(), count}, nullptr, _pruner.GetList(), 0, false);
+    else if (count > 0)
+      RunBox(*worker, boxes[0], _tape.GetList());
   }
+  worker->runner.GetStop().Restart(nullptr);
+  _context._workers.GiveBack(std::move(worker), _threads);
 }
 
 /// Takes the next regions; none when none is left. Several at once, to be pruned for together, while there are many
@@ -213,12 +234,13 @@ void SFTapeSweep::VisitParts(Worker& ioWorker, SFTile const& iBox, SFPrunableLis
 void SFTapeSweep::FillBox(Worker& ioWorker, SFTile const& iBox, float iValue) const
 {
   SFGrid const& grid = _tape.GetGrid();
-  float* const floats = ioWorker.output.target.floats;
+  SFFloatTarget const& target = ioWorker.runner.GetTarget();
   for (unsigned int k = 0; k < iBox.count[2]; ++k)
     for (unsigned int j = 0; j < iBox.count[1]; ++j)
-      std::fill_n(floats + grid.Index(iBox.begin[0], iBox.begin[1] + j, iBox.begin[2] + k), iBox.count[0], iValue);
-  if (ioWorker.onTile)
-    ioWorker.onTile();
+      std::fill_n(target.floats + grid.Index(iBox.begin[0], iBox.begin[1] + j, iBox.begin[2] - target.firstSlice + k),
+                  iBox.count[0], iValue);
+  if (*ioWorker.onTile)
+    (*ioWorker.onTile)();
 }
 
 void SFTapeSweep::RunBox(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList) const
@@ -241,9 +263,9 @@ void SFTapeSweep::RunBox(Worker& ioWorker, SFTile const& iBox, SFTapeList const&
     if (runner.GetStop().IsStopped())
       return;
     if (!runner.StoresResult())
-      ioWorker.output.sink(iTile, iList, runner);
-    if (ioWorker.onTile)
-      ioWorker.onTile();
+      (*ioWorker.sink)(iTile, iList, runner);
+    if (*ioWorker.onTile)
+      (*ioWorker.onTile)();
   });
 }
 

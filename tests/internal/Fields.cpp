@@ -79,7 +79,8 @@ Values Compiled::OnPrunedTape(double* oStepsPerVoxel) const
   Values values;
   auto const store = Into(values, *tape);
   double steps = 0.0;
-  SFTapeSweep sweep(*tape, 0, tape->GetGrid().dims[2], 1);
+  SFSweepContext context(*tape);
+  SFTapeSweep sweep(context, 0, tape->GetGrid().dims[2], 1);
   sweep.Work({{}, [&](SFTile const& iTile, SFTapeList const& iList, SFTapeRunner& ioRunner) {
                 store(iTile, iList, ioRunner);
                 steps += static_cast<double>(iList.steps.size()) * iTile.count[0] * iTile.count[1] * iTile.count[2];
