@@ -18,6 +18,10 @@ public:
   char const* GetSFResourceTypeTag() const override;
   /// The component; MissingValue when the resource fails, and after a line when the variable is none of X, Y, Z.
   double GetScalar(ZULMathPoint const& iPoint) const override;
+  /// Those of the resource.
+  std::size_t GetBatchSize() const override;
+  void GetScalars(std::size_t iCount, Points const& iPoints, double* oValues,
+                  StopRequest const& iMustStop) const override;
   virtual SFNodeType GetVariableType() const;
 
   std::shared_ptr<ResourceToSF> const& GetResource() const { return _resource; }

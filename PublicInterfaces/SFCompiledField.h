@@ -14,6 +14,7 @@
 namespace SF {
 
 class SFDagNode;
+class SFPointSource;
 
 /// A field prepared for many evaluations: at any points, with derivatives, over boxes, and on parts of grids.
 ///
@@ -47,6 +48,9 @@ public:
   /// may be null.
   HRESULT Evaluate(std::size_t iCount, double const* iX, double const* iY, double const* iZ, double* oValues,
                    std::atomic<bool> const* iCancel = nullptr) const;
+  /// The same, and so below, for points that lie otherwise than in arrays.
+  HRESULT Evaluate(std::size_t iCount, SFPointSource const& iPoints, double* oValues,
+                   std::atomic<bool> const* iCancel = nullptr) const;
 
   /// As Evaluate, with the partial derivatives of the field at point i in oGradients[3 i], [3 i + 1], [3 i + 2],
   /// along x, y and z. `oValues` may be null when the values are not wanted.
@@ -62,12 +66,16 @@ public:
   /// without meaning.
   HRESULT EvaluateGradient(std::size_t iCount, double const* iX, double const* iY, double const* iZ, double* oValues,
                            double* oGradients, std::atomic<bool> const* iCancel = nullptr) const;
+  HRESULT EvaluateGradient(std::size_t iCount, SFPointSource const& iPoints, double* oValues, double* oGradients,
+                           std::atomic<bool> const* iCancel = nullptr) const;
 
   /// As EvaluateGradient, with the second derivatives of the field at point i in oHessians[6 i] and on, in the order xx,
   /// xy, xz, yy, yz, zz. `oValues` and `oGradients` may be null. Kinks count as above, and what is chosen there stands
   /// still; the second derivatives of a resource are NaN.
   HRESULT EvaluateHessian(std::size_t iCount, double const* iX, double const* iY, double const* iZ, double* oValues,
                           double* oGradients, double* oHessians, std::atomic<bool> const* iCancel = nullptr) const;
+  HRESULT EvaluateHessian(std::size_t iCount, SFPointSource const& iPoints, double* oValues, double* oGradients,
+                          double* oHessians, std::atomic<bool> const* iCancel = nullptr) const;
 
   /// Curvatures of the level surface through each point, per unit of length, at oCurvatures[4 i] and on: the largest and the
   /// smallest principal curvature, their mean, their product. Negative where the solid is convex: a ball of radius r has
@@ -76,6 +84,8 @@ public:
   /// formulas for implicit curves and surfaces", 2005.)
   HRESULT EvaluateCurvature(std::size_t iCount, double const* iX, double const* iY, double const* iZ,
                             double* oCurvatures, std::atomic<bool> const* iCancel = nullptr) const;
+  HRESULT EvaluateCurvature(std::size_t iCount, SFPointSource const& iPoints, double* oCurvatures,
+                            std::atomic<bool> const* iCancel = nullptr) const;
 
   /// Bounds of the values that Evaluate gives for points in a box, its surface included: no value other than NaN
   /// is below `oLow` or above `oHigh`. The bounds may be infinite, and wider than the true range, the more so the

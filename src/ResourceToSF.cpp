@@ -31,6 +31,26 @@ HRESULT ResourceToSF::GetGradient(double (&oGradient)[3], ZULMathPoint const&) c
   return S_OK;
 }
 
+std::size_t ResourceToSF::GetBatchSize() const { return 1; }
+
+void ResourceToSF::GetScalars(std::size_t iCount, Points const& iPoints, double* oValues,
+                              StopRequest const& iMustStop) const
+{
+  for (std::size_t i = 0; i < iCount && !iMustStop(); ++i)
+    oValues[i] = GetScalar({iPoints[0][i], iPoints[1][i], iPoints[2][i]});
+}
+
+void ResourceToSF::GetGradients(std::size_t iCount, Points const& iPoints, std::array<double*, 3> const& oGradients,
+                                StopRequest const& iMustStop) const
+{
+  for (std::size_t i = 0; i < iCount && !iMustStop(); ++i) {
+    double gradient[3] = {MissingValue, MissingValue, MissingValue};
+    bool const isKnown = Succeeded(GetGradient(gradient, {iPoints[0][i], iPoints[1][i], iPoints[2][i]}));
+    for (std::size_t axis = 0; axis < 3; ++axis)
+      oGradients[axis][i] = isKnown ? gradient[axis] : MissingValue;
+  }
+}
+
 std::string const& ResourceToSF::GetExpressionId() const { return _expressionId; }
 
 HRESULT ResourceToSF::SetExpressionId(std::string iId)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "SFPointSource.h"
 #include "evaluation/SFFieldCall.h"
 #include "tape/SFPool.h"
 #include "tape/SFTapeInvariants.h"
@@ -21,9 +22,15 @@ public:
   using Rows = std::function<double const*(std::size_t iResult)>;
   using Sink = std::function<void(std::size_t iFirst, std::size_t iCount, Rows const& iRows)>;
 
-  /// The points are iPoints[axis][i]. The code is that of the call.
-  HRESULT Run(std::size_t iCount, std::array<double const*, 3> const& iPoints, SFFieldCall& ioCall,
-              Sink const& iSink) const;
+  /// The coordinates of point i: arrays[axis][i] or, where there is one, what a source gives.
+  struct Points
+  {
+    std::array<double const*, 3> arrays{};
+    SFPointSource const* source = nullptr;
+  };
+
+  /// The code is that of the call.
+  HRESULT Run(std::size_t iCount, Points const& iPoints, SFFieldCall& ioCall, Sink const& iSink) const;
 
 private:
   SFWorkPlan _plan;

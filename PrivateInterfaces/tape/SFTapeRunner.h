@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ResourceToSF.h"
 #include "tape/SFStopRequest.h"
 #include "tape/SFTapeInvariants.h"
 #include "tape/SFTapePlanner.h"
@@ -10,8 +11,6 @@
 #include <vector>
 
 namespace SF {
-
-class ResourceToSF;
 
 /// The floats of slices of a grid that take the one result of a list; without floats the results are read from the runner.
 struct SFFloatTarget
@@ -68,6 +67,7 @@ private:
   void RunResource(SFTapePlan::PointwiseCall const& iCall, SFTile const& iTile, double* oValues);
   void RunGradient(SFTapePlan::PointwiseCall const& iCall, SFTile const& iTile, double* oValues);
   void ComputeGradients(SFTapePlan::PointwiseCall const& iCall, SFTile const& iTile);
+  ResourceToSF::Points ContiguousPoints(SFTapePlan::PointwiseCall const& iCall, SFTile const& iTile);
   double const* Input(SFArrayRef iArray, SFTile const& iTile) const;
   double* Output(SFArrayRef iArray, SFTile const& iTile) const;
   SFValueView ViewOf(SFPlannedValue const& iValue, SFTile const& iTile) const
@@ -100,6 +100,7 @@ private:
   std::vector<double*> _slots;            ///< by number in the plan
   std::vector<std::vector<double>> _rows; ///< by result: of those that do not vary along x
   Gradients _gradients;
+  std::array<std::vector<double>, 3> _gathered; ///< coordinates for a resource
 };
 
 } // namespace SF

@@ -6,6 +6,7 @@
 #include <array>
 #include <limits>
 #include <utility>
+#include <vector>
 
 namespace SF {
 namespace {
@@ -52,6 +53,25 @@ public:
       ioGradient[i] = pulled[i];
   }
 
+  /// The images of many points, in memory of its own.
+  class Images
+  {
+  public:
+    Images(Mapping const& iMapping, std::size_t iCount, ResourceToSF::Points const& iPoints) : _coordinates(3 * iCount)
+    {
+      for (std::size_t axis = 0; axis < 3; ++axis) {
+        double* const image = &_coordinates[axis * iCount];
+        iMapping._fields[axis]->Evaluate(iCount, iPoints[0], iPoints[1], iPoints[2], image);
+        _points[axis] = image;
+      }
+    }
+    ResourceToSF::Points const& Get() const { return _points; }
+
+  private:
+    std::vector<double> _coordinates;
+    ResourceToSF::Points _points{};
+  };
+
 private:
   std::array<std::shared_ptr<SFCompiledField>, 3> _fields;
 };
@@ -72,6 +92,27 @@ public:
     if (Succeeded(hr))
       _mapping.PullBack(iPoint, oGradient);
     return hr;
+  }
+  std::size_t GetBatchSize() const override { return _resource->GetBatchSize(); }
+  void GetScalars(std::size_t iCount, Points const& iPoints, double* oValues,
+                  StopRequest const& iMustStop) const override
+  {
+    if (GetBatchSize() == 1)
+      return ResourceToSF::GetScalars(iCount, iPoints, oValues, iMustStop);
+    _resource->GetScalars(iCount, Mapping::Images(_mapping, iCount, iPoints).Get(), oValues, iMustStop);
+  }
+  void GetGradients(std::size_t iCount, Points const& iPoints, std::array<double*, 3> const& oGradients,
+                    StopRequest const& iMustStop) const override
+  {
+    if (GetBatchSize() == 1)
+      return ResourceToSF::GetGradients(iCount, iPoints, oGradients, iMustStop);
+    _resource->GetGradients(iCount, Mapping::Images(_mapping, iCount, iPoints).Get(), oGradients, iMustStop);
+    for (std::size_t i = 0; i < iCount; ++i) {
+      double gradient[3] = {oGradients[0][i], oGradients[1][i], oGradients[2][i]};
+      _mapping.PullBack({iPoints[0][i], iPoints[1][i], iPoints[2][i]}, gradient);
+      for (std::size_t axis = 0; axis < 3; ++axis)
+        oGradients[axis][i] = gradient[axis];
+    }
   }
 
 private:

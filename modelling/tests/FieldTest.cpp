@@ -1,10 +1,13 @@
 #include "BRXResourceToSF.h"
 #include "SFFieldCalculus.h"
+#include "SFPointSource.h"
 #include "SFShapes.h"
 #include "SFTransforms.h"
 #include "ZULPI.h"
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
 
 namespace {
 
@@ -69,6 +72,71 @@ TEST(Field, ResourcesArePlacedDifferentiatedAndOffset)
     ASSERT_TRUE(bounds);
     EXPECT_NEAR(bounds->high.y, 6.0, 1e-9);
   }
+}
+
+/// Answers many points together; below z = -3 its gradient is not known.
+class BatchedBall : public HostBall
+{
+public:
+  std::size_t GetBatchSize() const override { return 4000; }
+  HRESULT GetGradient(double (&oGradient)[3], ZULMathPoint const& iPoint) const override
+  {
+    HostBall::GetGradient(oGradient, iPoint);
+    return iPoint.z < -3.0 ? E_FAIL : S_OK;
+  }
+  void GetScalars(std::size_t iCount, Points const& iPoints, double* oValues,
+                  StopRequest const& iMustStop) const override
+  {
+    most = std::max(most, iCount); // one thread
+    return HostBall::GetScalars(iCount, iPoints, oValues, iMustStop);
+  }
+  mutable std::size_t most = 0;
+};
+
+/// Three values a point, one point after the other.
+class Rows : public SFPointSource
+{
+public:
+  explicit Rows(std::vector<double> const& iValues) : _values(iValues) {}
+  void GetPoints(std::size_t iFirst, std::size_t iCount, std::array<double*, 3> const& oCoordinates) const override
+  {
+    for (std::size_t i = 0; i < 3 * iCount; ++i)
+      oCoordinates[i % 3][i / 3] = _values[3 * iFirst + i];
+  }
+
+private:
+  std::vector<double> const& _values;
+};
+
+TEST(Field, PointsGoToResourcesInBatchesWithTheBitsOfSingleOnes)
+{
+  constexpr std::size_t count = 10'001;
+  std::array<std::vector<double>, 3> points;
+  std::vector<double> rows(3 * count);
+  for (std::size_t i = 0; i < 3 * count; ++i) {
+    rows[i] = 5.0 * std::sin(static_cast<double>(i));
+    points[i % 3].push_back(rows[i]);
+  }
+  auto const ball = std::make_shared<BatchedBall>();
+  SFField const resource = SFField::Resource(ball);
+  SFField const placed = Scale(Rotate(Translate(resource, {2, 0, 1}), {0, 0, 1}, 0.3), 2);
+  SFField const field = Offset(placed, 0.5) | resource;
+  SFCompiledFieldOptions options;
+  options.threads = 1;
+  auto const compiled = field.Compile(options);
+  std::vector<double> values(count);
+  std::vector<double> gradients(3 * count);
+  std::vector<double> again(4 * count);
+  auto const& [x, y, z] = points;
+  ASSERT_EQ(compiled->EvaluateGradient(count, x.data(), y.data(), z.data(), values.data(), gradients.data()), S_OK);
+  EXPECT_GE(ball->most, 2000U);
+  for (std::size_t i = 0; i < count; i += 7)
+    EXPECT_EQ(values[i], field(x[i], y[i], z[i])) << i;
+  ASSERT_EQ(compiled->EvaluateGradient(count, Rows(rows), again.data(), again.data() + count), S_OK);
+  auto const isSame = [](double iA, double iB) { return iA == iB || (iA != iA && iB != iB); };
+  EXPECT_TRUE(std::equal(values.begin(), values.end(), again.begin()));
+  EXPECT_TRUE(std::equal(gradients.begin(), gradients.end(), again.begin() + count, isSame));
+  EXPECT_EQ(compiled->Evaluate(1, Rows(rows), nullptr), E_INVALIDARG);
 }
 
 TEST(Field, NormalsOfATurnedBlockAreThoseOfItsFaces)

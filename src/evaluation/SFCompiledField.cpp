@@ -79,6 +79,12 @@ bool ArePoints(char const* iMethod, std::size_t iCount, std::array<double const*
   return false;
 }
 
+bool IsOutput(char const* iMethod, std::size_t iCount, double const* iOutput)
+{
+  static constexpr double point = 0.0;
+  return ArePoints(iMethod, iCount, {&point, &point, &point}, iOutput);
+}
+
 /// The ranges of the coordinates in a box; false, after a line, for one that is empty or not a number.
 bool AsRanges(char const* iMethod, ZULMathBox const& iBox, std::array<SFInterval, 3>& oRanges, bool& oIsBounded)
 {
@@ -152,6 +158,15 @@ struct SFCompiledField::Content
   /// The tape for coordinates up to a magnitude; with a bound it may be shorter.
   SFTape const& TapeFor(bool iBounded) const { return iBounded ? *bounded : *anywhere; }
 
+  HRESULT Evaluate(std::size_t iCount, SFTapePoints::Points const& iPoints, double* oValues,
+                   std::atomic<bool> const* iCancel) const;
+  HRESULT EvaluateGradient(std::size_t iCount, SFTapePoints::Points const& iPoints, double* oValues, double* oGradients,
+                           std::atomic<bool> const* iCancel) const;
+  HRESULT EvaluateHessian(std::size_t iCount, SFTapePoints::Points const& iPoints, double* oValues, double* oGradients,
+                          double* oHessians, std::atomic<bool> const* iCancel) const;
+  HRESULT EvaluateCurvature(std::size_t iCount, SFTapePoints::Points const& iPoints, double* oCurvatures,
+                            std::atomic<bool> const* iCancel) const;
+
   SFTapePoints const& GetPoints() const { return points.Get(*this, 0); }
   SFTapePoints const& GetGradients() const { return gradients.Get(*this, 1); }
   SFTapePoints const& GetHessians() const { return hessians.Get(*this, 2); }
@@ -222,16 +237,47 @@ HRESULT SFCompiledField::Compile(SFSWContext const& iContext, std::shared_ptr<SF
   return S_OK;
 }
 
+HRESULT SFCompiledField::Content::Evaluate(std::size_t iCount, SFTapePoints::Points const& iPoints, double* oValues,
+                                           std::atomic<bool> const* iCancel) const
+{
+  SFFieldCall call(options, iCancel, "Evaluate");
+  return call.Conclude(GetPoints().Run(iCount, iPoints, call,
+                                       [&](std::size_t iFirst, std::size_t iBatch, SFTapePoints::Rows const& iRows) {
+                                         std::copy_n(iRows(0), iBatch, oValues + iFirst);
+                                       }));
+}
+
 HRESULT SFCompiledField::Evaluate(std::size_t iCount, double const* iX, double const* iY, double const* iZ,
                                   double* oValues, std::atomic<bool> const* iCancel) const
 {
   if (!ArePoints("Evaluate", iCount, {iX, iY, iZ}, oValues))
     return E_INVALIDARG;
-  SFFieldCall call(_content->options, iCancel, "Evaluate");
-  return call.Conclude(_content->GetPoints().Run(
-      iCount, {iX, iY, iZ}, call, [&](std::size_t iFirst, std::size_t iBatch, SFTapePoints::Rows const& iRows) {
-        std::copy_n(iRows(0), iBatch, oValues + iFirst);
-      }));
+  return _content->Evaluate(iCount, {{iX, iY, iZ}}, oValues, iCancel);
+}
+
+HRESULT SFCompiledField::Evaluate(std::size_t iCount, SFPointSource const& iPoints, double* oValues,
+                                  std::atomic<bool> const* iCancel) const
+{
+  if (!IsOutput("Evaluate", iCount, oValues))
+    return E_INVALIDARG;
+  return _content->Evaluate(iCount, {{}, &iPoints}, oValues, iCancel);
+}
+
+HRESULT SFCompiledField::Content::EvaluateGradient(std::size_t iCount, SFTapePoints::Points const& iPoints,
+                                                   double* oValues, double* oGradients,
+                                                   std::atomic<bool> const* iCancel) const
+{
+  SFFieldCall call(options, iCancel, "EvaluateGradient");
+  return call.Conclude(GetGradients().Run(iCount, iPoints, call,
+                                          [&](std::size_t iFirst, std::size_t iBatch, SFTapePoints::Rows const& iRows) {
+                                            if (oValues != nullptr)
+                                              std::copy_n(iRows(0), iBatch, oValues + iFirst);
+                                            for (std::size_t axis = 0; axis < 3; ++axis) {
+                                              double const* const row = iRows(axis + 1);
+                                              for (std::size_t i = 0; i < iBatch; ++i)
+                                                oGradients[3 * (iFirst + i) + axis] = row[i];
+                                            }
+                                          }));
 }
 
 HRESULT SFCompiledField::EvaluateGradient(std::size_t iCount, double const* iX, double const* iY, double const* iZ,
@@ -239,17 +285,30 @@ HRESULT SFCompiledField::EvaluateGradient(std::size_t iCount, double const* iX, 
 {
   if (!ArePoints("EvaluateGradient", iCount, {iX, iY, iZ}, oGradients))
     return E_INVALIDARG;
-  SFFieldCall call(_content->options, iCancel, "EvaluateGradient");
-  return call.Conclude(_content->GetGradients().Run(
-      iCount, {iX, iY, iZ}, call, [&](std::size_t iFirst, std::size_t iBatch, SFTapePoints::Rows const& iRows) {
-        if (oValues != nullptr)
-          std::copy_n(iRows(0), iBatch, oValues + iFirst);
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-          double const* const row = iRows(axis + 1);
-          for (std::size_t i = 0; i < iBatch; ++i)
-            oGradients[3 * (iFirst + i) + axis] = row[i];
-        }
-      }));
+  return _content->EvaluateGradient(iCount, {{iX, iY, iZ}}, oValues, oGradients, iCancel);
+}
+
+HRESULT SFCompiledField::EvaluateGradient(std::size_t iCount, SFPointSource const& iPoints, double* oValues,
+                                          double* oGradients, std::atomic<bool> const* iCancel) const
+{
+  if (!IsOutput("EvaluateGradient", iCount, oGradients))
+    return E_INVALIDARG;
+  return _content->EvaluateGradient(iCount, {{}, &iPoints}, oValues, oGradients, iCancel);
+}
+
+HRESULT SFCompiledField::Content::EvaluateHessian(std::size_t iCount, SFTapePoints::Points const& iPoints,
+                                                  double* oValues, double* oGradients, double* oHessians,
+                                                  std::atomic<bool> const* iCancel) const
+{
+  SFFieldCall call(options, iCancel, "EvaluateHessian");
+  return call.Conclude(GetHessians().Run(iCount, iPoints, call,
+                                         [&](std::size_t iFirst, std::size_t iBatch, SFTapePoints::Rows const& iRows) {
+                                           if (oValues != nullptr)
+                                             std::copy_n(iRows(0), iBatch, oValues + iFirst);
+                                           if (oGradients != nullptr)
+                                             Interleave(iRows, FirstDerivatives, iBatch, oGradients + 3 * iFirst);
+                                           Interleave(iRows, SecondDerivatives, iBatch, oHessians + 6 * iFirst);
+                                         }));
 }
 
 HRESULT SFCompiledField::EvaluateHessian(std::size_t iCount, double const* iX, double const* iY, double const* iZ,
@@ -258,14 +317,29 @@ HRESULT SFCompiledField::EvaluateHessian(std::size_t iCount, double const* iX, d
 {
   if (!ArePoints("EvaluateHessian", iCount, {iX, iY, iZ}, oHessians))
     return E_INVALIDARG;
-  SFFieldCall call(_content->options, iCancel, "EvaluateHessian");
-  return call.Conclude(_content->GetHessians().Run(
-      iCount, {iX, iY, iZ}, call, [&](std::size_t iFirst, std::size_t iBatch, SFTapePoints::Rows const& iRows) {
-        if (oValues != nullptr)
-          std::copy_n(iRows(0), iBatch, oValues + iFirst);
-        if (oGradients != nullptr)
-          Interleave(iRows, FirstDerivatives, iBatch, oGradients + 3 * iFirst);
-        Interleave(iRows, SecondDerivatives, iBatch, oHessians + 6 * iFirst);
+  return _content->EvaluateHessian(iCount, {{iX, iY, iZ}}, oValues, oGradients, oHessians, iCancel);
+}
+
+HRESULT SFCompiledField::EvaluateHessian(std::size_t iCount, SFPointSource const& iPoints, double* oValues,
+                                         double* oGradients, double* oHessians, std::atomic<bool> const* iCancel) const
+{
+  if (!IsOutput("EvaluateHessian", iCount, oHessians))
+    return E_INVALIDARG;
+  return _content->EvaluateHessian(iCount, {{}, &iPoints}, oValues, oGradients, oHessians, iCancel);
+}
+
+HRESULT SFCompiledField::Content::EvaluateCurvature(std::size_t iCount, SFTapePoints::Points const& iPoints,
+                                                    double* oCurvatures, std::atomic<bool> const* iCancel) const
+{
+  SFFieldCall call(options, iCancel, "EvaluateCurvature");
+  return call.Conclude(GetHessians().Run(
+      iCount, iPoints, call, [&](std::size_t iFirst, std::size_t iBatch, SFTapePoints::Rows const& iRows) {
+        std::vector<double> first(3 * iBatch);
+        std::vector<double> second(6 * iBatch);
+        Interleave(iRows, FirstDerivatives, iBatch, first.data());
+        Interleave(iRows, SecondDerivatives, iBatch, second.data());
+        for (std::size_t i = 0; i < iBatch; ++i)
+          WriteCurvatures(&first[3 * i], &second[6 * i], oCurvatures + 4 * (iFirst + i));
       }));
 }
 
@@ -274,16 +348,15 @@ HRESULT SFCompiledField::EvaluateCurvature(std::size_t iCount, double const* iX,
 {
   if (!ArePoints("EvaluateCurvature", iCount, {iX, iY, iZ}, oCurvatures))
     return E_INVALIDARG;
-  SFFieldCall call(_content->options, iCancel, "EvaluateCurvature");
-  return call.Conclude(_content->GetHessians().Run(
-      iCount, {iX, iY, iZ}, call, [&](std::size_t iFirst, std::size_t iBatch, SFTapePoints::Rows const& iRows) {
-        std::vector<double> gradients(3 * iBatch);
-        std::vector<double> hessians(6 * iBatch);
-        Interleave(iRows, FirstDerivatives, iBatch, gradients.data());
-        Interleave(iRows, SecondDerivatives, iBatch, hessians.data());
-        for (std::size_t i = 0; i < iBatch; ++i)
-          WriteCurvatures(&gradients[3 * i], &hessians[6 * i], oCurvatures + 4 * (iFirst + i));
-      }));
+  return _content->EvaluateCurvature(iCount, {{iX, iY, iZ}}, oCurvatures, iCancel);
+}
+
+HRESULT SFCompiledField::EvaluateCurvature(std::size_t iCount, SFPointSource const& iPoints, double* oCurvatures,
+                                           std::atomic<bool> const* iCancel) const
+{
+  if (!IsOutput("EvaluateCurvature", iCount, oCurvatures))
+    return E_INVALIDARG;
+  return _content->EvaluateCurvature(iCount, {{}, &iPoints}, oCurvatures, iCancel);
 }
 
 HRESULT SFCompiledField::EvaluateInterval(ZULMathBox const& iBox, double& oLow, double& oHigh) const

@@ -1,5 +1,7 @@
 #include "ResourceGradientToSF.h"
 
+#include <vector>
+
 namespace SF {
 
 ResourceGradientToSF::ResourceGradientToSF(std::shared_ptr<ResourceToSF> iResource, SFNodeType iVariable)
@@ -35,6 +37,22 @@ double ResourceGradientToSF::GetScalar(ZULMathPoint const& iPoint) const
     Diagnostics::Sentence("Error in ResourceGradientToSF::GetScalar, invalid gradient variable !");
     return MissingValue;
   }
+}
+
+std::size_t ResourceGradientToSF::GetBatchSize() const { return _resource == nullptr ? 1 : _resource->GetBatchSize(); }
+
+void ResourceGradientToSF::GetScalars(std::size_t iCount, Points const& iPoints, double* oValues,
+                                      StopRequest const& iMustStop) const
+{
+  auto const axis = static_cast<std::size_t>(_variable) - static_cast<std::size_t>(SFNodeType::X);
+  if (GetBatchSize() == 1 || axis > 2)
+    return ResourceToSF::GetScalars(iCount, iPoints, oValues, iMustStop);
+  std::vector<double> unused(2 * iCount);
+  std::array<double*, 3> gradients{};
+  for (std::size_t i = 1; i < 3; ++i)
+    gradients[(axis + i) % 3] = unused.data() + (i - 1) * iCount;
+  gradients[axis] = oValues;
+  _resource->GetGradients(iCount, iPoints, gradients, iMustStop);
 }
 
 } // namespace SF

@@ -1,0 +1,7 @@
+#include "SFPointSource.h"
+
+namespace SF {
+
+SFPointSource::~SFPointSource() = default;
+
+} // namespace SF
