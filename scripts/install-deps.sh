@@ -38,6 +38,9 @@ ci_packages=(
   llvm               # llvm-symbolizer: the places in the sanitizers' reports
   g++-aarch64-linux-gnu # another processor, to see that no value depends on it,
   qemu-user-static      # and its emulator
+  dpkg-dev   # what packages need from others
+  file       # needed by cpack
+  mmdebstrap # a clean root to install them into
 )
 
 case "${1-}" in
