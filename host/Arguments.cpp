@@ -5,26 +5,14 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <functional>
 
 namespace SFHost {
 namespace {
 
-using Texts = std::vector<std::string>;
-
-/// An option with `iCount` values each time that it is given; `iTake` receives them all.
-CLI::Option* Add(CLI::App& ioVerb, Option const& iOption, int iCount, std::function<void(Texts const&)> iTake)
-{
-  std::string const text = iOption.required ? iOption.values + " (required)" : iOption.values;
-  return ioVerb.add_option_function<Texts>(iOption.names, std::move(iTake), iOption.help)
-      ->type_size(iCount)
-      ->expected(1)
-      ->allow_extra_args(false)
-      ->required(iOption.required)
-      ->type_name("")
-      ->option_text(text);
-}
+using Words = std::vector<std::string>;
 
 [[noreturn]] void Reject(Option const& iOption, std::string const& iText, std::string const& iExpected)
 {
@@ -50,21 +38,64 @@ std::uint32_t ReadWholeNumber(Option const& iOption, std::string const& iText, W
   return static_cast<std::uint32_t>(*number);
 }
 
+/// The parts of "4x4x4" or "4,4,4"; none of a text that holds anything but numbers.
+Words JoinedNumbers(std::string const& iText)
+{
+  Words numbers(1);
+  for (char const character : iText)
+    if (character == 'x' || character == ',')
+      numbers.emplace_back();
+    else
+      numbers.back() += character;
+  bool const all = std::all_of(numbers.begin(), numbers.end(),
+                               [](std::string const& iNumber) { return ParseNumber(iNumber).has_value(); });
+  return all ? numbers : Words();
+}
+
+/// The option of a word and its value: "--name=value", "-nvalue", or a value alone behind the word of its option.
+std::pair<std::string, std::string> OptionAndValue(std::string const& iBefore, std::string const& iWord)
+{
+  std::size_t const equals = iWord.find('=');
+  if (iWord.starts_with("--") && equals != std::string::npos)
+    return {iWord.substr(0, equals), iWord.substr(equals + 1)};
+  bool const isShort = iWord.size() > 2 && iWord[0] == '-' && std::isalpha(static_cast<unsigned char>(iWord[1])) != 0;
+  if (isShort)
+    return {iWord.substr(0, 2), iWord.substr(2)};
+  return {iBefore, iWord};
+}
+
 } // namespace
+
+CLI::Option* Arguments::Add(Option const& iOption, std::size_t iCount,
+                            std::function<void(std::vector<std::string> const&)> iTake)
+{
+  if (iCount > 1)
+    for (std::string const& name : CLI::detail::split(iOption.names, ','))
+      _counts[name] = iCount;
+  std::string const text = iOption.required ? iOption.values + " (required)" : iOption.values;
+  return _verb.add_option_function<Words>(iOption.names, std::move(iTake), iOption.help)
+      ->type_size(static_cast<int>(iCount))
+      ->expected(1)
+      ->allow_extra_args(false)
+      ->required(iOption.required)
+      ->type_name("")
+      ->option_text(text)
+      ->group(_group);
+}
 
 void Arguments::Text(Option const& iOption, std::optional<std::string>& oText)
 {
-  Add(_verb, iOption, 1, [&oText](Texts const& iTexts) { oText = iTexts.at(0); });
+  Add(iOption, 1, [&oText](Words const& iTexts) { oText = iTexts.at(0); });
 }
 
 void Arguments::Text(Option const& iOption, std::string& oText)
 {
-  Add(_verb, iOption, 1, [&oText](Texts const& iTexts) { oText = iTexts.at(0); });
+  Add(iOption, 1, [&oText](Words const& iTexts) { oText = iTexts.at(0); });
 }
 
 void Arguments::Numbers(Option const& iOption, std::span<double> oNumbers, NumberRange iRange)
 {
-  Add(_verb, iOption, static_cast<int>(oNumbers.size()), [=](Texts const& iTexts) {
+  Add(iOption, oNumbers.size(), [=](Words const& iTexts) {
     for (std::size_t n = 0; n < oNumbers.size(); ++n)
       oNumbers[n] = ReadNumber(iOption, iTexts.at(n), iRange);
   });
@@ -72,12 +103,12 @@ void Arguments::Numbers(Option const& iOption, std::span<double> oNumbers, Numbe
 
 void Arguments::Number(Option const& iOption, std::optional<double>& oNumber, NumberRange iRange)
 {
-  Add(_verb, iOption, 1, [=, &oNumber](Texts const& iTexts) { oNumber = ReadNumber(iOption, iTexts.at(0), iRange); });
+  Add(iOption, 1, [=, &oNumber](Words const& iTexts) { oNumber = ReadNumber(iOption, iTexts.at(0), iRange); });
 }
 
 void Arguments::WholeNumbers(Option const& iOption, std::span<std::uint32_t> oNumbers, WholeRange iRange)
 {
-  Add(_verb, iOption, static_cast<int>(oNumbers.size()), [=](Texts const& iTexts) {
+  Add(iOption, oNumbers.size(), [=](Words const& iTexts) {
     for (std::size_t n = 0; n < oNumbers.size(); ++n)
       oNumbers[n] = ReadWholeNumber(iOption, iTexts.at(n), iRange);
   });
@@ -85,13 +116,12 @@ void Arguments::WholeNumbers(Option const& iOption, std::span<std::uint32_t> oNu
 
 void Arguments::WholeNumber(Option const& iOption, std::optional<std::uint32_t>& oNumber, WholeRange iRange)
 {
-  Add(_verb, iOption, 1,
-      [=, &oNumber](Texts const& iTexts) { oNumber = ReadWholeNumber(iOption, iTexts.at(0), iRange); });
+  Add(iOption, 1, [=, &oNumber](Words const& iTexts) { oNumber = ReadWholeNumber(iOption, iTexts.at(0), iRange); });
 }
 
 void Arguments::Points(Option const& iOption, std::vector<Point>& oPoints)
 {
-  auto const take = [=, &oPoints](Texts const& iTexts) {
+  auto const take = [=, &oPoints](Words const& iTexts) {
     for (std::size_t n = 0; n < iTexts.size(); ++n) {
       auto const number = ParseNumber(iTexts[n]);
       if (!number)
@@ -101,12 +131,12 @@ void Arguments::Points(Option const& iOption, std::vector<Point>& oPoints)
       oPoints.back()[n % 3] = *number;
     }
   };
-  Add(_verb, iOption, 3, take)->expected(1, CLI::detail::expected_max_vector_size)->allow_extra_args(false);
+  Add(iOption, 3, take)->expected(1, CLI::detail::expected_max_vector_size)->allow_extra_args(false);
 }
 
 void Arguments::Choice(Option const& iOption, std::span<std::string_view const> iWords, std::size_t& oChoice)
 {
-  Add(_verb, iOption, 1, [=, &oChoice](Texts const& iTexts) {
+  Add(iOption, 1, [=, &oChoice](Words const& iTexts) {
     auto const word = std::find(iWords.begin(), iWords.end(), iTexts.at(0));
     if (word == iWords.end())
       Reject(iOption, iTexts.at(0), "one of " + iOption.values);
@@ -114,8 +144,36 @@ void Arguments::Choice(Option const& iOption, std::span<std::string_view const> 
   });
 }
 
-void Arguments::Flag(Option const& iOption, bool& oGiven) { _verb.add_flag(iOption.names, oGiven, iOption.help); }
+void Arguments::Texts(Option const& iOption, std::vector<std::string>& oTexts)
+{
+  Add(iOption, 1, [&oTexts](Words const& iTexts) { oTexts = iTexts; })
+      ->expected(1, CLI::detail::expected_max_vector_size)
+      ->allow_extra_args(false);
+}
+
+void Arguments::Flag(Option const& iOption, bool& oGiven)
+{
+  _verb.add_flag(iOption.names, oGiven, iOption.help)->group(_group);
+}
 
 void Arguments::Examples(std::string const& iLines) { _verb.footer("Examples:\n" + iLines); }
+
+std::vector<std::string> Arguments::Split(std::vector<std::string> const& iWords) const
+{
+  Words words;
+  for (std::string const& word : iWords) {
+    auto const [option, value] = OptionAndValue(words.empty() ? "" : words.back(), word);
+    auto const found = _counts.find(option);
+    Words const numbers = found == _counts.end() ? Words() : JoinedNumbers(value);
+    if (numbers.empty() || numbers.size() != found->second) {
+      words.push_back(word);
+      continue;
+    }
+    if (words.empty() || words.back() != option)
+      words.push_back(option);
+    words.insert(words.end(), numbers.begin(), numbers.end());
+  }
+  return words;
+}
 
 } // namespace SFHost

@@ -3,6 +3,8 @@
 #include "Numbers.h"
 
 #include <cstdint>
+#include <functional>
+#include <map>
 #include <optional>
 #include <span>
 #include <string>
@@ -11,7 +13,8 @@
 
 namespace CLI {
 class App;
-}
+class Option;
+} // namespace CLI
 
 namespace SFHost {
 
@@ -43,6 +46,9 @@ class Arguments
 public:
   explicit Arguments(CLI::App& ioVerb) : _verb(ioVerb) {}
 
+  /// The options that follow stand under this title in the help.
+  void Group(std::string iTitle) { _group = std::move(iTitle); }
+
   void Text(Option const& iOption, std::optional<std::string>& oText);
   void Text(Option const& iOption, std::string& oText);
   /// As many numbers as the span has places.
@@ -52,6 +58,8 @@ public:
   void WholeNumber(Option const& iOption, std::optional<std::uint32_t>& oNumber, WholeRange iRange);
   /// One of some words; `oChoice` is its number among them.
   void Choice(Option const& iOption, std::span<std::string_view const> iWords, std::size_t& oChoice);
+  /// An option that may be given many times.
+  void Texts(Option const& iOption, std::vector<std::string>& oTexts);
   /// An option without a value.
   void Flag(Option const& iOption, bool& oGiven);
   /// An option that may be given many times, each time with one point; infinities and NaN are allowed.
@@ -59,8 +67,16 @@ public:
   /// The examples that end the verb's help.
   void Examples(std::string const& iLines);
 
+  /// The words of a command line, with those that hold all numbers of an option, as "4x4x4" and "4,4,4", taken apart.
+  std::vector<std::string> Split(std::vector<std::string> const& iWords) const;
+
 private:
+  CLI::Option* Add(Option const& iOption, std::size_t iCount,
+                   std::function<void(std::vector<std::string> const&)> iTake);
+
   CLI::App& _verb;
+  std::string _group = "Options";
+  std::map<std::string, std::size_t> _counts; ///< of the values of options that have several, by each of their names
 };
 
 } // namespace SFHost

@@ -28,10 +28,10 @@ Failure::Failure(std::string const& iSubject, std::string const& iWrong)
 
 Failure SystemFailure(std::string const& iFile, int iErrorNumber) { return {iFile, std::strerror(iErrorNumber)}; }
 
-void Require(HRESULT iCode, std::string const& iSubject, std::string const& iWrong)
+void Require(HRESULT iCode, std::string const& iModelName, std::string const& iWrong)
 {
   if (Failed(iCode))
-    throw Failure(iSubject, iWrong + " (" + CodeName(iCode) + ")");
+    throw ModelFailure(iModelName, iWrong + " (" + CodeName(iCode) + ")");
 }
 
 std::string OneLine(std::string iText)

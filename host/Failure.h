@@ -7,7 +7,18 @@
 
 namespace SFHost {
 
-/// Why the tool cannot do what it was asked: the line that the user reads, without the tool's name. Exit status 1.
+/// What the process ends with.
+enum ExitStatus
+{
+  DoneStatus = 0,
+  FailureStatus = 1,
+  UsageStatus = 2,
+  ModelStatus = 3,
+  MemoryStatus = 4,
+  CancelledStatus = 130 ///< as shells number the end by SIGINT
+};
+
+/// Why the tool cannot do what it was asked: the line that the user reads, without the tool's name.
 class Failure : public std::runtime_error
 {
 public:
@@ -16,7 +27,14 @@ public:
   Failure(std::string const& iSubject, std::string const& iWrong);
 };
 
-/// The command line itself is wrong. Exit status 2.
+/// The model is to blame: its text cannot be read, or what it describes cannot be worked on.
+class ModelFailure : public Failure
+{
+public:
+  using Failure::Failure;
+};
+
+/// The command line itself is wrong.
 class UsageError : public std::runtime_error
 {
 public:
@@ -32,8 +50,8 @@ struct Ending
 /// A failure of a system call on a file, in the system's words.
 Failure SystemFailure(std::string const& iFile, int iErrorNumber);
 
-/// Throws the failure of a library operation, named by what it could not do, when the code is one.
-void Require(HRESULT iCode, std::string const& iSubject, std::string const& iWrong);
+/// Throws the failure of a library operation on a model, named by what it could not do, when the code is one.
+void Require(HRESULT iCode, std::string const& iModelName, std::string const& iWrong);
 
 /// A piece of input as it may be shown in a message: in quotes, cut when long.
 std::string Quoted(std::string const& iText);

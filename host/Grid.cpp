@@ -2,62 +2,133 @@
 
 #include "Failure.h"
 #include "SFDagEvaluator.h"
+#include "SFToolsErrors.h"
 
-#include <cstdio>
-#include <fstream>
-#include <limits>
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
 
 namespace SFHost {
 namespace {
 
-/// What new work may take without swapping; infinite where the system does not tell.
-double AvailableMemory()
+constexpr std::string_view Units[] = {"um", "mm", "cm", "m", "in"};
+
+/// A length that does not fit what is sampled is an error of the command line.
+template <class Action>
+auto AsUsage(Action const& iAction)
 {
-  std::ifstream file("/proc/meminfo");
-  for (std::string line; std::getline(file, line);) {
-    double kibibytes = 0.0;
-    if (std::sscanf(line.c_str(), "MemAvailable: %lf kB", &kibibytes) == 1)
-      return kibibytes * 1024.0;
+  try {
+    return iAction();
+  } catch (std::invalid_argument const& error) {
+    throw UsageError(error.what());
   }
-  return std::numeric_limits<double>::infinity();
 }
 
-std::string Gibibytes(double iBytes)
+ZULMathBox Grown(ZULMathBox const& iBox, double iBy)
 {
-  char text[64];
-  std::snprintf(text, sizeof text, "%.3g GiB", iBytes / (1024.0 * 1024.0 * 1024.0));
-  return text;
+  return {{iBox.low.x - iBy, iBox.low.y - iBy, iBox.low.z - iBy},
+          {iBox.high.x + iBy, iBox.high.y + iBy, iBox.high.z + iBy}};
 }
 
 } // namespace
 
+void BoxOptions::AddTo(Arguments& ioArguments)
+{
+  ioArguments.Numbers({.names = "-b,--bounds",
+                       .values = "X0,Y0,Z0,X1,Y1,Z1",
+                       .help = "The box to work on (the model's own one, where it is known)"},
+                      bounds, NumberRange::Finite);
+  ioArguments.Choice({.names = "--units", .values = "um|mm|cm|m|in", .help = "The model's unit of length (mm)"}, Units,
+                     unit);
+}
+
+ZULMathBox BoxOptions::BoxOf(FieldModel const& iModel) const
+{
+  if (!HasBounds())
+    try {
+      return SF::RequireBounds(iModel.field);
+    } catch (SF::SFModelError const& error) {
+      throw ModelFailure(iModel.name, std::string(error.what()) + " (see --bounds)");
+    }
+  auto const [x0, y0, z0, x1, y1, z1] = bounds;
+  return {{std::min(x0, x1), std::min(y0, y1), std::min(z0, z1)},
+          {std::max(x0, x1), std::max(y0, y1), std::max(z0, z1)}};
+}
+
+void CellOptions::AddTo(Arguments& ioArguments)
+{
+  ioArguments.WholeNumber(
+      {.names = "-n,--cells", .values = "N", .help = "Cells along the longest side of the box (128)"}, cells,
+      {.least = 1, .most = SF::SFMaxCells});
+  ioArguments.Number({.names = "-s,--voxel", .values = "H", .help = "Edge of a cell, instead of -n"}, voxel,
+                     NumberRange::Positive);
+}
+
+double CellOptions::VoxelOver(ZULMathBox const& iBox) const
+{
+  if (cells && voxel)
+    throw UsageError("give either --cells or --voxel, not both");
+  return voxel ? *voxel : AsUsage([&] { return SF::VoxelFor(iBox, cells.value_or(DefaultCells)); });
+}
+
 void GridOptions::AddTo(Arguments& ioArguments)
 {
-  ioArguments.WholeNumbers(
-      {.names = "--dims", .values = "NX NY NZ", .help = "Number of points along each axis", .required = true}, dims,
-      {.least = 1});
-  ioArguments.Numbers({.names = "--voxel", .values = "H", .help = "Distance between points", .required = true},
-                      std::span(&voxel, 1), NumberRange::Positive);
-  ioArguments.Numbers({.names = "--origin", .values = "X Y Z", .help = "The first point (0 0 0)"}, origin,
+  box.AddTo(ioArguments);
+  cell.AddTo(ioArguments);
+  ioArguments.WholeNumbers({.names = "--dims",
+                            .values = "NX NY NZ",
+                            .help = "Number of points along each axis, instead of a box; with --voxel"},
+                           dims, {.least = 1});
+  ioArguments.Numbers({.names = "--origin", .values = "X Y Z", .help = "The first point, with --dims (0 0 0)"}, origin,
                       NumberRange::Finite);
 }
 
-void RequireMemory(double iBytes, std::string const& iWhat)
+bool GridOptions::IsPointByPoint() const
 {
-  double const available = AvailableMemory();
-  if (iBytes > available)
-    throw Failure(iWhat + " needs " + Gibibytes(iBytes) + " of memory, " + Gibibytes(available) + " is free");
+  bool const hasDims = dims[0] != 0;
+  if (hasDims && (box.HasBounds() || cell.cells))
+    throw UsageError("--dims goes with --voxel and --origin, not with --bounds or --cells");
+  if (hasDims && !cell.voxel)
+    throw UsageError("--voxel is required with --dims");
+  if (!hasDims && !std::isnan(origin[0]))
+    throw UsageError("--origin goes with --dims");
+  return hasDims;
 }
 
-std::vector<float> MakeValues(GridOptions const& iGrid)
+SF::SFGridFrame GridOptions::PointByPoint() const
+{
+  SF::SFGridFrame frame{dims, *cell.voxel, {}};
+  if (!std::isnan(origin[0]))
+    frame.origin = origin;
+  return frame;
+}
+
+SF::SFGridFrame GridOptions::FrameFor(FieldModel const& iModel) const
+{
+  if (IsPointByPoint())
+    return PointByPoint();
+  ZULMathBox const region = box.BoxOf(iModel);
+  double const step = cell.VoxelOver(region);
+  return AsUsage([&] { return SF::FrameOver(box.HasBounds() ? region : Grown(region, step), step); });
+}
+
+SF::SFGridFrame GridOptions::FrameAlone() const
+{
+  if (!IsPointByPoint() && !box.HasBounds())
+    throw UsageError("--strict needs --dims and --voxel, or --bounds");
+  return FrameFor({});
+}
+
+std::vector<float> MakeValues(CommonOptions const& iCommon, SF::SFGridFrame const& iGrid)
 {
   auto const [nx, ny, nz] = iGrid.dims;
-  RequireMemory(double{sizeof(float)} * nx * ny * nz,
-                "--dims " + std::to_string(nx) + " " + std::to_string(ny) + " " + std::to_string(nz) + ": the grid");
+  iCommon.RequireMemory(double{sizeof(float)} * nx * ny * nz, "the grid of " + std::to_string(nx) + " x " +
+                                                                  std::to_string(ny) + " x " + std::to_string(nz) +
+                                                                  " points");
   return std::vector<float>(std::size_t{nx} * ny * nz);
 }
 
-void RenderInto(std::vector<float>& ioValues, Model& ioModel, GridOptions const& iGrid)
+void RenderInto(std::vector<float>& ioValues, Model& ioModel, SF::SFGridFrame const& iGrid)
 {
   auto dims = iGrid.dims;
   constexpr auto accuracy = ZULGMSFDiscretizationAccuracyLevel::EMedium;

@@ -1,15 +1,22 @@
 #include "Failure.h"
-#include "Output.h"
+#include "Messages.h"
 #include "SFInstructionSets.h"
+#include "SFOutputFile.h"
+#include "SFToolsErrors.h"
 #include "SFVersion.h"
 #include "Signals.h"
 #include "Verbs.h"
+#include "Watch.h"
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cstdlib>
 #include <fcntl.h>
+#include <functional>
 #include <iostream>
+#include <map>
+#include <memory>
 #include <new>
 #include <sstream>
 #include <unistd.h>
@@ -38,8 +45,10 @@ constexpr Verb Verbs[] = {
     {"offset", "Write the text of a model whose surface is moved, or made a shell", AddOffset},
 };
 
-constexpr int FailureStatus = 1;
-constexpr int UsageStatus = 2;
+constexpr char const* ExitCodes =
+    "\n\nUnits: lengths are in the model's unit (mm unless --units says otherwise), angles in radians.\n\n"
+    "Exit codes: 0 done; 1 failure, as of a file; 2 wrong command line; 3 the model cannot be read or\n"
+    "worked on; 4 too little memory; 130 cancelled (SIGINT).";
 
 /// A file opened later must not take the place of a closed standard stream, where the library writes its lines.
 /// What takes it instead is opened the wrong way round, so that its use fails as that of the closed one.
@@ -64,6 +73,13 @@ void RequireKnownInstructionSet()
   throw UsageError(std::string(Sets::Variable) + ": " + Quoted(forced) + " is not one of " + names);
 }
 
+/// What a command line asks for.
+struct Task
+{
+  Action action;
+  std::shared_ptr<CommonOptions> options;
+};
+
 /// The command line, and the verb that it chose.
 class CommandLine
 {
@@ -73,41 +89,51 @@ public:
     _app.set_version_flag("--version", "sfdag " SF_VERSION_STRING);
     _app.get_formatter()->label("SUBCOMMAND", "VERB");
     _app.footer(
-        "MODEL is a file with an expression or a listing (.vm), - for the standard input, or -x 'EXPR'.\n"
-        "sfdag VERB --help explains a verb and shows examples.\n\n"
-        "A model has its plain meaning: a transform places its operand and nothing else, blends blend, offsets\n"
-        "move all surfaces, derivatives follow the rules of calculus, and numbers keep all their digits. With\n"
-        "--strict a model is read and computed by the letter of the library's SFDag classes instead, six digits,\n"
-        "merged parts and grid-dependent values included: for programs that must agree with hosts built on them.");
-    for (Verb const& verb : Verbs) {
-      CLI::App& command = *_app.add_subcommand(verb.name, verb.summary)->group("Verbs");
-      Arguments arguments(command);
-      command.callback([this, action = verb.add(arguments)] { _action = action; });
-    }
+        std::string(
+            "MODEL is a file with an expression, a formula (.sfm) or a listing (.vm), - for the standard input,\n"
+            "-x 'EXPR', or -e 'FORMULA'. sfdag help VERB explains a verb and shows examples.\n\n"
+            "A model has its plain meaning: a transform places its operand and nothing else, blends blend, offsets\n"
+            "move all surfaces, derivatives follow the rules of calculus, and numbers keep all their digits. With\n"
+            "--strict a model is read and computed by the letter of the library's SFDag classes instead, six digits,\n"
+            "merged parts and grid-dependent values included: for programs that must agree with hosts built on them.") +
+        ExitCodes);
+    for (Verb const& verb : Verbs)
+      Add(verb);
   }
 
   /// What is to be done; the printing of a help text where one was asked for.
-  Action Read(int iCount, char const* const* iTexts)
+  Task Read(std::vector<std::string> iWords)
   {
+    // "help VERB" is "VERB --help".
+    if (!iWords.empty() && iWords.front() == "help") {
+      iWords.erase(iWords.begin());
+      iWords.emplace_back("--help");
+    }
     try {
-      _app.parse(iCount, iTexts);
+      auto const verb = _verbs.find(iWords.empty() ? "" : iWords.front());
+      auto words = verb == _verbs.end() ? iWords : verb->second.Split(iWords);
+      std::reverse(words.begin(), words.end()); // as the parser takes them
+      _app.parse(std::move(words));
     } catch (CLI::Success const& request) {
       std::ostringstream text;
       _app.exit(request, text, text);
-      return [bytes = text.str()] {
-        Output output("-");
-        output.Write(bytes);
-        output.Commit();
-      };
+      return {[bytes = text.str()](CommonOptions const&) {
+                SF::SFOutputFile output("-");
+                output.Write(bytes);
+                output.Commit();
+              },
+              std::make_shared<CommonOptions>()};
     } catch (CLI::ParseError const& error) {
-      bool const misnamedVerb = iCount > 1 && ChosenVerb().empty() && iTexts[1][0] != '-';
-      throw UsageError(misnamedVerb ? "unknown verb " + Quoted(iTexts[1]) + ", there are: " + VerbList()
+      bool const misnamedVerb = !iWords.empty() && ChosenVerb().empty() && iWords.front()[0] != '-';
+      throw UsageError(misnamedVerb ? "unknown verb " + Quoted(iWords.front()) + ", there are: " + VerbList()
                                     : error.what());
     }
-    if (_action == nullptr)
+    if (_task.action == nullptr)
       throw UsageError("give a verb: " + VerbList());
     RequireKnownInstructionSet();
-    return _action;
+    if (_task.options->isWatching && (!_task.options->model.file || *_task.options->model.file == "-"))
+      throw UsageError("--watch needs a MODEL that is a file");
+    return _task;
   }
 
   /// "grid " once that verb has been read.
@@ -118,6 +144,16 @@ public:
   }
 
 private:
+  void Add(Verb const& iVerb)
+  {
+    CLI::App& command = *_app.add_subcommand(iVerb.name, iVerb.summary)->group("Verbs");
+    Arguments& arguments = _verbs.emplace(iVerb.name, Arguments(command)).first->second;
+    Task const task{iVerb.add(arguments), std::make_shared<CommonOptions>()};
+    task.options->AddTo(arguments);
+    command.footer(command.get_footer() + ExitCodes);
+    command.callback([this, task] { _task = task; });
+  }
+
   static std::string VerbList()
   {
     std::string list;
@@ -127,7 +163,8 @@ private:
   }
 
   CLI::App _app;
-  Action _action;
+  std::map<std::string, Arguments> _verbs;
+  Task _task;
 };
 
 int Complain(std::string const& iWrong, int iStatus)
@@ -136,21 +173,47 @@ int Complain(std::string const& iWrong, int iStatus)
   return iStatus;
 }
 
-int Main(int iCount, char const* const* iTexts)
+/// The exit status of something; one line where it fails.
+int StatusOf(CommandLine const& iCommandLine, std::function<void()> const& iRun)
 {
-  CommandLine commandLine;
   try {
-    commandLine.Read(iCount, iTexts)();
-    return 0;
+    iRun();
+    return DoneStatus;
   } catch (Ending const& ending) {
     return ending.status;
   } catch (UsageError const& error) {
-    return Complain(std::string(error.what()) + " (see sfdag " + commandLine.ChosenVerb() + "--help)", UsageStatus);
+    return Complain(std::string(error.what()) + " (see sfdag " + iCommandLine.ChosenVerb() + "--help)", UsageStatus);
+  } catch (ModelFailure const& error) {
+    return Complain(error.what(), ModelStatus);
+  } catch (SF::SFModelError const& error) {
+    return Complain(error.what(), ModelStatus);
+  } catch (SF::SFMemoryLimit const& error) {
+    return Complain(error.what(), MemoryStatus);
   } catch (std::bad_alloc const&) {
-    return Complain("out of memory", FailureStatus);
+    return Complain("out of memory", MemoryStatus);
   } catch (std::exception const& error) {
     return Complain(error.what(), FailureStatus);
   }
+}
+
+void Run(CommandLine const& iCommandLine, Task const& iTask)
+{
+  CommonOptions const& options = *iTask.options;
+  SetLoudness(options.isQuiet ? Loudness::Quiet : options.isVerbose ? Loudness::Verbose : Loudness::Normal);
+  if (!options.isWatching)
+    return iTask.action(options);
+  RunWhenChanged(*options.model.file, [&] {
+    int const status = StatusOf(iCommandLine, [&] { iTask.action(options); });
+    Warn(OneLine(*options.model.file) + (status == DoneStatus ? ": done, " : ": not done, ") + "waiting for changes\n");
+  });
+}
+
+int Main(int iCount, char const* const* iTexts)
+{
+  CommandLine commandLine;
+  return StatusOf(commandLine, [&] {
+    Run(commandLine, commandLine.Read({iTexts + std::min(iCount, 1), iTexts + iCount}));
+  });
 }
 
 } // namespace

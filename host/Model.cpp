@@ -2,14 +2,17 @@
 
 #include "Failure.h"
 #include "Input.h"
+#include "Messages.h"
 #include "SFDagFromExpression.h"
 #include "SFExpressionCheck.h"
 #include "SFFormula.h"
 #include "SFListing.h"
 #include "SFTextMessages.h"
+#include "SFVariable.h"
 
 #include <algorithm>
 #include <iostream>
+#include <map>
 #include <unordered_set>
 #include <vector>
 
@@ -24,13 +27,13 @@ void LayOutOnOneLine(std::string& ioText)
 }
 
 /// Whether a graph holds a node that `iPredicate` is true of; each is asked once.
-template <class Predicate>
-bool AnyNode(SF::SFDagNode const& iRoot, Predicate const& iPredicate)
+template <class Node, class Predicate>
+bool AnyNode(Node& iRoot, Predicate const& iPredicate)
 {
-  std::vector<SF::SFDagNode const*> open{&iRoot};
-  std::unordered_set<SF::SFDagNode const*> seen;
+  std::vector<Node*> open{&iRoot};
+  std::unordered_set<Node const*> seen;
   while (!open.empty()) {
-    SF::SFDagNode const* const node = open.back();
+    Node* const node = open.back();
     open.pop_back();
     if (node == nullptr || !seen.insert(node).second)
       continue;
@@ -48,7 +51,8 @@ void RequireSupported(Model const& iModel)
     return iModel.context.IsSemanticSupported(iNode.GetTypeTag()) != SF::SFSemanticSupportStatus::ESupported;
   });
   if (beyond)
-    throw Failure(iModel.name, "holds a parameter, a transform, a blend or an offset, which level 1 does not have");
+    throw ModelFailure(iModel.name,
+                       "holds a parameter, a transform, a blend or an offset, which level 1 does not have");
 }
 
 enum class Notation
@@ -95,9 +99,9 @@ std::shared_ptr<SF::SFDagNode> ReadExpression(ModelText const& iText, SF::SFNode
 {
   auto root = SF::SFDagFromExpression::BuildFromExpression(iText.onOneLine, nullptr, iEquality);
   if (root == nullptr)
-    throw Failure(iText.name, iText.onOneLine.empty() ? "empty" : "not a readable expression");
+    throw ModelFailure(iText.name, iText.onOneLine.empty() ? "empty" : "not a readable expression");
   if (root->GetTypeTag() == SF::SFNodeType::END)
-    throw Failure(iText.name, "holds no expression");
+    throw ModelFailure(iText.name, "holds no expression");
   return root;
 }
 
@@ -105,14 +109,79 @@ std::shared_ptr<SF::SFDagNode> ReadExpression(ModelText const& iText, SF::SFNode
 [[noreturn]] void FailAt(ModelText const& iText, std::string const& iReport, std::string const& iWhat)
 {
   std::cerr << iReport;
-  throw Failure(iText.name, "not a readable " + iWhat);
+  throw ModelFailure(iText.name, "not a readable " + iWhat);
+}
+
+using Settings = std::map<std::string, double>;
+
+Settings ReadSettings(ModelOptions const& iOptions)
+{
+  Settings settings;
+  for (std::string const& setting : iOptions.settings) {
+    std::size_t const equals = setting.find('=');
+    auto const value = equals == std::string::npos ? std::nullopt : ParseNumber(setting.substr(equals + 1));
+    if (!value || equals == 0)
+      throw UsageError("--set: " + Quoted(setting) + " is not NAME=NUMBER");
+    settings[setting.substr(0, equals)] = *value;
+  }
+  return settings;
+}
+
+[[noreturn]] void RejectSetting(std::string const& iName)
+{
+  throw UsageError("--set: the model has no parameter " + Quoted(iName));
+}
+
+/// Changes the parameters of a graph.
+void SetParameters(SF::SFDagNode& ioRoot, Settings const& iSettings)
+{
+  for (auto const& [name, value] : iSettings) {
+    bool found = false;
+    AnyNode(ioRoot, [&found, &name = name, value = value](SF::SFDagNode& ioNode) {
+      auto* const parameter = dynamic_cast<SF::SFVariable*>(&ioNode);
+      if (parameter != nullptr && parameter->GetExpressionId() == name) {
+        parameter->SetConstant(value);
+        found = true;
+      }
+      return false;
+    });
+    if (!found)
+      RejectSetting(name);
+  }
+}
+
+void RequireParameters(std::vector<SF::SFParameterInfo> const& iParameters, Settings const& iSettings)
+{
+  for (auto const& [name, value] : iSettings) {
+    auto const hasName = [&name = name](SF::SFParameterInfo const& iParameter) { return iParameter.name == name; };
+    if (std::none_of(iParameters.begin(), iParameters.end(), hasName))
+      RejectSetting(name);
+  }
+}
+
+SF::SFField ReadListing(std::string const& iText, Settings const& iSettings)
+{
+  SF::SFField field = SF::ReadListing(iText);
+  RequireParameters(SF::Parameters(field), iSettings);
+  for (auto const& [name, value] : iSettings)
+    field = SF::With(field, name, value);
+  return field;
+}
+
+/// A formula reads the values of its parameters itself, so that all that its functions make of them follows.
+SF::SFField ReadFormula(std::string const& iText, Settings const& iSettings)
+{
+  if (!iSettings.empty())
+    RequireParameters(SF::SFFormula::ReadParameters(iText), iSettings);
+  return SF::SFFormula::Read(iText, iSettings);
 }
 
 /// The field of a listing or a formula.
-SF::SFField ReadField(ModelText const& iText)
+SF::SFField ReadField(ModelText const& iText, Settings const& iSettings)
 {
   try {
-    return iText.notation == Notation::Listing ? SF::ReadListing(iText.asGiven) : SF::SFFormula::Read(iText.asGiven);
+    return iText.notation == Notation::Listing ? ReadListing(iText.asGiven, iSettings)
+                                               : ReadFormula(iText.asGiven, iSettings);
   } catch (SF::SFListingError const& error) {
     FailAt(iText,
            SF::SFTextMessages(OneLine(iText.name), iText.asGiven)
@@ -121,7 +190,7 @@ SF::SFField ReadField(ModelText const& iText)
   } catch (SF::SFFormulaError const& error) {
     FailAt(iText, error.Report(OneLine(iText.name)), "formula");
   } catch (std::logic_error const& error) {
-    throw Failure(iText.name, error.what());
+    throw ModelFailure(iText.name, error.what());
   }
 }
 
@@ -141,7 +210,7 @@ std::size_t WarnOf(ModelText const& iText, SF::SFNodeEquality iEquality, std::si
                                                     OneLine(iText.name), iText.asGiven);
   if (findings.size() > shown)
     lines += OneLine(iText.name) + ": there are more warnings\n";
-  std::cerr << lines;
+  Warn(lines);
   return findings.size();
 }
 
@@ -157,6 +226,9 @@ void ModelOptions::AddTo(Arguments& ioArguments)
   ioArguments.Text({.names = "-x,--expression", .values = "EXPR", .help = "The expression text itself"}, expression);
   ioArguments.Text({.names = "-e,--formula", .values = "FORMULA", .help = "The formula itself, as in docs/formulae.md"},
                    formula);
+  ioArguments.Texts(
+      {.names = "--set", .values = "NAME=NUMBER", .help = "The value of a parameter; may be given many times"},
+      settings);
   ioArguments.WholeNumbers({.names = "--level", .values = "1|2", .help = "Semantic level (2)"}, std::span(&level, 1),
                            {.least = 1, .most = 2});
   ioArguments.Flag({.names = "--strict", .values = "", .help = "Read and compute by the letter (see sfdag --help)"},
@@ -175,8 +247,11 @@ Model LoadModel(ModelOptions const& iOptions)
   ModelText const text = ReadText(iOptions);
   WarnOf(text, EqualityOf(iOptions), mostWarnings);
   Model model{text.name, SF::SFSWContext(static_cast<SF::SFSemanticLevel>(iOptions.level)),
-              text.notation == Notation::Expression ? ReadExpression(text, EqualityOf(iOptions))
-                                                    : Named(text.name, [&] { return ReadField(text).Node(); })};
+              text.notation == Notation::Expression
+                  ? ReadExpression(text, EqualityOf(iOptions))
+                  : Named(text.name, [&] { return ReadField(text, ReadSettings(iOptions)).Node(); })};
+  if (!iOptions.settings.empty() && text.notation == Notation::Expression)
+    SetParameters(*model.root, ReadSettings(iOptions));
   RequireSupported(model);
   return model;
 }
@@ -187,7 +262,7 @@ FieldModel LoadField(ModelOptions const& iOptions)
   if (iOptions.level == allLevels && !iOptions.expression) {
     ModelText const text = ReadText(iOptions);
     if (text.notation != Notation::Expression)
-      return {text.name, ReadField(text)};
+      return {text.name, ReadField(text, ReadSettings(iOptions))};
   }
   Model const model = LoadModel(iOptions);
   return {model.name, Named(model.name, [&] { return SF::SFField::FromNode(model.root); })};
@@ -197,7 +272,7 @@ bool CheckModel(ModelOptions const& iOptions)
 {
   ModelText const text = ReadText(iOptions);
   if (text.notation != Notation::Expression)
-    ReadField(text);
+    ReadField(text, ReadSettings(iOptions));
   return WarnOf(text, EqualityOf(iOptions), SF::SFExpressionCheck::DefaultLimit) == 0;
 }
 

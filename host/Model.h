@@ -10,6 +10,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace SFHost {
 
@@ -23,6 +24,7 @@ struct ModelOptions
   std::optional<std::string> formula;
   std::uint32_t level = 2;
   bool strict = false;
+  std::vector<std::string> settings; ///< "name=value", of parameters
 };
 
 /// A model as it is written, and the semantic level that it is used under.
@@ -71,7 +73,7 @@ auto Named(std::string const& iModelName, Action const& iAction)
   try {
     return iAction();
   } catch (std::logic_error const& error) { // invalid_argument, domain_error and length_error
-    throw Failure(iModelName, error.what());
+    throw ModelFailure(iModelName, error.what());
   }
 }
 

@@ -1,9 +1,11 @@
 #include "Signals.h"
 
+#include "Failure.h"
+#include "SFOutputFile.h"
+
 #include <array>
 #include <atomic>
 #include <csignal>
-#include <cstring>
 #include <string_view>
 #include <unistd.h>
 
@@ -12,8 +14,8 @@ namespace {
 
 constexpr std::array Caught{SIGINT, SIGTERM, SIGHUP, SIGPIPE};
 
-std::atomic<FileAtRisk const*> fileAtRisk{nullptr};
-static_assert(std::atomic<FileAtRisk const*>::is_always_lock_free, "read in a signal handler");
+std::atomic<bool> isBarDrawn{false};
+static_assert(std::atomic<bool>::is_always_lock_free, "read in a signal handler");
 
 sigset_t CaughtSet()
 {
@@ -24,18 +26,23 @@ sigset_t CaughtSet()
   return set;
 }
 
+void WriteError(std::string_view iText)
+{
+  [[maybe_unused]] ssize_t const written = write(STDERR_FILENO, iText.data(), iText.size());
+}
+
 /// Only calls that are safe in a handler. The disposition is the default one again by now, and the signal is
 /// delivered a second time when this returns.
 void Handle(int iSignal)
 {
-  FileAtRisk const* const file = fileAtRisk.exchange(nullptr);
-  if (file != nullptr)
-    unlink(file->path);
+  bool const anyRemoved = SF::SFOutputFile::RemoveUnfinished();
   if (iSignal != SIGPIPE) {
-    constexpr char const* nothingToRemove = "sfdag: interrupted\n";
-    char const* const line = file != nullptr ? file->line : nothingToRemove;
-    [[maybe_unused]] ssize_t const written = write(STDERR_FILENO, line, std::strlen(line));
+    if (isBarDrawn)
+      WriteError("\r\x1b[K");
+    WriteError(anyRemoved ? "sfdag: interrupted, the output is not written\n" : "sfdag: interrupted\n");
   }
+  if (iSignal == SIGINT)
+    _exit(CancelledStatus);
   raise(iSignal);
 }
 
@@ -60,18 +67,6 @@ void CatchSignals()
   std::signal(SIGXFSZ, SIG_IGN);
 }
 
-SignalsHeld::SignalsHeld()
-{
-  sigset_t const set = CaughtSet();
-  pthread_sigmask(SIG_BLOCK, &set, nullptr);
-}
-
-SignalsHeld::~SignalsHeld()
-{
-  sigset_t const set = CaughtSet();
-  pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
-}
-
-void SetFileAtRisk(FileAtRisk const* iFile) { fileAtRisk = iFile; }
+void SetBarDrawn(bool iIsDrawn) { isBarDrawn = iIsDrawn; }
 
 } // namespace SFHost

@@ -2,30 +2,13 @@
 
 namespace SFHost {
 
-/// From here on, a signal that asks the process to stop (SIGINT, SIGTERM, SIGHUP) first removes the file under
-/// construction and writes one line; a closed pipe (SIGPIPE) removes it in silence. The process then dies of the
-/// signal as it would have. A file that outgrows the user's limit is an ordinary write error instead of SIGXFSZ.
-/// Signals that the caller had ignored stay ignored.
+/// From here on, a signal that asks the process to stop (SIGINT, SIGTERM, SIGHUP) first removes the files under
+/// construction and writes one line; a closed pipe (SIGPIPE) removes them in silence. SIGINT then ends the process with
+/// CancelledStatus, at once; of the others it dies as it would have. A file that outgrows the user's limit is an ordinary
+/// write error instead of SIGXFSZ. Signals that the caller had ignored stay ignored.
 void CatchSignals();
 
-/// Holds those signals back in this thread while it lives.
-class SignalsHeld
-{
-public:
-  SignalsHeld();
-  SignalsHeld(SignalsHeld const&) = delete;
-  SignalsHeld& operator=(SignalsHeld const&) = delete;
-  ~SignalsHeld();
-};
-
-/// A file that a signal must remove, and what to say then (a line with its newline). One at a time.
-struct FileAtRisk
-{
-  char const* path;
-  char const* line;
-};
-
-/// Sets the file at risk, null for none. The record stays the caller's and must live until it is replaced.
-void SetFileAtRisk(FileAtRisk const* iFile);
+/// Whether the line of such a signal must first wipe a bar that is drawn on the standard error stream.
+void SetBarDrawn(bool iIsDrawn);
 
 } // namespace SFHost

@@ -1,10 +1,10 @@
 #include "Text.h"
 
 #include "Failure.h"
-#include "Grid.h"
 #include "Input.h"
-#include "Output.h"
+#include "Report.h"
 #include "SFListing.h"
+#include "SFOutputFile.h"
 
 #include <unordered_map>
 
@@ -38,7 +38,7 @@ public:
       if (open.size() > before)
         continue;
       if (node.GetTypeTag() == SF::SFNodeType::POLYGRADIENT)
-        throw Failure(_modelName, "holds a resource, whose gradient has no text");
+        throw ModelFailure(_modelName, "holds a resource, whose gradient has no text");
       _tokens.emplace(&node, tokens);
       open.pop_back();
     }
@@ -52,10 +52,10 @@ private:
 
 } // namespace
 
-std::string CanonicalText(Model const& iModel, Node const& iRoot, SF::SFDigits iDigits)
+std::string CanonicalText(CommonOptions const& iCommon, Model const& iModel, Node const& iRoot, SF::SFDigits iDigits)
 {
   constexpr double shortestToken = 2.0; // a letter and a blank
-  RequireMemory(shortestToken * TokenCount(iModel.name).Of(iRoot), iModel.name + ": the text");
+  iCommon.RequireMemory(shortestToken * TokenCount(iModel.name).Of(iRoot), iModel.name + ": the text");
   std::string text;
   Require(SF::SFDagToExpression(iModel.context).Export(iRoot, text, true, false, iDigits), iModel.name,
           "cannot be written as text at level " +
@@ -73,33 +73,39 @@ void TextOptions::AddTo(Arguments& ioArguments)
                    path);
 }
 
-void WriteText(TextOptions const& iOptions, FieldModel const& iResult)
+namespace {
+
+/// As it is, or as the member "text" of the report that --json asks for.
+void WriteResult(CommonOptions const& iCommon, TextOptions const& iOptions, std::string const& iText)
+{
+  if (iCommon.asJson && iOptions.path == "-")
+    return PrintJson({{"text", iText.substr(0, iText.find_last_not_of('\n') + 1)}});
+  SF::SFOutputFile output(iOptions.path);
+  output.Write(iText);
+  output.Commit();
+  Report report;
+  report.Add("file", "file", iOptions.path, iOptions.path);
+  report.AddCount("bytes", "bytes", iText.size());
+  report.PrintBeside(iCommon);
+}
+
+} // namespace
+
+void WriteText(CommonOptions const& iCommon, TextOptions const& iOptions, FieldModel const& iResult)
 {
   std::string const text = Named(iResult.name, [&] {
     if (IsFormula(iOptions.path))
       return iResult.field.ToFormula();
     return IsListing(iOptions.path) ? SF::WriteListing(iResult.field) : iResult.field.ToExpression() + "\n";
   });
-  Output output(iOptions.path);
-  output.Write(text);
-  output.Commit();
+  WriteResult(iCommon, iOptions, text);
 }
 
-void WriteText(TextOptions const& iOptions, std::string const& iExpression)
+void WriteText(CommonOptions const& iCommon, TextOptions const& iOptions, std::string const& iExpression)
 {
   if (IsListing(iOptions.path) || IsFormula(iOptions.path))
     throw UsageError("--output: listings and formulae hold the plain meaning of a model, which --strict is not");
-  Output output(iOptions.path);
-  output.Write(iExpression + "\n");
-  output.Commit();
-}
-
-void PrintLines(std::vector<std::string> const& iLines)
-{
-  Output output("-");
-  for (std::string const& line : iLines)
-    output.Write(line + "\n");
-  output.Commit();
+  WriteResult(iCommon, iOptions, iExpression + "\n");
 }
 
 } // namespace SFHost

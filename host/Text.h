@@ -1,10 +1,10 @@
 #pragma once
 
+#include "CommonOptions.h"
 #include "Model.h"
 #include "SFDagToExpression.h"
 
 #include <string>
-#include <vector>
 
 namespace SFHost {
 
@@ -12,7 +12,8 @@ namespace SFHost {
 /// cannot be written at the model's level, holds something that has no text, or has a text beyond memory: a graph
 /// stands for as many texts of a shared part as there are paths to it.
 /// Numbers have 6 digits, or all that they need.
-std::string CanonicalText(Model const& iModel, SF::SFDagNode const& iRoot, SF::SFDigits iDigits = SF::SFDigits::ESix);
+std::string CanonicalText(CommonOptions const& iCommon, Model const& iModel, SF::SFDagNode const& iRoot,
+                          SF::SFDigits iDigits = SF::SFDigits::ESix);
 
 /// Where the text of a result goes, and in which form.
 struct TextOptions
@@ -24,11 +25,8 @@ struct TextOptions
 
 /// Writes a field as an expression, or as a listing where the name of the output ends in ".vm". Throws a Failure that
 /// names the model when it cannot be written so.
-void WriteText(TextOptions const& iOptions, FieldModel const& iResult);
+void WriteText(CommonOptions const& iCommon, TextOptions const& iOptions, FieldModel const& iResult);
 /// Writes an expression.
-void WriteText(TextOptions const& iOptions, std::string const& iExpression);
-
-/// Writes lines to the standard output.
-void PrintLines(std::vector<std::string> const& iLines);
+void WriteText(CommonOptions const& iCommon, TextOptions const& iOptions, std::string const& iExpression);
 
 } // namespace SFHost

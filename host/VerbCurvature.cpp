@@ -1,7 +1,7 @@
 #include "Failure.h"
 #include "Grid.h"
+#include "Report.h"
 #include "SFDagEvaluator.h"
-#include "Text.h"
 #include "Verbs.h"
 #include "Work.h"
 
@@ -13,33 +13,27 @@
 namespace SFHost {
 namespace {
 
-struct CurvatureOptions
+std::string Digits(double iValue)
 {
-  ModelOptions model;
-  GridOptions grid;
-  WorkOptions work;
-};
-
-std::string Line(char const* iName, double iValue)
-{
-  char text[64];
-  std::snprintf(text, sizeof text, "%s %.17g", iName, iValue);
+  char text[32];
+  std::snprintf(text, sizeof text, "%.17g", iValue);
   return text;
 }
 
 /// By the contract's sampling: central differences at the grid points near the surface.
-std::array<double, 2> StrictCurvatures(CurvatureOptions const& iOptions)
+std::array<double, 2> StrictCurvatures(CommonOptions const& iCommon, GridOptions const& iOptions)
 {
-  Model const model = LoadReadyModel(iOptions.model);
-  auto dims = iOptions.grid.dims;
+  Model const model = LoadReadyModel(iCommon.model);
+  auto const grid = iOptions.FrameAlone();
+  auto dims = grid.dims;
   double maximum = 0.0;
   double minimum = 0.0;
   Require(SF::SFDagEvaluator(model.context)
-              .ComputeMaxAndMinCurvature(maximum, minimum, dims.data(), iOptions.grid.origin.data(),
-                                         iOptions.grid.voxel, model.root, ZULGetDefaultTolerance()),
+              .ComputeMaxAndMinCurvature(maximum, minimum, dims.data(), grid.origin.data(), grid.voxel, model.root,
+                                         ZULGetDefaultTolerance()),
           model.name, "its curvature cannot be computed");
   if (maximum == -DBL_MAX && minimum == DBL_MAX)
-    throw Failure(model.name, "no point of the grid near the surface has a curvature");
+    throw ModelFailure(model.name, "no point of the grid near the surface has a curvature");
   return {maximum, minimum};
 }
 
@@ -51,7 +45,7 @@ struct Edge
 };
 
 /// The edges of the grid that begin in the first of two slices and cross the surface.
-std::vector<Edge> CrossedEdges(GridOptions const& iGrid, std::uint32_t iSlice, std::vector<float> const& iValues,
+std::vector<Edge> CrossedEdges(SF::SFGridFrame const& iGrid, std::uint32_t iSlice, std::vector<float> const& iValues,
                                std::vector<float> const& iNext)
 {
   auto const [nx, ny, nz] = iGrid.dims;
@@ -95,12 +89,13 @@ std::vector<Point> SurfacePoints(Work& ioWork, std::vector<Edge> iEdges)
 }
 
 /// Those of the surface where it crosses the edges of the grid, from the field's second derivatives.
-std::array<double, 2> SurfaceCurvatures(CurvatureOptions const& iOptions)
+std::array<double, 2> SurfaceCurvatures(CommonOptions const& iCommon, GridOptions const& iOptions)
 {
-  Work work(LoadField(iOptions.model), iOptions.work, "curvature");
-  auto const& grid = iOptions.grid;
+  FieldModel const model = LoadField(iCommon.model);
+  auto const grid = iOptions.FrameFor(model);
+  Work work(iCommon, model, "curvature");
   auto const slice = std::size_t{grid.dims[0]} * grid.dims[1];
-  RequireMemory(2.0 * sizeof(float) * static_cast<double>(slice), work.GetName() + ": two slices of the grid");
+  iCommon.RequireMemory(2.0 * sizeof(float) * static_cast<double>(slice), work.GetName() + ": two slices of the grid");
   std::array<double, 2> extremes{-HUGE_VAL, HUGE_VAL};
   std::vector<float> values(slice);
   std::vector<float> next;
@@ -115,31 +110,33 @@ std::array<double, 2> SurfaceCurvatures(CurvatureOptions const& iOptions)
     values.swap(next);
   }
   if (std::isinf(extremes[0]))
-    throw Failure(work.GetName(), "no edge of the grid crosses the surface where it has a curvature");
+    throw ModelFailure(work.GetName(), "no edge of the grid crosses the surface where it has a curvature");
   return extremes;
 }
 
-void Curvature(CurvatureOptions const& iOptions)
+void Curvature(CommonOptions const& iCommon, GridOptions const& iOptions)
 {
-  auto const [maximum, minimum] = iOptions.model.strict ? StrictCurvatures(iOptions) : SurfaceCurvatures(iOptions);
-  PrintLines({Line("maximum", maximum), Line("minimum", minimum)});
+  auto const [maximum, minimum] =
+      iCommon.model.strict ? StrictCurvatures(iCommon, iOptions) : SurfaceCurvatures(iCommon, iOptions);
+  Report report;
+  report.Add("maximum", "maximum", maximum, Digits(maximum));
+  report.Add("minimum", "minimum", minimum, Digits(minimum));
+  report.Print(iCommon);
 }
 
 } // namespace
 
 Action AddCurvature(Arguments& ioArguments)
 {
-  auto const options = std::make_shared<CurvatureOptions>();
-  options->model.AddTo(ioArguments);
-  options->grid.AddTo(ioArguments);
-  options->work.AddTo(ioArguments);
+  auto const options = std::make_shared<GridOptions>();
+  options->AddTo(ioArguments);
   ioArguments.Examples(
       "  sfdag curvature part.sf --dims 64 64 64 --voxel 0.1 --origin -3.2 -3.2 -3.2\n"
       "  sfdag curvature -x '- r + + q X q Y q Z f1' --dims 9 9 9 --voxel 0.25 --origin -1 -1 -1\n\n"
       "Principal curvatures of the surface where it crosses the edges of the grid, from the second\n"
       "derivatives of the field. Those of a ball of radius R are -1 / R. With --strict, by differences\n"
       "at the grid points whose values are within 0.8 voxels of 0.");
-  return [options] { Curvature(*options); };
+  return [options](CommonOptions const& iCommon) { Curvature(iCommon, *options); };
 }
 
 } // namespace SFHost

@@ -12,32 +12,32 @@ constexpr SF::SFNodeType Variables[] = {SF::SFNodeType::X, SF::SFNodeType::Y, SF
 
 struct DeriveOptions
 {
-  ModelOptions model;
   TextOptions text;
   std::size_t axis = 0;
   bool simplify = false;
 };
 
-std::string DeriveStrictly(DeriveOptions const& iOptions)
+std::string DeriveStrictly(CommonOptions const& iCommon, DeriveOptions const& iOptions)
 {
   using Operator = SF::SFDagDifferentialOperator;
-  Model const model = LoadReadyModel(iOptions.model);
+  Model const model = LoadReadyModel(iCommon.model);
   SF::SFNodeType const variable = Variables[iOptions.axis];
   auto const derivative = iOptions.simplify
                               ? Operator::BuildGradientTree(model.root, variable, ZULGetDefaultTolerance())
                               : Operator::DifferentiateFunctionTree(model.root, variable);
   if (derivative == nullptr)
-    throw Failure(model.name, "has no derivative");
-  return CanonicalText(model, *derivative);
+    throw ModelFailure(model.name, "has no derivative");
+  return CanonicalText(iCommon, model, *derivative);
 }
 
-void Derive(DeriveOptions const& iOptions)
+void Derive(CommonOptions const& iCommon, DeriveOptions const& iOptions)
 {
-  RequireOtherFile(iOptions.model, iOptions.text.path);
-  if (iOptions.model.strict)
-    return WriteText(iOptions.text, DeriveStrictly(iOptions));
-  FieldModel const model = LoadField(iOptions.model);
-  WriteText(iOptions.text, {model.name, Named(model.name, [&] { return SF::Gradient(model.field)[iOptions.axis]; })});
+  RequireOtherFile(iCommon.model, iOptions.text.path);
+  if (iCommon.model.strict)
+    return WriteText(iCommon, iOptions.text, DeriveStrictly(iCommon, iOptions));
+  FieldModel const model = LoadField(iCommon.model);
+  WriteText(iCommon, iOptions.text,
+            {model.name, Named(model.name, [&] { return SF::Gradient(model.field)[iOptions.axis]; })});
 }
 
 } // namespace
@@ -45,7 +45,6 @@ void Derive(DeriveOptions const& iOptions)
 Action AddDerive(Arguments& ioArguments)
 {
   auto const options = std::make_shared<DeriveOptions>();
-  options->model.AddTo(ioArguments);
   options->text.AddTo(ioArguments);
   ioArguments.Choice({.names = "--by", .values = "x|y|z", .help = "The axis", .required = true}, Axes, options->axis);
   ioArguments.Flag({.names = "--simplify", .values = "", .help = "With --strict: simplify the derivative"},
@@ -56,7 +55,7 @@ Action AddDerive(Arguments& ioArguments)
       "By the rules of calculus; at a kink the derivative of one side. With --strict that of MIN (U), and so\n"
       "of the symmetric difference (D), is the difference of both derivatives where the left operand is\n"
       "less, and 0 elsewhere.");
-  return [options] { Derive(*options); };
+  return [options](CommonOptions const& iCommon) { Derive(iCommon, *options); };
 }
 
 } // namespace SFHost

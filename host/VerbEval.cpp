@@ -1,8 +1,9 @@
 #include "Failure.h"
 #include "Input.h"
 #include "Model.h"
-#include "Output.h"
+#include "Report.h"
 #include "SFDagEvaluator.h"
+#include "SFOutputFile.h"
 #include "Verbs.h"
 #include "Work.h"
 
@@ -14,18 +15,16 @@ namespace {
 
 struct EvalOptions
 {
-  ModelOptions model;
   std::vector<Point> at;
   std::optional<std::string> points;
-  WorkOptions work;
 };
 
 /// The points asked for, those of the command line first.
-std::vector<Point> AllPoints(EvalOptions const& iOptions)
+std::vector<Point> AllPoints(CommonOptions const& iCommon, EvalOptions const& iOptions)
 {
   if (iOptions.at.empty() && !iOptions.points)
     throw UsageError("give at least one point with --at or --points");
-  if (iOptions.points == "-" && iOptions.model.file == "-")
+  if (iOptions.points == "-" && iCommon.model.file == "-")
     throw UsageError("MODEL and --points cannot both be the standard input");
   std::vector<Point> points = iOptions.at;
   if (iOptions.points) {
@@ -45,17 +44,23 @@ std::string ValueLine(double iValue)
   return text;
 }
 
-void Print(std::span<double const> iValues)
+void Print(CommonOptions const& iCommon, std::span<double const> iValues)
 {
-  Output output("-");
+  if (iCommon.asJson) {
+    Json values = Json::array();
+    for (double const value : iValues)
+      values.push_back(JsonNumber(value));
+    return PrintJson({{"values", values}});
+  }
+  SF::SFOutputFile output("-");
   for (double const value : iValues)
     output.Write(ValueLine(value));
   output.Commit();
 }
 
-void EvalStrictly(ModelOptions const& iOptions, std::vector<Point> const& iPoints)
+void EvalStrictly(CommonOptions const& iCommon, std::vector<Point> const& iPoints)
 {
-  Model const model = LoadReadyModel(iOptions);
+  Model const model = LoadReadyModel(iCommon.model);
   SF::SFDagNode const& root = *model.root;
   SF::SFDagEvaluator const evaluator(model.context);
   SF::SFEvaluationContext context = root.GetNewEvaluationContext();
@@ -66,17 +71,17 @@ void EvalStrictly(ModelOptions const& iOptions, std::vector<Point> const& iPoint
     Require(evaluator.ComputeScalar(context, root), model.name, "cannot be evaluated");
     values.push_back(root.GetContextInfos(context.GetIndex()).value);
   }
-  Print(values);
+  Print(iCommon, values);
 }
 
-void Eval(EvalOptions const& iOptions)
+void Eval(CommonOptions const& iCommon, EvalOptions const& iOptions)
 {
-  std::vector<Point> const points = AllPoints(iOptions);
-  if (iOptions.model.strict)
-    return EvalStrictly(iOptions.model, points);
-  Work work(LoadField(iOptions.model), iOptions.work, "eval");
+  std::vector<Point> const points = AllPoints(iCommon, iOptions);
+  if (iCommon.model.strict)
+    return EvalStrictly(iCommon, points);
+  Work work(iCommon, LoadField(iCommon.model), "eval");
   auto const values = work.Evaluate(points);
-  Print(values);
+  Print(iCommon, values);
   WarnOfNans(work.GetName(), CountNans(values), values.size());
 }
 
@@ -85,16 +90,14 @@ void Eval(EvalOptions const& iOptions)
 Action AddEval(Arguments& ioArguments)
 {
   auto const options = std::make_shared<EvalOptions>();
-  options->model.AddTo(ioArguments);
   ioArguments.Points({.names = "--at", .values = "X Y Z ...", .help = "A point; may be given many times"}, options->at);
   ioArguments.Text({.names = "--points",
                     .values = "FILE",
                     .help = "File with a point on each line, X Y Z or X,Y,Z; - is the standard input"},
                    options->points);
-  options->work.AddTo(ioArguments);
   ioArguments.Examples("  sfdag eval part.sf --at 0 0 0 --at 1 2.5 -3\n"
                        "  sfdag eval -x '- r + + q X q Y q Z f1' --points points.csv");
-  return [options] { Eval(*options); };
+  return [options](CommonOptions const& iCommon) { Eval(iCommon, *options); };
 }
 
 } // namespace SFHost

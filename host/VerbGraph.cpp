@@ -1,9 +1,10 @@
 #include "Failure.h"
 #include "Layout.h"
 #include "Model.h"
-#include "Output.h"
 #include "OutputFormat.h"
+#include "Report.h"
 #include "SFDagToGraphViz.h"
+#include "SFOutputFile.h"
 #include "Verbs.h"
 
 #include <algorithm>
@@ -14,12 +15,6 @@ namespace SFHost {
 namespace {
 
 constexpr std::string_view Formats[] = {"dot", "svg"};
-
-struct GraphOptions
-{
-  ModelOptions model;
-  std::string path;
-};
 
 /// Names the nodes of a drawing n1, n2, ... in the order in which they appear. The library names them by their addresses,
 /// which are others in every run.
@@ -65,32 +60,35 @@ std::string WithNames(std::string const& iDrawing)
   return renamed;
 }
 
-void Graph(GraphOptions const& iOptions)
+void Graph(CommonOptions const& iCommon, std::string const& iPath)
 {
-  bool const asSvg = FormatOf(iOptions.path, Formats) == "svg";
-  RequireOtherFile(iOptions.model, iOptions.path);
-  Model const model = LoadModel(iOptions.model);
+  bool const asSvg = FormatOf(iPath, Formats) == "svg";
+  RequireRoomForReport(iCommon, iPath);
+  RequireOtherFile(iCommon.model, iPath);
+  Model const model = LoadModel(iCommon.model);
   if (HasNode(*model.root, SF::SFNodeType::END))
-    throw Failure(model.name, "cannot be drawn, an operand is missing");
-  Output output(iOptions.path);
+    throw ModelFailure(model.name, "cannot be drawn, an operand is missing");
+  SF::SFOutputFile output(iPath);
   std::string drawing;
   Require(SF::SFDagToGraphViz(model.context).Export(*model.root, drawing, false), model.name, "cannot be drawn");
   drawing = WithNames(drawing);
   output.Write(asSvg ? LayOutAsSvg(drawing) : drawing);
   output.Commit();
+  Report report;
+  report.Add("file", "file", iPath, iPath);
+  report.PrintBeside(iCommon);
 }
 
 } // namespace
 
 Action AddGraph(Arguments& ioArguments)
 {
-  auto const options = std::make_shared<GraphOptions>();
-  options->model.AddTo(ioArguments);
-  AddOutputFile(ioArguments, "OUT.dot|OUT.svg", options->path);
+  auto const path = std::make_shared<std::string>();
+  AddOutputFile(ioArguments, "OUT.dot|OUT.svg", *path);
   ioArguments.Examples("  sfdag graph part.sf -o part.svg\n"
                        "  sfdag graph -x '- r + + q X q Y q Z f1' -o sphere.dot\n\n"
                        "SVG is laid out by dot, a program of GraphViz.");
-  return [options] { Graph(*options); };
+  return [path](CommonOptions const& iCommon) { Graph(iCommon, *path); };
 }
 
 } // namespace SFHost

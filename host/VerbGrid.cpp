@@ -1,7 +1,7 @@
 #include "Grid.h"
 #include "Model.h"
-#include "Output.h"
 #include "OutputFormat.h"
+#include "SFOutputFile.h"
 #include "Verbs.h"
 #include "Work.h"
 
@@ -14,10 +14,8 @@ constexpr std::string_view Formats[] = {"npy", "raw"};
 
 struct GridVerbOptions
 {
-  ModelOptions model;
   GridOptions grid;
   std::string path;
-  WorkOptions work;
 };
 
 /// The header of NumPy's format 1.0, padded so that the data begins at a multiple of 64.
@@ -36,24 +34,25 @@ std::string NpyHeader(std::array<std::uint32_t, 3> const& iDims)
   return header + text;
 }
 
-std::string HeaderOf(GridVerbOptions const& iOptions)
+std::string HeaderOf(std::string const& iPath, SF::SFGridFrame const& iFrame)
 {
-  return FormatOf(iOptions.path, Formats) == "npy" ? NpyHeader(iOptions.grid.dims) : "";
+  return FormatOf(iPath, Formats) == "npy" ? NpyHeader(iFrame.dims) : "";
 }
 
-void GridStrictly(GridVerbOptions const& iOptions)
+void GridStrictly(CommonOptions const& iCommon, GridVerbOptions const& iOptions)
 {
-  Model model = LoadModel(iOptions.model);
-  std::vector<float> values = MakeValues(iOptions.grid);
-  Output output(iOptions.path); // before the work, which may be long, and of no use without a place for it
-  RenderInto(values, model, iOptions.grid);
-  output.Write(HeaderOf(iOptions));
-  WriteFloats(output, values);
+  SF::SFGridFrame const frame = iOptions.grid.FrameAlone();
+  Model model = LoadModel(iCommon.model);
+  std::vector<float> values = MakeValues(iCommon, frame);
+  SF::SFOutputFile output(iOptions.path); // before the work, which may be long, and of no use without a place for it
+  RenderInto(values, model, frame);
+  output.Write(HeaderOf(iOptions.path, frame));
+  output.Write(values);
   output.Commit();
 }
 
 /// How many slices are in memory at once.
-std::uint32_t SlicesAtOnce(GridOptions const& iGrid)
+std::uint32_t SlicesAtOnce(SF::SFGridFrame const& iGrid)
 {
   constexpr std::uint64_t bytes = std::uint64_t{64} << 20;
   auto const [nx, ny, nz] = iGrid.dims;
@@ -61,27 +60,29 @@ std::uint32_t SlicesAtOnce(GridOptions const& iGrid)
   return static_cast<std::uint32_t>(std::clamp<std::uint64_t>(fitting, 1, nz));
 }
 
-void Grid(GridVerbOptions const& iOptions)
+void Grid(CommonOptions const& iCommon, GridVerbOptions const& iOptions)
 {
-  std::string const header = HeaderOf(iOptions);
-  RequireOtherFile(iOptions.model, iOptions.path);
-  if (iOptions.model.strict)
-    return GridStrictly(iOptions);
-  Work work(LoadField(iOptions.model), iOptions.work, "grid");
-  auto const [nx, ny, nz] = iOptions.grid.dims;
-  GridOptions slab = iOptions.grid;
-  slab.dims[2] = SlicesAtOnce(iOptions.grid);
-  std::vector<float> buffer = MakeValues(slab);
-  Output output(iOptions.path);
-  output.Write(header);
+  FormatOf(iOptions.path, Formats);
+  RequireOtherFile(iCommon.model, iOptions.path);
+  if (iCommon.model.strict)
+    return GridStrictly(iCommon, iOptions);
+  FieldModel const model = LoadField(iCommon.model);
+  SF::SFGridFrame const frame = iOptions.grid.FrameFor(model);
+  Work work(iCommon, model, "grid");
+  auto const [nx, ny, nz] = frame.dims;
+  SF::SFGridFrame slab = frame;
+  slab.dims[2] = SlicesAtOnce(frame);
+  std::vector<float> buffer = MakeValues(iCommon, slab);
+  SF::SFOutputFile output(iOptions.path);
+  output.Write(HeaderOf(iOptions.path, frame));
   std::size_t const slice = std::size_t{nx} * ny;
   std::uint64_t nans = 0;
   for (std::uint32_t begin = 0; begin < nz;) {
     std::uint32_t const end = begin + std::min(slab.dims[2], nz - begin);
     std::span const values(buffer.data(), slice * (end - begin));
-    work.RenderSlices(iOptions.grid, begin, end, values, static_cast<double>(end) / nz);
-    nans += work.CountNans(iOptions.grid, begin, end, values);
-    WriteFloats(output, values);
+    work.RenderSlices(frame, begin, end, values, static_cast<double>(end) / nz);
+    nans += work.CountNans(frame, begin, end, values);
+    output.Write(values);
     begin = end;
   }
   output.Commit();
@@ -93,15 +94,13 @@ void Grid(GridVerbOptions const& iOptions)
 Action AddGrid(Arguments& ioArguments)
 {
   auto const options = std::make_shared<GridVerbOptions>();
-  options->model.AddTo(ioArguments);
   options->grid.AddTo(ioArguments);
   AddOutputFile(ioArguments, "OUT.npy|OUT.raw", options->path);
-  options->work.AddTo(ioArguments);
   ioArguments.Examples("  sfdag grid part.sf --dims 64 64 64 --voxel 0.1 --origin -3.2 -3.2 -3.2 -o part.npy\n"
                        "  sfdag grid -x '- r + + q X q Y q Z f1' --dims 9 9 9 --voxel 0.25 -o sphere.raw\n\n"
                        "The values are 32-bit floats, x fastest; NumPy sees the shape (NZ, NY, NX). A raw file is\n"
                        "the values alone, little-endian.");
-  return [options] { Grid(*options); };
+  return [options](CommonOptions const& iCommon) { Grid(iCommon, *options); };
 }
 
 } // namespace SFHost

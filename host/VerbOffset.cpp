@@ -11,16 +11,15 @@ namespace {
 
 struct OffsetOptions
 {
-  ModelOptions model;
   TextOptions text;
   std::optional<double> distance;
   std::optional<std::uint32_t> sides;
   std::optional<std::uint32_t> order;
 };
 
-std::string OffsetStrictly(OffsetOptions const& iOptions)
+std::string OffsetStrictly(CommonOptions const& iCommon, OffsetOptions const& iOptions)
 {
-  Model const model = LoadReadyModel(iOptions.model);
+  Model const model = LoadReadyModel(iCommon.model);
   SF::SFDagOffsetOperator const offsets(model.context);
   bool const twoSided = iOptions.sides == 1U;
   auto const build =
@@ -28,8 +27,8 @@ std::string OffsetStrictly(OffsetOptions const& iOptions)
   auto const field = (offsets.*build)(model.root, *iOptions.distance, ZULGetDefaultTolerance(),
                                       static_cast<int>(iOptions.order.value_or(1)));
   if (field == nullptr)
-    throw Failure(model.name, "has no offset by that distance");
-  return CanonicalText(model, *field);
+    throw ModelFailure(model.name, "has no offset by that distance");
+  return CanonicalText(iCommon, model, *field);
 }
 
 SF::SFField Moved(SF::SFField const& iField, OffsetOptions const& iOptions)
@@ -40,15 +39,15 @@ SF::SFField Moved(SF::SFField const& iField, OffsetOptions const& iOptions)
   return SF::Difference(SF::Offset(iField, half), SF::Offset(iField, -half));
 }
 
-void Offset(OffsetOptions const& iOptions)
+void Offset(CommonOptions const& iCommon, OffsetOptions const& iOptions)
 {
-  RequireOtherFile(iOptions.model, iOptions.text.path);
-  if (iOptions.model.strict)
-    return WriteText(iOptions.text, OffsetStrictly(iOptions));
+  RequireOtherFile(iCommon.model, iOptions.text.path);
+  if (iCommon.model.strict)
+    return WriteText(iCommon, iOptions.text, OffsetStrictly(iCommon, iOptions));
   if (iOptions.order)
     throw UsageError("--order: only --strict has orders");
-  FieldModel const model = LoadField(iOptions.model);
-  WriteText(iOptions.text, {model.name, Named(model.name, [&] { return Moved(model.field, iOptions); })});
+  FieldModel const model = LoadField(iCommon.model);
+  WriteText(iCommon, iOptions.text, {model.name, Named(model.name, [&] { return Moved(model.field, iOptions); })});
 }
 
 } // namespace
@@ -56,7 +55,6 @@ void Offset(OffsetOptions const& iOptions)
 Action AddOffset(Arguments& ioArguments)
 {
   auto const options = std::make_shared<OffsetOptions>();
-  options->model.AddTo(ioArguments);
   options->text.AddTo(ioArguments);
   ioArguments.Number({.names = "--distance",
                       .values = "D",
@@ -72,7 +70,7 @@ Action AddOffset(Arguments& ioArguments)
       "  sfdag offset part.sf --distance 0.5 -o larger.vm\n"
       "  sfdag offset -x '- r + + q X q Y q Z f1' --distance 0.2 --sides 1\n\n"
       "Exact for planes and distances, else of first order. A listing (.vm) keeps shared parts shared.");
-  return [options] { Offset(*options); };
+  return [options](CommonOptions const& iCommon) { Offset(iCommon, *options); };
 }
 
 } // namespace SFHost

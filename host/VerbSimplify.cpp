@@ -5,26 +5,19 @@
 namespace SFHost {
 namespace {
 
-struct SimplifyOptions
+std::string SimplifyStrictly(CommonOptions const& iCommon)
 {
-  ModelOptions model;
-  TextOptions text;
-};
-
-std::string SimplifyStrictly(ModelOptions const& iOptions)
-{
-  Model const model = LoadModel(iOptions);
+  Model const model = LoadModel(iCommon.model);
   auto const simplified = SF::SFDagDifferentialOperator::SimplifyTree(model.root, ZULGetDefaultTolerance());
-  return CanonicalText(model, simplified != nullptr ? *simplified : *model.root);
+  return CanonicalText(iCommon, model, simplified != nullptr ? *simplified : *model.root);
 }
 
 } // namespace
 
 Action AddSimplify(Arguments& ioArguments)
 {
-  auto const options = std::make_shared<SimplifyOptions>();
-  options->model.AddTo(ioArguments);
-  options->text.AddTo(ioArguments);
+  auto const options = std::make_shared<TextOptions>();
+  options->AddTo(ioArguments);
   ioArguments.Examples(
       "  sfdag simplify part.sf\n"
       "  sfdag simplify -x '+ * X f1 * f2 f3'\n\n"
@@ -32,12 +25,12 @@ Action AddSimplify(Arguments& ioArguments)
       "left out. With --strict: one pass of constant folding and of the rules for 0 and 1, some of which\n"
       "are made for derivatives and change what a model means.");
 
-  return [options] {
-    RequireOtherFile(options->model, options->text.path);
-    if (options->model.strict)
-      WriteText(options->text, SimplifyStrictly(options->model));
+  return [options](CommonOptions const& iCommon) {
+    RequireOtherFile(iCommon.model, options->path);
+    if (iCommon.model.strict)
+      WriteText(iCommon, *options, SimplifyStrictly(iCommon));
     else
-      WriteText(options->text, LoadField(options->model));
+      WriteText(iCommon, *options, LoadField(iCommon.model));
   };
 }
 

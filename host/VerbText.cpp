@@ -8,22 +8,21 @@ namespace {
 
 struct TextVerbOptions
 {
-  ModelOptions model;
   TextOptions text;
   bool expand = false;
 };
 
-void Text(TextVerbOptions const& iOptions)
+void Text(CommonOptions const& iCommon, TextVerbOptions const& iOptions)
 {
-  RequireOtherFile(iOptions.model, iOptions.text.path);
-  if (iOptions.expand && iOptions.model.strict)
+  RequireOtherFile(iCommon.model, iOptions.text.path);
+  if (iOptions.expand && iCommon.model.strict)
     throw UsageError("give either --expand or --strict, not both");
-  bool const asMeant = (IsListing(iOptions.text.path) || IsFormula(iOptions.text.path)) && !iOptions.model.strict;
+  bool const asMeant = (IsListing(iOptions.text.path) || IsFormula(iOptions.text.path)) && !iCommon.model.strict;
   if (iOptions.expand || asMeant)
-    return WriteText(iOptions.text, LoadField(iOptions.model));
-  Model const model = LoadModel(iOptions.model);
-  auto const digits = iOptions.model.strict ? SF::SFDigits::ESix : SF::SFDigits::EAll;
-  WriteText(iOptions.text, CanonicalText(model, *model.root, digits));
+    return WriteText(iCommon, iOptions.text, LoadField(iCommon.model));
+  Model const model = LoadModel(iCommon.model);
+  auto const digits = iCommon.model.strict ? SF::SFDigits::ESix : SF::SFDigits::EAll;
+  WriteText(iCommon, iOptions.text, CanonicalText(iCommon, model, *model.root, digits));
 }
 
 } // namespace
@@ -31,7 +30,6 @@ void Text(TextVerbOptions const& iOptions)
 Action AddText(Arguments& ioArguments)
 {
   auto const options = std::make_shared<TextVerbOptions>();
-  options->model.AddTo(ioArguments);
   options->text.AddTo(ioArguments);
   ioArguments.Flag({.names = "--expand",
                     .values = "",
@@ -41,7 +39,7 @@ Action AddText(Arguments& ioArguments)
                        "  sfdag text bracket.sf -o bracket.vm\n"
                        "  sfdag text -e 'translate(sphere(2), [3, 0, 0])'\n"
                        "  sfdag text -x 'm[1;0;0;3;0;1;0;0;0;0;1;0;0;0;0;1] X' --expand");
-  return [options] { Text(*options); };
+  return [options](CommonOptions const& iCommon) { Text(iCommon, *options); };
 }
 
 } // namespace SFHost

@@ -1,13 +1,14 @@
 #pragma once
 
 #include "Arguments.h"
+#include "CommonOptions.h"
 
 #include <functional>
 
 namespace SFHost {
 
-/// What a verb does once its options have been read. Throws a Failure or a UsageError.
-using Action = std::function<void()>;
+/// What a verb does once its options and the common ones have been read. Throws what SFHost and the library of tools throw.
+using Action = std::function<void(CommonOptions const&)>;
 
 // One function for each verb, in a file of its own: declares the verb's options and gives its action. Main.cpp
 // holds the table of verbs.

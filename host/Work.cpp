@@ -1,68 +1,14 @@
 #include "Work.h"
 
 #include "Failure.h"
-#include "SFCompiledFieldOptions.h"
+#include "Messages.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <cstdio>
-#include <iostream>
 #include <limits>
-#include <unistd.h>
 #include <utility>
 
 namespace SFHost {
-
-Progress::Progress(std::string iWhat)
-  : _what(std::move(iWhat)), _isShown(isatty(STDERR_FILENO) == 1), _next(Clock::now() + std::chrono::milliseconds(500))
-{
-}
-
-Progress::~Progress()
-{
-  if (_isDrawn)
-    std::cerr << "\r\x1b[K" << std::flush;
-}
-
-void Progress::Begin(double iFrom, double iTo)
-{
-  _from = iFrom;
-  _to = iTo;
-}
-
-void Progress::OnProgress(char const*, double iFraction)
-{
-  if (!_isShown || Clock::now() < _next)
-    return;
-  constexpr std::size_t width = 40;
-  constexpr auto pause = std::chrono::milliseconds(100);
-  double const fraction = std::clamp(_from + iFraction * (_to - _from), 0.0, 1.0);
-  auto const filled = static_cast<std::size_t>(fraction * width);
-  std::cerr << '\r' + _what + " [" + std::string(filled, '#') + std::string(width - filled, '.') + "] " +
-                   std::to_string(static_cast<int>(100.0 * fraction)) + " %"
-            << std::flush;
-  _isDrawn = true;
-  _next = Clock::now() + pause;
-}
-
-void WorkOptions::AddTo(Arguments& ioArguments)
-{
-  ioArguments.WholeNumbers({.names = "--threads",
-                            .values = "N",
-                            .help = "Threads that work (one for each of the machine); not for --strict"},
-                           std::span(&threads, 1), {.least = 1, .most = 1024});
-}
-
-Work::Work(FieldModel iModel, WorkOptions const& iOptions, std::string const& iWhat)
-  : _model(std::move(iModel)), _progress(std::make_unique<Progress>(iWhat))
-{
-  SF::SFCompiledFieldOptions options;
-  options.threads = iOptions.threads;
-  options.profiler = _progress.get();
-  _compiled = Named(_model.name, [&] { return _model.field.Compile(options); });
-}
-
 namespace {
 
 std::array<std::vector<double>, 3> CoordinatesOf(std::vector<Point> const& iPoints)
@@ -75,6 +21,12 @@ std::array<std::vector<double>, 3> CoordinatesOf(std::vector<Point> const& iPoin
 }
 
 } // namespace
+
+Work::Work(CommonOptions const& iCommon, FieldModel iModel, std::string const& iWhat)
+  : _model(std::move(iModel)), _progress(std::make_unique<Progress>(iCommon.GetProgressMode(), iWhat))
+{
+  _compiled = Named(_model.name, [&] { return _model.field.Compile(iCommon.ForTools(_progress.get())); });
+}
 
 std::vector<double> Work::Evaluate(std::vector<Point> const& iPoints)
 {
@@ -100,15 +52,16 @@ std::array<double, 2> Work::ExtremeCurvatures(std::vector<Point> const& iPoints)
   return extremes;
 }
 
-void Work::RenderSlices(GridOptions const& iGrid, std::uint32_t iBegin, std::uint32_t iEnd, std::span<float> oValues,
-                        double iTo)
+void Work::RenderSlices(SF::SFGridFrame const& iGrid, std::uint32_t iBegin, std::uint32_t iEnd,
+                        std::span<float> oValues, double iTo)
 {
+  _progress->SetAmount(static_cast<double>(iGrid.PointCount()), "voxels");
   _progress->Begin(std::exchange(_done, iTo), iTo);
   Require(_compiled->RenderSlices(iGrid.dims.data(), iBegin, iEnd, oValues, iGrid.voxel, iGrid.origin.data()),
           _model.name, "cannot be rendered");
 }
 
-std::uint64_t Work::CountNans(GridOptions const& iGrid, std::uint32_t iBegin, std::uint32_t iEnd,
+std::uint64_t Work::CountNans(SF::SFGridFrame const& iGrid, std::uint32_t iBegin, std::uint32_t iEnd,
                               std::span<float const> iValues)
 {
   auto const at = [&](std::uint32_t i, std::uint32_t j, std::uint32_t k) {
@@ -155,8 +108,8 @@ std::uint64_t CountNans(std::span<double const> iValues)
 void WarnOfNans(std::string const& iModelName, std::uint64_t iNans, std::uint64_t iPoints)
 {
   if (iNans != 0)
-    std::cerr << OneLine(iModelName) + ": warning: " + std::to_string(iNans) + " of " + std::to_string(iPoints) +
-                     " points have no value (NaN)\n";
+    Warn(OneLine(iModelName) + ": warning: " + std::to_string(iNans) + " of " + std::to_string(iPoints) +
+         " points have no value (NaN)\n");
 }
 
 } // namespace SFHost

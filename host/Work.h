@@ -1,10 +1,11 @@
 #pragma once
 
 #include "Arguments.h"
-#include "Grid.h"
+#include "CommonOptions.h"
 #include "Model.h"
+#include "Progress.h"
 #include "SFCompiledField.h"
-#include "SFProfilerItf.h"
+#include "SFSampling.h"
 
 #include <array>
 #include <chrono>
@@ -15,39 +16,6 @@
 
 namespace SFHost {
 
-/// A bar on the standard error stream that shows how far long work has got, where that is a terminal. It appears when
-/// the work has lasted for half a second, and goes with the object.
-class Progress : public SF::SFProfilerItf
-{
-public:
-  explicit Progress(std::string iWhat);
-  Progress(Progress const&) = delete;
-  Progress& operator=(Progress const&) = delete;
-  ~Progress() override;
-
-  /// The operations that follow are this part of the work.
-  void Begin(double iFrom, double iTo);
-  void OnProgress(char const* iOperation, double iFraction) override;
-
-private:
-  using Clock = std::chrono::steady_clock;
-
-  std::string _what;
-  bool _isShown; ///< on a terminal
-  bool _isDrawn = false;
-  double _from = 0.0;
-  double _to = 1.0;
-  Clock::time_point _next; ///< when the bar is drawn again
-};
-
-/// The options of work that is done by several threads.
-struct WorkOptions
-{
-  void AddTo(Arguments& ioArguments);
-
-  std::uint32_t threads = 0; ///< 0 for one for each hardware thread
-};
-
 std::uint64_t CountNans(std::span<double const> iValues);
 /// One line on the standard error stream, where there are any.
 void WarnOfNans(std::string const& iModelName, std::uint64_t iNans, std::uint64_t iPoints);
@@ -56,7 +24,7 @@ void WarnOfNans(std::string const& iModelName, std::uint64_t iNans, std::uint64_
 class Work
 {
 public:
-  Work(FieldModel iModel, WorkOptions const& iOptions, std::string const& iWhat);
+  Work(CommonOptions const& iCommon, FieldModel iModel, std::string const& iWhat);
 
   std::string const& GetName() const { return _model.name; }
 
@@ -65,10 +33,10 @@ public:
   std::array<double, 2> ExtremeCurvatures(std::vector<Point> const& iPoints);
   /// Slices of a grid, from one to before another, as SFCompiledField::RenderSlices stores them. `iTo` is how far all the
   /// work has got afterwards.
-  void RenderSlices(GridOptions const& iGrid, std::uint32_t iBegin, std::uint32_t iEnd, std::span<float> oValues,
+  void RenderSlices(SF::SFGridFrame const& iGrid, std::uint32_t iBegin, std::uint32_t iEnd, std::span<float> oValues,
                     double iTo = 1.0);
   /// How many points of slices that have been rendered have no value.
-  std::uint64_t CountNans(GridOptions const& iGrid, std::uint32_t iBegin, std::uint32_t iEnd,
+  std::uint64_t CountNans(SF::SFGridFrame const& iGrid, std::uint32_t iBegin, std::uint32_t iEnd,
                           std::span<float const> iValues);
 
 private:

@@ -1,6 +1,7 @@
 """Runs the command-line host: sfdag_test.py SFDAG [unittest arguments]."""
 
 import ast
+import json
 import math
 import os
 import pathlib
@@ -8,11 +9,13 @@ import re
 import resource
 import shlex
 import shutil
+import signal
 import stat
 import struct
 import subprocess
 import sys
 import tempfile
+import threading
 import unittest
 import zlib
 
@@ -68,7 +71,7 @@ class SfdagTest(unittest.TestCase):
         lines = own_lines(done.stderr)
         self.assertEqual(done.returncode, status, (arguments, lines))
         self.assertEqual(len(lines), 1, (arguments, lines))
-        self.assertRegex(lines[0], "^sfdag: " + pattern + ("" if status == 1 else r" \(see sfdag .*--help\)") + "$")
+        self.assertRegex(lines[0], "^sfdag: " + pattern + (r" \(see sfdag .*--help\)" if status == 2 else "") + "$")
         self.assertEqual(done.stdout or b"", b"", arguments)
         self.assertEqual(self.contents(), before, arguments)
 
@@ -207,7 +210,7 @@ class Results(SfdagTest):
         self.assertEqual(self.get("again.vm"), b"_0 var-x\n_1 const -0\n_2 max _0 _1\n_3 sub _2 _1\n")
         self.assertEqual(self.succeed("check", "half.vm"), b"")
         self.put("bad.vm", listing + b"_e sub _c\n")
-        self.fail(1, "bad.vm: not a readable listing", "text", "bad.vm")
+        self.fail(3, "bad.vm: not a readable listing", "text", "bad.vm")
         self.assertIn(b"bad.vm:6:10: error: ", self.run_tool("check", "bad.vm").stderr)
         self.fail(2, "--output: listings and formulae hold the plain meaning.*", "text", "half.vm", "--strict", "-o", "strict.vm")
 
@@ -253,6 +256,72 @@ n3;
         self.assertRegex(self.succeed("--version").decode(), r"^sfdag \d+\.\d+\.\d+\n$")
 
 
+class Options(SfdagTest):
+    """What every verb has."""
+
+    BALL = ["-e", "param r = 1 (0.5 .. 3)\ntranslate(sphere(r), [r, 0, 0])"]
+
+    def test_parameters(self):
+        self.put("ball.vm", self.succeed("text", *self.BALL, "-o", "ball.vm") + self.get("ball.vm"))
+        for model in [self.BALL, ["-x", "- r + + q - X pr[1] q Y q Z pr[1]"]]:
+            self.assertEqual(self.succeed("eval", *model, "--set", "r=2", "--at", "2,0,0"), b"-2\n", model)
+        self.assertEqual(self.succeed("eval", "ball.vm", "--set", "r=2", "--at", "1", "0", "0"), b"-2\n")
+        self.assertEqual(self.succeed("text", "-x", "pr[1]", "--strict", "--set", "r=2.5"), b"pr[2.5] $\n")
+
+    def test_boxes(self):
+        """Which points a grid has: how many along each side, and the value at the first one."""
+        table = [(["-n", "8"], 11, math.sqrt(3) * 1.25 - 1), (["-s", "0.5"], 7, math.sqrt(3) * 1.5 - 1),
+                 (["-b", "0,0,0,3,3,3", "-n3"], 4, -1), (["-b-1,0,0,2,3,3", "-s", "1"], 4, 0),
+                 (["--bounds=3x3x3x0x0x0", "-n", "3"], 4, -1), (["--dims", "2,2,2", "-s", "1", "--origin=0x0x2"], 2, 1),
+                 (["--dims=2x2x2", "--voxel=1"], 2, -1)]
+        for arguments, side, first in table:
+            out = self.succeed("grid", "-e", "sphere(1)", *arguments, "-o", "-")
+            data = struct.unpack("<%df" % side ** 3, out[-4 * side ** 3:])
+            self.assertAlmostEqual(data[0], first, 6, arguments)
+            self.assertIn(b"(%d, %d, %d)" % (side, side, side), out, arguments)
+        self.fail(3, r"-x: no bounds are known.* \(see --bounds\)", "grid", "-x", "X", "-o", "out.npy")
+        for more in (["-b", "0,0,0,1,1,1"], ["-n", "4"], ["--origin", "0,0,0"]):
+            given = ["--dims", "2x2x2", "-s", "1"] if more[0] != "--origin" else []
+            self.fail(2, ".*--(dims|origin).*", "grid", "-x", "X", *given, *more, "-o", "out.npy")
+        self.fail(2, "cells.*|bounds.*|--cells.*", "grid", "-x", "X", "-b", "1,1,1,1,1,1", "-o", "out.npy")
+        self.fail(2, "voxel: more than 1048576 cells.*", "grid", "-x", "X", "-b", "0,0,0,1,1,1", "-s1e-7", "-o", "out.npy")
+
+    def test_memory(self):
+        grid = ["grid", "-x", "X", "--dims", "2000", "2000", "1", "--voxel", "1", "-o", "-"]
+        self.fail(4, "the grid of .* needs 0.0149 GiB of memory, 0.00931 GiB is allowed", *grid, "--max-memory", "0.01")
+
+    def test_messages(self):
+        nan = ["eval", "-x", "r X", "--at", "-1", "0", "0"]
+        self.assertEqual(self.run_tool(*nan, "-q").stderr, b"")
+        self.assertEqual(json.loads(self.succeed(*nan, "--json")), {"values": [None]})
+        self.assertEqual(json.loads(self.succeed("text", "-x", "X", "--json")), {"text": "X $"})
+        self.assertEqual(json.loads(self.succeed("gradient", "-x", "* X Y", "--json")), {"x": "Y $", "y": "X $", "z": "f0 $"})
+        self.assertEqual(self.succeed("help", "text"), self.succeed("text", "--help"))
+        slow = ["grid", "-x", "s" * 100 + "+ X + Y Z", "--dims", "70", "70", "70", "--voxel", "1", "-o", "-", "-j1"]
+        done = self.run_tool(*slow, "--progress", "on")
+        self.assertRegex(done.stderr, rb"\rgrid \[#*\.*\] \d+ %, [\d.]+ [kMG]?voxels/s, \d+ s left\x1b\[K")
+        self.assertTrue(done.stderr.endswith(b"\r\x1b[K"))
+        self.assertEqual(self.run_tool(*slow).stderr, b"")
+
+    def test_watch(self):
+        self.put("part.sf", b"X")
+        tool = subprocess.Popen([SFDAG, "text", "part.sf", "--watch", "-o", "out.sf"], cwd=self.folder,
+                                stderr=subprocess.PIPE)
+        timer = threading.Timer(20, tool.kill)  # ends the reading below
+        timer.start()
+        self.addCleanup(timer.cancel)
+        for text, line, result in [(b"X", b"done", b"X $\n"), (b"", b"not done", b"X $\n"), (b"Y", b"done", b"Y $\n")]:
+            if result != b"X $\n" or not text:
+                self.put("new", text)
+                os.rename(self.path("new"), self.path("part.sf"))
+            lines = iter(tool.stderr.readline, b"")
+            self.assertIn(b"part.sf: " + line + b", waiting for changes\n", lines)
+            self.assertEqual(self.get("out.sf"), result)
+        tool.send_signal(signal.SIGINT)
+        _, stderr = tool.communicate(timeout=10)
+        self.assertEqual((tool.returncode, own_lines(stderr)), (130, ["sfdag: interrupted"]))
+
+
 class Calculus(SfdagTest):
     def test_texts(self):
         offset = "o0.5 * f2 X"  # the field is 2 X - 0.5 * 2
@@ -286,14 +355,14 @@ class Calculus(SfdagTest):
         self.assertEqual(self.succeed("text", "again.sfm"), self.succeed("text", "part.sfm"))
         self.assertIn(b"param r = 2", self.get("again.sfm"))
         wrong = self.run_tool("eval", "-e", "spere(2)", "--at", "0", "0", "0")
-        self.assertEqual(wrong.returncode, 1)
+        self.assertEqual(wrong.returncode, 3)
         self.assertTrue(wrong.stderr.startswith(b"-e:1:1: error: no function is called 'spere'; is 'sphere' meant?\n"))
 
     def test_curvature(self):
         grid = ["--dims", "25", "25", "25", "--voxel", "0.1", "--origin"]
         for model, x in [(SPHERE, -1.2), ("m[1;0;0;5;0;1;0;0;0;0;1;0] " + SPHERE, 3.8)]:
             out = self.succeed("curvature", "-x", model, *grid, repr(x), "-1.2", "-1.2").decode()
-            values = re.fullmatch(r"maximum (\S+)\nminimum (\S+)\n", out)
+            values = re.fullmatch(r"maximum +(\S+)\nminimum +(\S+)\n", out)
             for value in values.groups():
                 self.assertAlmostEqual(float(value), -1, 6)
 
@@ -302,18 +371,18 @@ class Calculus(SfdagTest):
         table = [
             (2, "--by is required", ["derive", "-x", "X"]),
             (2, r"--by: 'w' is not one of x\|y\|z", ["derive", "-x", "X", "--by", "w"]),
-            (1, "-x: has no derivative", ["derive", "--strict", "-x", "#foo ", "--by", "x"]),
-            (1, "-x: has no gradient", ["gradient", "--strict", "-x", "b1 X Y"]),
-            (1, r"-x: cannot be written as text at level 2 \(E_FAIL\)", ["derive", "--strict", "-x", "+ X #foo ", "--by", "x"]),
-            (1, "-x: holds a resource, whose gradient has no text", ["derive", "--strict", "-x", "+ X # 1", "--by", "x"]),
-            (1, r"-x: its curvature cannot be computed \(E_FAIL\)", ["curvature", "--strict", "-x", "#foo ", *grid]),
-            (1, "-x: graph: the reference '#foo' has no resource", ["derive", "-x", "#foo ", "--by", "x"]),
-            (1, "-x: an expression cannot hold a number that is infinite or NaN", ["simplify", "-x", "/ f1 f0"]),
-            (1, "-x: no edge of the grid crosses the surface where it has a curvature", ["curvature", "-x", "f5", *grid]),
+            (3, "-x: has no derivative", ["derive", "--strict", "-x", "#foo ", "--by", "x"]),
+            (3, "-x: has no gradient", ["gradient", "--strict", "-x", "b1 X Y"]),
+            (3, r"-x: cannot be written as text at level 2 \(E_FAIL\)", ["derive", "--strict", "-x", "+ X #foo ", "--by", "x"]),
+            (3, "-x: holds a resource, whose gradient has no text", ["derive", "--strict", "-x", "+ X # 1", "--by", "x"]),
+            (3, r"-x: its curvature cannot be computed \(E_FAIL\)", ["curvature", "--strict", "-x", "#foo ", *grid]),
+            (3, "-x: graph: the reference '#foo' has no resource", ["derive", "-x", "#foo ", "--by", "x"]),
+            (3, "-x: an expression cannot hold a number that is infinite or NaN", ["simplify", "-x", "/ f1 f0"]),
+            (3, "-x: no edge of the grid crosses the surface where it has a curvature", ["curvature", "-x", "f5", *grid]),
         ]
         for status, pattern, arguments in table:
             self.fail(status, pattern, *arguments)
-        self.fail(1, "standard input: the text needs .* of memory, .* is free", "derive", "--strict", "-", "--by", "x",
+        self.fail(4, "standard input: the text needs .* of memory, .* is free", "derive", "--strict", "-", "--by", "x",
                   stdin=b"U " * 1000 + b"X " * 1001)
 
 
@@ -462,6 +531,10 @@ class Failures(SfdagTest):
             ("--at: .*", ["eval", "-x", "X", "--at", "1", "2"]),
             (r"--at: 'z\?' is not a number", ["eval", "-x", "X", "--at", "1", "2", "z\n"]),
             (r"--at: '1e999' is not a number", ["eval", "-x", "X", "--at", "1", "2", "1e999"]),
+            ("--watch needs a MODEL that is a file", ["text", "-x", "X", "--watch"]),
+            ("--set: 'r' is not NAME=NUMBER", ["text", "-x", "pr[1]", "--set", "r"]),
+            ("--set: the model has no parameter 's'", ["text", "-x", "pr[1]", "--set", "s=1"]),
+            ("--json: the standard output is where the result goes", ["graph", "-x", "X", "--json", "-o", "-"]),
             (".*both be the standard input", ["eval", "-", "--points", "-"]),
             ("--output is required", grid),
             (r"--output: 'a\.b/out\.txt' does not end in \.npy or \.raw", [*grid, "-o", "a.b/out.txt"]),
@@ -491,38 +564,38 @@ class Failures(SfdagTest):
         self.put("q", b"q" * 100000)
         at = ["--at", "0", "0", "0"]
         table = [
-            ("missing: No such file or directory", ["text", "missing"], b""),
-            ("'': No such file or directory", ["text", ""], b""),
-            ("folder: Is a directory", ["text", "folder"], b""),
-            ("/proc/self/mem: Input/output error", ["text", "/proc/self/mem"], b""),
-            ("/dev/zero: more than 256 MiB of text", ["text", "/dev/zero"], b""),
-            ("empty: empty", ["text", "empty"], b""),
-            ("blank: holds no expression", ["text", "blank"], b""),
-            ("random: not a readable expression", ["eval", "random", *at], b""),
-            ("standard input: not a readable expression", ["text", "-"], b"+ X pname"),
-            ("q: graph: ends where an operand is expected", ["eval", "q", *at], b""),
-            (r"q: cannot be evaluated \(E_FAIL\)", ["eval", "--strict", "q", *at], b""),
-            (r"-x: cannot be rendered \(E_FAIL\)", ["grid", "--strict", "-x", "+ X", *GRID, "-o", "out.npy"], b""),
-            ("-x: cannot be drawn, an operand is missing", ["graph", "-x", "+ X", "-o", "out.dot"], b""),
-            ("-x: has no offset by that distance", ["offset", "--strict", "-x", "b1 X Y", "--distance", "1"], b""),
-            (r"-x: cannot be made ready \(E_FAIL\)", ["offset", "--strict", "-x", "o1 b1 X Y", "--distance", "1"], b""),
-            ("--dims 4294967295 4294967295 1: the grid needs .*",
+            (1, "missing: No such file or directory", ["text", "missing"], b""),
+            (1, "'': No such file or directory", ["text", ""], b""),
+            (1, "folder: Is a directory", ["text", "folder"], b""),
+            (1, "/proc/self/mem: Input/output error", ["text", "/proc/self/mem"], b""),
+            (1, "/dev/zero: more than 256 MiB of text", ["text", "/dev/zero"], b""),
+            (3, "empty: empty", ["text", "empty"], b""),
+            (3, "blank: holds no expression", ["text", "blank"], b""),
+            (3, "random: not a readable expression", ["eval", "random", *at], b""),
+            (3, "standard input: not a readable expression", ["text", "-"], b"+ X pname"),
+            (3, "q: graph: ends where an operand is expected", ["eval", "q", *at], b""),
+            (3, r"q: cannot be evaluated \(E_FAIL\)", ["eval", "--strict", "q", *at], b""),
+            (3, r"-x: cannot be rendered \(E_FAIL\)", ["grid", "--strict", "-x", "+ X", *GRID, "-o", "out.npy"], b""),
+            (3, "-x: cannot be drawn, an operand is missing", ["graph", "-x", "+ X", "-o", "out.dot"], b""),
+            (3, "-x: has no offset by that distance", ["offset", "--strict", "-x", "b1 X Y", "--distance", "1"], b""),
+            (3, r"-x: cannot be made ready \(E_FAIL\)", ["offset", "--strict", "-x", "o1 b1 X Y", "--distance", "1"], b""),
+            (4, "the grid of 4294967295 x 4294967295 x 1 points needs .*",
              ["grid", "-x", "X", "--dims", *["4294967295"] * 3, "--voxel", "1", "-o", "out.npy"], b""),
-            ("the picture needs .*",
+            (4, "the picture needs .*",
              ["slice", "-x", "X", "--dims", "1000000", "1000000", "1", "--voxel", "1", "-o", "out.png"], b""),
-            ("missing: No such file or directory", ["eval", "-x", "X", "--points", "missing"], b""),
+            (1, "missing: No such file or directory", ["eval", "-x", "X", "--points", "missing"], b""),
         ]
         for junk in [b"1 2", b"1 2 3 4", b"1 2 x", b"1 2 3x", b"1,,2,3", b"1 2 3\0", b"1 2 1e999"]:
-            table.append((r"standard input:3: '.*' is not three numbers", ["eval", "-x", "X", "--points", "-"],
+            table.append((1, r"standard input:3: '.*' is not three numbers", ["eval", "-x", "X", "--points", "-"],
                           b"1 2 3\n\n" + junk + b"\n4 5 6\n"))
-        for pattern, arguments, stdin in table:
-            self.fail(1, pattern, *arguments, stdin=stdin)
+        for status, pattern, arguments, stdin in table:
+            self.fail(status, pattern, *arguments, stdin=stdin)
 
         verbs = {"text": [], "simplify": [], "gradient": [], "eval": at, "curvature": GRID, "derive": ["--by", "x"],
                  "offset": ["--distance", "1"], "graph": ["-o", "out.dot"], "grid": [*GRID, "-o", "out.npy"],
                  "slice": [*GRID, "-o", "out.png"]}
         for verb, arguments in verbs.items():
-            self.fail(1, "-x: holds a parameter, a transform, a blend or an offset, which level 1 does not have",
+            self.fail(3, "-x: holds a parameter, a transform, a blend or an offset, which level 1 does not have",
                       verb, "-x", "+ X pr[1]", "--level", "1", *arguments)
         self.fail(1, "standard input: Bad file descriptor", "text", "-", preexec_fn=lambda: os.close(0))
 
