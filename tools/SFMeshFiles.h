@@ -1,0 +1,60 @@
+#pragma once
+
+#include "SFMesh.h"
+#include "SFMeshing.h"
+#include "SFOutputFile.h"
+#include "SFSampling.h"
+#include "SFToolsExport.h"
+#include "SFWorkOptions.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace SF {
+
+enum class SFMeshFormat
+{
+  Stl,     ///< binary; single precision
+  Ply,     ///< binary, little-endian; double precision, with normals
+  Obj,     ///< text; 9 digits, with normals
+  ThreeMf, ///< for slicers, with the unit; single precision
+  Glb      ///< binary glTF 2.0, with normals, in metres with y upwards
+};
+
+/// By the end of a file's name: ".stl", ".ply", ".obj", ".3mf", ".glb", in any case. std::invalid_argument, naming these, for
+/// another one.
+SF_TOOLS_EXPORT SFMeshFormat MeshFormatOf(std::string_view iPath);
+
+/// Progress and cancelling as for all work.
+struct SFMeshFileOptions : SFWorkOptions
+{
+  SFLengthUnit unit = SFLengthUnit::Millimetre; ///< of the mesh; formats without units hold the numbers as they are
+  std::string name = "part";                    ///< of the object, where the format has one
+};
+
+/// Writes a mesh; the file is the caller's to commit. SFFileError, SFCancelled, and std::invalid_argument for a mesh
+/// without triangles or with more of them than the format can count.
+SF_TOOLS_EXPORT void WriteMesh(SFMesh const& iMesh, SFMeshFormat iFormat, SFOutputFile& ioFile,
+                               SFMeshFileOptions const& iOptions = {});
+
+/// Writes a mesh piece by piece, as MeshField makes it: STL and PLY. The file belongs to the caller, who commits it after
+/// Finish. It must be a regular file, as counts are filled in at the end. The triangles of a PLY are gathered in a second,
+/// nameless file.
+class SF_TOOLS_EXPORT SFMeshFileSink : public SFMeshSink
+{
+public:
+  /// std::invalid_argument for the other formats.
+  SFMeshFileSink(SFMeshFormat iFormat, SFOutputFile& ioFile, SFMeshFileOptions const& iOptions = {});
+  ~SFMeshFileSink() override;
+  void Add(SFMeshPiece const& iPiece) override;
+  void Finish();
+
+  struct Writer; ///< for the sources of the tools
+
+private:
+  std::unique_ptr<Writer> _writer;
+};
+
+} // namespace SF

@@ -1,0 +1,81 @@
+#pragma once
+
+#include "SFField.h"
+#include "SFMesh.h"
+#include "SFMeshing.h"
+#include "SFToolsExport.h"
+#include "SFWorkOptions.h"
+#include "ZULMathBox.h"
+
+#include <array>
+#include <cstdint>
+#include <optional>
+
+namespace SF {
+
+/// How the triangles of a mesh hang together.
+struct SFMeshTopology
+{
+  std::uint64_t components = 0;      ///< parts that share no vertex; a cavity counts as one
+  std::uint64_t cavities = 0;        ///< components that face inwards
+  std::int64_t genus = 0;            ///< handles of all components, from their Euler characteristics; -1 unless closed
+  std::uint64_t openEdges = 0;       ///< edges of one triangle only
+  std::uint64_t pinchedEdges = 0;    ///< edges of more than two triangles
+  std::uint64_t pinchedVertices = 0; ///< vertices whose triangles do not form one fan
+  std::uint64_t turnedEdges = 0;     ///< edges whose two triangles run along them in the same direction
+
+  bool IsClosed() const { return openEdges == 0; }
+  bool IsManifold() const { return pinchedEdges == 0 && pinchedVertices == 0; }
+  bool IsOriented() const { return turnedEdges == 0; }
+  bool IsWatertight() const { return IsClosed() && IsManifold() && IsOriented(); }
+};
+
+SF_TOOLS_EXPORT SFMeshTopology TopologyOf(SFMesh const& iMesh);
+
+/// A number with how far it may be off. The error is an estimate.
+struct SFMeasure
+{
+  double value = 0.0;
+  double error = 0.0;
+};
+
+/// Of a closed mesh, in powers of the model's unit. What an open mesh encloses has no meaning.
+struct SFMassProperties
+{
+  double volume = 0.0;
+  double area = 0.0;
+  std::array<double, 3> centre{}; ///< of the volume
+  ZULMathBox box{};               ///< around all vertices
+};
+
+/// By the divergence theorem. (B. Mirtich, "Fast and accurate computation of polyhedral mass properties", 1996.)
+SF_TOOLS_EXPORT SFMassProperties MassPropertiesOf(SFMesh const& iMesh);
+
+struct SFMeasureOptions : SFWorkOptions
+{
+  /// Also looks for the smallest wall.
+  bool hasWall = true;
+};
+
+/// What is known of a solid from a mesh of it. Errors are estimated from a second mesh with voxels twice as large: of a
+/// surface that both resolve, the error of the fine one is about a third of the difference, and the difference is stated.
+struct SFSolidMeasures
+{
+  SFMeasure volume;
+  SFMeasure area;
+  std::array<SFMeasure, 3> centre;
+  std::array<SFMeasure, 3> low;  ///< of the bounding box
+  std::array<SFMeasure, 3> high; ///< of the bounding box
+  /// The thinnest place of the solid that was met by going inwards from the vertices along the normals, and where; absent
+  /// when not asked for. Walls thinner than a voxel may be missed.
+  std::optional<SFMeasure> wall;
+  std::array<double, 3> wallAt{};
+  SFMeshTopology topology;
+  SFMeshingReport report;
+};
+
+/// Measures the solid within a box, capped there. Errors as MeshField.
+SF_TOOLS_EXPORT SFSolidMeasures MeasureField(SFField const& iField, ZULMathBox const& iBox, double iVoxel,
+                                             SFMeasureOptions const& iOptions = {});
+
+} // namespace SF

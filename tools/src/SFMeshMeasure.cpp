@@ -1,0 +1,184 @@
+#include "SFMeshMeasure.h"
+
+#include "SFPointBatch.h"
+#include "SFVector3.h"
+#include "SFWork.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace SF {
+namespace {
+
+/// How many vertices the walls are looked for from.
+constexpr std::size_t WallRays = 50'000;
+/// Lengths of the steps inwards, in voxels.
+constexpr double WallStep = 0.5;
+/// A wall has two faces that look away from each other, to within 60 degrees.
+constexpr double OppositeCosine = 0.5;
+
+std::array<double, 3> LowOf(ZULMathBox const& iBox) { return {iBox.low.x, iBox.low.y, iBox.low.z}; }
+std::array<double, 3> HighOf(ZULMathBox const& iBox) { return {iBox.high.x, iBox.high.y, iBox.high.z}; }
+
+/// A ray inwards from a vertex.
+struct Ray
+{
+  SFVector3 from;
+  SFVector3 direction;
+
+  SFVector3 At(double iDistance) const { return from + iDistance * direction; }
+};
+
+/// The smallest distance at which a ray leaves the solid through an opposite face. All rays go forward together, so that the
+/// search ends with the first wall that it meets.
+class WallSearch
+{
+public:
+  WallSearch(SFCompiledField const& iField, SFMesh const& iMesh, double iVoxel) : _field(iField), _voxel(iVoxel)
+  {
+    std::size_t const stride = std::max<std::size_t>(1, iMesh.vertices.size() / WallRays);
+    for (std::size_t i = 0; i < iMesh.vertices.size(); i += stride)
+      if (SFVector3 const inwards = -1.0 * AsDoubles(iMesh.normals[i]); inwards != SFVector3{})
+        _rays.push_back({iMesh.vertices[i], inwards});
+  }
+
+  bool Run(double iFarthest, SFWorkOptions const& iOptions)
+  {
+    for (double at = WallStep * _voxel; at < iFarthest && !_rays.empty(); at += WallStep * _voxel) {
+      ThrowIfCancelled(iOptions);
+      auto const leaving = TakeThoseOutside(at);
+      for (Ray const& ray : leaving)
+        Measure(ray, at - WallStep * _voxel, at);
+      if (_thinnest < iFarthest)
+        return true;
+    }
+    return false;
+  }
+
+  double GetThinnest() const { return _thinnest; }
+  SFVector3 const& GetPlace() const { return _place; }
+
+private:
+  std::vector<Ray> TakeThoseOutside(double iAt)
+  {
+    _batch.Clear();
+    for (Ray const& ray : _rays)
+      _batch.Add(ray.At(iAt));
+    _batch.Evaluate(_field);
+    std::vector<Ray> outside;
+    std::size_t inside = 0;
+    for (std::size_t i = 0; i < _rays.size(); ++i)
+      if (_batch.Value(i) < 0.0)
+        _rays[inside++] = _rays[i];
+      else
+        outside.push_back(_rays[i]);
+    _rays.resize(inside);
+    return outside;
+  }
+
+  void Measure(Ray const& iRay, double iInside, double iOutside)
+  {
+    for (int step = 0; step < 40; ++step) {
+      double const middle = (iInside + iOutside) / 2.0;
+      _one.Clear();
+      _one.Add(iRay.At(middle));
+      _one.Evaluate(_field);
+      (_one.Value(0) < 0.0 ? iInside : iOutside) = middle;
+    }
+    _one.EvaluateGradient(_field);
+    if (Dot(Unit(_one.Gradient(0)), iRay.direction) < OppositeCosine || iOutside >= _thinnest)
+      return;
+    _thinnest = iOutside;
+    _place = iRay.At(iOutside / 2.0);
+  }
+
+  SFCompiledField const& _field;
+  double _voxel;
+  std::vector<Ray> _rays;
+  SFPointBatch _batch;
+  SFPointBatch _one;
+  double _thinnest = std::numeric_limits<double>::infinity();
+  SFVector3 _place{};
+};
+
+SFMeasure WithError(double iFine, double iCoarse, double iLeast) { return {iFine, std::abs(iFine - iCoarse) + iLeast}; }
+
+/// The mass properties of the mesh with twice the voxel; those of nothing when that has no surface.
+SFMassProperties CoarseProperties(SFField const& iField, ZULMathBox const& iBox, double iVoxel,
+                                  SFMeshingOptions const& iOptions)
+{
+  try {
+    return MassPropertiesOf(MeshField(iField, iBox, 2.0 * iVoxel, iOptions));
+  } catch (SFModelError const&) {
+    return {};
+  }
+}
+
+} // namespace
+
+SFMassProperties MassPropertiesOf(SFMesh const& iMesh)
+{
+  SFMassProperties properties;
+  if (iMesh.vertices.empty())
+    return properties;
+  SFVector3 low = iMesh.vertices.front();
+  SFVector3 high = low;
+  for (SFVector3 const& vertex : iMesh.vertices)
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+      low[axis] = std::min(low[axis], vertex[axis]);
+      high[axis] = std::max(high[axis], vertex[axis]);
+    }
+  properties.box = {{low[0], low[1], low[2]}, {high[0], high[1], high[2]}};
+  // From the middle, so that the distance from the origin costs no digits.
+  SFVector3 const middle = 0.5 * (low + high);
+  SFVector3 moment{};
+  for (auto const& [a, b, c] : iMesh.triangles) {
+    SFVector3 const p = iMesh.vertices[a] - middle;
+    SFVector3 const q = iMesh.vertices[b] - middle;
+    SFVector3 const r = iMesh.vertices[c] - middle;
+    double const volume = Dot(p, Cross(q, r)) / 6.0;
+    properties.volume += volume;
+    properties.area += Norm(Cross(q - p, r - p)) / 2.0;
+    moment = moment + (volume / 4.0) * (p + q + r);
+  }
+  properties.centre = properties.volume != 0.0 ? middle + (1.0 / properties.volume) * moment : middle;
+  return properties;
+}
+
+SFSolidMeasures MeasureField(SFField const& iField, ZULMathBox const& iBox, double iVoxel,
+                             SFMeasureOptions const& iOptions)
+{
+  SFMeshingOptions options;
+  static_cast<SFWorkOptions&>(options) = iOptions;
+  SFSolidMeasures measures;
+  SFMesh const mesh = MeshField(iField, iBox, iVoxel, options, &measures.report);
+  ThrowIfCancelled(iOptions);
+  measures.topology = TopologyOf(mesh);
+  ThrowIfCancelled(iOptions);
+  SFMassProperties const fine = MassPropertiesOf(mesh);
+  options.profiler = nullptr;
+  SFMassProperties const coarse = CoarseProperties(iField, iBox, iVoxel, options);
+
+  double const offset = std::max(measures.report.vertexDistance, measures.report.sharpVertexDistance);
+  measures.volume = WithError(fine.volume, coarse.volume, offset * fine.area);
+  measures.area = WithError(fine.area, coarse.area, 0.0);
+  auto const corners = {LowOf(fine.box), LowOf(coarse.box), HighOf(fine.box), HighOf(coarse.box)};
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    measures.centre[axis] = WithError(fine.centre[axis], coarse.centre[axis], 0.0);
+    measures.low[axis] = WithError(corners.begin()[0][axis], corners.begin()[1][axis], offset);
+    measures.high[axis] = WithError(corners.begin()[2][axis], corners.begin()[3][axis], offset);
+  }
+  if (!iOptions.hasWall)
+    return measures;
+  SFVector3 const diagonal = HighOf(fine.box) - LowOf(fine.box);
+  auto const field = CompileFor(iField, iOptions);
+  WallSearch search(*field, mesh, measures.report.voxel);
+  if (search.Run(Norm(diagonal), iOptions)) {
+    measures.wall = SFMeasure{search.GetThinnest(), measures.report.surfaceDistance};
+    measures.wallAt = search.GetPlace();
+  }
+  return measures;
+}
+
+} // namespace SF

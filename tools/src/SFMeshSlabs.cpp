@@ -1,0 +1,211 @@
+#include "SFMeshSlabs.h"
+
+#include "SFMeshBlockMaker.h"
+#include "SFMeshTriangles.h"
+
+#include <algorithm>
+#include <limits>
+#include <numeric>
+#include <stdexcept>
+
+namespace SF {
+namespace {
+
+constexpr std::int64_t Side = SFMeshBlock::Side;
+/// The boxes that threads draw, in blocks along an axis.
+constexpr std::int64_t TaskBlocks = 4;
+/// A slab has as many layers as this number of blocks allows.
+constexpr std::int64_t BlocksPerSlab = 8192;
+/// Memory is looked at each time that so many bytes have been taken.
+constexpr double CheckInterval = 64e6;
+
+template <class Part>
+std::vector<std::size_t> Offsets(std::vector<Part> const& iParts, std::size_t (*iSizeOf)(Part const&))
+{
+  std::vector<std::size_t> offsets{0};
+  for (Part const& part : iParts)
+    offsets.push_back(offsets.back() + iSizeOf(part));
+  return offsets;
+}
+
+} // namespace
+
+SFMeshSlabs::SFMeshSlabs(SFField const& iField, SFMeshLattice const& iLattice, SFMeshingOptions const& iOptions,
+                         SFProgress const& iProgress)
+  : _lattice(iLattice), _options(iOptions), _progress(iProgress)
+{
+  // Blocks are what threads share out; each works alone.
+  SFWorkOptions alone = iOptions;
+  alone.threads = 1;
+  _field = CompileFor(iField, alone);
+  for (unsigned int worker = 0; worker < ThreadsOf(iOptions); ++worker)
+    _makers.push_back(std::make_unique<SFMeshBlockMaker>(iLattice, iOptions.hasSharpFeatures));
+  for (std::size_t axis = 0; axis < 3; ++axis)
+    _blocks[axis] = (std::int64_t{iLattice.cells[axis]} + Side - 1) / Side;
+  _report.voxel = iLattice.voxel;
+  _report.cells = iLattice.cells;
+}
+
+SFMeshSlabs::~SFMeshSlabs() = default;
+
+void SFMeshSlabs::Run(std::function<void(SFMesh&&, std::uint32_t)> const& iTake)
+{
+  auto const blocksPerLayer = static_cast<std::size_t>(_blocks[0] * _blocks[1]);
+  std::int64_t const thickness = std::max<std::int64_t>(1, BlocksPerSlab / (_blocks[0] * _blocks[1]));
+  _layers.emplace_back(blocksPerLayer);
+  for (_begin = 0; _begin < _blocks[2]; _begin = _end) {
+    _end = std::min(_begin + thickness, _blocks[2]);
+    for (std::int64_t layer = _begin; layer < _end; ++layer)
+      _layers.emplace_back(blocksPerLayer);
+    auto const firstVertex = static_cast<std::uint32_t>(_vertexCount);
+    MakeBlocks();
+    NumberVertices();
+    iTake(Assemble(), firstVertex);
+    _layers.erase(_layers.begin(), _layers.end() - 1);
+    _bytes = 0.0;
+    _nextCheck = 0.0;
+  }
+}
+
+std::size_t SFMeshSlabs::PlaceOf(std::int64_t iX, std::int64_t iY) const
+{
+  return static_cast<std::size_t>(iY * _blocks[0] + iX);
+}
+
+SFMeshBlock const* SFMeshSlabs::BlockAt(SFLatticeIndex const& iPlace) const
+{
+  if (iPlace[0] < 0 || iPlace[1] < 0)
+    return nullptr;
+  return _layers[static_cast<std::size_t>(iPlace[2] - _begin + 1)][PlaceOf(iPlace[0], iPlace[1])].get();
+}
+
+void SFMeshSlabs::MakeBlocks()
+{
+  std::shared_ptr<SFCompiledField> slab;
+  Require(
+      _field->Restrict(_lattice.BoxBetween({0, 0, _begin * Side}, {_blocks[0] * Side, _blocks[1] * Side, _end * Side},
+                                           SFMeshBlockMaker::Margin),
+                       slab));
+  std::int64_t const columns = (_blocks[0] + TaskBlocks - 1) / TaskBlocks;
+  std::int64_t const rows = (_blocks[1] + TaskBlocks - 1) / TaskBlocks;
+  std::int64_t const storeys = (_end - _begin + TaskBlocks - 1) / TaskBlocks;
+  auto const layers = static_cast<double>(_blocks[2]);
+  auto const tasks = static_cast<std::size_t>(columns * rows * storeys);
+  SFProgress const progress = _progress.Part(static_cast<double>(_begin) / layers, static_cast<double>(_end) / layers);
+  ForEach(tasks, _options, [&](std::size_t iTask, unsigned int iWorker) {
+    auto const task = static_cast<std::int64_t>(iTask);
+    SFLatticeIndex const low{task % columns * TaskBlocks * Side, task / columns % rows * TaskBlocks * Side,
+                             _begin * Side + task / columns / rows * TaskBlocks * Side};
+    Descend(*slab, low, TaskBlocks * Side, *_makers[iWorker]);
+    if (iWorker == 0)
+      progress.Report(static_cast<double>(iTask + 1) / static_cast<double>(tasks));
+  });
+}
+
+bool SFMeshSlabs::IsBeyond(SFLatticeIndex const& iLow) const
+{
+  return iLow[0] >= _blocks[0] * Side || iLow[1] >= _blocks[1] * Side || iLow[2] >= _end * Side;
+}
+
+/// Octree descent: boxes that cannot hold surface are left out, the field of the others is restricted to them.
+void SFMeshSlabs::Descend(SFCompiledField const& iField, SFLatticeIndex const& iLow, std::int64_t iSide,
+                          SFMeshBlockMaker& ioMaker)
+{
+  ThrowIfCancelled(_options);
+  if (IsBeyond(iLow))
+    return;
+  SFLatticeIndex const high{iLow[0] + iSide, iLow[1] + iSide, iLow[2] + iSide};
+  double low = 0.0;
+  double top = 0.0;
+  HRESULT const hr = iField.EvaluateInterval(_lattice.BoxBetween(iLow, high), low, top);
+  Require(hr);
+  if (low > 0.0 || (top < 0.0 && hr == S_OK))
+    return;
+  std::shared_ptr<SFCompiledField> here;
+  Require(iField.Restrict(_lattice.BoxBetween(iLow, high, SFMeshBlockMaker::Margin), here));
+  if (iSide > Side) {
+    std::int64_t const half = iSide / 2;
+    for (std::int64_t child = 0; child < 8; ++child)
+      Descend(*here, {iLow[0] + (child & 1) * half, iLow[1] + (child >> 1 & 1) * half, iLow[2] + (child >> 2) * half},
+              half, ioMaker);
+    return;
+  }
+  auto block = ioMaker.Make(*here, iLow);
+  if (block == nullptr)
+    return;
+  RequireRoom(*block);
+  auto& layer = _layers[static_cast<std::size_t>(iLow[2] / Side - _begin + 1)];
+  layer[PlaceOf(iLow[0] / Side, iLow[1] / Side)] = std::move(block);
+}
+
+void SFMeshSlabs::RequireRoom(SFMeshBlock const& iBlock)
+{
+  // A vertex comes with two triangles, and both are there twice while a slab is put together.
+  auto const vertices = static_cast<double>(iBlock.vertices.capacity());
+  double const bytes = static_cast<double>(sizeof(SFMeshBlock)) +
+                       vertices * static_cast<double>(sizeof(SFMeshVertex) + 2 * sizeof(SFVector3) + 4 * 12 + 24);
+  double const total = _bytes.fetch_add(bytes) + bytes;
+  double next = _nextCheck.load();
+  if (total < next || !_nextCheck.compare_exchange_strong(next, total + CheckInterval))
+    return;
+  RequireMemory(_options, _options.maxMemory > 0.0 ? total : CheckInterval, "the mesh");
+}
+
+void SFMeshSlabs::NumberVertices()
+{
+  for (std::size_t layer = 1; layer < _layers.size(); ++layer)
+    for (auto const& block : _layers[layer])
+      if (block != nullptr) {
+        block->firstVertex = static_cast<std::uint32_t>(_vertexCount);
+        _vertexCount += block->vertices.size();
+        _report.vertexDistance = std::max(_report.vertexDistance, block->vertexDistance);
+        _report.sharpVertexDistance = std::max(_report.sharpVertexDistance, block->sharpVertexDistance);
+        _report.sharpVertices += block->sharpVertices;
+        _report.unplacedVertices += block->unplacedVertices;
+      }
+  if (_vertexCount > std::numeric_limits<std::uint32_t>::max())
+    throw std::invalid_argument("voxel: the mesh would have more than 4294967295 vertices");
+  _report.vertices = _vertexCount;
+}
+
+SFMesh SFMeshSlabs::Assemble()
+{
+  std::vector<SFMeshBlock const*> blocks;
+  for (std::size_t layer = 1; layer < _layers.size(); ++layer)
+    for (auto const& block : _layers[layer])
+      if (block != nullptr)
+        blocks.push_back(block.get());
+  SFMesh part;
+  if (blocks.empty())
+    return part;
+
+  std::vector<SFBlockTriangles> triangles(blocks.size());
+  ForEach(blocks.size(), _options, [&](std::size_t iBlock, unsigned int) {
+    SFMeshBlock const& block = *blocks[iBlock];
+    triangles[iBlock] = TrianglesOf(_lattice, block, [&](std::array<int, 3> const& iStep) {
+      return BlockAt({block.low[0] / Side + iStep[0], block.low[1] / Side + iStep[1], block.low[2] / Side + iStep[2]});
+    });
+  });
+  auto const offsets =
+      Offsets<SFBlockTriangles>(triangles, [](SFBlockTriangles const& iPart) { return iPart.triangles.size(); });
+
+  std::uint32_t const first = blocks.front()->firstVertex;
+  part.vertices.resize(static_cast<std::size_t>(_vertexCount - first));
+  part.normals.resize(part.vertices.size());
+  part.triangles.resize(offsets.back());
+  ForEach(blocks.size(), _options, [&](std::size_t iBlock, unsigned int) {
+    std::size_t vertex = blocks[iBlock]->firstVertex - first;
+    for (SFMeshVertex const& from : blocks[iBlock]->vertices) {
+      part.vertices[vertex] = from.position;
+      part.normals[vertex++] = from.normal;
+    }
+    std::copy(triangles[iBlock].triangles.begin(), triangles[iBlock].triangles.end(),
+              part.triangles.begin() + static_cast<std::ptrdiff_t>(offsets[iBlock]));
+  });
+  for (SFBlockTriangles const& of : triangles)
+    _report.surfaceDistance = std::max(_report.surfaceDistance, of.surfaceDistance);
+  _report.triangles += part.triangles.size();
+  return part;
+}
+
+} // namespace SF

@@ -1,0 +1,58 @@
+#pragma once
+
+#include "SFMeshBlock.h"
+#include "SFMeshing.h"
+#include "SFWork.h"
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace SF {
+
+class SFMeshBlockMaker;
+
+/// Makes a mesh slab by slab: a slab is one or more layers of blocks. Memory is that of two slabs.
+class SFMeshSlabs
+{
+public:
+  /// `iField` is positive on the faces of the lattice.
+  SFMeshSlabs(SFField const& iField, SFMeshLattice const& iLattice, SFMeshingOptions const& iOptions,
+              SFProgress const& iProgress);
+  ~SFMeshSlabs();
+
+  /// Hands on the slabs from the lowest one on: the vertices and the triangles that end in it.
+  void Run(std::function<void(SFMesh&& ioPart, std::uint32_t iFirstVertex)> const& iTake);
+
+  SFMeshingReport const& GetReport() const { return _report; }
+
+private:
+  using BlockList = std::vector<std::unique_ptr<SFMeshBlock>>;
+
+  void MakeBlocks();
+  void Descend(SFCompiledField const& iField, SFLatticeIndex const& iLow, std::int64_t iSide,
+               SFMeshBlockMaker& ioMaker);
+  bool IsBeyond(SFLatticeIndex const& iLow) const;
+  void NumberVertices();
+  SFMesh Assemble();
+  void RequireRoom(SFMeshBlock const& iBlock);
+  SFMeshBlock const* BlockAt(SFLatticeIndex const& iPlace) const;
+  std::size_t PlaceOf(std::int64_t iX, std::int64_t iY) const;
+
+  SFMeshLattice const& _lattice;
+  SFMeshingOptions const& _options;
+  SFProgress _progress;
+  std::shared_ptr<SFCompiledField> _field;
+  std::vector<std::unique_ptr<SFMeshBlockMaker>> _makers; ///< of each worker
+  SFLatticeIndex _blocks{};                               ///< along each axis, of the whole lattice
+  std::int64_t _begin = 0;                                ///< the layers of the slab
+  std::int64_t _end = 0;
+  std::vector<BlockList> _layers; ///< of the slab; the first one is the layer below it
+  std::atomic<double> _bytes{0.0};
+  std::atomic<double> _nextCheck{0.0};
+  std::uint64_t _vertexCount = 0;
+  SFMeshingReport _report;
+};
+
+} // namespace SF

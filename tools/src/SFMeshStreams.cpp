@@ -1,0 +1,286 @@
+#include "SFMeshWriters.h"
+#include "SFToolsErrors.h"
+#include "SFWork.h"
+
+#include <algorithm>
+#include <bit>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <stdexcept>
+#include <unistd.h>
+
+namespace SF {
+namespace {
+
+/// Records that are put together before they are written.
+constexpr std::size_t Batch = 8192;
+
+/// Appends numbers in little-endian order.
+class Bytes
+{
+public:
+  template <class Number>
+  void Add(Number iValue)
+  {
+    auto bytes = std::bit_cast<std::array<char, sizeof(Number)>>(iValue);
+    if constexpr (std::endian::native == std::endian::big)
+      std::reverse(bytes.begin(), bytes.end());
+    _bytes.append(bytes.data(), bytes.size());
+  }
+  std::string_view Take()
+  {
+    _taken.swap(_bytes);
+    _bytes.clear();
+    return _taken;
+  }
+
+private:
+  std::string _bytes;
+  std::string _taken;
+};
+
+/// Calls `iAdd` for all numbers below `iCount` and `iWrite` after each batch of them.
+template <class Add, class Write>
+void InBatches(std::size_t iCount, SFWorkOptions const& iOptions, Add iAdd, Write iWrite)
+{
+  for (std::size_t begin = 0; begin < iCount; begin += Batch) {
+    ThrowIfCancelled(iOptions);
+    for (std::size_t i = begin; i < std::min(begin + Batch, iCount); ++i)
+      iAdd(i);
+    iWrite();
+  }
+}
+
+class StlWriter : public SFMeshFileSink::Writer
+{
+public:
+  StlWriter(SFOutputFile& ioFile, SFMeshFileOptions const& iOptions, SFMeshCounts const* iCounts)
+    : _file(ioFile), _options(iOptions), _isCounted(iCounts != nullptr)
+  {
+    std::string header("binary STL, unit " + std::string(SymbolOf(iOptions.unit))); // must not begin with "solid"
+    header.resize(CountPosition, ' ');
+    _file.Write(header);
+    _bytes.Add(_isCounted ? static_cast<std::uint32_t>(iCounts->triangles) : std::uint32_t{0});
+    _file.Write(_bytes.Take());
+  }
+
+  void Add(SFMeshPiece const& iPiece) override
+  {
+    auto const vertex = [&](std::uint32_t iNumber) {
+      return iNumber < iPiece.firstVertex ? _before[iNumber - _firstBefore]
+                                          : iPiece.vertices[iNumber - iPiece.firstVertex];
+    };
+    InBatches(
+        iPiece.triangles.size(), _options,
+        [&](std::size_t iTriangle) {
+          auto const& [a, b, c] = iPiece.triangles[iTriangle];
+          AddTriangle({vertex(a), vertex(b), vertex(c)});
+        },
+        [this] { _file.Write(_bytes.Take()); });
+    _triangles += iPiece.triangles.size();
+    if (_isCounted)
+      return;
+    _before.assign(iPiece.vertices.begin(), iPiece.vertices.end());
+    _firstBefore = iPiece.firstVertex;
+  }
+
+  void Finish() override
+  {
+    if (_isCounted)
+      return;
+    if (_triangles > std::numeric_limits<std::uint32_t>::max())
+      throw SFFileError(_file.GetName(), "more triangles than an STL file can count");
+    _bytes.Add(static_cast<std::uint32_t>(_triangles));
+    _file.Overwrite(CountPosition, _bytes.Take());
+  }
+
+private:
+  static constexpr std::size_t CountPosition = 80;
+
+  void AddTriangle(std::array<SFVector3, 3> const& iCorners)
+  {
+    auto const normal = AsFloats(Unit(Cross(iCorners[1] - iCorners[0], iCorners[2] - iCorners[0])));
+    std::array<float, 12> record{normal[0], normal[1], normal[2]};
+    for (std::size_t k = 0; k < 9; ++k)
+      record[3 + k] = static_cast<float>(iCorners[k / 3][k % 3]);
+    for (float const value : record)
+      _bytes.Add(value);
+    _bytes.Add(std::uint16_t{0});
+  }
+
+  SFOutputFile& _file;
+  SFMeshFileOptions const _options;
+  bool _isCounted;
+  Bytes _bytes;
+  std::vector<SFVector3> _before; ///< the vertices of the last piece
+  std::uint32_t _firstBefore = 0;
+  std::uint64_t _triangles = 0;
+};
+
+/// A file without a name, in the folder of another one: it is gone when it is closed.
+class NamelessFile
+{
+public:
+  explicit NamelessFile(SFOutputFile const& iBeside) : _name(iBeside.GetName())
+  {
+    std::string path = iBeside.GetTemporaryPath();
+    path += ".XXXXXX";
+    int const descriptor = mkstemp(path.data());
+    if (descriptor < 0)
+      throw SFFileError(_name, errno);
+    unlink(path.c_str());
+    _file = fdopen(descriptor, "w+b");
+    if (_file == nullptr)
+      throw SFFileError(_name, errno);
+  }
+  NamelessFile(NamelessFile const&) = delete;
+  NamelessFile& operator=(NamelessFile const&) = delete;
+  ~NamelessFile() { std::fclose(_file); }
+
+  void Write(std::string_view iBytes)
+  {
+    if (std::fwrite(iBytes.data(), 1, iBytes.size(), _file) != iBytes.size())
+      throw SFFileError(_name, errno);
+  }
+  void CopyTo(SFOutputFile& ioFile, SFWorkOptions const& iOptions)
+  {
+    if (std::fflush(_file) != 0)
+      throw SFFileError(_name, errno);
+    std::rewind(_file);
+    std::string bytes(std::size_t{1} << 20, '\0');
+    while (std::size_t const count = std::fread(bytes.data(), 1, bytes.size(), _file)) {
+      ThrowIfCancelled(iOptions);
+      ioFile.Write(std::string_view(bytes).substr(0, count));
+    }
+    if (std::ferror(_file) != 0)
+      throw SFFileError(_name, errno);
+  }
+
+private:
+  std::string _name;
+  std::FILE* _file = nullptr;
+};
+
+class PlyWriter : public SFMeshFileSink::Writer
+{
+public:
+  PlyWriter(SFOutputFile& ioFile, SFMeshFileOptions const& iOptions, SFMeshCounts const* iCounts)
+    : _file(ioFile), _options(iOptions), _isCounted(iCounts != nullptr)
+  {
+    if (!_isCounted) {
+      if (ioFile.GetTemporaryPath().empty())
+        throw SFFileError(ioFile.GetName(), "a PLY file that is written in parts must be a regular file");
+      _faces = std::make_unique<NamelessFile>(ioFile);
+    }
+    _file.Write(HeaderFor(_isCounted ? *iCounts : SFMeshCounts{}));
+  }
+
+  void Add(SFMeshPiece const& iPiece) override
+  {
+    InBatches(
+        iPiece.vertices.size(), _options,
+        [&](std::size_t iVertex) {
+          for (double const coordinate : iPiece.vertices[iVertex])
+            _bytes.Add(coordinate);
+          for (std::size_t axis = 0; axis < 3; ++axis)
+            _bytes.Add(iPiece.normals.empty() ? 0.0F : iPiece.normals[iVertex][axis]);
+        },
+        [this] { _file.Write(_bytes.Take()); });
+    InBatches(
+        iPiece.triangles.size(), _options,
+        [&](std::size_t iTriangle) {
+          _bytes.Add(std::uint8_t{3});
+          for (std::uint32_t const vertex : iPiece.triangles[iTriangle])
+            _bytes.Add(vertex);
+        },
+        [this] { _isCounted ? _file.Write(_bytes.Take()) : _faces->Write(_bytes.Take()); });
+    _counts.vertices += iPiece.vertices.size();
+    _counts.triangles += iPiece.triangles.size();
+  }
+
+  void Finish() override
+  {
+    if (_isCounted)
+      return;
+    _faces->CopyTo(_file, _options);
+    _file.Overwrite(0, HeaderFor(_counts));
+  }
+
+private:
+  /// Counts have a fixed width: the comment is filled up.
+  std::string HeaderFor(SFMeshCounts const& iCounts) const
+  {
+    std::string const vertices = std::to_string(iCounts.vertices);
+    std::string const triangles = std::to_string(iCounts.triangles);
+    std::string const filling(40 - vertices.size() - triangles.size(), '.');
+    return "ply\nformat binary_little_endian 1.0\ncomment unit " + std::string(SymbolOf(_options.unit)) + " " +
+           filling + "\nelement vertex " + vertices +
+           "\nproperty double x\nproperty double y\nproperty double z\n"
+           "property float nx\nproperty float ny\nproperty float nz\nelement face " +
+           triangles + "\nproperty list uchar uint vertex_indices\nend_header\n";
+  }
+
+  SFOutputFile& _file;
+  SFMeshFileOptions const _options;
+  bool _isCounted;
+  std::unique_ptr<NamelessFile> _faces;
+  Bytes _bytes;
+  SFMeshCounts _counts;
+};
+
+} // namespace
+
+std::unique_ptr<SFMeshFileSink::Writer> MakeStlWriter(SFOutputFile& ioFile, SFMeshFileOptions const& iOptions,
+                                                      SFMeshCounts const* iCounts)
+{
+  return std::make_unique<StlWriter>(ioFile, iOptions, iCounts);
+}
+
+std::unique_ptr<SFMeshFileSink::Writer> MakePlyWriter(SFOutputFile& ioFile, SFMeshFileOptions const& iOptions,
+                                                      SFMeshCounts const* iCounts)
+{
+  return std::make_unique<PlyWriter>(ioFile, iOptions, iCounts);
+}
+
+void WriteObj(SFMesh const& iMesh, SFOutputFile& ioFile, SFMeshFileOptions const& iOptions)
+{
+  SFCornerNormals const shading(iMesh);
+  ioFile.Write("# unit " + std::string(SymbolOf(iOptions.unit)) + "\no " + iOptions.name + "\n");
+  std::string text;
+  char line[128];
+  auto const write = [&] {
+    ioFile.Write(text);
+    text.clear();
+  };
+  InBatches(
+      iMesh.vertices.size(), iOptions,
+      [&](std::size_t i) {
+        auto const& [x, y, z] = iMesh.vertices[i];
+        text.append(line, static_cast<std::size_t>(std::snprintf(line, sizeof line, "v %.9g %.9g %.9g\n", x, y, z)));
+      },
+      write);
+  InBatches(
+      shading.normals.size(), iOptions,
+      [&](std::size_t i) {
+        auto const [x, y, z] = AsDoubles(shading.normals[i]);
+        text.append(line, static_cast<std::size_t>(std::snprintf(line, sizeof line, "vn %.4g %.4g %.4g\n", x, y, z)));
+      },
+      write);
+  InBatches(
+      iMesh.triangles.size(), iOptions,
+      [&](std::size_t i) {
+        text += 'f';
+        for (std::size_t k = 0; k < 3; ++k)
+          text.append(" ")
+              .append(std::to_string(std::uint64_t{iMesh.triangles[i][k]} + 1))
+              .append("//")
+              .append(std::to_string(std::uint64_t{shading.corners[i][k]} + 1));
+        text += '\n';
+      },
+      write);
+}
+
+} // namespace SF
