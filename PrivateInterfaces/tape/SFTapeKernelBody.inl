@@ -126,25 +126,7 @@ SF_KERNEL_TARGET void FunctionRow(double* __restrict oOut, double const* __restr
   }
 }
 
-template <SFNodeType Op, bool AVaries, bool BVaries>
-SF_KERNEL_TARGET void Loop(SFKernelBox const& iBox)
-{
-  double* out = iBox.out;
-  for (std::size_t k = 0; k < iBox.n2; ++k)
-    for (std::size_t j = 0; j < iBox.n1; ++j) {
-      auto const slice = static_cast<std::ptrdiff_t>(k);
-      auto const row = static_cast<std::ptrdiff_t>(j);
-      double const* const a = iBox.a.data + slice * iBox.a.s2 + row * iBox.a.s1;
-      double const* const b = iBox.b.data + slice * iBox.b.s2 + row * iBox.b.s1;
-      if constexpr (IsElementary(Op))
-        FunctionRow<Op, AVaries, BVaries>(out, a, b, iBox.n0);
-      else
-        Row<Op, AVaries, BVaries>(out, a, b, iBox.n0);
-      out += iBox.n0;
-    }
-}
-
-// ---- fused groups ---------------------------------------------------------------------------------------------
+// ---- vectors in registers -------------------------------------------------------------------------------------
 
 /// As many registers as hold a value and an operand with some to spare.
 template <std::size_t N>
@@ -166,6 +148,14 @@ SF_KERNEL_TARGET SF_KERNEL_INLINE void Load(Registers<N>& oValue, double const* 
     for (std::size_t r = 0; r < N; ++r)
       oValue.v[r] = value;
   }
+}
+
+template <std::size_t N>
+SF_KERNEL_TARGET SF_KERNEL_INLINE void Store(Registers<N> const& iValue, double* oTo)
+{
+  SF_KERNEL_UNROLL
+  for (std::size_t r = 0; r < N; ++r)
+    *reinterpret_cast<Loaded*>(oTo + r * VectorLanes) = iValue.v[r];
 }
 
 /// Lane by lane the one meaning that the operator has, which the compiler joins to one vector instruction. It fails to
@@ -190,13 +180,80 @@ SF_KERNEL_TARGET SF_KERNEL_INLINE Vector Combined(Vector iA, Vector iB)
   return result;
 }
 
+#if defined(SF_KERNEL_FUSED_STEPS)
+#include "tape/SFTapeKernelFusedSteps.inl"
+#endif
+
+/// Several registers at once hide the latency of roots and quotients by steps; of one the instruction is faster.
+template <SFNodeType Op, std::size_t N>
+SF_KERNEL_TARGET SF_KERNEL_INLINE bool CombineBySteps([[maybe_unused]] Registers<N>& ioValue,
+                                                      [[maybe_unused]] Registers<N> const& iOther,
+                                                      [[maybe_unused]] bool iSwapped)
+{
+#if defined(SF_KERNEL_FUSED_STEPS)
+  if constexpr (N > 1 && (Op == SFNodeType::ROOT || Op == SFNodeType::DIV)) {
+    Stepped<N> const stepped = Op == SFNodeType::ROOT ? RootsBySteps(ioValue)
+                               : iSwapped             ? QuotientsBySteps(iOther, ioValue)
+                                                      : QuotientsBySteps(ioValue, iOther);
+    if (stepped.isExact)
+      ioValue = stepped.results;
+    return stepped.isExact;
+  }
+#endif
+  return false;
+}
+
 template <SFNodeType Op, std::size_t N>
 SF_KERNEL_TARGET SF_KERNEL_INLINE void Combine(Registers<N>& ioValue, Registers<N> const& iOther, bool iSwapped)
 {
+  if (CombineBySteps<Op>(ioValue, iOther, iSwapped))
+    return;
   SF_KERNEL_UNROLL
   for (std::size_t r = 0; r < N; ++r)
     ioValue.v[r] = iSwapped ? Combined<Op>(iOther.v[r], ioValue.v[r]) : Combined<Op>(ioValue.v[r], iOther.v[r]);
 }
+
+// ---- operators ------------------------------------------------------------------------------------------------
+
+/// A row by several vectors at once.
+template <SFNodeType Op, bool AVaries, bool BVaries>
+SF_KERNEL_TARGET void StripRow(double* __restrict oOut, double const* __restrict iA, double const* __restrict iB,
+                               std::size_t iCount)
+{
+  constexpr std::size_t strip = SF_KERNEL_REGISTERS * VectorLanes;
+  std::size_t i = 0;
+  for (; i + strip <= iCount; i += strip) {
+    Registers<SF_KERNEL_REGISTERS> a;
+    Registers<SF_KERNEL_REGISTERS> b;
+    Load(a, iA + (AVaries ? i : 0), AVaries);
+    Load(b, iB + (BVaries ? i : 0), BVaries);
+    Combine<Op>(a, b, false);
+    Store(a, oOut + i);
+  }
+  Row<Op, AVaries, BVaries>(oOut + i, iA + (AVaries ? i : 0), iB + (BVaries ? i : 0), iCount - i);
+}
+
+template <SFNodeType Op, bool AVaries, bool BVaries>
+SF_KERNEL_TARGET void Loop(SFKernelBox const& iBox)
+{
+  double* out = iBox.out;
+  for (std::size_t k = 0; k < iBox.n2; ++k)
+    for (std::size_t j = 0; j < iBox.n1; ++j) {
+      auto const slice = static_cast<std::ptrdiff_t>(k);
+      auto const row = static_cast<std::ptrdiff_t>(j);
+      double const* const a = iBox.a.data + slice * iBox.a.s2 + row * iBox.a.s1;
+      double const* const b = iBox.b.data + slice * iBox.b.s2 + row * iBox.b.s1;
+      if constexpr (IsElementary(Op))
+        FunctionRow<Op, AVaries, BVaries>(out, a, b, iBox.n0);
+      else if constexpr (Op == SFNodeType::ROOT || Op == SFNodeType::DIV)
+        StripRow<Op, AVaries, BVaries>(out, a, b, iBox.n0);
+      else
+        Row<Op, AVaries, BVaries>(out, a, b, iBox.n0);
+      out += iBox.n0;
+    }
+}
+
+// ---- fused groups ---------------------------------------------------------------------------------------------
 
 template <std::size_t Kind, std::size_t N>
 SF_KERNEL_TARGET SF_KERNEL_INLINE bool ApplyKind(SFFusedOp const& iOp, Registers<N>& ioValue,
@@ -220,38 +277,12 @@ SF_KERNEL_TARGET SF_KERNEL_INLINE void Apply(SFFusedOp const& iOp, Registers<N>&
   (void)((iOp.code == Fusable[Kind] && ApplyKind<Fusable[Kind]>(iOp, ioValue, iOther)) || ...);
 }
 
-/// ScalarOps::Clamped over a whole vector, for the reason given above.
-SF_KERNEL_TARGET SF_KERNEL_INLINE Vector Clamped(Vector iValue, Vector iDiagonal)
-{
-  Vector const value = iValue == iValue ? iValue : iDiagonal;
-  Vector const magnitude = Combined<SFNodeType::ABS>(value, value);
-  return Combined<SFNodeType::SIGN>(value, value) * Combined<SFNodeType::MIN>(iDiagonal, magnitude);
-}
+#include "tape/SFTapeKernelStores.inl"
 
-using Floats = float __attribute__((vector_size(SF_KERNEL_BYTES / 2)));
-using StoredFloats __attribute__((aligned(alignof(float)), may_alias)) = Floats;
-
+/// Runs a group on some vectors of a row. The values go to `oOut`, or, when it is null, as floats to `oFloats`.
 template <std::size_t N>
-SF_KERNEL_TARGET SF_KERNEL_INLINE void StoreFloats(Registers<N> const& iValue, SFFusedBox const& iBox, float* oFloats)
-{
-  Vector const diagonal = Broadcast(iBox.diagonal);
-  SF_KERNEL_UNROLL
-  for (std::size_t r = 0; r < N; ++r)
-    *reinterpret_cast<StoredFloats*>(oFloats + r * VectorLanes) =
-        __builtin_convertvector(iBox.clamps ? Clamped(iValue.v[r], diagonal) : iValue.v[r], Floats);
-}
-
-/// The rows of a fused group's operands.
-struct FusedRow
-{
-  double const* first;
-  double const* operands[SFMaxFusedOps];
-  double* out;
-  float* floats;
-};
-
-template <std::size_t N>
-SF_KERNEL_TARGET SF_KERNEL_INLINE void RunStrip(SFFusedBox const& iBox, FusedRow const& iRow, std::size_t iAt)
+SF_KERNEL_TARGET SF_KERNEL_INLINE void RunStrip(SFFusedBox const& iBox, FusedRow const& iRow, std::size_t iAt,
+                                                double* oOut, float* oFloats)
 {
   Registers<N> value{};
   Registers<N> other{};
@@ -269,38 +300,56 @@ SF_KERNEL_TARGET SF_KERNEL_INLINE void RunStrip(SFFusedBox const& iBox, FusedRow
     } else
       Apply(op, value, other, std::make_index_sequence<Fusable.size()>{});
   }
-  if (iRow.out == nullptr)
-    StoreFloats(value, iBox, iRow.floats + iAt);
+  if (oOut == nullptr)
+    StoreFloats(value, iBox, oFloats);
   else
-    SF_KERNEL_UNROLL
-  for (std::size_t r = 0; r < N; ++r)
-    *reinterpret_cast<Loaded*>(iRow.out + iAt + r * VectorLanes) = value.v[r];
+    Store(value, oOut);
 }
+
+/// Runs a group on a row. `ioStream`: collects the floats; null where they go to their place at once.
+SF_KERNEL_TARGET void RunRow(SFFusedBox const& iBox, FusedRow const& iRow, double* oOut, float* oFloats,
+                             FloatStream* ioStream)
+{
+  constexpr std::size_t strip = SF_KERNEL_REGISTERS * VectorLanes;
+  std::size_t const n = iBox.n0;
+  auto const out = [oOut](std::size_t iAt) { return oOut == nullptr ? nullptr : oOut + iAt; };
+  auto const floats = [oFloats](std::size_t iAt) { return oFloats == nullptr ? nullptr : oFloats + iAt; };
+  std::size_t i = 0;
+  for (; i + strip <= n; i += strip)
+    RunStrip<SF_KERNEL_REGISTERS>(iBox, iRow, i, out(i), ioStream == nullptr ? floats(i) : NextOf(*ioStream, strip));
+  for (std::size_t at = i; at < n; at += VectorLanes) { // the last few once more, together with what is left
+    std::size_t const from = at + VectorLanes <= n ? at : n - VectorLanes;
+    RunStrip<1>(iBox, iRow, from, out(from),
+                ioStream == nullptr ? floats(from) : ioStream->floats + (ioStream->end + from - i));
+  }
+  if (ioStream != nullptr)
+    ioStream->end += n - i;
+}
+
+/// A row for which collecting floats pays; it has at least a strip.
+constexpr std::size_t WorthStreaming = 192;
 
 SF_KERNEL_TARGET void Fused(SFFusedBox const& iBox)
 {
-  constexpr std::size_t strip = SF_KERNEL_REGISTERS * VectorLanes;
+  FloatStream stream;
+  bool const streams = iBox.streams && iBox.out == nullptr && iBox.n0 >= WorthStreaming;
+  double* out = iBox.out;
   for (std::size_t k = 0; k < iBox.n2; ++k)
     for (std::size_t j = 0; j < iBox.n1; ++j) {
       auto const slice = static_cast<std::ptrdiff_t>(k);
       auto const number = static_cast<std::ptrdiff_t>(j);
-      auto const at = [&](SFKernelOperand const& iOperand) {
-        return iOperand.data == nullptr ? nullptr : iOperand.data + slice * iOperand.s2 + number * iOperand.s1;
-      };
-      FusedRow row;
-      row.first = at(iBox.first);
-      for (std::size_t l = 0; l < iBox.opCount; ++l)
-        row.operands[l] = at(iBox.ops[l].operand);
-      row.out = iBox.out == nullptr ? nullptr : iBox.out + (k * iBox.n1 + j) * iBox.n0;
-      row.floats = iBox.out == nullptr ? iBox.floats + slice * iBox.s2 + number * iBox.s1 : nullptr;
-      std::size_t i = 0;
-      for (; i + strip <= iBox.n0; i += strip)
-        RunStrip<SF_KERNEL_REGISTERS>(iBox, row, i);
-      for (; i + VectorLanes <= iBox.n0; i += VectorLanes)
-        RunStrip<1>(iBox, row, i);
-      if (i < iBox.n0) // the last few once more, together with what is left
-        RunStrip<1>(iBox, row, iBox.n0 - VectorLanes);
+      FusedRow const row = FusedRowAt(iBox, number, slice);
+      float* const floats = out == nullptr ? iBox.floats + slice * iBox.s2 + number * iBox.s1 : nullptr;
+      if (streams)
+        Aim(stream, floats);
+      RunRow(iBox, row, out, floats, streams ? &stream : nullptr);
+      if (out != nullptr)
+        out += iBox.n0;
     }
+  if (streams) {
+    Flush(stream, true);
+    SF_KERNEL_FENCE();
+  }
 }
 
 // ---- ranges ---------------------------------------------------------------------------------------------------
@@ -334,83 +383,6 @@ SF_KERNEL_TARGET void WidenLanes(SFDemand<SFRangeLanes>& ioDemand, SFDemand<SFRa
   Widen(ioDemand, iBy, iBoxes);
 }
 
-template <bool Clamps, bool Varies>
-SF_KERNEL_TARGET void StoreRows(SFStoreBox const& iBox, double iDiagonal)
-{
-  SFFloatBox const& to = iBox.floats;
-  for (std::size_t k = 0; k < to.n2; ++k)
-    for (std::size_t j = 0; j < to.n1; ++j) {
-      auto const slice = static_cast<std::ptrdiff_t>(k);
-      auto const row = static_cast<std::ptrdiff_t>(j);
-      float* __restrict const floats = to.out + slice * to.s2 + row * to.s1;
-      double const* __restrict const values = iBox.values.data + slice * iBox.values.s2 + row * iBox.values.s1;
-      for (std::size_t i = 0; i < to.n0; ++i) {
-        double const value = values[Varies ? i : 0];
-        floats[i] = static_cast<float>(Clamps ? ScalarOps::Clamped(value, iDiagonal) : value);
-      }
-    }
-}
-
-template <bool Clamps>
-SF_KERNEL_TARGET void Store(SFStoreBox const& iBox, double iDiagonal)
-{
-  if (iBox.varies)
-    StoreRows<Clamps, true>(iBox, iDiagonal);
-  else
-    StoreRows<Clamps, false>(iBox, iDiagonal);
-}
-
-/// Up to this many vectors at once, so that their components stay in the first-level cache.
-constexpr std::size_t NormalBatch = 64;
-
-/// The operations of ZULMathVector::Normalize, a component at a time.
-SF_KERNEL_TARGET void StoreUnits(float* __restrict oFloats, double const* __restrict iX, double const* __restrict iY,
-                                 double const* __restrict iZ, std::size_t iCount)
-{
-  float x[NormalBatch];
-  float y[NormalBatch];
-  float z[NormalBatch];
-  for (std::size_t i = 0; i < iCount; ++i) {
-    double const a = iX[i];
-    double const b = iY[i];
-    double const c = iZ[i];
-    double const length = __builtin_sqrt(a * a + b * b + c * c);
-    double const divisor = length == 0.0 ? 1.0 : length;
-    x[i] = static_cast<float>(a / divisor);
-    y[i] = static_cast<float>(b / divisor);
-    z[i] = static_cast<float>(c / divisor);
-  }
-  for (std::size_t i = 0; i < iCount; ++i) {
-    oFloats[3 * i] = x[i];
-    oFloats[3 * i + 1] = y[i];
-    oFloats[3 * i + 2] = z[i];
-  }
-}
-
-SF_KERNEL_TARGET void StoreNormals(SFNormalBox const& iBox)
-{
-  SFFloatBox const& to = iBox.floats;
-  double constants[3][NormalBatch];
-  double const* from[3];
-  for (std::size_t k = 0; k < to.n2; ++k)
-    for (std::size_t j = 0; j < to.n1; ++j) {
-      auto const slice = static_cast<std::ptrdiff_t>(k);
-      auto const row = static_cast<std::ptrdiff_t>(j);
-      for (std::size_t axis = 0; axis < 3; ++axis) {
-        SFKernelOperand const& component = iBox.components[axis];
-        from[axis] = component.data + slice * component.s2 + row * component.s1;
-        if (!iBox.vary[axis])
-          for (double& constant : constants[axis])
-            constant = *from[axis];
-      }
-      float* const floats = to.out + slice * to.s2 + row * to.s1;
-      for (std::size_t i = 0; i < to.n0; i += NormalBatch) {
-        auto const values = [&](std::size_t iAxis) { return iBox.vary[iAxis] ? from[iAxis] + i : constants[iAxis]; };
-        StoreUnits(floats + 3 * i, values(0), values(1), values(2), to.n0 - i < NormalBatch ? to.n0 - i : NormalBatch);
-      }
-    }
-}
-
 template <SFNodeType Op>
 constexpr void FillForms(SFKernel (&oForms)[SFKernelFormCount])
 {
@@ -433,7 +405,7 @@ constexpr void Fill(SFTapeKernels& ioKernels)
 }
 
 constexpr SFTapeKernels kernels = [] {
-  SFTapeKernels set{SF_KERNEL_NAME, {}, &Fused, {}, {}, &WidenLanes, &Store<true>, &Store<false>, &StoreNormals};
+  SFTapeKernels set{SF_KERNEL_NAME, {}, &Fused, {}, {}, &WidenLanes, &StoreBox<true>, &StoreBox<false>, &StoreNormals};
   [&]<std::size_t... Kind>(std::index_sequence<Kind...>) { (Fill<Kind>(set), ...); }
   (std::make_index_sequence<SFNodeTypeCount>{});
   FillForms<Angle>(set.operators[AngleCode]);

@@ -72,6 +72,7 @@ struct SFFusedBox
   std::ptrdiff_t s2 = 0;
   bool clamps = false; ///< to the diagonal, as rendering does
   double diagonal = 0.0;
+  bool streams = false; ///< floats are stored past the caches, where rows are long
 };
 using SFFusedKernel = void (*)(SFFusedBox const&);
 constexpr std::size_t SFShortestRow = 8;

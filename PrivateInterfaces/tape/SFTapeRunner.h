@@ -19,6 +19,7 @@ struct SFFloatTarget
   bool clamps = false; ///< to the diagonal, as rendering does
   double diagonal = 0.0;
   unsigned int firstSlice = 0; ///< of the grid that they begin with
+  bool streams = false;        ///< past the caches, which do not hold so many
 };
 
 /// Runs lists on tiles. One thread's, with its slots and its plan.

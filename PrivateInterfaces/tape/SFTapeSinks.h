@@ -4,6 +4,7 @@
 #include "tape/SFTapeSweep.h"
 
 #include <algorithm>
+#include <span>
 
 namespace SF {
 
@@ -30,19 +31,22 @@ inline void StoreTile(SFTapeInvariants const& iTape, SFStoreKernel iStore, SFTil
 }
 
 /// Stores the one result of each tile: plain, or limited in magnitude to the diagonal and to `iBand`. The values begin with
-/// a slice of the grid.
-inline SFTapeSweep::Output ValueOutput(SFTapeInvariants const& iTape, bool iClamps, float* oValues,
+/// a slice of the grid. More than the caches hold are stored past them, as each line would first be read, and drive out
+/// what the tiles work on: measured, as fast at 16 MiB and half the time at 32 MiB.
+inline SFTapeSweep::Output ValueOutput(SFTapeInvariants const& iTape, bool iClamps, std::span<float> oValues,
                                        double iBand = SFInterval::Infinity, unsigned int iFirstSlice = 0)
 {
   double const diagonal = std::min(iTape.GetGrid().Diagonal(), iBand);
   auto const& kernels = iTape.GetKernels();
   auto const store = iClamps ? kernels.storeClamped : kernels.storePlain;
+  bool const streams = oValues.size_bytes() >= std::size_t{32} << 20U;
+  float* const values = oValues.data();
   return {
-      {oValues, iClamps, diagonal, iFirstSlice},
-      [&iTape, store, diagonal, oValues, iFirstSlice](SFTile const& iTile, SFTapeList const&, SFTapeRunner& ioRunner) {
+      {values, iClamps, diagonal, iFirstSlice, streams},
+      [&iTape, store, diagonal, values, iFirstSlice](SFTile const& iTile, SFTapeList const&, SFTapeRunner& ioRunner) {
         SFTile at = iTile;
         at.begin[2] -= iFirstSlice;
-        StoreTile(iTape, store, at, ioRunner.Result(0, iTile), diagonal, oValues);
+        StoreTile(iTape, store, at, ioRunner.Result(0, iTile), diagonal, values);
       }};
 }
 

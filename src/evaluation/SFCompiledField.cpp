@@ -411,7 +411,7 @@ HRESULT SFCompiledField::RenderSlices(unsigned int const* iDims, unsigned int iB
   std::size_t const points = std::size_t{slices.dims[0]} * slices.dims[1] * slices.dims[2];
   unsigned int const threads = prepared->ThreadsFor(points);
   SFTapeSweep sweep(prepared->GetContext(), begin, begin + slices.dims[2], threads, prepared->GetTileVolume());
-  auto const output = ValueOutput(tape, true, ioValues.data(), options.band, begin);
+  auto const output = ValueOutput(tape, true, ioValues, options.band, begin);
   double const regions = static_cast<double>(sweep.GetRegionCount());
   hr = call.Run(threads, [&](bool iIsCaller) {
     auto const report = [&] { call.Report(static_cast<double>(sweep.GetRegionsDone()) / regions); };

@@ -161,7 +161,7 @@ HRESULT SFGridRenderer::RenderClamped(SFGrid const& iGrid, std::vector<float>& i
 
   unsigned int const workers = AnnounceWorkers();
   if (auto const tape = Compile(iGrid, {{&_root}}, iGrid.h, workers))
-    hr = RunCompiled(*tape, workers, ValueOutput(*tape, true, ioValues.data()));
+    hr = RunCompiled(*tape, workers, ValueOutput(*tape, true, ioValues));
   else {
     SFNodeRenderer const renderer(iGrid, {&_root}, workers + 1);
     hr = RunSlabs(iGrid, workers, [&](unsigned int iBegin, unsigned int iEnd, unsigned int iTask) {
@@ -181,7 +181,7 @@ HRESULT SFGridRenderer::RenderUnrolled(SFGrid const& iGrid, std::vector<float>& 
 
   unsigned int const workers = AnnounceWorkers();
   if (auto const tape = Compile(iGrid, {SFNodeRenderer::UnrolledOrder(_root)}, 0.0, workers))
-    hr = RunCompiled(*tape, workers, ValueOutput(*tape, false, ioValues.data()));
+    hr = RunCompiled(*tape, workers, ValueOutput(*tape, false, ioValues));
   else {
     SFNodeRenderer const renderer(iGrid, {&_root}, workers + 1);
     hr = RunSlabs(iGrid, workers, [&](unsigned int iBegin, unsigned int iEnd, unsigned int iTask) {

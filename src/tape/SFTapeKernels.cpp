@@ -11,6 +11,9 @@
 #include <cstdlib>
 #include <mutex>
 #include <utility>
+#if defined(__x86_64__) && defined(__GNUC__)
+#include <immintrin.h>
+#endif
 
 namespace SF {
 namespace {
@@ -26,6 +29,28 @@ constexpr auto Fusable = [] {
       codes[next++] = CodeOf(row.type);
   return codes;
 }();
+
+/// The rows of a fused group's operands.
+struct FusedRow
+{
+  double const* first;
+  double const* operands[SFMaxFusedOps];
+};
+
+double const* RowOf(SFKernelOperand const& iOperand, std::ptrdiff_t iNumber, std::ptrdiff_t iSlice)
+{
+  return iOperand.data == nullptr ? nullptr : iOperand.data + iSlice * iOperand.s2 + iNumber * iOperand.s1;
+}
+
+/// Not a part of the kernels, as in vectors this loop would wait for addresses that were written one by one just before.
+__attribute__((noinline)) FusedRow FusedRowAt(SFFusedBox const& iBox, std::ptrdiff_t iNumber, std::ptrdiff_t iSlice)
+{
+  FusedRow row;
+  row.first = RowOf(iBox.first, iNumber, iSlice);
+  for (std::size_t l = 0; l < iBox.opCount; ++l)
+    row.operands[l] = RowOf(iBox.ops[l].operand, iNumber, iSlice);
+  return row;
+}
 
 } // namespace
 
@@ -43,11 +68,15 @@ namespace {
 #define SF_KERNEL_NAME "portable"
 #define SF_KERNEL_BYTES 16
 #define SF_KERNEL_REGISTERS 4
+#define SF_KERNEL_STREAM_LINE(oTo, iFrom) __builtin_memcpy(oTo, iFrom, 64)
+#define SF_KERNEL_FENCE() static_cast<void>(0)
 #include "tape/SFTapeKernelBody.inl"
 #undef SF_KERNEL_TARGET
 #undef SF_KERNEL_NAME
 #undef SF_KERNEL_BYTES
 #undef SF_KERNEL_REGISTERS
+#undef SF_KERNEL_STREAM_LINE
+#undef SF_KERNEL_FENCE
 } // namespace
 } // namespace Portable
 
@@ -59,11 +88,16 @@ namespace {
 #define SF_KERNEL_NAME "avx2"
 #define SF_KERNEL_BYTES 32
 #define SF_KERNEL_REGISTERS 4
+#define SF_KERNEL_STREAM_LINE(oTo, iFrom)                                                                              \
+  (_mm256_stream_ps(oTo, _mm256_load_ps(iFrom)), _mm256_stream_ps((oTo) + 8, _mm256_load_ps((iFrom) + 8)))
+#define SF_KERNEL_FENCE() _mm_sfence()
 #include "tape/SFTapeKernelBody.inl"
 #undef SF_KERNEL_TARGET
 #undef SF_KERNEL_NAME
 #undef SF_KERNEL_BYTES
 #undef SF_KERNEL_REGISTERS
+#undef SF_KERNEL_STREAM_LINE
+#undef SF_KERNEL_FENCE
 } // namespace
 } // namespace Avx2
 
@@ -77,11 +111,17 @@ namespace {
 #define SF_KERNEL_NAME "avx512"
 #define SF_KERNEL_BYTES 64
 #define SF_KERNEL_REGISTERS 8
+#define SF_KERNEL_FUSED_STEPS
+#define SF_KERNEL_STREAM_LINE(oTo, iFrom) _mm512_stream_ps(oTo, _mm512_load_ps(iFrom))
+#define SF_KERNEL_FENCE() _mm_sfence()
 #include "tape/SFTapeKernelBody.inl"
 #undef SF_KERNEL_TARGET
 #undef SF_KERNEL_NAME
 #undef SF_KERNEL_BYTES
 #undef SF_KERNEL_REGISTERS
+#undef SF_KERNEL_FUSED_STEPS
+#undef SF_KERNEL_STREAM_LINE
+#undef SF_KERNEL_FENCE
 } // namespace
 } // namespace Avx512
 #endif

@@ -101,6 +101,7 @@ void SFTapeRunner::RunFused(SFTapePlan::FusedCall& ioCall, SFTile const& iTile)
         _target.floats + _tape.GetGrid().Index(iTile.begin[0], iTile.begin[1], iTile.begin[2] - _target.firstSlice);
     box.clamps = _target.clamps;
     box.diagonal = _target.diagonal;
+    box.streams = _target.streams;
   }
   _tape.GetKernels().fused(box);
 }

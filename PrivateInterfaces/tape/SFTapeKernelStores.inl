@@ -1,0 +1,169 @@
+// A part of the kernels: values become floats. Included once for each instruction set, like the rest.
+
+/// ScalarOps::Clamped over whole vectors, for the reason given above.
+template <std::size_t N>
+SF_KERNEL_TARGET SF_KERNEL_INLINE void Clamp(Registers<N>& ioValue, double iDiagonal)
+{
+  Vector const diagonal = Broadcast(iDiagonal);
+#if defined(SF_KERNEL_FUSED_STEPS)
+  if (iDiagonal > 0.0) {
+    SF_KERNEL_UNROLL
+    for (std::size_t r = 0; r < N; ++r)
+      ioValue.v[r] = ClampedByClass(ioValue.v[r], diagonal);
+    return;
+  }
+#endif
+  SF_KERNEL_UNROLL
+  for (std::size_t r = 0; r < N; ++r) {
+    Vector const value = ioValue.v[r] == ioValue.v[r] ? ioValue.v[r] : diagonal;
+    Vector const magnitude = Combined<SFNodeType::ABS>(value, value);
+    ioValue.v[r] = Combined<SFNodeType::SIGN>(value, value) * Combined<SFNodeType::MIN>(diagonal, magnitude);
+  }
+}
+
+using Floats = float __attribute__((vector_size(SF_KERNEL_BYTES / 2)));
+using StoredFloats __attribute__((aligned(alignof(float)), may_alias)) = Floats;
+
+template <std::size_t N>
+SF_KERNEL_TARGET SF_KERNEL_INLINE void StoreFloats(Registers<N>& ioValue, SFFusedBox const& iBox, float* oFloats)
+{
+  if (iBox.clamps)
+    Clamp(ioValue, iBox.diagonal);
+  SF_KERNEL_UNROLL
+  for (std::size_t r = 0; r < N; ++r)
+    *reinterpret_cast<StoredFloats*>(oFloats + r * VectorLanes) = __builtin_convertvector(ioValue.v[r], Floats);
+}
+
+// ---- past the caches ------------------------------------------------------------------------------------------
+
+constexpr std::size_t LineFloats = 64 / sizeof(float);
+
+/// Collects floats that follow each other in memory and stores them by whole cache lines, past the caches.
+struct FloatStream
+{
+  static constexpr std::size_t Room = 1024;
+  alignas(64) float floats[Room + LineFloats];
+  float* line = nullptr; ///< where the first of them belongs: at the beginning of a cache line
+  std::size_t begin = 0; ///< those before are not known
+  std::size_t end = 0;
+};
+
+/// Stores the whole lines. The rest stays, or is stored too.
+SF_KERNEL_TARGET inline void Flush(FloatStream& ioStream, bool iEnds)
+{
+  FloatStream& s = ioStream;
+  std::size_t i = s.begin;
+  for (; i < s.end && i % LineFloats != 0; ++i)
+    s.line[i] = s.floats[i];
+  for (; i + LineFloats <= s.end; i += LineFloats)
+    SF_KERNEL_STREAM_LINE(s.line + i, s.floats + i);
+  s.begin = 0;
+  if (iEnds) {
+    for (; i < s.end; ++i)
+      s.line[i] = s.floats[i];
+    s.end = 0;
+  } else if (i > 0) {
+    __builtin_memcpy(s.floats, s.floats + i, LineFloats * sizeof(float)); // more than the rest, but of known length
+    s.line += i;
+    s.end -= i;
+  }
+}
+
+/// Room for the next floats of a row, and as many again.
+SF_KERNEL_TARGET inline float* NextOf(FloatStream& ioStream, std::size_t iCount)
+{
+  if (ioStream.end + 2 * iCount > FloatStream::Room)
+    Flush(ioStream, false);
+  ioStream.end += iCount;
+  return ioStream.floats + (ioStream.end - iCount);
+}
+
+/// Prepares for the floats of a row: those collected may be of another place.
+SF_KERNEL_TARGET inline void Aim(FloatStream& ioStream, float* oFloats)
+{
+  if (ioStream.end != 0 && ioStream.line + ioStream.end == oFloats)
+    return;
+  Flush(ioStream, true);
+  ioStream.end = reinterpret_cast<std::uintptr_t>(oFloats) / sizeof(float) % LineFloats;
+  ioStream.begin = ioStream.end;
+  ioStream.line = oFloats - ioStream.end;
+}
+
+// ---- without fusion -------------------------------------------------------------------------------------------
+
+template <bool Clamps, bool Varies>
+SF_KERNEL_TARGET void StoreRows(SFStoreBox const& iBox, double iDiagonal)
+{
+  SFFloatBox const& to = iBox.floats;
+  for (std::size_t k = 0; k < to.n2; ++k)
+    for (std::size_t j = 0; j < to.n1; ++j) {
+      auto const slice = static_cast<std::ptrdiff_t>(k);
+      auto const row = static_cast<std::ptrdiff_t>(j);
+      float* __restrict const floats = to.out + slice * to.s2 + row * to.s1;
+      double const* __restrict const values = iBox.values.data + slice * iBox.values.s2 + row * iBox.values.s1;
+      for (std::size_t i = 0; i < to.n0; ++i) {
+        double const value = values[Varies ? i : 0];
+        floats[i] = static_cast<float>(Clamps ? ScalarOps::Clamped(value, iDiagonal) : value);
+      }
+    }
+}
+
+template <bool Clamps>
+SF_KERNEL_TARGET void StoreBox(SFStoreBox const& iBox, double iDiagonal)
+{
+  if (iBox.varies)
+    StoreRows<Clamps, true>(iBox, iDiagonal);
+  else
+    StoreRows<Clamps, false>(iBox, iDiagonal);
+}
+
+/// Up to this many vectors at once, so that their components stay in the first-level cache.
+constexpr std::size_t NormalBatch = 64;
+
+/// The operations of ZULMathVector::Normalize, a component at a time.
+SF_KERNEL_TARGET void StoreUnits(float* __restrict oFloats, double const* __restrict iX, double const* __restrict iY,
+                                 double const* __restrict iZ, std::size_t iCount)
+{
+  float x[NormalBatch];
+  float y[NormalBatch];
+  float z[NormalBatch];
+  for (std::size_t i = 0; i < iCount; ++i) {
+    double const a = iX[i];
+    double const b = iY[i];
+    double const c = iZ[i];
+    double const length = __builtin_sqrt(a * a + b * b + c * c);
+    double const divisor = length == 0.0 ? 1.0 : length;
+    x[i] = static_cast<float>(a / divisor);
+    y[i] = static_cast<float>(b / divisor);
+    z[i] = static_cast<float>(c / divisor);
+  }
+  for (std::size_t i = 0; i < iCount; ++i) {
+    oFloats[3 * i] = x[i];
+    oFloats[3 * i + 1] = y[i];
+    oFloats[3 * i + 2] = z[i];
+  }
+}
+
+SF_KERNEL_TARGET void StoreNormals(SFNormalBox const& iBox)
+{
+  SFFloatBox const& to = iBox.floats;
+  double constants[3][NormalBatch];
+  double const* from[3];
+  for (std::size_t k = 0; k < to.n2; ++k)
+    for (std::size_t j = 0; j < to.n1; ++j) {
+      auto const slice = static_cast<std::ptrdiff_t>(k);
+      auto const row = static_cast<std::ptrdiff_t>(j);
+      for (std::size_t axis = 0; axis < 3; ++axis) {
+        SFKernelOperand const& component = iBox.components[axis];
+        from[axis] = component.data + slice * component.s2 + row * component.s1;
+        if (!iBox.vary[axis])
+          for (double& constant : constants[axis])
+            constant = *from[axis];
+      }
+      float* const floats = to.out + slice * to.s2 + row * to.s1;
+      for (std::size_t i = 0; i < to.n0; i += NormalBatch) {
+        auto const values = [&](std::size_t iAxis) { return iBox.vary[iAxis] ? from[iAxis] + i : constants[iAxis]; };
+        StoreUnits(floats + 3 * i, values(0), values(1), values(2), to.n0 - i < NormalBatch ? to.n0 - i : NormalBatch);
+      }
+    }
+}
