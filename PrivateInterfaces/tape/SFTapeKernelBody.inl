@@ -279,6 +279,23 @@ SF_KERNEL_TARGET SF_KERNEL_INLINE void Apply(SFFusedOp const& iOp, Registers<N>&
 
 #include "tape/SFTapeKernelStores.inl"
 
+/// Of the value and another operand the one that a condition, in memory, selects.
+template <std::size_t N>
+SF_KERNEL_TARGET SF_KERNEL_INLINE void Choose(Registers<N>& ioValue, Registers<N> const& iOther, bool iSwapped,
+                                              double const* iCondition, bool iVaries)
+{
+  SF_KERNEL_UNROLL
+  for (std::size_t r = 0; r < N; ++r) {
+    Vector const condition =
+        iVaries ? Vector(*reinterpret_cast<Loaded const*>(iCondition + r * VectorLanes)) : Broadcast(*iCondition);
+    auto const isPositive = condition > Vector{};
+    if (iSwapped)
+      ioValue.v[r] = isPositive ? iOther.v[r] : ioValue.v[r];
+    else
+      ioValue.v[r] = isPositive ? ioValue.v[r] : iOther.v[r];
+  }
+}
+
 /// Runs a group on some vectors of a row. The values go to `oOut`, or, when it is null, as floats to `oFloats`.
 template <std::size_t N>
 SF_KERNEL_TARGET SF_KERNEL_INLINE void RunStrip(SFFusedBox const& iBox, FusedRow const& iRow, std::size_t iAt,
@@ -290,6 +307,8 @@ SF_KERNEL_TARGET SF_KERNEL_INLINE void RunStrip(SFFusedBox const& iBox, FusedRow
   Load(value, iRow.first + (iBox.firstVaries ? iAt : 0), iBox.firstVaries);
   for (std::size_t l = 0; l < iBox.opCount; ++l) {
     SFFusedOp const& op = iBox.ops[l];
+    if (op.code == SFConditionCode)
+      continue;
     if (iRow.operands[l] != nullptr)
       Load(other, iRow.operands[l] + (op.varies ? iAt : 0), op.varies);
     else
@@ -297,6 +316,9 @@ SF_KERNEL_TARGET SF_KERNEL_INLINE void RunStrip(SFFusedBox const& iBox, FusedRow
     if (op.code == SFSpillCode) {
       second = value;
       value = other;
+    } else if (op.code == SelectCode) {
+      bool const varies = iBox.ops[l - 1].varies;
+      Choose(value, other, op.swapped, iRow.operands[l - 1] + (varies ? iAt : 0), varies);
     } else
       Apply(op, value, other, std::make_index_sequence<Fusable.size()>{});
   }

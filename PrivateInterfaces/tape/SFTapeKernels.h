@@ -40,7 +40,7 @@ enum class SFKernelForm : std::size_t
 };
 constexpr std::size_t SFKernelFormCount = 3;
 
-/// One operation of a fused group: an operator with its other operand, or SFSpillCode.
+/// One operation of a fused group: an operator or a selection with its other operand, or one of the codes below.
 struct SFFusedOp
 {
   SFTapeCode code = 0;
@@ -51,6 +51,8 @@ struct SFFusedOp
 };
 /// Moves the value so far into the second register, until an operator takes it, and begins a new one with the operand.
 constexpr SFTapeCode SFSpillCode = InputCode;
+/// Names the condition, its operand, of the selection that follows. The two operands of the latter are its other two.
+constexpr SFTapeCode SFConditionCode = LimitCode;
 constexpr std::size_t SFMaxFusedOps = 32;
 
 /// A fused group over a box whose rows are at least SFShortestRow long: each operator takes the value of the one before,
@@ -77,8 +79,8 @@ struct SFFusedBox
 using SFFusedKernel = void (*)(SFFusedBox const&);
 constexpr std::size_t SFShortestRow = 8;
 
-/// Whether an operator may be fused.
-constexpr bool IsFusable(SFTapeCode iCode) { return OperatorRow(SFNodeType{iCode}).isFusable; }
+/// Whether steps with this code may be fused.
+constexpr bool IsFusable(SFTapeCode iCode) { return iCode == SelectCode || OperatorRow(SFNodeType{iCode}).isFusable; }
 
 /// The floats of a box of n0 x n1 x n2 points: those of point (i, j, k) begin at out[i w + j s1 + k s2], where
 /// w is how many there are for each.

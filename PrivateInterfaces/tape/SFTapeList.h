@@ -43,6 +43,8 @@ void ForOperands(Step const& iStep, Call iCall)
 /// The cost of a step with this code at one point, in additions. What is no operator costs as much as a function.
 constexpr std::size_t CostOf(SFTapeCode iCode)
 {
+  if (iCode == SelectCode)
+    return Detail::Simple;
   return IsOperatorCode(iCode) ? OperatorRow(SFNodeType{iCode}).cost : Detail::Function;
 }
 

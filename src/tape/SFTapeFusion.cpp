@@ -46,6 +46,8 @@ void SFTapeFusion::FuseOperands(SFTapeList const& iList, std::uint32_t iAt, SFTa
     Value const& value = _values[iId];
     if (value.at >= iAt || steps[value.at].id != iId || value.uses != 1 || _tape.IsHoisted(iId))
       return;
+    if (steps[iAt].code == SelectCode && iId == steps[iAt].operands[0])
+      return; // a condition is read from memory
     // Of fewer axes, perhaps, but not of fewer points: then none is computed more often than before.
     SFTapeStep const& operand = steps[value.at];
     if (IsFusable(operand.code) && iShapes[operand.axes].volume == volume)

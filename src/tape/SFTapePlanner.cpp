@@ -59,25 +59,27 @@ public:
   /// False when there is no more room.
   bool Add(SFTapeStep const& iStep)
   {
-    if (_reach.ops + 2 > SFMaxFusedOps)
+    if (_reach.ops + 3 > SFMaxFusedOps)
       return false;
+    std::size_t const lhs = iStep.code == SelectCode ? 1 : 0; // its first operand is the condition
+    std::size_t const rhs = lhs + 1;
     auto const isIn = [&](SFTapeStep const* iOther, std::size_t iOperand) {
       return iOther != nullptr && iOther->id == iStep.operands[iOperand];
     };
     bool const unary = IsUnary(iStep);
-    bool const swapped = !unary && isIn(_reach.last, 1);
-    if (swapped || isIn(_reach.last, 0)) {
-      std::size_t const other = swapped ? 0 : 1;
+    bool const swapped = !unary && isIn(_reach.last, rhs);
+    if (swapped || isIn(_reach.last, lhs)) {
+      std::size_t const other = swapped ? lhs : rhs;
       bool const takesSecond = !unary && isIn(_reach.second, other);
-      AddOp(iStep.code, swapped, unary || takesSecond ? nullptr : &_values[iStep.operands[other]]);
+      AddStep(iStep, swapped, unary || takesSecond ? nullptr : &_values[iStep.operands[other]]);
       _reach.second = takesSecond ? nullptr : _reach.second;
     } else {
       if (_reach.last == nullptr)
-        AddOperand(_values[iStep.operands[0]]);
+        AddOperand(_values[iStep.operands[lhs]]);
       else
-        AddOp(SFSpillCode, false, &_values[iStep.operands[0]]);
+        AddOp(SFSpillCode, false, &_values[iStep.operands[lhs]]);
       _reach.second = _reach.last;
-      AddOp(iStep.code, false, unary ? nullptr : &_values[iStep.operands[1]]);
+      AddStep(iStep, false, unary ? nullptr : &_values[iStep.operands[rhs]]);
     }
     _reach.last = &iStep;
     ++_reach.steps;
@@ -92,6 +94,13 @@ public:
   }
 
 private:
+  void AddStep(SFTapeStep const& iStep, bool iSwapped, SFPlannedValue const* iOperand)
+  {
+    if (iStep.code == SelectCode)
+      AddOp(SFConditionCode, false, &_values[iStep.operands[0]]);
+    AddOp(iStep.code, iSwapped, iOperand);
+  }
+
   void AddOp(SFTapeCode iCode, bool iSwapped, SFPlannedValue const* iOperand)
   {
     _ops[_reach.ops++] = {iCode, iSwapped, iOperand};
@@ -218,8 +227,8 @@ std::size_t SFTapePlanner::PlanCall(std::vector<std::uint32_t> const& iGroup, st
     if (!stores)
       call.CutTo(reach);
   }
-  if (reach.steps == 1 && !stores)
-    PlanStep(first);
+  if (reach.steps == 1 && !stores && (first.code != SelectCode || !call.HasLongRows()))
+    PlanStep(first); // a selection has no kernel of its own
   else
     PlanFused(call, stores);
   return iFrom + reach.steps;
