@@ -322,10 +322,11 @@ SF_KERNEL_TARGET SF_KERNEL_INLINE void RunStrip(SFFusedBox const& iBox, FusedRow
     } else
       Apply(op, value, other, std::make_index_sequence<Fusable.size()>{});
   }
-  if (oOut == nullptr)
-    StoreFloats(value, iBox, oFloats);
-  else
-    Store(value, oOut);
+  if (oOut != nullptr)
+    return Store(value, oOut);
+  if (iBox.clamps)
+    Clamp(value, iBox.diagonal);
+  StoreFloats(value, oFloats);
 }
 
 /// Runs a group on a row. `ioStream`: collects the floats; null where they go to their place at once.
@@ -348,9 +349,6 @@ SF_KERNEL_TARGET void RunRow(SFFusedBox const& iBox, FusedRow const& iRow, doubl
     ioStream->end += n - i;
 }
 
-/// A row for which collecting floats pays; it has at least a strip.
-constexpr std::size_t WorthStreaming = 192;
-
 SF_KERNEL_TARGET void Fused(SFFusedBox const& iBox)
 {
   FloatStream stream;
@@ -368,10 +366,8 @@ SF_KERNEL_TARGET void Fused(SFFusedBox const& iBox)
       if (out != nullptr)
         out += iBox.n0;
     }
-  if (streams) {
-    Flush(stream, true);
-    SF_KERNEL_FENCE();
-  }
+  if (streams)
+    Finish(stream);
 }
 
 // ---- ranges ---------------------------------------------------------------------------------------------------

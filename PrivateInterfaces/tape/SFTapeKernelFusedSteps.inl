@@ -108,6 +108,31 @@ SF_FUSED_STEPS Stepped<N> QuotientsBySteps(Registers<N> const& iA, Registers<N> 
   return stepped;
 }
 
+/// Divides three components by common divisors. False, and nothing is done, where a result is out of range.
+template <std::size_t N>
+SF_FUSED_STEPS bool DivideBySteps(Registers<N>& ioX, Registers<N>& ioY, Registers<N>& ioZ, Registers<N> const& iB)
+{
+  Registers<N> x, y, z;
+  unsigned outside = 0;
+  SF_KERNEL_UNROLL
+  for (std::size_t i = 0; i < N; ++i) {
+    Vector const b = iB.v[i];
+    Vector const reciprocal = Reciprocal(b);
+    Quotient const quotients[] = {QuotientBySteps(ioX.v[i], b, reciprocal), QuotientBySteps(ioY.v[i], b, reciprocal),
+                                  QuotientBySteps(ioZ.v[i], b, reciprocal)};
+    x.v[i] = quotients[0].value;
+    y.v[i] = quotients[1].value;
+    z.v[i] = quotients[2].value;
+    outside |= OutsideDivisors(b) | quotients[0].outside | quotients[1].outside | quotients[2].outside;
+  }
+  if (outside != 0)
+    return false;
+  ioX = x;
+  ioY = y;
+  ioZ = z;
+  return true;
+}
+
 /// ScalarOps::Clamped for a limit above 0. Zeros become -0 and NaN infinite, so that what is left is the lesser
 /// magnitude with the sign of the value.
 SF_FUSED_STEPS Vector ClampedByClass(Vector iValue, Vector iLimit)

@@ -25,13 +25,11 @@ using Floats = float __attribute__((vector_size(SF_KERNEL_BYTES / 2)));
 using StoredFloats __attribute__((aligned(alignof(float)), may_alias)) = Floats;
 
 template <std::size_t N>
-SF_KERNEL_TARGET SF_KERNEL_INLINE void StoreFloats(Registers<N>& ioValue, SFFusedBox const& iBox, float* oFloats)
+SF_KERNEL_TARGET SF_KERNEL_INLINE void StoreFloats(Registers<N> const& iValue, float* oFloats)
 {
-  if (iBox.clamps)
-    Clamp(ioValue, iBox.diagonal);
   SF_KERNEL_UNROLL
   for (std::size_t r = 0; r < N; ++r)
-    *reinterpret_cast<StoredFloats*>(oFloats + r * VectorLanes) = __builtin_convertvector(ioValue.v[r], Floats);
+    *reinterpret_cast<StoredFloats*>(oFloats + r * VectorLanes) = __builtin_convertvector(iValue.v[r], Floats);
 }
 
 // ---- past the caches ------------------------------------------------------------------------------------------
@@ -89,23 +87,52 @@ SF_KERNEL_TARGET inline void Aim(FloatStream& ioStream, float* oFloats)
   ioStream.line = oFloats - ioStream.end;
 }
 
+SF_KERNEL_TARGET inline void Finish(FloatStream& ioStream)
+{
+  Flush(ioStream, true);
+  SF_KERNEL_FENCE(); // before other threads are told of the floats
+}
+
+/// Floats of a row for which all this pays.
+constexpr std::size_t WorthStreaming = 192;
+
 // ---- without fusion -------------------------------------------------------------------------------------------
+
+/// Of a row of values up to this many at once.
+constexpr std::size_t FloatBatch = 256;
+
+template <bool Clamps, bool Varies>
+SF_KERNEL_TARGET inline void StoreBatch(float* __restrict oFloats, double const* __restrict iValues, std::size_t iCount,
+                                        double iDiagonal)
+{
+  for (std::size_t i = 0; i < iCount; ++i) {
+    double const value = iValues[Varies ? i : 0];
+    oFloats[i] = static_cast<float>(Clamps ? ScalarOps::Clamped(value, iDiagonal) : value);
+  }
+}
 
 template <bool Clamps, bool Varies>
 SF_KERNEL_TARGET void StoreRows(SFStoreBox const& iBox, double iDiagonal)
 {
   SFFloatBox const& to = iBox.floats;
+  FloatStream stream;
+  bool const streams = to.streams && to.n0 >= WorthStreaming;
   for (std::size_t k = 0; k < to.n2; ++k)
     for (std::size_t j = 0; j < to.n1; ++j) {
       auto const slice = static_cast<std::ptrdiff_t>(k);
       auto const row = static_cast<std::ptrdiff_t>(j);
-      float* __restrict const floats = to.out + slice * to.s2 + row * to.s1;
-      double const* __restrict const values = iBox.values.data + slice * iBox.values.s2 + row * iBox.values.s1;
-      for (std::size_t i = 0; i < to.n0; ++i) {
-        double const value = values[Varies ? i : 0];
-        floats[i] = static_cast<float>(Clamps ? ScalarOps::Clamped(value, iDiagonal) : value);
+      float* const floats = to.out + slice * to.s2 + row * to.s1;
+      double const* const values = iBox.values.data + slice * iBox.values.s2 + row * iBox.values.s1;
+      if (streams)
+        Aim(stream, floats);
+      for (std::size_t i = 0; i < to.n0; i += FloatBatch) {
+        std::size_t const count = to.n0 - i < FloatBatch ? to.n0 - i : FloatBatch;
+        StoreBatch<Clamps, Varies>(streams ? NextOf(stream, count) : floats + i, values + (Varies ? i : 0), count,
+                                   iDiagonal);
       }
     }
+  if (streams)
+    Finish(stream);
 }
 
 template <bool Clamps>
@@ -120,14 +147,58 @@ SF_KERNEL_TARGET void StoreBox(SFStoreBox const& iBox, double iDiagonal)
 /// Up to this many vectors at once, so that their components stay in the first-level cache.
 constexpr std::size_t NormalBatch = 64;
 
-/// The operations of ZULMathVector::Normalize, a component at a time.
+/// As many vectors as a row of the smallest boxes fills.
+constexpr std::size_t UnitVectors = 128 / SF_KERNEL_BYTES;
+
+struct Components
+{
+  Registers<UnitVectors> x, y, z;
+};
+
+/// The operations of ZULMathVector::Normalize.
+SF_KERNEL_TARGET SF_KERNEL_INLINE void Normalize(Components& ioUnits)
+{
+  Registers<UnitVectors> lengths;
+  for (std::size_t r = 0; r < UnitVectors; ++r) {
+    Vector const a = ioUnits.x.v[r];
+    Vector const b = ioUnits.y.v[r];
+    Vector const c = ioUnits.z.v[r];
+    lengths.v[r] = a * a + b * b + c * c;
+  }
+  Combine<SFNodeType::ROOT>(lengths, lengths, false);
+  for (std::size_t r = 0; r < UnitVectors; ++r)
+    lengths.v[r] = lengths.v[r] == Vector{} ? Vector{} + 1.0 : lengths.v[r];
+#if defined(SF_KERNEL_FUSED_STEPS)
+  if (DivideBySteps(ioUnits.x, ioUnits.y, ioUnits.z, lengths))
+    return;
+#endif
+  for (std::size_t r = 0; r < UnitVectors; ++r) {
+    ioUnits.x.v[r] /= lengths.v[r];
+    ioUnits.y.v[r] /= lengths.v[r];
+    ioUnits.z.v[r] /= lengths.v[r];
+  }
+}
+
+/// Stores normalised vectors, the last few one by one.
 SF_KERNEL_TARGET void StoreUnits(float* __restrict oFloats, double const* __restrict iX, double const* __restrict iY,
                                  double const* __restrict iZ, std::size_t iCount)
 {
   float x[NormalBatch];
   float y[NormalBatch];
   float z[NormalBatch];
-  for (std::size_t i = 0; i < iCount; ++i) {
+  constexpr std::size_t strip = UnitVectors * VectorLanes;
+  std::size_t at = 0;
+  for (; at + strip <= iCount; at += strip) {
+    Components units;
+    Load(units.x, iX + at, true);
+    Load(units.y, iY + at, true);
+    Load(units.z, iZ + at, true);
+    Normalize(units);
+    StoreFloats(units.x, x + at);
+    StoreFloats(units.y, y + at);
+    StoreFloats(units.z, z + at);
+  }
+  for (std::size_t i = at; i < iCount; ++i) {
     double const a = iX[i];
     double const b = iY[i];
     double const c = iZ[i];
@@ -147,6 +218,8 @@ SF_KERNEL_TARGET void StoreUnits(float* __restrict oFloats, double const* __rest
 SF_KERNEL_TARGET void StoreNormals(SFNormalBox const& iBox)
 {
   SFFloatBox const& to = iBox.floats;
+  FloatStream stream;
+  bool const streams = to.streams && 3 * to.n0 >= WorthStreaming;
   double constants[3][NormalBatch];
   double const* from[3];
   for (std::size_t k = 0; k < to.n2; ++k)
@@ -161,9 +234,14 @@ SF_KERNEL_TARGET void StoreNormals(SFNormalBox const& iBox)
             constant = *from[axis];
       }
       float* const floats = to.out + slice * to.s2 + row * to.s1;
+      if (streams)
+        Aim(stream, floats);
       for (std::size_t i = 0; i < to.n0; i += NormalBatch) {
         auto const values = [&](std::size_t iAxis) { return iBox.vary[iAxis] ? from[iAxis] + i : constants[iAxis]; };
-        StoreUnits(floats + 3 * i, values(0), values(1), values(2), to.n0 - i < NormalBatch ? to.n0 - i : NormalBatch);
+        std::size_t const count = to.n0 - i < NormalBatch ? to.n0 - i : NormalBatch;
+        StoreUnits(streams ? NextOf(stream, 3 * count) : floats + 3 * i, values(0), values(1), values(2), count);
       }
     }
+  if (streams)
+    Finish(stream);
 }

@@ -83,7 +83,7 @@ constexpr std::size_t SFShortestRow = 8;
 constexpr bool IsFusable(SFTapeCode iCode) { return iCode == SelectCode || OperatorRow(SFNodeType{iCode}).isFusable; }
 
 /// The floats of a box of n0 x n1 x n2 points: those of point (i, j, k) begin at out[i w + j s1 + k s2], where
-/// w is how many there are for each.
+/// w is how many there are for each. They may be stored past the caches, where rows are long.
 struct SFFloatBox
 {
   float* out = nullptr;
@@ -92,6 +92,7 @@ struct SFFloatBox
   std::size_t n0 = 1;
   std::size_t n1 = 1;
   std::size_t n2 = 1;
+  bool streams = false;
 };
 
 /// Values to be stored as a float each.

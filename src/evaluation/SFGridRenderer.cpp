@@ -138,8 +138,8 @@ SFTapeSweep::Sink NormalSink(SFTapeInvariants const& iTape, std::vector<float>& 
 {
   return [&](SFTile const& iTile, SFTapeList const&, SFTapeRunner& ioRunner) {
     auto const& kernels = iTape.GetKernels();
-    StoreTile(iTape, kernels.storePlain, iTile, ioRunner.Result(0, iTile), 0.0, ioValues.data());
-    SFNormalBox box{FloatsOf(iTape.GetGrid(), iTile, ioNormals.data(), 3), {}, {}};
+    StoreTile(iTape, kernels.storePlain, iTile, ioRunner.Result(0, iTile), 0.0, ioValues);
+    SFNormalBox box{FloatsOf(iTape.GetGrid(), iTile, ioNormals, 3), {}, {}};
     for (std::size_t axis = 0; axis < 3; ++axis) {
       SFValueView const from = ioRunner.Result(axis + 1, iTile);
       box.components[axis] = {from.data, from.strides[1], from.strides[2]};

@@ -5,8 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include <bit>
-#include <cstring>
+#include <algorithm>
+#include <cmath>
 
 using namespace SFTest;
 
@@ -136,31 +136,44 @@ TEST(Conformance, KernelsRoundRootsAndQuotients)
 // Floats that are stored past the caches: rows that follow each other and rows that do not, at any alignment.
 TEST(Conformance, KernelsStreamFloats)
 {
+  constexpr std::ptrdiff_t step = 700; // from row to row of the values
   Values values(3000);
   for (std::size_t i = 0; i < values.size(); ++i)
     values[i] = static_cast<double>(i) - 100.0;
   double const zero = 0.0;
   SFFusedOp const op{CodeOf(PLUS), false, false, {&zero, 0, 0}};
+  enum Kernel
+  {
+    Group,
+    Rows,
+    Normals
+  };
   for (SFTapeKernels const* const kernels : AvailableTapeKernels())
-    for (std::size_t const n : {192U, 193U, 256U, 1351U})
-      for (std::ptrdiff_t const gap : {0, 5})
-        for (std::size_t offset = 0; offset < 17; ++offset) {
-          SFFusedBox box;
-          box.n0 = n;
-          box.n1 = 3;
-          box.first = {values.data(), 700, 0};
-          box.ops = &op;
-          box.opCount = 1;
-          box.s1 = static_cast<std::ptrdiff_t>(n) + gap;
-          std::vector<float> expected(4100 + 64, 0.5F);
-          std::vector<float> got = expected;
-          for (std::size_t j = 0; j < box.n1; ++j)
-            for (std::size_t i = 0; i < n; ++i)
-              expected[offset + j * static_cast<std::size_t>(box.s1) + i] = static_cast<float>(values[700 * j + i]);
-          box.floats = got.data() + offset;
-          box.streams = true;
-          kernels->fused(box);
-          ASSERT_EQ(FirstDifference(got, expected), got.size())
-              << kernels->name << " " << n << " " << gap << " " << offset;
-        }
+    for (Kernel const kernel : {Group, Rows, Normals})
+      for (std::size_t const n : {192U, 193U, 256U, 1351U})
+        for (std::size_t const gap : {0U, 5U})
+          for (std::size_t offset = 0; offset < 17; ++offset) {
+            std::size_t const width = kernel == Normals ? 3 : 1;
+            std::size_t const row = width * n + gap;
+            std::vector<float> expected(3 * row + 32, 0.5F);
+            std::vector<float> got = expected;
+            for (std::size_t at = 0; at < 3 * n; ++at) {
+              double const value = values[at / n * step + at % n];
+              float* const to = &expected[offset + at / n * row + at % n * width];
+              std::fill_n(to, width, 0.0F);
+              *to = static_cast<float>(kernel == Normals && value != 0.0 ? std::copysign(1.0, value) : value);
+            }
+            auto const s1 = static_cast<std::ptrdiff_t>(row);
+            SFFloatBox const floats{got.data() + offset, s1, 0, n, 3, 1, true};
+            SFKernelOperand const from{values.data(), step, 0};
+            SFKernelOperand const none{&zero, 0, 0};
+            if (kernel == Group)
+              kernels->fused({n, 3, 1, from, true, &op, 1, nullptr, floats.out, s1, 0, false, 0.0, true});
+            else if (kernel == Rows)
+              kernels->storePlain({floats, from, true}, 0.0);
+            else
+              kernels->storeNormals({floats, {from, none, none}, {true, false, false}});
+            ASSERT_EQ(FirstDifference(got, expected), got.size())
+                << kernels->name << " " << kernel << " " << n << " " << gap << " " << offset;
+          }
 }
