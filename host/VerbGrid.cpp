@@ -1,92 +1,92 @@
+#include "Failure.h"
 #include "Grid.h"
 #include "Model.h"
 #include "OutputFormat.h"
+#include "Report.h"
 #include "SFOutputFile.h"
+#include "SFVolumeFiles.h"
 #include "Verbs.h"
 #include "Work.h"
-
-#include <algorithm>
 
 namespace SFHost {
 namespace {
 
-constexpr std::string_view Formats[] = {"npy", "raw"};
+constexpr std::string_view Formats[] = {"npy", "raw", "nrrd", "vti", "vdb"};
 
 struct GridVerbOptions
 {
   GridOptions grid;
+  std::optional<double> band;
   std::string path;
 };
 
-/// The header of NumPy's format 1.0, padded so that the data begins at a multiple of 64.
-/// Source: numpy.org, "numpy.lib.format", section "Format Version 1.0".
-std::string NpyHeader(std::array<std::uint32_t, 3> const& iDims)
+/// A name without an extension, such as a device, gets the first format.
+SF::SFVolumeFormat VolumeFormatOf(std::string const& iPath)
 {
-  constexpr std::size_t prefix = 10; // magic, version and the length of the rest in two bytes
-  std::string text = "{'descr': '<f4', 'fortran_order': False, 'shape': (" + std::to_string(iDims[2]) + ", " +
-                     std::to_string(iDims[1]) + ", " + std::to_string(iDims[0]) + "), }";
-  while ((prefix + text.size() + 1) % 64 != 0)
-    text += ' ';
-  text += '\n';
-  std::string header("\x93NUMPY\x01\x00", 8);
-  header += static_cast<char>(text.size() % 256);
-  header += static_cast<char>(text.size() / 256);
-  return header + text;
+  return SF::VolumeFormatOf(std::string(".").append(FormatOf(iPath, Formats)));
 }
 
-std::string HeaderOf(std::string const& iPath, SF::SFGridFrame const& iFrame)
+SF::SFVolumeOptions VolumeOptions(CommonOptions const& iCommon, GridVerbOptions const& iOptions, Progress* ioProgress)
 {
-  return FormatOf(iPath, Formats) == "npy" ? NpyHeader(iFrame.dims) : "";
+  SF::SFVolumeOptions options;
+  static_cast<SF::SFWorkOptions&>(options) = iCommon.ForTools(ioProgress);
+  options.halfBand = iOptions.band.value_or(0.0);
+  options.unit = iOptions.grid.box.GetUnit();
+  return options;
 }
 
-void GridStrictly(CommonOptions const& iCommon, GridVerbOptions const& iOptions)
+void Tell(CommonOptions const& iCommon, GridVerbOptions const& iOptions, SF::SFGridFrame const& iFrame,
+          SF::SFVolumeReport const& iReport)
 {
-  SF::SFGridFrame const frame = iOptions.grid.FrameAlone();
+  auto const [nx, ny, nz] = iFrame.dims;
+  auto const [x, y, z] = iFrame.origin;
+  Report report;
+  report.Add("file", "file", iOptions.path, iOptions.path);
+  report.Add("dims", "points", Json{nx, ny, nz},
+             std::to_string(nx) + " x " + std::to_string(ny) + " x " + std::to_string(nz));
+  report.AddNumber("voxel", "voxel", iFrame.voxel, std::string(SF::SymbolOf(iOptions.grid.box.GetUnit())));
+  report.Add("origin", "origin", Json{x, y, z}, std::to_string(x) + " " + std::to_string(y) + " " + std::to_string(z));
+  report.AddCount("points_without_value", "without a value", iReport.pointsWithoutValue);
+  report.AddCount("active_points", "in the band", iReport.activePoints);
+  report.AddNumber("steepness", "steepness", iReport.steepness);
+  report.PrintBeside(iCommon);
+}
+
+SF::SFVolumeReport WriteStrictly(CommonOptions const& iCommon, GridVerbOptions const& iOptions,
+                                 SF::SFGridFrame const& iFrame, SF::SFOutputFile& ioOutput)
+{
   Model model = LoadModel(iCommon.model);
-  std::vector<float> values = MakeValues(iCommon, frame);
-  SF::SFOutputFile output(iOptions.path); // before the work, which may be long, and of no use without a place for it
-  RenderInto(values, model, frame);
-  output.Write(HeaderOf(iOptions.path, frame));
-  output.Write(values);
-  output.Commit();
+  std::vector<float> values = MakeValues(iCommon, iFrame);
+  RenderInto(values, model, iFrame);
+  return SF::WriteVolume(values, iFrame, VolumeFormatOf(iOptions.path), ioOutput,
+                         VolumeOptions(iCommon, iOptions, nullptr));
 }
 
-/// How many slices are in memory at once.
-std::uint32_t SlicesAtOnce(SF::SFGridFrame const& iGrid)
+SF::SFVolumeReport WritePlainly(CommonOptions const& iCommon, GridVerbOptions const& iOptions, FieldModel const& iModel,
+                                SF::SFGridFrame const& iFrame, SF::SFOutputFile& ioOutput)
 {
-  constexpr std::uint64_t bytes = std::uint64_t{64} << 20;
-  auto const [nx, ny, nz] = iGrid.dims;
-  std::uint64_t const fitting = bytes / sizeof(float) / (std::uint64_t{nx} * ny);
-  return static_cast<std::uint32_t>(std::clamp<std::uint64_t>(fitting, 1, nz));
+  Progress progress(iCommon.GetProgressMode(), "grid");
+  progress.SetAmount(static_cast<double>(iFrame.PointCount()), "voxels");
+  return Named(iModel.name, [&] {
+    return SF::WriteVolume(iModel.field, iFrame, VolumeFormatOf(iOptions.path), ioOutput,
+                           VolumeOptions(iCommon, iOptions, &progress));
+  });
 }
 
 void Grid(CommonOptions const& iCommon, GridVerbOptions const& iOptions)
 {
-  FormatOf(iOptions.path, Formats);
+  VolumeFormatOf(iOptions.path);
+  RequireRoomForReport(iCommon, iOptions.path);
   RequireOtherFile(iCommon.model, iOptions.path);
-  if (iCommon.model.strict)
-    return GridStrictly(iCommon, iOptions);
-  FieldModel const model = LoadField(iCommon.model);
-  SF::SFGridFrame const frame = iOptions.grid.FrameFor(model);
-  Work work(iCommon, model, "grid");
-  auto const [nx, ny, nz] = frame.dims;
-  SF::SFGridFrame slab = frame;
-  slab.dims[2] = SlicesAtOnce(frame);
-  std::vector<float> buffer = MakeValues(iCommon, slab);
-  SF::SFOutputFile output(iOptions.path);
-  output.Write(HeaderOf(iOptions.path, frame));
-  std::size_t const slice = std::size_t{nx} * ny;
-  std::uint64_t nans = 0;
-  for (std::uint32_t begin = 0; begin < nz;) {
-    std::uint32_t const end = begin + std::min(slab.dims[2], nz - begin);
-    std::span const values(buffer.data(), slice * (end - begin));
-    work.RenderSlices(frame, begin, end, values, static_cast<double>(end) / nz);
-    nans += work.CountNans(frame, begin, end, values);
-    output.Write(values);
-    begin = end;
-  }
+  bool const strict = iCommon.model.strict;
+  FieldModel const model = strict ? FieldModel() : LoadField(iCommon.model);
+  SF::SFGridFrame const frame = strict ? iOptions.grid.FrameAlone() : iOptions.grid.FrameFor(model);
+  SF::SFOutputFile output(iOptions.path); // before the work, which may be long, and of no use without a place for it
+  SF::SFVolumeReport const report =
+      strict ? WriteStrictly(iCommon, iOptions, frame, output) : WritePlainly(iCommon, iOptions, model, frame, output);
   output.Commit();
-  WarnOfNans(work.GetName(), nans, std::uint64_t{slice} * nz);
+  WarnOfNans(model.name, report.pointsWithoutValue, report.points);
+  Tell(iCommon, iOptions, frame, report);
 }
 
 } // namespace
@@ -95,11 +95,19 @@ Action AddGrid(Arguments& ioArguments)
 {
   auto const options = std::make_shared<GridVerbOptions>();
   options->grid.AddTo(ioArguments);
-  AddOutputFile(ioArguments, "OUT.npy|OUT.raw", options->path);
-  ioArguments.Examples("  sfdag grid part.sf --dims 64 64 64 --voxel 0.1 --origin -3.2 -3.2 -3.2 -o part.npy\n"
-                       "  sfdag grid -x '- r + + q X q Y q Z f1' --dims 9 9 9 --voxel 0.25 -o sphere.raw\n\n"
-                       "The values are 32-bit floats, x fastest; NumPy sees the shape (NZ, NY, NX). A raw file is\n"
-                       "the values alone, little-endian.");
+  ioArguments.Number({.names = "--band",
+                      .values = "W",
+                      .help = "Keep values within W voxels of the surface, and signs elsewhere (.vdb: 3; others: all)"},
+                     options->band, NumberRange::Positive);
+  AddOutputFile(ioArguments, "OUT.vdb|.npy|.nrrd|.vti|.raw", options->path);
+  ioArguments.Examples(
+      "  sfdag grid part.sfm -n 256 -o part.vdb\n"
+      "  sfdag grid part.sfm -s 0.5 -b -10,-10,0,10,10,20 --units mm -o part.nrrd\n"
+      "  sfdag grid -x '- r + + q X q Y q Z f1' --dims 9 9 9 --voxel 0.25 --origin -1 -1 -1 -o sphere.npy\n\n"
+      "The grid covers the model's own box and a voxel around it, the box of --bounds, or the points of --dims.\n"
+      "Values are 32-bit floats, x fastest; NumPy sees the shape (NZ, NY, NX). .nrrd and .vdb hold origin, spacing\n"
+      "and unit, .vti origin and spacing, .raw the values alone, little-endian. A .vdb is the narrow band of a level\n"
+      "set: where the field is no distance, its values are divided by how steep it is near the surface.");
   return [options](CommonOptions const& iCommon) { Grid(iCommon, *options); };
 }
 

@@ -38,6 +38,10 @@ ci_packages=(
   llvm               # llvm-symbolizer: the places in the sanitizers' reports
   g++-aarch64-linux-gnu # another processor, to see that no value depends on it,
   qemu-user-static      # and its emulator
+  python3-numpy   # readers of volumes that are not ours:
+  python3-openvdb # VDB,
+  python3-vtk9    # VTK images,
+  teem-apps       # NRRD
   dpkg-dev   # what packages need from others
   file       # needed by cpack
   mmdebstrap # a clean root to install them into

@@ -288,7 +288,7 @@ class Options(SfdagTest):
 
     def test_memory(self):
         grid = ["grid", "-x", "X", "--dims", "2000", "2000", "1", "--voxel", "1", "-o", "-"]
-        self.fail(4, "the grid of .* needs 0.0149 GiB of memory, 0.00931 GiB is allowed", *grid, "--max-memory", "0.01")
+        self.fail(4, "a slab of .* needs 0.0149 GiB of memory, 0.00931 GiB is allowed", *grid, "--max-memory", "0.01")
 
     def test_messages(self):
         nan = ["eval", "-x", "r X", "--at", "-1", "0", "0"]
@@ -537,7 +537,7 @@ class Failures(SfdagTest):
             ("--json: the standard output is where the result goes", ["graph", "-x", "X", "--json", "-o", "-"]),
             (".*both be the standard input", ["eval", "-", "--points", "-"]),
             ("--output is required", grid),
-            (r"--output: 'a\.b/out\.txt' does not end in \.npy or \.raw", [*grid, "-o", "a.b/out.txt"]),
+            (r"--output: 'a\.b/out\.txt' does not end in \.npy or .*", [*grid, "-o", "a.b/out.txt"]),
             (r"--output: 'out\.jpg' does not end in \.png", ["slice", *grid[1:], "-o", "out.jpg"]),
             (r"--output: 'out\.png' does not end in \.dot or \.svg", ["graph", "-x", "X", "-o", "out.png"]),
             ("--distance is required", ["offset", "-x", "X"]),
@@ -579,7 +579,7 @@ class Failures(SfdagTest):
             (3, "-x: cannot be drawn, an operand is missing", ["graph", "-x", "+ X", "-o", "out.dot"], b""),
             (3, "-x: has no offset by that distance", ["offset", "--strict", "-x", "b1 X Y", "--distance", "1"], b""),
             (3, r"-x: cannot be made ready \(E_FAIL\)", ["offset", "--strict", "-x", "o1 b1 X Y", "--distance", "1"], b""),
-            (4, "the grid of 4294967295 x 4294967295 x 1 points needs .*",
+            (4, "a slab of 4294967295 x 4294967295 x 1 points needs .*",
              ["grid", "-x", "X", "--dims", *["4294967295"] * 3, "--voxel", "1", "-o", "out.npy"], b""),
             (4, "the picture needs .*",
              ["slice", "-x", "X", "--dims", "1000000", "1000000", "1", "--voxel", "1", "-o", "out.png"], b""),
