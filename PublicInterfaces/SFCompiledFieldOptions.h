@@ -35,8 +35,8 @@ struct SFCompiledFieldOptions
   unsigned int threads = 0;
 
   /// Bytes of working memory of one operation, beyond its output. Scratch that a few threads need to hold one
-  /// point or one short row of every live value is taken in any case. Up to as many bytes are kept between renderings,
-  /// with what has been prepared for the last grids.
+  /// point or one short row of every live value is taken in any case. Up to as many bytes are kept between operations
+  /// for the next one.
   std::size_t memoryBudget = std::size_t{64} << 20;
 
   /// Told how far Evaluate, EvaluateGradient and RenderSlices have got: 0, rising fractions, and 1 on success.

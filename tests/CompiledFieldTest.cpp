@@ -137,6 +137,56 @@ TEST(CompiledField, ReusesItsMemoryForCallsOfDifferentSizes)
   }
 }
 
+/// Set operations on many parts, of whole numbers for ties.
+std::string ManyParts(Expressions& ioRandom)
+{
+  std::string text;
+  auto const term = [&](char const* iBefore, char const* iAxis) {
+    text.append(iBefore).append(" - ").append(iAxis).append(" f").append(std::to_string(ioRandom.Below(7)));
+  };
+  constexpr int parts = 60;
+  for (int i = 0; i < parts; ++i) {
+    text.append(ioRandom.OneOf(std::vector<std::string>{"U ", "U ", "U ", "I ! ", "\\ ", "D "}));
+    text.append(i % 2 == 0 ? "- r + +" : "- I I");
+    for (char const* axis : {"X", "Y", "Z"})
+      term(i % 2 == 0 ? " q" : " a", axis);
+    text.append(" f").append(std::to_string(ioRandom.Below(4))).append(" ");
+  }
+  return text.append("* X ? Y $");
+}
+
+/// Many points are divided by place and pruned for, few are not.
+TEST(CompiledField, HasTheSameBitsAtManyPointsAndAtFew)
+{
+  Expressions random(23);
+  for (int fields = 0; fields < 6; ++fields) {
+    FieldPtr const field = Compiled(Build(ManyParts(random)), WithThreads(2));
+    Points points = fields % 2 == 0 ? RandomPoints(6000, 2.0) : Points();
+    for (int i = 0; i < 8000 && fields % 2 != 0; ++i)
+      points.Add(3.0 + 0.125 * (i % 20), 4.0 + 0.125 * (i / 20 % 20), 3.0 + 0.125 * (i / 400));
+    points.Add(NAN, 1.0, 2.0);
+    points.Add(-INFINITY, 1.0, INFINITY);
+    auto const evaluated = [&](std::size_t iAtOnce) {
+      std::vector<double> results(10 * points.Count());
+      for (std::size_t from = 0; from < points.Count(); from += iAtOnce) {
+        std::size_t const count = std::min(iAtOnce, points.Count() - from);
+        double* const values = &results[from];
+        double* const gradients = &results[points.Count() + 3 * from];
+        EXPECT_EQ(field->EvaluateGradient(count, &points.x[from], &points.y[from], &points.z[from], values, gradients),
+                  S_OK);
+        EXPECT_EQ(field->EvaluateHessian(count, &points.x[from], &points.y[from], &points.z[from], nullptr, nullptr,
+                                         &results[4 * points.Count() + 6 * from]),
+                  S_OK);
+      }
+      return results;
+    };
+    auto const many = evaluated(points.Count());
+    auto const few = evaluated(500);
+    for (std::size_t i = 0; i < many.size(); ++i)
+      ASSERT_TRUE(SameBits<std::uint64_t>(many[i], few[i])) << "field " << fields << ", result " << i;
+  }
+}
+
 // ---- gradients ------------------------------------------------------------------------------------------------
 
 /// Where both one-sided differences agree there is no kink near, and the central difference is the derivative.

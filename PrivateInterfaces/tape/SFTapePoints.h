@@ -1,41 +1,61 @@
 #pragma once
 
-#include "SFPointSource.h"
 #include "evaluation/SFFieldCall.h"
+#include "tape/SFPointCloud.h"
 #include "tape/SFPool.h"
 #include "tape/SFTapeInvariants.h"
+#include "tape/SFTapePruner.h"
 #include "tape/SFTapeRunner.h"
 
+#include <atomic>
 #include <functional>
+#include <optional>
 
 namespace SF {
 
-/// Runs a tape at lists of points, batch by batch through the kernels of the grids. The scalars are computed once; the
-/// runners are reused by later calls. Calls may come from several threads at once.
+/// Where some points lie in the arrays of a call.
+struct SFPointPlaces
+{
+  std::size_t first = 0;
+  std::size_t count = 0;
+  std::uint32_t const* numbers = nullptr; ///< counted from `first`; null where they lie in a row
+
+  std::size_t operator[](std::size_t i) const { return first + (numbers != nullptr ? numbers[i] : i); }
+};
+
+/// Runs a tape at lists of points, batch by batch through the kernels of the grids. A long list of steps is pruned for
+/// parts of the points that lie near each other. The scalars are computed once; the memory of the threads is kept for
+/// later calls. Calls may come from several threads at once.
 class SFTapePoints
 {
 public:
   SFTapePoints(SFTape iTape, SFCompiledFieldOptions const& iOptions);
+  ~SFTapePoints();
 
-  /// Gets the values of result `r` at the points from `iFirst` on as `iRows(r)[0 ... iCount - 1]`. Called from
-  /// several threads, for different points.
+  /// Gets the values of result `r` at some points as `iRows(r)[0 ... count - 1]`. Called from several threads, for
+  /// different points.
   using Rows = std::function<double const*(std::size_t iResult)>;
-  using Sink = std::function<void(std::size_t iFirst, std::size_t iCount, Rows const& iRows)>;
+  using Sink = std::function<void(SFPointPlaces const& iPlaces, Rows const& iRows)>;
 
-  /// The coordinates of point i: arrays[axis][i] or, where there is one, what a source gives.
-  struct Points
-  {
-    std::array<double const*, 3> arrays{};
-    SFPointSource const* source = nullptr;
-  };
+  using Points = SFCallPoints;
 
   /// The code is that of the call.
   HRESULT Run(std::size_t iCount, Points const& iPoints, SFFieldCall& ioCall, Sink const& iSink) const;
 
 private:
+  struct Worker;
+  class Work;
+
+  std::size_t PointsAtOnce(std::size_t iCount) const;
+  bool TriesPruning(std::size_t iCount) const;
+
   SFWorkPlan _plan;
+  std::size_t _most; ///< points that a thread may divide at once
+  bool _asksHost;
   SFTapeInvariants _tape;
-  mutable SFPool<SFTapeRunner> _runners;
+  std::optional<SFTapePruner> _pruner;          ///< none where the list is too short to be pruned
+  mutable std::atomic<unsigned int> _inVain{0}; ///< how many parts are run unpruned before the next attempt
+  mutable SFPool<Worker> _workers;
 };
 
 } // namespace SF

@@ -5,6 +5,7 @@
 #include "tape/SFTapeInvariants.h"
 #include "tape/SFTapeList.h"
 
+#include <array>
 #include <limits>
 #include <span>
 #include <vector>
@@ -36,6 +37,25 @@ struct SFStepState
   SFBoxes replaced;
   SFBoxes negates; ///< where WITHOUT(a, b) has become -b: its first operand is minus infinity there
   SFBoxes altered; ///< where its readers must be rewritten: it is replaced, or of other axes than before
+};
+
+/// The ranges of the coordinates of some points.
+using SFPointBox = std::array<SFInterval, 3>;
+
+/// The boxes that a list is pruned for: parts of a grid or, for a tape at points, ranges of coordinates.
+struct SFPruningBoxes
+{
+  std::span<SFTile const> tiles;
+  std::span<SFPointBox const> ranges;
+
+  SFPruningBoxes(std::span<SFTile const> iTiles) : tiles(iTiles) {}
+  SFPruningBoxes(std::span<SFPointBox const> iRanges) : ranges(iRanges) {}
+
+  std::size_t size() const { return tiles.size() + ranges.size(); }
+  SFPruningBoxes At(std::size_t i) const
+  {
+    return tiles.empty() ? SFPruningBoxes(ranges.subspan(i, 1)) : SFPruningBoxes(tiles.subspan(i, 1));
+  }
 };
 
 /// The use of a list that pruning writes. To be run it needs no steps of hoisted values, to be pruned again it does.
@@ -70,7 +90,6 @@ public:
 
   /// `iLimit`: the magnitude that the result is limited to when it is stored; infinity where it is stored as it is.
   explicit SFTapePruner(SFTapeInvariants const& iTape, double iLimit = SFInterval::Infinity);
-  void SetLimit(double iLimit) { _limit = iLimit > 0.0 ? iLimit : SFInterval::Infinity; }
 
   /// The list for tiles anywhere in the grid. Without choices, or on a grid whose coordinates are not numbers, it has
   /// no choices and must not be pruned.
@@ -84,14 +103,19 @@ public:
 
   /// Writes a list for each box: the steps of `iList` that the points of that box need. Returns the boxes for which
   /// something could be dropped.
-  SFBoxes Prune(SFPrunableList const& iList, std::span<SFTile const> iBoxes, SFListUse iUse, SFPrunerScratch& ioScratch,
+  SFBoxes Prune(SFPrunableList const& iList, SFPruningBoxes const& iBoxes, SFListUse iUse, SFPrunerScratch& ioScratch,
                 SFPrunableList* oLists) const;
+  SFBoxes Prune(SFPrunableList const& iList, std::span<SFTile const> iBoxes, SFListUse iUse, SFPrunerScratch& ioScratch,
+                SFPrunableList* oLists) const
+  {
+    return Prune(iList, SFPruningBoxes(iBoxes), iUse, ioScratch, oLists);
+  }
 
 private:
   static constexpr std::size_t LongList = 16384;
 
   SFTapeInvariants const& _tape;
-  double _limit = SFInterval::Infinity;
+  double _limit;
   SFPrunableList _list;
 };
 

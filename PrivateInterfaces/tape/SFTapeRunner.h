@@ -45,6 +45,8 @@ public:
 
   /// Plans a list for tiles of a size. Holds until the next plan.
   void Plan(SFTapeList const& iList, std::array<unsigned int, 3> const& iCount);
+  /// At points: takes the plan over to tiles of another number of points. False where it must be planned for them.
+  bool Recount(unsigned int iCount);
   std::array<unsigned int, 3> const& PlannedCount() const { return _plan.count; }
 
   /// At points: where the coordinates of the next tile are.
@@ -93,6 +95,7 @@ private:
   SFTapeInvariants const& _tape;
   SFTapePlanner _planner;
   SFTapePlan _plan;
+  unsigned int _mostPlanned = 0; ///< points along x of the tiles that there are slots for
   SFStopState _stop;
   SFFloatTarget _target;
   double* _hoisted = nullptr; ///< null on tiles

@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <functional>
+#include <optional>
 #include <vector>
 
 namespace SF {
@@ -16,23 +17,23 @@ namespace SF {
 class SFSweepContext
 {
 public:
-  /// `iTape` is prepared before the first sweep, and anew only while there is none. `iLimit`: that of the output.
+  /// Of a tape that has been prepared. `iLimit`: that of the output.
   explicit SFSweepContext(SFTapeInvariants const& iTape, double iLimit = SFInterval::Infinity);
   SFSweepContext(SFSweepContext const&) = delete;
   SFSweepContext& operator=(SFSweepContext const&) = delete;
   ~SFSweepContext();
 
   SFTapeInvariants const& GetTape() const { return _tape; }
-  SFTapePruner const& GetPruner() const { return _pruner; }
-  /// While there is no sweep.
-  void SetLimit(double iLimit) { _pruner.SetLimit(iLimit); }
+  SFTapePruner const& GetPruner() const { return *_pruner; }
+  /// Keeps the memory alone, after the tape has been prepared anew while there was no sweep.
+  void Restart(double iLimit) { _pruner.emplace(_tape, iLimit); }
 
 private:
   friend class SFTapeSweep;
   struct Worker;
 
   SFTapeInvariants const& _tape;
-  SFTapePruner _pruner;
+  std::optional<SFTapePruner> _pruner;
   SFPool<Worker> _workers;
 };
 

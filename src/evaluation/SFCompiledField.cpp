@@ -101,17 +101,19 @@ bool AsRanges(char const* iMethod, ZULMathBox const& iBox, std::array<SFInterval
 
 /// Where the derivatives lie among the results of a tape that has been differentiated twice: the value and its gradient,
 /// then the derivatives of each, x first.
+constexpr std::array<std::size_t, 1> FieldValue{0};
 constexpr std::array<std::size_t, 3> FirstDerivatives{1, 2, 3};
 constexpr std::array<std::size_t, 6> SecondDerivatives{5, 6, 7, 10, 11, 15};
 
+/// Writes some results side by side, N for each point, at the places of the points. Nothing without an output.
 template <std::size_t N>
-void Interleave(SFTapePoints::Rows const& iRows, std::array<std::size_t, N> const& iResults, std::size_t iCount,
-                double* oValues)
+void Interleave(SFTapePoints::Rows const& iRows, std::array<std::size_t, N> const& iResults,
+                SFPointPlaces const& iPlaces, double* oValues)
 {
-  for (std::size_t k = 0; k < N; ++k) {
+  for (std::size_t k = 0; k < N && oValues != nullptr; ++k) {
     double const* const row = iRows(iResults[k]);
-    for (std::size_t i = 0; i < iCount; ++i)
-      oValues[N * i + k] = row[i];
+    for (std::size_t i = 0; i < iPlaces.count; ++i)
+      oValues[N * iPlaces[i] + k] = row[i];
   }
 }
 
@@ -241,10 +243,10 @@ HRESULT SFCompiledField::Content::Evaluate(std::size_t iCount, SFTapePoints::Poi
                                            std::atomic<bool> const* iCancel) const
 {
   SFFieldCall call(options, iCancel, "Evaluate");
-  return call.Conclude(GetPoints().Run(iCount, iPoints, call,
-                                       [&](std::size_t iFirst, std::size_t iBatch, SFTapePoints::Rows const& iRows) {
-                                         std::copy_n(iRows(0), iBatch, oValues + iFirst);
-                                       }));
+  return call.Conclude(
+      GetPoints().Run(iCount, iPoints, call, [&](SFPointPlaces const& iPlaces, SFTapePoints::Rows const& iRows) {
+        Interleave(iRows, FieldValue, iPlaces, oValues);
+      }));
 }
 
 HRESULT SFCompiledField::Evaluate(std::size_t iCount, double const* iX, double const* iY, double const* iZ,
@@ -268,16 +270,11 @@ HRESULT SFCompiledField::Content::EvaluateGradient(std::size_t iCount, SFTapePoi
                                                    std::atomic<bool> const* iCancel) const
 {
   SFFieldCall call(options, iCancel, "EvaluateGradient");
-  return call.Conclude(GetGradients().Run(iCount, iPoints, call,
-                                          [&](std::size_t iFirst, std::size_t iBatch, SFTapePoints::Rows const& iRows) {
-                                            if (oValues != nullptr)
-                                              std::copy_n(iRows(0), iBatch, oValues + iFirst);
-                                            for (std::size_t axis = 0; axis < 3; ++axis) {
-                                              double const* const row = iRows(axis + 1);
-                                              for (std::size_t i = 0; i < iBatch; ++i)
-                                                oGradients[3 * (iFirst + i) + axis] = row[i];
-                                            }
-                                          }));
+  return call.Conclude(
+      GetGradients().Run(iCount, iPoints, call, [&](SFPointPlaces const& iPlaces, SFTapePoints::Rows const& iRows) {
+        Interleave(iRows, FieldValue, iPlaces, oValues);
+        Interleave(iRows, FirstDerivatives, iPlaces, oGradients);
+      }));
 }
 
 HRESULT SFCompiledField::EvaluateGradient(std::size_t iCount, double const* iX, double const* iY, double const* iZ,
@@ -301,14 +298,12 @@ HRESULT SFCompiledField::Content::EvaluateHessian(std::size_t iCount, SFTapePoin
                                                   std::atomic<bool> const* iCancel) const
 {
   SFFieldCall call(options, iCancel, "EvaluateHessian");
-  return call.Conclude(GetHessians().Run(iCount, iPoints, call,
-                                         [&](std::size_t iFirst, std::size_t iBatch, SFTapePoints::Rows const& iRows) {
-                                           if (oValues != nullptr)
-                                             std::copy_n(iRows(0), iBatch, oValues + iFirst);
-                                           if (oGradients != nullptr)
-                                             Interleave(iRows, FirstDerivatives, iBatch, oGradients + 3 * iFirst);
-                                           Interleave(iRows, SecondDerivatives, iBatch, oHessians + 6 * iFirst);
-                                         }));
+  return call.Conclude(
+      GetHessians().Run(iCount, iPoints, call, [&](SFPointPlaces const& iPlaces, SFTapePoints::Rows const& iRows) {
+        Interleave(iRows, FieldValue, iPlaces, oValues);
+        Interleave(iRows, FirstDerivatives, iPlaces, oGradients);
+        Interleave(iRows, SecondDerivatives, iPlaces, oHessians);
+      }));
 }
 
 HRESULT SFCompiledField::EvaluateHessian(std::size_t iCount, double const* iX, double const* iY, double const* iZ,
@@ -332,14 +327,15 @@ HRESULT SFCompiledField::Content::EvaluateCurvature(std::size_t iCount, SFTapePo
                                                     double* oCurvatures, std::atomic<bool> const* iCancel) const
 {
   SFFieldCall call(options, iCancel, "EvaluateCurvature");
-  return call.Conclude(GetHessians().Run(
-      iCount, iPoints, call, [&](std::size_t iFirst, std::size_t iBatch, SFTapePoints::Rows const& iRows) {
-        std::vector<double> first(3 * iBatch);
-        std::vector<double> second(6 * iBatch);
-        Interleave(iRows, FirstDerivatives, iBatch, first.data());
-        Interleave(iRows, SecondDerivatives, iBatch, second.data());
-        for (std::size_t i = 0; i < iBatch; ++i)
-          WriteCurvatures(&first[3 * i], &second[6 * i], oCurvatures + 4 * (iFirst + i));
+  return call.Conclude(
+      GetHessians().Run(iCount, iPoints, call, [&](SFPointPlaces const& iPlaces, SFTapePoints::Rows const& iRows) {
+        std::vector<double> first(3 * iPlaces.count);
+        std::vector<double> second(6 * iPlaces.count);
+        SFPointPlaces const inARow{0, iPlaces.count, nullptr};
+        Interleave(iRows, FirstDerivatives, inARow, first.data());
+        Interleave(iRows, SecondDerivatives, inARow, second.data());
+        for (std::size_t i = 0; i < iPlaces.count; ++i)
+          WriteCurvatures(&first[3 * i], &second[6 * i], oCurvatures + 4 * iPlaces[i]);
       }));
 }
 

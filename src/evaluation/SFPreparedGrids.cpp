@@ -59,11 +59,7 @@ bool SFPreparedGrid::CanMoveTo(SFTape const& iField, SFGrid const& iSlices) cons
   return &_field == &iField && grid.dims == iSlices.dims && IsFinite(grid) && IsFinite(iSlices);
 }
 
-void SFPreparedGrid::MoveTo(SFGrid const& iSlices)
-{
-  _tape.MoveTo(iSlices, LimitsOf(iSlices));
-  _context->SetLimit(Limit());
-}
+void SFPreparedGrid::MoveTo(SFGrid const& iSlices) { _tape.MoveTo(iSlices, LimitsOf(iSlices)); }
 
 /// The magnitude that values are limited to.
 double SFPreparedGrid::Limit() const { return std::min(_tape.GetGrid().Diagonal(), _band); }
@@ -73,6 +69,8 @@ void SFPreparedGrid::Prepare(SFFieldCall& ioCall)
   _tape.Prepare(_plan.threads, ioCall.GetStopRequest());
   if (_context == nullptr)
     _context = std::make_unique<SFSweepContext>(_tape, Limit());
+  else
+    _context->Restart(Limit());
 }
 
 // ---- those that are kept --------------------------------------------------------------------------------------

@@ -102,9 +102,10 @@ bool HoldStatedBounds(SFTape const& iTape, SFLipschitzCheck const& iCheck)
     std::size_t const count = std::min(chunk, pairs.coordinates[0].size() - first);
     auto const& [x, y, z] = pairs.coordinates;
     points.Run(count, {&x[first], &y[first], &z[first]}, call,
-               [&](std::size_t iFirst, std::size_t iCount, SFTapePoints::Rows const& iRows) {
+               [&](SFPointPlaces const& iPlaces, SFTapePoints::Rows const& iRows) {
                  for (std::size_t i = 0; i < iTape.bounds.size(); ++i)
-                   std::copy_n(iRows(i), iCount, &values[chunk * i + iFirst]);
+                   for (std::size_t at = 0; at < iPlaces.count; ++at)
+                     values[chunk * i + iPlaces[at]] = iRows(i)[at];
                });
     for (std::size_t i = 0; i < iTape.bounds.size(); ++i)
       for (std::size_t at = 0; at < count; at += 2)

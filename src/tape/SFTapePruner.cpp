@@ -29,7 +29,7 @@ void Append(SFTapeInvariants const& iTape, SFTapeStep const& iStep, SFPrunableLi
   ioList.steps.push_back(iStep);
   if (iTape.IsHoisted(iStep.id))
     return;
-  ioList.choices += IsChoice(SFNodeType{iStep.code}) ? 1 : 0;
+  ioList.choices += IsChoice(SFNodeType{iStep.code}) || iStep.code == SelectCode ? 1 : 0;
   ioList.cost += iStep.axes == iTape.GetAxes() ? CostOf(iStep.code) : 0;
 }
 
@@ -58,7 +58,7 @@ class Pass
 public:
   using State = SFStepState<W>;
 
-  Pass(SFTapeInvariants const& iTape, double iLimit, SFPrunableList const& iList, std::span<SFTile const> iBoxes,
+  Pass(SFTapeInvariants const& iTape, double iLimit, SFPrunableList const& iList, SFPruningBoxes const& iBoxes,
        SFPrunerScratch& ioScratch, std::vector<State>& ioStates)
     : _tape(iTape), _limit(iLimit), _list(iList), _boxes(iBoxes), _all(static_cast<SFBoxes>((1U << iBoxes.size()) - 1)),
       _scratch(ioScratch), _states(ioStates)
@@ -67,7 +67,7 @@ public:
       _states.resize(iList.steps.size());
     for (std::uint32_t at = 0; at < iList.steps.size(); ++at)
       _scratch.positions[iList.steps[at].id] = at;
-    for (std::size_t axis = 0; axis < 3; ++axis)
+    for (std::size_t axis = 0; axis < 3 && !iTape.IsAtPoints(); ++axis)
       FindExtents(axis);
   }
 
@@ -89,6 +89,7 @@ private:
   State& At(SFValueId iId) { return _states[_scratch.positions[iId]]; }
   void FindExtents(std::size_t iAxis);
   void ReadLeaf(SFTapeStep const& iStep, SFRanges<W>& oRange) const;
+  void ReadCoordinate(SFTapeStep const& iStep, SFRanges<W>& oRange) const;
 
   void Demand(SFValueId iId, SFBoxes iBoxes) { Demand(iId, iBoxes, FullDemand<W>); }
   void Demand(SFValueId iId, SFBoxes iBoxes, SFDemand<W> const& iDemand);
@@ -97,7 +98,10 @@ private:
   void Choose(SFTapeStep const& iStep, State& ioState);
   void ChooseSign(SFTapeStep const& iStep, State& ioState);
   void ChooseMagnitude(SFTapeStep const& iStep, State& ioState);
+  void ChooseSelected(SFTapeStep const& iStep, State& ioState);
+  void PushSign(SFTapeStep const& iStep, State& ioState);
   SFBoxes WherePositive(SFValueId iId);
+  SFBoxes WhereNegative(SFValueId iId);
   void PushDemand(SFTapeStep const& iStep, State& ioState);
 
   SFValueId Resolved(SFValueId iId, std::size_t iLane);
@@ -108,7 +112,7 @@ private:
   SFTapeInvariants const& _tape;
   double _limit;
   SFPrunableList const& _list;
-  std::span<SFTile const> _boxes;
+  SFPruningBoxes _boxes;
   SFBoxes _all;
   SFBoxes _above = 0; ///< the boxes all over which the result is limited from above
   SFBoxes _below = 0;
@@ -123,9 +127,9 @@ template <std::size_t W>
 void Pass<W>::FindExtents(std::size_t iAxis)
 {
   Extents& extents = _extents[iAxis];
-  extents.boxes[0] = _boxes[0];
+  extents.boxes[0] = _boxes.tiles[0];
   for (std::size_t lane = 1; lane < _boxes.size(); ++lane) {
-    SFTile const& box = _boxes[lane];
+    SFTile const& box = _boxes.tiles[lane];
     std::size_t at = 0;
     while (at < extents.count &&
            (extents.boxes[at].begin[iAxis] != box.begin[iAxis] || extents.boxes[at].count[iAxis] != box.count[iAxis]))
@@ -143,6 +147,8 @@ void Pass<W>::ReadLeaf(SFTapeStep const& iStep, SFRanges<W>& oRange) const
 {
   if (iStep.axes == 0)
     return oRange.SetAll(SFInterval(_tape.GetScalar(iStep.id)));
+  if (_tape.IsAtPoints())
+    return ReadCoordinate(iStep, oRange);
   Extents const& extents = _extents[FirstAxis(iStep.axes)];
   std::array<SFInterval, W> ranges;
   for (std::size_t i = 0; i < extents.count; ++i)
@@ -150,6 +156,15 @@ void Pass<W>::ReadLeaf(SFTapeStep const& iStep, SFRanges<W>& oRange) const
                                         : CoordinateRange(_tape, AxisOf(iStep.code), extents.boxes[i]);
   for (std::size_t lane = 0; lane < W; ++lane)
     oRange.Set(lane, ranges[extents.of[lane]]);
+}
+
+/// At points the coordinates alone are inputs.
+template <std::size_t W>
+void Pass<W>::ReadCoordinate(SFTapeStep const& iStep, SFRanges<W>& oRange) const
+{
+  std::size_t const axis = AxisOf(_tape.GetTape().instructions[iStep.id].code);
+  for (std::size_t lane = 0; lane < W; ++lane)
+    oRange.Set(lane, _boxes.ranges[lane < _boxes.size() ? lane : 0][axis]);
 }
 
 /// False when it was asked to stop.
@@ -239,15 +254,22 @@ SFBoxes Pass<W>::WherePositive(SFValueId iId)
   return static_cast<SFBoxes>(positive);
 }
 
+/// The boxes all over which a value is not above 0, or NaN, of which sign and selection make the same.
+template <std::size_t W>
+SFBoxes Pass<W>::WhereNegative(SFValueId iId)
+{
+  SFRanges<W> const& range = At(iId).range;
+  unsigned int negative = 0;
+  for (std::size_t lane = 0; lane < W; ++lane)
+    negative |= static_cast<unsigned int>(range.hi[lane] <= 0.0) << lane;
+  return static_cast<SFBoxes>(negative);
+}
+
 template <std::size_t W>
 void Pass<W>::ChooseSign(SFTapeStep const& iStep, State& ioState)
 {
-  SFRanges<W> const& a = At(iStep.operands[0]).range;
-  unsigned int negative = 0;
-  for (std::size_t lane = 0; lane < W; ++lane)
-    negative |= static_cast<unsigned int>(a.hi[lane] <= 0.0) << lane; // as is the sign of NaN
   Replace(ioState, ioState.needed & WherePositive(iStep.operands[0]), _tape.GetOne());
-  Replace(ioState, static_cast<SFBoxes>(negative & ioState.needed), _tape.GetMinusOne());
+  Replace(ioState, ioState.needed & WhereNegative(iStep.operands[0]), _tape.GetMinusOne());
   Demand(iStep.operands[0], ioState.needed & static_cast<SFBoxes>(~ioState.replaced));
 }
 
@@ -260,10 +282,51 @@ void Pass<W>::ChooseMagnitude(SFTapeStep const& iStep, State& ioState)
   Demand(iStep.operands[0], ioState.needed & static_cast<SFBoxes>(~same));
 }
 
+/// Of its condition a selection reads the sign alone: what is above 0 may be anything else above 0, and so below.
+template <std::size_t W>
+void Pass<W>::ChooseSelected(SFTapeStep const& iStep, State& ioState)
+{
+  auto const [condition, first, second] = iStep.operands;
+  SFBoxes const isFirst = ioState.needed & WherePositive(condition);
+  SFBoxes const isSecond = ioState.needed & WhereNegative(condition);
+  Replace(ioState, isFirst, first);
+  Replace(ioState, isSecond, second);
+  Demand(first, ioState.needed & static_cast<SFBoxes>(~isSecond), ioState.demand);
+  Demand(second, ioState.needed & static_cast<SFBoxes>(~isFirst), ioState.demand);
+  Demand(condition, ioState.needed & static_cast<SFBoxes>(~(isFirst | isSecond)), FilledDemand<W>(0.0, 0.0));
+}
+
+/// Hands the demand of a difference on to its operands. Where it is needed for its sign alone, and undecided, each operand
+/// may be anything else beyond the range of the other one: the order of the two stays as it is.
+template <std::size_t W>
+void Pass<W>::PushSign(SFTapeStep const& iStep, State& ioState)
+{
+  SFRanges<W> const& a = At(iStep.operands[0]).range;
+  SFRanges<W> const& b = At(iStep.operands[1]).range;
+  SFDemand<W> ofA = FullDemand<W>;
+  SFDemand<W> ofB = FullDemand<W>;
+  for (std::size_t lane = 0; lane < W; ++lane) {
+    bool const overlap = a.lo[lane] <= b.hi[lane] && b.lo[lane] <= a.hi[lane];
+    if (ioState.demand.lower[lane] != 0.0 || ioState.demand.upper[lane] != 0.0 || !overlap ||
+        (a.nan[lane] | b.nan[lane]) != 0)
+      continue;
+    ofA.lower[lane] = b.lo[lane];
+    ofA.upper[lane] = b.hi[lane];
+    ofB.lower[lane] = a.lo[lane];
+    ofB.upper[lane] = a.hi[lane];
+  }
+  Demand(iStep.operands[0], ioState.needed, ofA);
+  Demand(iStep.operands[1], ioState.needed, ofB);
+}
+
 /// Hands the demand of a step on to its operands, as far as they can be chosen.
 template <std::size_t W>
 void Pass<W>::PushDemand(SFTapeStep const& iStep, State& ioState)
 {
+  if (iStep.code == SelectCode)
+    return ChooseSelected(iStep, ioState);
+  if (iStep.code == CodeOf(SFNodeType::MINUS) && !_tape.IsHoisted(iStep.id))
+    return PushSign(iStep, ioState);
   // Hoisted values stay as they are; their steps serve the ranges alone.
   switch (_tape.IsHoisted(iStep.id) ? SFPruning::None : PruningOf(iStep)) {
   case SFPruning::Minimum:
@@ -402,7 +465,7 @@ SFBoxes Pass<W>::Write(SFListUse iUse, SFPrunableList* oLists)
 
 template <std::size_t W>
 SFBoxes PruneFor(SFTapeInvariants const& iTape, double iLimit, SFPrunableList const& iList,
-                 std::span<SFTile const> iBoxes, SFListUse iUse, SFPrunerScratch& ioScratch,
+                 SFPruningBoxes const& iBoxes, SFListUse iUse, SFPrunerScratch& ioScratch,
                  std::vector<SFStepState<W>>& ioStates, SFPrunableList* oLists)
 {
   Pass<W> pass(iTape, iLimit, iList, iBoxes, ioScratch, ioStates);
@@ -414,9 +477,9 @@ SFBoxes PruneFor(SFTapeInvariants const& iTape, double iLimit, SFPrunableList co
 
 } // namespace
 
-SFTapePruner::SFTapePruner(SFTapeInvariants const& iTape, double iLimit) : _tape(iTape)
+SFTapePruner::SFTapePruner(SFTapeInvariants const& iTape, double iLimit)
+  : _tape(iTape), _limit(iLimit > 0.0 ? iLimit : SFInterval::Infinity)
 {
-  SetLimit(iLimit);
   auto const& instructions = iTape.GetTape().instructions;
   std::vector<char> isRead(instructions.size(), 0);
   for (SFValueId id = 0; id < instructions.size(); ++id)
@@ -449,7 +512,7 @@ SFPrunerScratch SFTapePruner::MakeScratch() const
   return scratch;
 }
 
-SFBoxes SFTapePruner::Prune(SFPrunableList const& iList, std::span<SFTile const> iBoxes, SFListUse iUse,
+SFBoxes SFTapePruner::Prune(SFPrunableList const& iList, SFPruningBoxes const& iBoxes, SFListUse iUse,
                             SFPrunerScratch& ioScratch, SFPrunableList* oLists) const
 {
   if (iBoxes.size() > 1 && BoxesFor(iList) > 1)
@@ -457,7 +520,7 @@ SFBoxes SFTapePruner::Prune(SFPrunableList const& iList, std::span<SFTile const>
   SFBoxes changed = 0;
   for (std::size_t i = 0; i < iBoxes.size() && (ioScratch.stop == nullptr || !ioScratch.stop->IsStopped()); ++i)
     changed |= static_cast<SFBoxes>(
-        PruneFor<1>(_tape, _limit, iList, iBoxes.subspan(i, 1), iUse, ioScratch, ioScratch.single, oLists + i) << i);
+        PruneFor<1>(_tape, _limit, iList, iBoxes.At(i), iUse, ioScratch, ioScratch.single, oLists + i) << i);
   return changed;
 }
 

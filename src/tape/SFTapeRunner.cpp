@@ -15,6 +15,24 @@ void SFTapeRunner::Plan(SFTapeList const& iList, std::array<unsigned int, 3> con
   else
     _planner.PlanTiles(iList, iCount, _target.floats != nullptr, _plan);
   BindSlots();
+  _mostPlanned = iCount[0];
+}
+
+/// At points every array is one row, of one value or of one for each point; only the lengths of the rows differ.
+bool SFTapeRunner::Recount(unsigned int iCount)
+{
+  if (iCount == _plan.count[0])
+    return true;
+  if (iCount < SFShortestRow || _plan.count[0] < SFShortestRow || iCount > _mostPlanned)
+    return false;
+  auto const recount = [&](std::size_t& ioLength) { ioLength = ioLength == 1 ? 1 : iCount; };
+  for (auto& call : _plan.kernelCalls)
+    recount(call.box.n0);
+  for (auto& call : _plan.fusedCalls)
+    recount(call.box.n0);
+  _plan.count = {iCount, 1, 1};
+  _plan.shapes = ShapesOf(_plan.count);
+  return true;
 }
 
 /// Finds memory for the slots of the plan.

@@ -62,7 +62,7 @@ constexpr std::size_t SurelyWorthPruning = 256;
 /// The working memory of one thread.
 struct SFSweepContext::Worker
 {
-  explicit Worker(SFSweepContext const& iContext) : runner(iContext._tape), pruning(iContext._pruner.MakeScratch())
+  explicit Worker(SFSweepContext const& iContext) : runner(iContext._tape), pruning(iContext._pruner->MakeScratch())
   {
     pruning.stop = &runner.GetStop();
   }
@@ -78,12 +78,12 @@ struct SFSweepContext::Worker
   std::function<void()> const* onTile = nullptr;
 };
 
-SFSweepContext::SFSweepContext(SFTapeInvariants const& iTape, double iLimit) : _tape(iTape), _pruner(iTape, iLimit) {}
+SFSweepContext::SFSweepContext(SFTapeInvariants const& iTape, double iLimit) : _tape(iTape) { Restart(iLimit); }
 SFSweepContext::~SFSweepContext() = default;
 
 SFTapeSweep::SFTapeSweep(SFSweepContext& ioContext, unsigned int iBegin, unsigned int iEnd, unsigned int iThreads,
                          std::size_t iTileVolume)
-  : _context(ioContext), _tape(ioContext._tape), _pruner(ioContext._pruner), _threads(std::max(1U, iThreads)),
+  : _context(ioContext), _tape(ioContext._tape), _pruner(*ioContext._pruner), _threads(std::max(1U, iThreads)),
     _tileVolume(iTileVolume)
 {
   auto const& dims = _tape.GetGrid().dims;
