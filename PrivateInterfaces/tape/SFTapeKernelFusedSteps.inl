@@ -13,8 +13,9 @@
 //
 // Quotients: a divisor of 2^53 m, 1/2 <= m < 1, keeps them 2^-54 / m away from midpoints. The approximation is less than
 // 1.5 off, hence 1/2 next to a midpoint, where the remainder is exact. The slope is 1 / b, rounded correctly by its last
-// step, so it is wrong by at most m 2^-53 of itself, and half of that is less than the distance. The one exception of
-// that last step is the greatest significand: it is wrong by (1 + 2^-53) m 2^-53 there, which is still small enough.
+// step, so it is wrong by at most m 2^-53 of itself, and half of that is less than the distance. That last step has one
+// exception, the greatest significand, of which it may leave the slope just below. The remainder 1 - b y before it is
+// exactly 2^-53 then, and the lane takes the instruction.
 //
 // Roots: let s = 2^53 m be one and N / 2 a midpoint. 4 s² is a multiple of 2^54 or 2^55 and N is odd, so N² - 4 s² = d is
 // 1 modulo 8, and s is |d| 2^-56 / m away. The approximation is less than 2 off, hence 1.5 at most there. The roundings on
@@ -61,23 +62,26 @@ SF_FUSED_STEPS Stepped<N> RootsBySteps(Registers<N> const& iA)
   return stepped;
 }
 
-/// 1 / b, correctly rounded unless all bits of the significand of b are set.
-SF_FUSED_STEPS Vector Reciprocal(Vector iB)
-{
-  Vector const one = Broadcast(1.0);
-  Vector y = _mm512_maskz_rcp14_pd(0xff, iB); // the plain form has GCC warn of what it leaves out
-  for (int step = 0; step < 3; ++step)
-    y = _mm512_fmadd_pd(y, _mm512_fnmadd_pd(iB, y, one), y);
-  return y;
-}
-
-/// A correctly rounded quotient and the lanes where it may not be one, given the reciprocal of the divisor.
-struct Quotient
+/// Results, and the lanes where one may not be correctly rounded.
+struct Checked
 {
   Vector value;
   unsigned outside;
 };
-SF_FUSED_STEPS Quotient QuotientBySteps(Vector iA, Vector iB, Vector iReciprocal)
+
+SF_FUSED_STEPS Checked Reciprocal(Vector iB)
+{
+  Vector const one = Broadcast(1.0);
+  Vector y = _mm512_maskz_rcp14_pd(0xff, iB); // the plain form has GCC warn of what it leaves out
+  Vector remainder{};
+  for (int step = 0; step < 3; ++step) {
+    remainder = _mm512_fnmadd_pd(iB, y, one);
+    y = _mm512_fmadd_pd(y, remainder, y);
+  }
+  return {y, _mm512_cmp_pd_mask(remainder, Broadcast(0x1p-53), _CMP_EQ_OQ)};
+}
+
+SF_FUSED_STEPS Checked QuotientBySteps(Vector iA, Vector iB, Vector iReciprocal)
 {
   auto const isNotZero = _mm512_cmp_pd_mask(iA, Vector{}, _CMP_NEQ_UQ);
   Vector const q = iA * iReciprocal;
@@ -100,15 +104,17 @@ SF_FUSED_STEPS Stepped<N> QuotientsBySteps(Registers<N> const& iA, Registers<N> 
   unsigned outside = 0;
   SF_KERNEL_UNROLL
   for (std::size_t i = 0; i < N; ++i) {
-    Quotient const quotient = QuotientBySteps(iA.v[i], iB.v[i], Reciprocal(iB.v[i]));
+    Checked const reciprocal = Reciprocal(iB.v[i]);
+    Checked const quotient = QuotientBySteps(iA.v[i], iB.v[i], reciprocal.value);
     stepped.results.v[i] = quotient.value;
-    outside |= quotient.outside | OutsideDivisors(iB.v[i]);
+    outside |= quotient.outside | reciprocal.outside | OutsideDivisors(iB.v[i]);
   }
   stepped.isExact = outside == 0;
   return stepped;
 }
 
-/// Divides three components by common divisors. False, and nothing is done, where a result is out of range.
+/// Divides three components by their length, which is no less than 2^-537. False, and nothing is done, where a result is
+/// out of range.
 template <std::size_t N>
 SF_FUSED_STEPS bool DivideBySteps(Registers<N>& ioX, Registers<N>& ioY, Registers<N>& ioZ, Registers<N> const& iB)
 {
@@ -117,13 +123,14 @@ SF_FUSED_STEPS bool DivideBySteps(Registers<N>& ioX, Registers<N>& ioY, Register
   SF_KERNEL_UNROLL
   for (std::size_t i = 0; i < N; ++i) {
     Vector const b = iB.v[i];
-    Vector const reciprocal = Reciprocal(b);
-    Quotient const quotients[] = {QuotientBySteps(ioX.v[i], b, reciprocal), QuotientBySteps(ioY.v[i], b, reciprocal),
-                                  QuotientBySteps(ioZ.v[i], b, reciprocal)};
+    Checked const reciprocal = Reciprocal(b);
+    Checked const quotients[] = {QuotientBySteps(ioX.v[i], b, reciprocal.value),
+                                 QuotientBySteps(ioY.v[i], b, reciprocal.value),
+                                 QuotientBySteps(ioZ.v[i], b, reciprocal.value)};
     x.v[i] = quotients[0].value;
     y.v[i] = quotients[1].value;
     z.v[i] = quotients[2].value;
-    outside |= OutsideDivisors(b) | quotients[0].outside | quotients[1].outside | quotients[2].outside;
+    outside |= reciprocal.outside | quotients[0].outside | quotients[1].outside | quotients[2].outside;
   }
   if (outside != 0)
     return false;

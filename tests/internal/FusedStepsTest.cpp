@@ -25,6 +25,12 @@ struct Operands
     a.push_back(iA);
     b.push_back(iB);
   }
+  /// What follows does not decide the method of what is there.
+  void EndStrip()
+  {
+    while (a.size() % Strip != 0)
+      Add(2.0, 1.0);
+  }
 };
 
 class Source
@@ -60,18 +66,26 @@ void AddHardRoots(Operands& oTo)
 /// Quotients that are closest to midpoints: a 2^54 = N b + t for an odd N in [2^53, 2^54) and a small t.
 void AddHardQuotients(Operands& oTo)
 {
+  // The greatest divisor, and some of which an approximate reciprocal takes many steps to be rounded correctly.
+  constexpr std::uint64_t special[] = {0x1fffffffffffff, 0x1f8d5d6ea3e207, 0x1f52cd69abcb59, 0x1f155b40d5c2dd,
+                                       0x1f528db9d3b7e9};
   Source source;
-  for (int i = 0; i < 20000; ++i) {
-    std::uint64_t const set = i == 0 ? ~std::uint64_t{0} : i % 2 == 0 ? 0 : std::uint64_t{63} << 58U; // great divisors
-    std::uint64_t const b = (source.Bits() | set) >> 11U | std::uint64_t{1} << 52U | 1U;
+  for (std::size_t i = 0; i < 20000; ++i) {
+    std::uint64_t const b =
+        i < 2 * Strip ? special[i % std::size(special)] : source.Bits() >> 11U | std::uint64_t{1} << 52U | 1U;
     std::uint64_t inverse = b;
     for (int step = 0; step < 5; ++step)
       inverse *= 2 - b * inverse;
     for (int const t : {-3, -1, 1, 3}) {
       std::uint64_t const n = inverse * static_cast<std::uint64_t>(-t) & ((std::uint64_t{1} << 54U) - 1U);
       auto const a = static_cast<std::uint64_t>((Wide{n} * b + static_cast<Wide>(t)) >> 54U);
-      if (n >> 53U == 1)
-        oTo.Add(std::ldexp(static_cast<double>(a), i % 80 - 40), static_cast<double>(i % 2 == 0 ? b : -b));
+      if (n >> 53U != 1)
+        continue;
+      // Of every other strip the remainders have no room for all of their bits.
+      bool const isTiny = oTo.a.size() / Strip % 2 == 1;
+      int const divisor = isTiny ? -562 : static_cast<int>(i % 80) - 40;
+      oTo.Add(std::ldexp(static_cast<double>(a), isTiny ? divisor - 490 : 0),
+              std::ldexp(i % 2 == 0 ? static_cast<double>(b) : -static_cast<double>(b), divisor));
     }
   }
 }
@@ -97,10 +111,10 @@ TEST(Conformance, KernelsRoundRootsAndQuotients)
   Operands operands;
   AddHardRoots(operands);
   EXPECT_GT(operands.a.size(), 400U);
+  operands.EndStrip();
   AddHardQuotients(operands);
   EXPECT_GT(operands.a.size(), 30000U);
-  operands.a.resize(operands.a.size() / Strip * Strip);
-  operands.b.resize(operands.a.size());
+  operands.EndStrip();
   AddAllExponents(operands);
   std::size_t const n = operands.a.size();
   for (SFNodeType const type : {ROOT, DIV}) {
