@@ -1,7 +1,8 @@
 // The kernels, included once for each instruction set inside a namespace of its own. SF_KERNEL_TARGET is the
 // attribute that selects the set; SF_KERNEL_NAME its name, SF_KERNEL_BYTES the width of its registers and
 // SF_KERNEL_REGISTERS how many of them a value takes in a fused group. Only plain loops here: they are what the compiler
-// turns into vector code, and the scalar operations inlined into them come from SFScalarOps.h.
+// turns into vector code, and the scalar operations inlined into them come from SFScalarOps.h. SF_KERNEL_AVX512 adds what
+// is written for that set alone.
 
 /// One vector register, and a load that needs no alignment. Written otherwise, clang drops the attribute of the latter
 /// without a word.
@@ -180,7 +181,7 @@ SF_KERNEL_TARGET SF_KERNEL_INLINE Vector Combined(Vector iA, Vector iB)
   return result;
 }
 
-#if defined(SF_KERNEL_FUSED_STEPS)
+#if defined(SF_KERNEL_AVX512)
 #include "tape/SFTapeKernelFusedSteps.inl"
 #endif
 
@@ -190,7 +191,7 @@ SF_KERNEL_TARGET SF_KERNEL_INLINE bool CombineBySteps([[maybe_unused]] Registers
                                                       [[maybe_unused]] Registers<N> const& iOther,
                                                       [[maybe_unused]] bool iSwapped)
 {
-#if defined(SF_KERNEL_FUSED_STEPS)
+#if defined(SF_KERNEL_AVX512)
   if constexpr (N > 1 && (Op == SFNodeType::ROOT || Op == SFNodeType::DIV)) {
     Stepped<N> const stepped = Op == SFNodeType::ROOT ? RootsBySteps(ioValue)
                                : iSwapped             ? QuotientsBySteps(iOther, ioValue)
@@ -352,7 +353,7 @@ SF_KERNEL_TARGET void RunRow(SFFusedBox const& iBox, FusedRow const& iRow, doubl
 SF_KERNEL_TARGET void Fused(SFFusedBox const& iBox)
 {
   FloatStream stream;
-  bool const streams = iBox.streams && iBox.out == nullptr && iBox.n0 >= WorthStreaming;
+  bool const streams = CanStream && iBox.streams && iBox.out == nullptr && iBox.n0 >= WorthStreaming;
   double* out = iBox.out;
   for (std::size_t k = 0; k < iBox.n2; ++k)
     for (std::size_t j = 0; j < iBox.n1; ++j) {

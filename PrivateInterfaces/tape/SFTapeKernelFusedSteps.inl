@@ -1,6 +1,5 @@
 // A part of the kernels for AVX-512: roots and quotients by fused steps, which take a third and a half of the time of
-// the processor's own instructions, clamping by two instructions, and stores past the caches. Included where `Vector`
-// and `Registers` are known.
+// the processor's own instructions, and clamping by two instructions. Included where `Vector` and `Registers` are known.
 //
 // The results are those of the instructions, bit for bit. A fused step a ± b c is rounded once, so that the remainders
 // a - g² and a - b q lose nothing that matters, and the last step adds remainder times slope to an approximation:

@@ -5,7 +5,7 @@ template <std::size_t N>
 SF_KERNEL_TARGET SF_KERNEL_INLINE void Clamp(Registers<N>& ioValue, double iDiagonal)
 {
   Vector const diagonal = Broadcast(iDiagonal);
-#if defined(SF_KERNEL_FUSED_STEPS)
+#if defined(SF_KERNEL_AVX512)
   if (iDiagonal > 0.0) {
     SF_KERNEL_UNROLL
     for (std::size_t r = 0; r < N; ++r)
@@ -36,6 +36,19 @@ SF_KERNEL_TARGET SF_KERNEL_INLINE void StoreFloats(Registers<N> const& iValue, f
 
 constexpr std::size_t LineFloats = 64 / sizeof(float);
 
+#if defined(SF_KERNEL_AVX512)
+constexpr bool CanStream = true;
+SF_KERNEL_TARGET SF_KERNEL_INLINE void StreamLine(float* oLine, float const* iFloats)
+{
+  _mm512_stream_ps(oLine, _mm512_load_ps(iFloats));
+}
+SF_KERNEL_TARGET SF_KERNEL_INLINE void EndStreams() { _mm_sfence(); }
+#else // In lines of several vectors it does not pay.
+constexpr bool CanStream = false;
+inline void StreamLine(float*, float const*) {}
+inline void EndStreams() {}
+#endif
+
 /// Collects floats that follow each other in memory and stores them by whole cache lines, past the caches.
 struct FloatStream
 {
@@ -54,7 +67,7 @@ SF_KERNEL_TARGET inline void Flush(FloatStream& ioStream, bool iEnds)
   for (; i < s.end && i % LineFloats != 0; ++i)
     s.line[i] = s.floats[i];
   for (; i + LineFloats <= s.end; i += LineFloats)
-    SF_KERNEL_STREAM_LINE(s.line + i, s.floats + i);
+    StreamLine(s.line + i, s.floats + i);
   s.begin = 0;
   if (iEnds) {
     for (; i < s.end; ++i)
@@ -90,7 +103,7 @@ SF_KERNEL_TARGET inline void Aim(FloatStream& ioStream, float* oFloats)
 SF_KERNEL_TARGET inline void Finish(FloatStream& ioStream)
 {
   Flush(ioStream, true);
-  SF_KERNEL_FENCE(); // before other threads are told of the floats
+  EndStreams(); // before other threads are told of the floats
 }
 
 /// Floats of a row for which all this pays.
@@ -116,7 +129,7 @@ SF_KERNEL_TARGET void StoreRows(SFStoreBox const& iBox, double iDiagonal)
 {
   SFFloatBox const& to = iBox.floats;
   FloatStream stream;
-  bool const streams = to.streams && to.n0 >= WorthStreaming;
+  bool const streams = CanStream && to.streams && to.n0 >= WorthStreaming;
   for (std::size_t k = 0; k < to.n2; ++k)
     for (std::size_t j = 0; j < to.n1; ++j) {
       auto const slice = static_cast<std::ptrdiff_t>(k);
@@ -168,7 +181,7 @@ SF_KERNEL_TARGET SF_KERNEL_INLINE void Normalize(Components& ioUnits)
   Combine<SFNodeType::ROOT>(lengths, lengths, false);
   for (std::size_t r = 0; r < UnitVectors; ++r)
     lengths.v[r] = lengths.v[r] == Vector{} ? Vector{} + 1.0 : lengths.v[r];
-#if defined(SF_KERNEL_FUSED_STEPS)
+#if defined(SF_KERNEL_AVX512)
   if (DivideBySteps(ioUnits.x, ioUnits.y, ioUnits.z, lengths))
     return;
 #endif
@@ -219,7 +232,7 @@ SF_KERNEL_TARGET void StoreNormals(SFNormalBox const& iBox)
 {
   SFFloatBox const& to = iBox.floats;
   FloatStream stream;
-  bool const streams = to.streams && 3 * to.n0 >= WorthStreaming;
+  bool const streams = CanStream && to.streams && 3 * to.n0 >= WorthStreaming;
   double constants[3][NormalBatch];
   double const* from[3];
   for (std::size_t k = 0; k < to.n2; ++k)

@@ -68,15 +68,11 @@ namespace {
 #define SF_KERNEL_NAME "portable"
 #define SF_KERNEL_BYTES 16
 #define SF_KERNEL_REGISTERS 4
-#define SF_KERNEL_STREAM_LINE(oTo, iFrom) __builtin_memcpy(oTo, iFrom, 64)
-#define SF_KERNEL_FENCE() static_cast<void>(0)
 #include "tape/SFTapeKernelBody.inl"
 #undef SF_KERNEL_TARGET
 #undef SF_KERNEL_NAME
 #undef SF_KERNEL_BYTES
 #undef SF_KERNEL_REGISTERS
-#undef SF_KERNEL_STREAM_LINE
-#undef SF_KERNEL_FENCE
 } // namespace
 } // namespace Portable
 
@@ -88,16 +84,11 @@ namespace {
 #define SF_KERNEL_NAME "avx2"
 #define SF_KERNEL_BYTES 32
 #define SF_KERNEL_REGISTERS 4
-#define SF_KERNEL_STREAM_LINE(oTo, iFrom)                                                                              \
-  (_mm256_stream_ps(oTo, _mm256_load_ps(iFrom)), _mm256_stream_ps((oTo) + 8, _mm256_load_ps((iFrom) + 8)))
-#define SF_KERNEL_FENCE() _mm_sfence()
 #include "tape/SFTapeKernelBody.inl"
 #undef SF_KERNEL_TARGET
 #undef SF_KERNEL_NAME
 #undef SF_KERNEL_BYTES
 #undef SF_KERNEL_REGISTERS
-#undef SF_KERNEL_STREAM_LINE
-#undef SF_KERNEL_FENCE
 } // namespace
 } // namespace Avx2
 
@@ -111,17 +102,13 @@ namespace {
 #define SF_KERNEL_NAME "avx512"
 #define SF_KERNEL_BYTES 64
 #define SF_KERNEL_REGISTERS 8
-#define SF_KERNEL_FUSED_STEPS
-#define SF_KERNEL_STREAM_LINE(oTo, iFrom) _mm512_stream_ps(oTo, _mm512_load_ps(iFrom))
-#define SF_KERNEL_FENCE() _mm_sfence()
+#define SF_KERNEL_AVX512
 #include "tape/SFTapeKernelBody.inl"
 #undef SF_KERNEL_TARGET
 #undef SF_KERNEL_NAME
 #undef SF_KERNEL_BYTES
 #undef SF_KERNEL_REGISTERS
-#undef SF_KERNEL_FUSED_STEPS
-#undef SF_KERNEL_STREAM_LINE
-#undef SF_KERNEL_FENCE
+#undef SF_KERNEL_AVX512
 } // namespace
 } // namespace Avx512
 #endif
