@@ -38,7 +38,7 @@ public:
 
   SFTapeInvariants const& GetTape() const { return _tape; }
   SFFloatTarget const& GetTarget() const { return _target; }
-  /// Forgets the plan, which may have stored into another target.
+  /// Forgets the plan if there was a target and there is none, or the other way round.
   void SetTarget(SFFloatTarget const& iTarget);
   /// Asked between the calls of a tile.
   SFStopState& GetStop() { return _stop; }

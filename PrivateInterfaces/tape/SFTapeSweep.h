@@ -26,7 +26,11 @@ public:
   SFTapeInvariants const& GetTape() const { return _tape; }
   SFTapePruner const& GetPruner() const { return *_pruner; }
   /// Keeps the memory alone, after the tape has been prepared anew while there was no sweep.
-  void Restart(double iLimit) { _pruner.emplace(_tape, iLimit); }
+  void Restart(double iLimit)
+  {
+    _pruner.emplace(_tape, iLimit);
+    ++_preparations;
+  }
 
 private:
   friend class SFTapeSweep;
@@ -34,6 +38,7 @@ private:
 
   SFTapeInvariants const& _tape;
   std::optional<SFTapePruner> _pruner;
+  std::size_t _preparations = 0;
   SFPool<Worker> _workers;
 };
 
@@ -77,6 +82,7 @@ private:
   void VisitParts(Worker& ioWorker, SFTile const& iBox, SFPrunableList const& iList, std::size_t iLevel,
                   bool iLastWasVain) const;
   void RunBox(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList) const;
+  void RunTile(Worker& ioWorker, SFTile const& iTile, SFTapeList const& iList) const;
   void FillBox(Worker& ioWorker, SFTile const& iBox, float iValue) const;
   bool PruningGains() const;
   std::size_t DrawRegions(SFTile* oBoxes);

@@ -4,8 +4,9 @@ namespace SF {
 
 void SFTapeRunner::SetTarget(SFFloatTarget const& iTarget)
 {
+  if ((_target.floats == nullptr) != (iTarget.floats == nullptr))
+    _plan.count = {};
   _target = iTarget;
-  _plan.count = {};
 }
 
 void SFTapeRunner::Plan(SFTapeList const& iList, std::array<unsigned int, 3> const& iCount)

@@ -70,10 +70,18 @@ struct SFSweepContext::Worker
   Worker& operator=(Worker const&) = delete;
 
   bool MustStop() { return runner.GetStop().MustStop(); }
+  /// Whether the plan of the runner is one for a box.
+  bool IsPlannedFor(SFTile const& iBox, SFSweepContext const& iContext) const
+  {
+    return plannedIn == iContext._preparations && SameSize(planned.begin, iBox.begin) &&
+           SameSize(planned.count, iBox.count);
+  }
 
   SFTapeRunner runner;
   SFPrunerScratch pruning;
   std::vector<std::array<SFPrunableList, SFTapePruner::MaxBoxes>> lists; ///< by level
+  SFTile planned;            ///< the box that the runner has been planned for last, if it is of one tile
+  std::size_t plannedIn = 0; ///< the preparation of the tape that this holds for; 0 for none
   SFTapeSweep::Sink const* sink = nullptr;
   std::function<void()> const* onTile = nullptr;
 };
@@ -155,7 +163,9 @@ void SFTapeSweep::Work(Output const& iOutput, SFStopRequest const& iStop, std::f
   std::array<SFTile, SFTapePruner::MaxBoxes> boxes;
   for (std::size_t count = 1; count > 0 && !worker->MustStop(); _done += count) {
     count = DrawRegions(boxes.data());
-    if (count > 0 && _prunes)
+    if (count == 1 && worker->IsPlannedFor(boxes[0], _context))
+      RunTile(*worker, boxes[0], _tape.GetList()); // for small grids that are asked for again and again
+    else if (count > 0 && _prunes)
       Visit(*worker, {boxes.data(), count}, nullptr, _pruner.GetList(), 0, false);
     else if (count > 0)
       RunBox(*worker, boxes[0], _tape.GetList());
@@ -252,21 +262,31 @@ void SFTapeSweep::RunBox(Worker& ioWorker, SFTile const& iBox, SFTapeList const&
     left = std::max<std::size_t>(1, left / size[axis]);
   }
   bool isNew = true;
+  SFTapeRunner& runner = ioWorker.runner;
   ForEachBox(iBox, size, [&](SFTile const& iTile) {
-    SFTapeRunner& runner = ioWorker.runner;
     if (ioWorker.MustStop())
       return;
     if (isNew || !SameSize(runner.PlannedCount(), iTile.count))
       runner.Plan(iList, iTile.count);
     isNew = false;
-    runner.RunTile(iTile);
-    if (runner.GetStop().IsStopped())
-      return;
-    if (!runner.StoresResult())
-      (*ioWorker.sink)(iTile, iList, runner);
-    if (*ioWorker.onTile)
-      (*ioWorker.onTile)();
+    RunTile(ioWorker, iTile, iList);
   });
+  bool const holds = SameSize(size, iBox.count) && runner.StoresResult() && !runner.GetStop().IsStopped();
+  ioWorker.planned = iBox;
+  ioWorker.plannedIn = holds ? _context._preparations : 0;
+}
+
+/// Of the list that the runner has been planned for.
+void SFTapeSweep::RunTile(Worker& ioWorker, SFTile const& iTile, SFTapeList const& iList) const
+{
+  SFTapeRunner& runner = ioWorker.runner;
+  runner.RunTile(iTile);
+  if (runner.GetStop().IsStopped())
+    return;
+  if (!runner.StoresResult())
+    (*ioWorker.sink)(iTile, iList, runner);
+  if (*ioWorker.onTile)
+    (*ioWorker.onTile)();
 }
 
 } // namespace SF
