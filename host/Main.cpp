@@ -35,6 +35,7 @@ constexpr Verb Verbs[] = {
     {"text", "Write a model's canonical text", AddText},
     {"eval", "Evaluate a model at points, one value a line", AddEval},
     {"grid", "Sample a model on a voxel grid, into a NumPy or raw file", AddGrid},
+    {"render", "Draw the part in 3-D, as a PNG picture", AddRender},
     {"slice", "Draw one slice of a voxel grid as a PNG picture", AddSlice},
     {"derive", "Differentiate a model along an axis, into text", AddDerive},
     {"gradient", "Write the three components of a model's gradient, one a line", AddGradient},

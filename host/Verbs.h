@@ -16,6 +16,7 @@ Action AddCheck(Arguments& ioArguments);
 Action AddText(Arguments& ioArguments);
 Action AddEval(Arguments& ioArguments);
 Action AddGrid(Arguments& ioArguments);
+Action AddRender(Arguments& ioArguments);
 Action AddSlice(Arguments& ioArguments);
 Action AddDerive(Arguments& ioArguments);
 Action AddGradient(Arguments& ioArguments);

@@ -1,0 +1,118 @@
+#pragma once
+
+#include "SFBricks.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace SF {
+
+/// A view of the pieces of a field: how rays of one projection find them.
+class SFTracedView
+{
+public:
+  SFTracedView(SFBricks const& iBricks, SFProjection const& iProjection);
+
+  SFProjection const& Projection() const { return _projection; }
+  /// A piece, and the part of the picture in which it may be seen.
+  struct Covered
+  {
+    SFPixelRange range;
+    std::uint32_t piece;
+  };
+  /// Near ones first on each ray.
+  std::vector<Covered> const& FrontToBack() const { return _frontToBack; }
+
+private:
+  SFProjection _projection;
+  std::vector<Covered> _frontToBack;
+};
+
+/// A ray and the first surface on it.
+struct SFTracedRay
+{
+  SFRay ray;
+  SFClipRegion::Span span{}; ///< what is looked at of it
+  double depth = 0.0;        ///< of the surface; infinite where there is none
+  double value = 0.0;        ///< of the field at the depth, when wanted
+  SFVector3 gradient{};      ///< of the field at the depth, when wanted
+  double curvature = 0.0;    ///< mean curvature of the surface, when wanted; NaN where there is none
+  int face = -1;             ///< the plane of the region that cuts the solid there; -1 for a surface of the field
+};
+
+/// How exactly surfaces are found.
+enum class SFTraceQuality
+{
+  Shadow,   ///< to a quarter of a pixel, and not sure where no Lipschitz bound is known; no gradients
+  Surface,  ///< with value and gradient
+  Curvature ///< with the curvature, too
+};
+
+/// Finds the first surface on rays that lie close together. For one thread.
+class SFRayTracer
+{
+public:
+  SFRayTracer(SFBricks const& iBricks, SFClipRegion const& iRegion, SFWorkOptions const& iOptions,
+              SFTraceQuality iQuality)
+    : _bricks(iBricks), _region(iRegion), _options(iOptions), _quality(iQuality)
+  {
+  }
+
+  /// Rays of places in a part of the picture; the result is valid until the next call.
+  std::vector<SFTracedRay>& Trace(SFTracedView const& iView, SFPixelRange const& iRange, std::uint32_t iColumns,
+                                  std::uint32_t iRows);
+
+private:
+  /// A ray within a piece.
+  struct Active
+  {
+    std::uint32_t ray;
+    double depth;
+    double end;
+    double step = 0.0; ///< a first guess of how far the surface is, by walking
+  };
+
+  void Start(SFPixelRange const& iRange);
+  void Enter(SFBrick const& iPiece, SFPixelRange const& iCover);
+  void TraceIn(SFBrick const& iPiece);
+  void March(SFBrick const& iPiece);
+  void Advance(std::size_t iCount, double iLipschitz);
+  void AcceptNear(SFBrick const& iPiece);
+  void Slide(SFBrick const& iPiece);
+  void Walk(SFBrick const& iPiece, Active const& iActive);
+  bool IsHitIn(SFBrick const& iPiece, SFRay const& iRay, double iFrom, double iTo, double& oDepth);
+  void Hit(std::uint32_t iRay, double iDepth);
+  void EvaluateHits(SFBrick const& iPiece);
+  void EvaluateCurvatures(SFBrick const& iPiece);
+  void Evaluate(SFBrick const& iPiece, std::vector<Active> const& iPlaces, bool iWithGradients);
+  double ToleranceAt(double iDepth) const
+  {
+    constexpr double ofPixel = 0.005;
+    constexpr double ofShadow = 0.25;
+    return (_quality == SFTraceQuality::Shadow ? ofShadow : ofPixel) * _projection->PixelAt(std::abs(iDepth));
+  }
+
+  SFBricks const& _bricks;
+  SFClipRegion const& _region;
+  SFWorkOptions const& _options;
+  SFTraceQuality _quality;
+  SFProjection const* _projection = nullptr;
+  std::vector<SFTracedRay> _rays;
+  SFPixelRange _range;
+  std::uint32_t _columns = 0;
+  std::uint32_t _rows = 0;
+  std::size_t _openCount = 0; ///< rays that may still meet something
+  std::vector<std::uint8_t> _isOpen;
+  std::vector<Active> _active;
+  std::vector<Active> _near;   ///< as close to a surface as steps come
+  std::vector<Active> _walked; ///< go on by interval arithmetic
+  std::vector<Active> _hits;
+  std::vector<double> _x;
+  std::vector<double> _y;
+  std::vector<double> _z;
+  std::vector<double> _values;
+  std::vector<double> _gradients;
+  std::vector<double> _curvatures;
+};
+
+} // namespace SF
