@@ -15,7 +15,8 @@ bool IsInside(double iValue) { return std::signbit(iValue) && !std::isnan(iValue
 
 SFMeshBlockMaker::SFMeshBlockMaker(SFMeshLattice const& iLattice, bool iHasSharpFeatures)
   : _lattice(iLattice), _samples(Points * Points * Points), _inside(_samples.size()),
-    _crossingOf(3 * _samples.size(), -1), _crossings(iLattice.voxel), _placer(iLattice.voxel, iHasSharpFeatures)
+    _crossingOf(3 * _samples.size(), -1), _crossings(iLattice.voxel), _placer(iLattice.voxel, iHasSharpFeatures),
+    _crossingsBeyond(iLattice.voxel), _placerBeyond(iLattice.voxel, iHasSharpFeatures)
 {
 }
 
@@ -73,33 +74,46 @@ SFLatticeIndex SFMeshBlockMaker::PointOf(SFMeshBlock const& iBlock, std::uint32_
   return {iBlock.low[0] + iCell % Side, iBlock.low[1] + iCell / Side % Side, iBlock.low[2] + iCell / Side / Side};
 }
 
-/// Cells that are pinched at the same face as their neighbour. The neighbour may be in another block, which comes to the
-/// same conclusion: both look at the same eight values.
+bool SFMeshBlockMaker::IsHere(SFMeshBlock const& iBlock, SFLatticeIndex const& iCell, std::uint32_t& oCell) const
+{
+  std::array<std::uint32_t, 3> at{};
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    at[axis] = static_cast<std::uint32_t>(iCell[axis] - iBlock.low[axis]);
+    if (at[axis] >= Side)
+      return false;
+  }
+  oCell = SFMeshBlock::CellAt(at[0], at[1], at[2]);
+  return true;
+}
+
+/// The corners of a cell that are inside. The cell may be next to the block: the values are those that its own block has,
+/// and stay in the batch.
+std::uint8_t SFMeshBlockMaker::InsideOf(SFCompiledField const& iField, SFMeshBlock const& iBlock,
+                                        SFLatticeIndex const& iCell)
+{
+  if (std::uint32_t cell = 0; IsHere(iBlock, iCell, cell))
+    return iBlock.cells[cell].inside;
+  _batch.Clear();
+  for (std::int64_t corner = 0; corner < 8; ++corner)
+    _batch.Add(_lattice.At({iCell[0] + (corner & 1), iCell[1] + (corner >> 1 & 1), iCell[2] + (corner >> 2)}));
+  _batch.Evaluate(iField);
+  unsigned int inside = 0;
+  for (unsigned int corner = 0; corner < 8; ++corner)
+    inside |= IsInside(_batch.Value(corner)) ? 1U << corner : 0U;
+  return static_cast<std::uint8_t>(inside);
+}
+
+/// Finds the cells that are pinched at the same face as their neighbour. It may be in another block, which finds it too.
 void SFMeshBlockMaker::TurnFaces(SFCompiledField const& iField, SFMeshBlock& ioBlock)
 {
-  std::vector<std::uint32_t> pinched;
-  _batch.Clear();
-  for (std::uint32_t const cell : _active) {
-    unsigned int const face = ioBlock.cells[cell].GetParts().pinchedFace;
+  for (std::uint32_t const index : _active) {
+    SFMeshCell& cell = ioBlock.cells[index];
+    unsigned int const face = DualCellOf(cell.inside, false).pinchedFace;
     if (face == SFDualCell::None)
       continue;
-    pinched.push_back(cell);
-    SFLatticeIndex neighbour = PointOf(ioBlock, cell);
+    SFLatticeIndex neighbour = PointOf(ioBlock, index);
     neighbour[face / 2] += face % 2 != 0 ? 1 : -1;
-    for (std::int64_t corner = 0; corner < 8; ++corner)
-      _batch.Add(_lattice.At(
-          {neighbour[0] + (corner & 1), neighbour[1] + (corner >> 1 & 1), neighbour[2] + (corner >> 2 & 1)}));
-  }
-  if (pinched.empty())
-    return;
-  _batch.Evaluate(iField);
-  for (std::size_t i = 0; i < pinched.size(); ++i) {
-    SFMeshCell& cell = ioBlock.cells[pinched[i]];
-    unsigned int inside = 0;
-    for (unsigned int corner = 0; corner < 8; ++corner)
-      inside |= IsInside(_batch.Value(8 * i + corner)) ? 1U << corner : 0U;
-    SFDualCell const& neighbour = DualCellOf(static_cast<std::uint8_t>(inside), false);
-    cell.isTurned = neighbour.pinchedFace == (cell.GetParts().pinchedFace ^ 1U);
+    cell.isTurned = DualCellOf(InsideOf(iField, ioBlock, neighbour), false).pinchedFace == (face ^ 1U);
   }
 }
 
@@ -116,7 +130,7 @@ void SFMeshBlockMaker::FindCrossings(SFCompiledField const& iField, SFMeshBlock&
         continue;
       unsigned int const corner = LowCornerOf(edge);
       std::array<std::uint32_t, 3> const low{at[0] + (corner & 1), at[1] + (corner >> 1 & 1), at[2] + (corner >> 2)};
-      std::uint32_t const sample = low[0] + Points * (low[1] + Points * low[2]);
+      std::uint32_t const sample = SampleAt(low);
       std::uint32_t const axis = edge / 4;
       std::int32_t& crossing = _crossingOf[3 * sample + axis];
       if (crossing < 0)
@@ -128,6 +142,51 @@ void SFMeshBlockMaker::FindCrossings(SFCompiledField const& iField, SFMeshBlock&
   _crossings.Run(iField);
 }
 
+void SFMeshBlockMaker::AddVertices(SFLatticeIndex const& iCell, SFDualCell const& iParts,
+                                   SFEdgeCrossings const& iCrossings, std::array<std::size_t, 12> const& iCrossingOf,
+                                   SFVertexPlacer& ioPlacer) const
+{
+  for (unsigned int part = 0; part < iParts.count; ++part) {
+    ioPlacer.AddVertex(iCell, _lattice.At(iCell));
+    for (unsigned int edge = 0; edge < 12; ++edge)
+      if (iParts.partOf[edge] == part)
+        ioPlacer.AddCrossing(iCrossings.Position(iCrossingOf[edge]), iCrossings[iCrossingOf[edge]].plane);
+  }
+}
+
+/// Whether a cell, which may be next to the block, has a vertex that its own crossings place on an edge.
+bool SFMeshBlockMaker::HasSharpVertex(SFCompiledField const& iField, SFMeshBlock const& iBlock,
+                                      SFLatticeIndex const& iCell)
+{
+  if (std::uint32_t index = 0; IsHere(iBlock, iCell, index)) {
+    SFMeshCell const& cell = iBlock.cells[index];
+    for (unsigned int part = 0; part < cell.GetParts().count; ++part)
+      if (_placer.IsSharp(cell.firstVertex + part))
+        return true;
+    return false;
+  }
+  SFDualCell const& parts = DualCellOf(InsideOf(iField, iBlock, iCell), false);
+  std::array<std::size_t, 12> crossingOf{};
+  _crossingsBeyond.Clear();
+  for (unsigned int edge = 0; edge < 12; ++edge) {
+    unsigned int const low = LowCornerOf(edge);
+    if (parts.partOf[edge] != SFDualCell::None)
+      crossingOf[edge] =
+          _crossingsBeyond.Add(_batch.Point(low), edge / 4, _batch.Value(low), _batch.Value(low | 1U << edge / 4));
+  }
+  _crossingsBeyond.Run(iField);
+  _placerBeyond.Clear();
+  AddVertices(iCell, parts, _crossingsBeyond, crossingOf, _placerBeyond);
+  _placerBeyond.Start([&](SFLatticeIndex const& iNext) {
+    std::uint8_t const inside = InsideOf(iField, iBlock, iNext);
+    return inside == 0 || inside == 255;
+  });
+  for (std::size_t part = 0; part < parts.count; ++part)
+    if (_placerBeyond.IsSharp(part))
+      return true;
+  return false;
+}
+
 void SFMeshBlockMaker::PlaceVertices(SFCompiledField const& iField, SFMeshBlock& ioBlock)
 {
   _placer.Clear();
@@ -136,26 +195,25 @@ void SFMeshBlockMaker::PlaceVertices(SFCompiledField const& iField, SFMeshBlock&
     SFMeshCell& cell = ioBlock.cells[index];
     SFDualCell const& parts = cell.GetParts();
     std::array<std::uint32_t, 3> const at{index % Side, index / Side % Side, index / Side / Side};
-    std::array<std::size_t, 12> crossings{};
+    std::array<std::size_t, 12> crossingOf{};
     for (unsigned int edge = 0; edge < 12; ++edge)
       if (parts.partOf[edge] != SFDualCell::None) {
         unsigned int const corner = LowCornerOf(edge);
-        std::uint32_t const sample =
-            at[0] + (corner & 1) + Points * (at[1] + (corner >> 1 & 1) + Points * (at[2] + (corner >> 2)));
-        crossings[edge] = static_cast<std::size_t>(_crossingOf[3 * sample + edge / 4]);
+        std::uint32_t const sample = SampleAt({at[0] + (corner & 1), at[1] + (corner >> 1 & 1), at[2] + (corner >> 2)});
+        crossingOf[edge] = static_cast<std::size_t>(_crossingOf[3 * sample + edge / 4]);
         if (corner == 0)
-          ioBlock.crossings.push_back(static_cast<float>(_crossings[crossings[edge]].at));
+          ioBlock.crossings.push_back(static_cast<float>(_crossings[crossingOf[edge]].at));
       }
     cell.firstVertex = static_cast<std::uint16_t>(vertices);
     vertices += parts.count;
-    for (unsigned int part = 0; part < parts.count; ++part) {
-      _placer.AddVertex(_lattice.At(PointOf(ioBlock, index)));
-      for (unsigned int edge = 0; edge < 12; ++edge)
-        if (parts.partOf[edge] == part)
-          _placer.AddCrossing(_crossings.Position(crossings[edge]), _crossings[crossings[edge]].plane);
-    }
+    AddVertices(PointOf(ioBlock, index), parts, _crossings, crossingOf, _placer);
   }
-  _placer.Run(iField, ioBlock);
+  _placer.Start([&](SFLatticeIndex const& iCell) {
+    std::uint8_t const inside = InsideOf(iField, ioBlock, iCell);
+    return inside == 0 || inside == 255;
+  });
+  _placer.Run(
+      iField, [&](SFLatticeIndex const& iCell) { return HasSharpVertex(iField, ioBlock, iCell); }, ioBlock);
 }
 
 } // namespace SF

@@ -10,6 +10,8 @@ constexpr std::uint32_t Side = SFMeshBlock::Side;
 
 /// Diagonals whose triangles agree with the normals to within this are equally good.
 constexpr double EqualAgreement = 0.01;
+/// A triangle whose height is below this, as a part of its sides, has no direction.
+constexpr double Flat = 1e-6;
 
 /// The vertices of a quadrilateral, counter-clockwise from outside.
 struct Quad
@@ -28,8 +30,12 @@ constexpr std::array<std::array<Corners, 2>, 2> Cuts{{{{{0, 1, 2}, {0, 2, 3}}}, 
 /// ways and only tell what is turned over.
 double AgreementOf(Quad const& iQuad, Corners const& iCorners)
 {
-  SFVector3 const normal = Unit(Cross(iQuad.Position(iCorners[1]) - iQuad.Position(iCorners[0]),
-                                      iQuad.Position(iCorners[2]) - iQuad.Position(iCorners[0])));
+  SFVector3 const one = iQuad.Position(iCorners[1]) - iQuad.Position(iCorners[0]);
+  SFVector3 const other = iQuad.Position(iCorners[2]) - iQuad.Position(iCorners[0]);
+  SFVector3 const across = Cross(one, other);
+  if (Norm(across) <= Flat * (Dot(one, one) + Dot(other, other)))
+    return -1.0; // three vertices on one edge
+  SFVector3 const normal = Unit(across);
   double agreement = 1.0;
   for (std::size_t const corner : iCorners) {
     double const cosine = Dot(normal, AsDoubles(iQuad.vertices[corner]->normal));

@@ -52,9 +52,10 @@ void SFPlaneFit::Add(SFTangentPlane const& iPlane)
   }
 }
 
-SFVector3 SFPlaneFit::Solve() const
+SFPlaneMeeting::SFPlaneMeeting(SFVector3 const& iStart, std::array<double, 6> const& iMatrix, SFVector3 const& iRight)
+  : _start(iStart)
 {
-  auto const& [xx, xy, xz, yy, yz, zz] = _matrix;
+  auto const& [xx, xy, xz, yy, yz, zz] = iMatrix;
   Matrix3 matrix{{{xx, xy, xz}, {xy, yy, yz}, {xz, yz, zz}}};
   Matrix3 vectors{{{1.0, 0.0, 0.0}, {0.0, 1.0, 0.0}, {0.0, 0.0, 1.0}}};
   double const negligible = 1e-15 * (xx + yy + zz);
@@ -65,14 +66,26 @@ SFVector3 SFPlaneFit::Solve() const
     Rotate(matrix, vectors, 0, 2);
     Rotate(matrix, vectors, 1, 2);
   }
-  double const largest = std::max({matrix[0][0], matrix[1][1], matrix[2][2]});
-  SFVector3 solution = _start;
-  for (std::size_t k = 0; k < 3; ++k)
-    if (matrix[k][k] > Cutoff * largest) {
-      SFVector3 const axis{vectors[0][k], vectors[1][k], vectors[2][k]};
-      solution = solution + (Dot(axis, _right) / matrix[k][k]) * axis;
-    }
-  return solution;
+  std::array<std::size_t, 3> order{0, 1, 2};
+  std::stable_sort(order.begin(), order.end(),
+                   [&matrix](std::size_t iA, std::size_t iB) { return matrix[iA][iA] > matrix[iB][iB]; });
+  for (std::size_t k = 0; k < 3; ++k) {
+    std::size_t const column = order[k];
+    _axes[k] = {vectors[0][column], vectors[1][column], vectors[2][column]};
+    double const eigenvalue = matrix[column][column];
+    if (_rank != k || !(eigenvalue > SFPlaneFit::Cutoff * matrix[order[0]][order[0]]))
+      continue;
+    _moves[k] = Dot(_axes[k], iRight) / eigenvalue;
+    ++_rank;
+  }
+}
+
+SFVector3 SFPlaneMeeting::Point(std::size_t iRank) const
+{
+  SFVector3 point = _start;
+  for (std::size_t k = 0; k < iRank; ++k)
+    point = point + _moves[k] * _axes[k];
+  return point;
 }
 
 } // namespace SF

@@ -13,9 +13,17 @@ constexpr double OnSurface = 1e-5;
 constexpr double SlideMargin = 0.25;
 /// A sharp vertex further off than this is no meeting of its sides.
 constexpr double SharpLimit = 0.02;
+/// How far from the faces of its cell a vertex stays that was moved along an edge.
+constexpr double SlideInset = 0.05;
+/// How far out of its cell it may go to reach an edge.
+constexpr double EdgeMargin = 0.5;
+/// A direction with a component below this is parallel to the plane across it.
+constexpr double Parallel = 1e-12;
 
 /// Planes whose normals are less alike than this, by the cosine, are different sides of the surface: 25 degrees.
 constexpr double SideCosine = 0.9;
+/// Planes that are so much alike are one: 2 degrees.
+constexpr double OnePlaneCosine = 0.9994;
 constexpr int MaxRounds = 8;
 constexpr int MaxRefinements = 3;
 /// A side is looked at this far from the vertex, as a part of the way to the centre of its crossings.
@@ -28,11 +36,14 @@ void SFVertexPlacer::Clear()
   _crossings.clear();
   _vertices.clear();
   _sides.clear();
+  _open.clear();
+  _reaches.clear();
 }
 
-void SFVertexPlacer::AddVertex(SFVector3 const& iCellLow)
+void SFVertexPlacer::AddVertex(SFLatticeIndex const& iCell, SFVector3 const& iCellLow)
 {
   Vertex vertex;
+  vertex.cell = iCell;
   vertex.cellLow = iCellLow;
   vertex.firstCrossing = _crossings.size();
   vertex.distance = std::numeric_limits<double>::infinity();
@@ -44,11 +55,74 @@ void SFVertexPlacer::AddCrossing(SFVector3 const& iPoint, SFTangentPlane const& 
   _crossings.push_back({iPoint, iPlane});
 }
 
-void SFVertexPlacer::Run(SFCompiledField const& iField, SFMeshBlock& ioBlock)
+void SFVertexPlacer::Start(CellTest const& iIsEmpty)
 {
-  _open.clear();
+  _isEmpty = iIsEmpty;
   for (std::size_t i = 0; i < _vertices.size(); ++i)
-    Start(i, i + 1 < _vertices.size() ? _vertices[i + 1].firstCrossing : _crossings.size());
+    StartOne(i);
+}
+
+std::size_t SFVertexPlacer::EndOfCrossings(std::size_t iVertex) const
+{
+  return iVertex + 1 < _vertices.size() ? _vertices[iVertex + 1].firstCrossing : _crossings.size();
+}
+
+/// The first position of a vertex: the meeting of the planes, or the centre of the crossings.
+void SFVertexPlacer::StartOne(std::size_t iVertex)
+{
+  Vertex& vertex = _vertices[iVertex];
+  std::size_t const end = EndOfCrossings(iVertex);
+  SFTangentPlane const* first = nullptr;
+  double alike = 1.0;
+  for (std::size_t i = vertex.firstCrossing; i < end; ++i) {
+    auto const& [point, plane] = _crossings[i];
+    vertex.centre = vertex.centre + point;
+    if (!plane.IsKnown())
+      continue;
+    first = first == nullptr ? &plane : first;
+    alike = std::min(alike, Dot(first->normal, plane.normal));
+  }
+  vertex.centre = (1.0 / static_cast<double>(end - vertex.firstCrossing)) * vertex.centre;
+  vertex.position = vertex.best = vertex.centre;
+  if (first == nullptr)
+    return;
+  _open.push_back(iVertex);
+  if (!_hasSharpFeatures || alike >= OnePlaneCosine)
+    return;
+  SFPlaneFit fit(vertex.centre);
+  for (std::size_t i = vertex.firstCrossing; i < end; ++i)
+    if (_crossings[i].plane.IsKnown())
+      fit.Add(_crossings[i].plane);
+  SFPlaneMeeting const meeting = fit.Solve();
+  SFVector3 place{};
+  if (FindPlace(vertex, meeting, place)) {
+    vertex.position = place;
+    FindSides(iVertex);
+  } else if (meeting.GetRank() >= 2)
+    _reaches.push_back({iVertex, meeting});
+}
+
+/// Edges that pass a cell by, though its crossings lie on both of their sides: the surface between them and their
+/// neighbours' would cut the edge off. The vertex goes to the edge in a neighbour, if possible one without a vertex on it.
+void SFVertexPlacer::ReachForEdges(CellTest const& iHasSharpVertex)
+{
+  for (auto const& [index, meeting] : _reaches) {
+    Vertex& vertex = _vertices[index];
+    SFVector3 place = meeting.Point(2);
+    if (!SlideIntoNeighbour(vertex, meeting.EdgeDirection(), iHasSharpVertex, place)) {
+      auto const [low, high] = StretchInCell(vertex, place, meeting.EdgeDirection(), EdgeMargin);
+      if (!(low <= high))
+        continue;
+      place = place + std::clamp(0.0, low, high) * meeting.EdgeDirection();
+    }
+    vertex.position = place;
+    FindSides(index);
+  }
+}
+
+void SFVertexPlacer::Run(SFCompiledField const& iField, CellTest const& iHasSharpVertex, SFMeshBlock& ioBlock)
+{
+  ReachForEdges(iHasSharpVertex);
   for (int round = 0; round < MaxRounds && !_open.empty(); ++round) {
     _batch.Clear();
     for (std::size_t const vertex : _open)
@@ -64,14 +138,111 @@ void SFVertexPlacer::Run(SFCompiledField const& iField, SFMeshBlock& ioBlock)
   Finish(ioBlock);
 }
 
-bool SFVertexPlacer::IsInCell(Vertex const& iVertex, SFVector3 const& iPoint, double iMargin) const
+bool SFVertexPlacer::IsInCell(Vertex const& iVertex, SFVector3 const& iPoint) const
 {
-  for (std::size_t axis = 0; axis < 3; ++axis) {
-    double const along = (iPoint[axis] - iVertex.cellLow[axis]) / _voxel;
-    if (!(along >= -iMargin && along <= 1.0 + iMargin))
+  for (std::size_t axis = 0; axis < 3; ++axis)
+    if (!(iPoint[axis] >= iVertex.cellLow[axis] && iPoint[axis] <= iVertex.cellLow[axis] + _voxel))
       return false;
-  }
   return true;
+}
+
+/// The cell that a point is in; false unless it is next to that of the vertex.
+bool SFVertexPlacer::CellOf(Vertex const& iVertex, SFVector3 const& iPoint, SFLatticeIndex& oCell) const
+{
+  oCell = iVertex.cell;
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    double const step = std::floor((iPoint[axis] - iVertex.cellLow[axis]) / _voxel);
+    if (!(std::abs(step) <= 1.0))
+      return false;
+    oCell[axis] += static_cast<std::int64_t>(step);
+  }
+  return oCell != iVertex.cell;
+}
+
+/// Whether a point is in a cell next to that of the vertex that has no surface, and so no vertex of its own.
+bool SFVertexPlacer::IsInEmptyCell(Vertex const& iVertex, SFVector3 const& iPoint) const
+{
+  SFLatticeIndex cell{};
+  return CellOf(iVertex, iPoint, cell) && _isEmpty(cell);
+}
+
+/// Where a line is within the cell, made larger by a margin: as lengths along its direction, from low to high. None where
+/// low > high.
+SFVertexPlacer::Stretch SFVertexPlacer::StretchInCell(Vertex const& iVertex, SFVector3 const& iPoint,
+                                                      SFVector3 const& iDirection, double iMargin) const
+{
+  Stretch stretch{-std::numeric_limits<double>::infinity(), std::numeric_limits<double>::infinity()};
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    double const low = iVertex.cellLow[axis] - iMargin * _voxel - iPoint[axis];
+    double const high = low + (1.0 + 2.0 * iMargin) * _voxel;
+    if (std::abs(iDirection[axis]) < Parallel) {
+      if (low > 0.0 || high < 0.0)
+        return {1.0, 0.0};
+      continue;
+    }
+    double const one = low / iDirection[axis];
+    double const other = high / iDirection[axis];
+    stretch = {std::max(stretch.low, std::min(one, other)), std::min(stretch.high, std::max(one, other))};
+  }
+  return stretch;
+}
+
+/// Moves a point along a line into the cell, by as little as possible; false when the line does not meet it.
+bool SFVertexPlacer::SlideIntoCell(Vertex const& iVertex, SFVector3 const& iDirection, SFVector3& ioPoint) const
+{
+  auto const [low, high] = StretchInCell(iVertex, ioPoint, iDirection, 0.0);
+  if (!(low <= high))
+    return false;
+  // Not onto a face of the cell, where the neighbour may put its vertex too.
+  double const inset = std::min(SlideInset * _voxel, (high - low) / 2.0);
+  ioPoint = ioPoint + std::clamp(0.0, low + inset, high - inset) * iDirection;
+  return true;
+}
+
+/// Moves a point along a line to the middle of its nearest stretch through a cell next to that of the vertex that has no
+/// vertex on an edge; false when there is none within the margin.
+bool SFVertexPlacer::SlideIntoNeighbour(Vertex const& iVertex, SFVector3 const& iDirection,
+                                        CellTest const& iHasSharpVertex, SFVector3& ioPoint) const
+{
+  auto const [low, high] = StretchInCell(iVertex, ioPoint, iDirection, EdgeMargin);
+  if (!(low <= high))
+    return false;
+  std::vector<double> cuts{low, high};
+  for (std::size_t axis = 0; axis < 3; ++axis)
+    for (double const face : {0.0, _voxel}) {
+      double const cut = (iVertex.cellLow[axis] + face - ioPoint[axis]) / iDirection[axis];
+      if (cut > low && cut < high)
+        cuts.push_back(cut);
+    }
+  std::sort(cuts.begin(), cuts.end());
+  double nearest = std::numeric_limits<double>::infinity();
+  for (std::size_t i = 0; i + 1 < cuts.size(); ++i) {
+    double const middle = (cuts[i] + cuts[i + 1]) / 2.0;
+    SFLatticeIndex cell{};
+    if (std::abs(middle) < std::abs(nearest) && cuts[i + 1] - cuts[i] > SlideInset * _voxel &&
+        CellOf(iVertex, ioPoint + middle * iDirection, cell) && !iHasSharpVertex(cell))
+      nearest = middle;
+  }
+  if (!std::isfinite(nearest))
+    return false;
+  ioPoint = ioPoint + nearest * iDirection;
+  return true;
+}
+
+/// The place of a vertex where planes meet: in its cell, if need be at another place of the edge, or in a cell without
+/// surface next to it. False when there is none.
+bool SFVertexPlacer::FindPlace(Vertex const& iVertex, SFPlaneMeeting const& iMeeting, SFVector3& oPoint) const
+{
+  std::size_t const rank = iMeeting.GetRank();
+  oPoint = iMeeting.Point(rank);
+  if (IsInCell(iVertex, oPoint))
+    return true;
+  if (rank < 2)
+    return false;
+  if ((rank == 2 && SlideIntoCell(iVertex, iMeeting.EdgeDirection(), oPoint)) || IsInEmptyCell(iVertex, oPoint))
+    return true;
+  oPoint = iMeeting.Point(2);
+  return rank == 3 && SlideIntoCell(iVertex, iMeeting.EdgeDirection(), oPoint);
 }
 
 SFVector3 SFVertexPlacer::InCell(Vertex const& iVertex, SFVector3 const& iPoint, double iMargin) const
@@ -83,55 +254,29 @@ SFVector3 SFVertexPlacer::InCell(Vertex const& iVertex, SFVector3 const& iPoint,
   return point;
 }
 
-/// The first position of a vertex: the meeting of the planes, or the centre of the crossings.
-void SFVertexPlacer::Start(std::size_t iVertex, std::size_t iEndOfCrossings)
+void SFVertexPlacer::FindSides(std::size_t iVertex)
 {
   Vertex& vertex = _vertices[iVertex];
-  std::size_t planes = 0;
-  for (std::size_t i = vertex.firstCrossing; i < iEndOfCrossings; ++i) {
-    vertex.centre = vertex.centre + _crossings[i].point;
-    planes += _crossings[i].plane.IsKnown() ? 1 : 0;
-  }
-  vertex.centre = (1.0 / static_cast<double>(iEndOfCrossings - vertex.firstCrossing)) * vertex.centre;
-  vertex.position = vertex.best = vertex.centre;
-  if (planes == 0)
-    return;
-  _open.push_back(iVertex);
-  if (!_hasSharpFeatures)
-    return;
-  SFPlaneFit fit(vertex.centre);
-  for (std::size_t i = vertex.firstCrossing; i < iEndOfCrossings; ++i)
-    if (_crossings[i].plane.IsKnown())
-      fit.Add(_crossings[i].plane);
-  SFVector3 const meeting = fit.Solve();
-  if (!IsInCell(vertex, meeting, 0.0))
-    return;
-  vertex.position = meeting;
-  FindSides(vertex, iEndOfCrossings);
-}
-
-void SFVertexPlacer::FindSides(Vertex& ioVertex, std::size_t iEndOfCrossings)
-{
-  ioVertex.firstSide = _sides.size();
+  vertex.firstSide = _sides.size();
   std::array<double, 12> counts{};
-  for (std::size_t i = ioVertex.firstCrossing; i < iEndOfCrossings; ++i) {
+  for (std::size_t i = vertex.firstCrossing; i < EndOfCrossings(iVertex); ++i) {
     auto const& [point, plane] = _crossings[i];
     if (!plane.IsKnown())
       continue;
-    std::size_t side = ioVertex.firstSide;
+    std::size_t side = vertex.firstSide;
     while (side < _sides.size() && Dot(_sides[side].plane.normal, plane.normal) < SideCosine)
       ++side;
     if (side == _sides.size())
       _sides.push_back({{}, plane});
     _sides[side].centre = _sides[side].centre + point;
-    counts[side - ioVertex.firstSide] += 1.0;
+    counts[side - vertex.firstSide] += 1.0;
   }
-  ioVertex.sides = _sides.size() - ioVertex.firstSide;
-  for (std::size_t k = 0; k < ioVertex.sides; ++k)
-    _sides[ioVertex.firstSide + k].centre = (1.0 / counts[k]) * _sides[ioVertex.firstSide + k].centre;
-  if (ioVertex.sides < 2) {
-    _sides.resize(ioVertex.firstSide);
-    ioVertex.sides = 0;
+  vertex.sides = _sides.size() - vertex.firstSide;
+  for (std::size_t k = 0; k < vertex.sides; ++k)
+    _sides[vertex.firstSide + k].centre = (1.0 / counts[k]) * _sides[vertex.firstSide + k].centre;
+  if (vertex.sides < 2) {
+    _sides.resize(vertex.firstSide);
+    vertex.sides = 0;
   }
 }
 
@@ -196,8 +341,8 @@ void SFVertexPlacer::Refine(SFCompiledField const& iField)
       fit.Add(side.plane);
     }
     ++vertex.refinements;
-    SFVector3 const meeting = fit.Solve();
-    if (IsInCell(vertex, meeting, 0.0))
+    SFVector3 meeting{};
+    if (FindPlace(vertex, fit.Solve(), meeting))
       vertex.position = meeting;
     else
       MakeSmooth(vertex);

@@ -5,6 +5,7 @@
 #include "SFTangentPlanes.h"
 
 #include <cstddef>
+#include <functional>
 #include <vector>
 
 namespace SF {
@@ -16,10 +17,17 @@ public:
   SFVertexPlacer(double iVoxel, bool iHasSharpFeatures) : _voxel(iVoxel), _hasSharpFeatures(iHasSharpFeatures) {}
 
   void Clear();
-  /// The next vertex, in the cell with this lowest corner; its crossings follow.
-  void AddVertex(SFVector3 const& iCellLow);
+  /// The next vertex, in a cell with this place and lowest corner; its crossings follow.
+  void AddVertex(SFLatticeIndex const& iCell, SFVector3 const& iCellLow);
   void AddCrossing(SFVector3 const& iPoint, SFTangentPlane const& iPlane);
-  void Run(SFCompiledField const& iField, SFMeshBlock& ioBlock);
+  using CellTest = std::function<bool(SFLatticeIndex const&)>;
+  /// First places by the crossings alone, in the vertices' own cells or in cells without surface.
+  void Start(CellTest const& iIsEmpty);
+  /// Whether a vertex was placed on an edge or a corner by Start.
+  bool IsSharp(std::size_t iVertex) const { return _vertices[iVertex].sides != 0; }
+  /// Brings all vertices onto the surface. Edges that Start did not reach are looked for in neighbouring cells that
+  /// `iHasSharpVertex` does not tell to have a vertex on them.
+  void Run(SFCompiledField const& iField, CellTest const& iHasSharpVertex, SFMeshBlock& ioBlock);
 
 private:
   struct Crossing
@@ -35,6 +43,7 @@ private:
   };
   struct Vertex
   {
+    SFLatticeIndex cell{};
     SFVector3 cellLow{};
     std::size_t firstCrossing = 0;
     SFVector3 centre{};   ///< of all crossings
@@ -47,9 +56,32 @@ private:
     int refinements = 0;
   };
 
-  void Start(std::size_t iVertex, std::size_t iEndOfCrossings);
-  void FindSides(Vertex& ioVertex, std::size_t iEndOfCrossings);
-  bool IsInCell(Vertex const& iVertex, SFVector3 const& iPoint, double iMargin) const;
+  /// A part of a line.
+  struct Stretch
+  {
+    double low;
+    double high;
+  };
+  /// A vertex whose planes meet beyond its cell.
+  struct Reach
+  {
+    std::size_t vertex;
+    SFPlaneMeeting meeting;
+  };
+
+  void StartOne(std::size_t iVertex);
+  std::size_t EndOfCrossings(std::size_t iVertex) const;
+  void ReachForEdges(CellTest const& iHasSharpVertex);
+  void FindSides(std::size_t iVertex);
+  bool IsInCell(Vertex const& iVertex, SFVector3 const& iPoint) const;
+  bool CellOf(Vertex const& iVertex, SFVector3 const& iPoint, SFLatticeIndex& oCell) const;
+  bool IsInEmptyCell(Vertex const& iVertex, SFVector3 const& iPoint) const;
+  Stretch StretchInCell(Vertex const& iVertex, SFVector3 const& iPoint, SFVector3 const& iDirection,
+                        double iMargin) const;
+  bool SlideIntoCell(Vertex const& iVertex, SFVector3 const& iDirection, SFVector3& ioPoint) const;
+  bool SlideIntoNeighbour(Vertex const& iVertex, SFVector3 const& iDirection, CellTest const& iHasSharpVertex,
+                          SFVector3& ioPoint) const;
+  bool FindPlace(Vertex const& iVertex, SFPlaneMeeting const& iMeeting, SFVector3& oPoint) const;
   SFVector3 InCell(Vertex const& iVertex, SFVector3 const& iPoint, double iMargin) const;
   bool Update(Vertex& ioVertex, SFVector3 const& iPoint, double iValue, SFVector3 const& iGradient) const;
   void Refine(SFCompiledField const& iField);
@@ -62,6 +94,8 @@ private:
   std::vector<Vertex> _vertices;
   std::vector<Side> _sides;
   std::vector<std::size_t> _open;
+  std::vector<Reach> _reaches;
+  CellTest _isEmpty;
   SFPointBatch _batch;
 };
 
