@@ -35,6 +35,8 @@ struct SFMeshingReport
   /// The largest distance of the surface from the mesh, measured where the surface crosses the lattice: at one point for
   /// each pair of triangles.
   double surfaceDistance = 0.0;
+  /// The largest distance of a removed vertex from the mesh that `adaptivity` leaves.
+  double simplification = 0.0;
   std::uint64_t sharpVertices = 0;
   /// Vertices where the field has no gradient, no value or a jump. They lie within their cell.
   std::uint64_t unplacedVertices = 0;

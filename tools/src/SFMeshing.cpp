@@ -1,5 +1,6 @@
 #include "SFMeshing.h"
 
+#include "SFMeshSimplifier.h"
 #include "SFMeshSlabs.h"
 #include "SFPointBatch.h"
 #include "SFToolsErrors.h"
@@ -77,11 +78,19 @@ SFMesh MeshField(SFField const& iField, ZULMathBox const& iBox, double iVoxel, S
   if (!(iOptions.adaptivity >= 0.0))
     throw std::invalid_argument("adaptivity: not a length");
   SFMesh mesh;
-  auto const report = MeshInParts(iField, iBox, iVoxel, iOptions, [&mesh](SFMesh&& ioPart, std::uint32_t) {
+  auto report = MeshInParts(iField, iBox, iVoxel, iOptions, [&mesh](SFMesh&& ioPart, std::uint32_t) {
     Append(std::move(ioPart.vertices), mesh.vertices);
     Append(std::move(ioPart.normals), mesh.normals);
     Append(std::move(ioPart.triangles), mesh.triangles);
   });
+  if (iOptions.adaptivity > 0.0) {
+    SFProgress const progress(iOptions, "simplify");
+    progress.Report(0.0);
+    report.simplification = SFMeshSimplifier(mesh, iOptions.adaptivity, iOptions).Run(progress);
+    report.vertices = mesh.vertices.size();
+    report.triangles = mesh.triangles.size();
+    progress.Report(1.0);
+  }
   if (oReport != nullptr)
     *oReport = report;
   return mesh;
