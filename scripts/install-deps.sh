@@ -36,6 +36,13 @@ ci_packages=(
   clang
   libclang-rt-14-dev # its sanitizers and libFuzzer
   llvm               # llvm-symbolizer: the places in the sanitizers' reports
+  admesh         # what other programs say of meshes
+  f3d            # with a display from
+  xvfb
+  xauth
+  libcgal-dev
+  prusa-slicer
+  python3-meshio
   g++-aarch64-linux-gnu # another processor, to see that no value depends on it,
   qemu-user-static      # and its emulator
   python3-numpy   # readers of volumes that are not ours:

@@ -30,7 +30,8 @@ struct SFMeshTopology
   bool IsWatertight() const { return IsClosed() && IsManifold() && IsOriented(); }
 };
 
-SF_TOOLS_EXPORT SFMeshTopology TopologyOf(SFMesh const& iMesh);
+/// SFCancelled.
+SF_TOOLS_EXPORT SFMeshTopology TopologyOf(SFMesh const& iMesh, SFWorkOptions const& iOptions = {});
 
 /// A number with how far it may be off. The error is an estimate.
 struct SFMeasure

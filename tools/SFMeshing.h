@@ -14,7 +14,8 @@ namespace SF {
 
 struct SFMeshingOptions : SFWorkOptions
 {
-  /// Closes the mesh where the solid leaves the box, with sharp edges; otherwise it is open there.
+  /// Closes the mesh where the solid leaves the box, with sharp edges; otherwise it is open there, and a mesh that is made
+  /// in slabs has vertices there that no triangle uses.
   bool isCapped = true;
   /// Places vertices on the edges and corners of the solid; otherwise these are cut off within a voxel.
   bool hasSharpFeatures = true;

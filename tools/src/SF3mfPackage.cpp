@@ -2,12 +2,17 @@
 
 #include <Model/COM/NMR_DLLInterfaces.h>
 
+#include <algorithm>
 #include <array>
 #include <string_view>
 #include <utility>
 
 namespace SF {
 namespace {
+
+/// Vertices or triangles between two looks at the cancel flag.
+constexpr std::size_t CheckInterval = 8192;
+constexpr auto Stopped = static_cast<LIB3MFRESULT>(LIB3MF_FAIL);
 
 /// An object of lib3mf.
 template <class Type>
@@ -42,61 +47,90 @@ NMR::eModelUnit UnitFor(std::string_view iSymbol)
   return NMR::MODELUNIT_MILLIMETER;
 }
 
-std::vector<NMR::MODELMESHVERTEX> VerticesOf(SF3mfContent const& iContent)
-{
-  std::vector<NMR::MODELMESHVERTEX> vertices;
-  vertices.reserve(iContent.vertices.size());
-  for (auto const& [x, y, z] : iContent.vertices)
-    vertices.push_back({{x, y, z}});
-  return vertices;
-}
-
-std::vector<NMR::MODELMESHTRIANGLE> TrianglesOf(SF3mfContent const& iContent)
-{
-  std::vector<NMR::MODELMESHTRIANGLE> triangles;
-  triangles.reserve(iContent.triangles.size());
-  for (auto const& [a, b, c] : iContent.triangles)
-    triangles.push_back({{a, b, c}});
-  return triangles;
-}
-
 bool IsToContinue(int /*iPercent*/, NMR::ProgressIdentifier /*iStep*/, void* iCancel)
 {
   auto const* const cancel = static_cast<std::atomic<bool> const*>(iCancel);
   return cancel == nullptr || !cancel->load(std::memory_order_relaxed);
 }
 
+bool IsCancelled(SF3mfContent const& iContent)
+{
+  return iContent.cancel != nullptr && iContent.cancel->load(std::memory_order_relaxed);
+}
+
+/// Vertex by vertex, as the call for whole arrays cannot be interrupted.
+LIB3MFRESULT AddGeometry(SF3mfContent const& iContent, NMR::PLib3MFModelMeshObject* ioObject)
+{
+  LIB3MFRESULT result = LIB3MF_OK;
+  for (std::size_t i = 0; i < iContent.vertices.size() && result == LIB3MF_OK; ++i) {
+    auto const& [x, y, z] = iContent.vertices[i];
+    NMR::MODELMESHVERTEX vertex{{x, y, z}};
+    result = i % CheckInterval == 0 && IsCancelled(iContent)
+                 ? Stopped
+                 : NMR::lib3mf_meshobject_addvertex(ioObject, &vertex, nullptr);
+  }
+  for (std::size_t i = 0; i < iContent.triangles.size() && result == LIB3MF_OK; ++i) {
+    auto const& [a, b, c] = iContent.triangles[i];
+    NMR::MODELMESHTRIANGLE triangle{{a, b, c}};
+    result = i % CheckInterval == 0 && IsCancelled(iContent)
+                 ? Stopped
+                 : NMR::lib3mf_meshobject_addtriangle(ioObject, &triangle, nullptr);
+  }
+  return result;
+}
+
 LIB3MFRESULT AddObject(SF3mfContent const& iContent, NMR::PLib3MFModel* ioModel)
 {
   Handle<NMR::PLib3MFModelMeshObject> object;
   Handle<NMR::PLib3MFModelBuildItem> item;
-  auto vertices = VerticesOf(iContent);
-  auto triangles = TrianglesOf(iContent);
   LIB3MFRESULT result = NMR::lib3mf_model_addmeshobject(ioModel, object.Place());
   if (result == LIB3MF_OK)
     result = NMR::lib3mf_object_setnameutf8(object.Get(), iContent.name.c_str());
   if (result == LIB3MF_OK)
-    result = NMR::lib3mf_meshobject_setgeometry(object.Get(), vertices.data(), static_cast<DWORD>(vertices.size()),
-                                                triangles.data(), static_cast<DWORD>(triangles.size()));
+    result = AddGeometry(iContent, object.Get());
   if (result == LIB3MF_OK)
     result = NMR::lib3mf_model_addbuilditem(ioModel, object.Get(), nullptr, item.Place());
   return result;
 }
 
+constexpr std::uint32_t WrittenWell = 0; // what callbacks return
+
+/// The file as it grows. The writer goes back to fill in what it knows in the end only.
+struct Bytes
+{
+  std::vector<unsigned char> content;
+  std::size_t position = 0;
+};
+
+std::uint32_t WriteBytes(BYTE const* iBytes, std::uint32_t iCount, void* ioBytes)
+{
+  auto& [content, position] = *static_cast<Bytes*>(ioBytes);
+  content.resize(std::max(content.size(), position + iCount));
+  std::copy_n(iBytes, iCount, content.begin() + static_cast<std::ptrdiff_t>(position));
+  position += iCount;
+  return WrittenWell;
+}
+
+std::uint32_t SeekBytes(std::uint64_t iPosition, void* ioBytes)
+{
+  static_cast<Bytes*>(ioBytes)->position = static_cast<std::size_t>(iPosition);
+  return WrittenWell;
+}
+
 LIB3MFRESULT Write(SF3mfContent const& iContent, NMR::PLib3MFModel* ioModel, std::vector<unsigned char>& oBytes)
 {
   Handle<NMR::PLib3MFModelWriter> writer;
-  ULONG64 size = 0;
   LIB3MFRESULT result = NMR::lib3mf_model_querywriter(ioModel, "3mf", writer.Place());
   if (result == LIB3MF_OK)
     result = NMR::lib3mf_writer_setprogresscallback(writer.Get(), &IsToContinue,
                                                     const_cast<std::atomic<bool>*>(iContent.cancel));
-  if (result == LIB3MF_OK)
-    result = NMR::lib3mf_writer_getstreamsize(writer.Get(), &size);
   if (result != LIB3MF_OK)
     return result;
-  oBytes.resize(static_cast<std::size_t>(size));
-  return NMR::lib3mf_writer_writetobuffer(writer.Get(), oBytes.data(), size);
+  Bytes bytes;
+  result = NMR::lib3mf_writer_writetocallback(writer.Get(), reinterpret_cast<void*>(&WriteBytes),
+                                              reinterpret_cast<void*>(&SeekBytes), &bytes);
+  oBytes = std::move(bytes.content);
+  return result;
 }
 
 } // namespace

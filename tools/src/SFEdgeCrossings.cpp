@@ -64,7 +64,7 @@ bool SFEdgeCrossings::Update(Search& ioSearch, double iValue, SFVector3 const& i
   double const newton = at - iValue / slope;
   auto const plane = TangentPlaneOf(PointAt(crossing, at), iValue, iGradient);
   if (plane.IsKnown()) {
-    double const distance = std::abs(iValue) / Norm(iGradient) / _voxel;
+    double const distance = std::abs(Dot(plane.normal, PointAt(crossing, at)) - plane.offset) / _voxel;
     double const chord = crossing.values[1] - crossing.values[0];
     bool const isLinear = iRound == 0 && std::abs(slope - chord) <= LinearSlope * std::abs(chord);
     if (distance <= (isLinear ? NearWhenLinear : Near)) {

@@ -214,6 +214,10 @@ void SFMeshBlockMaker::PlaceVertices(SFCompiledField const& iField, SFMeshBlock&
   });
   _placer.Run(
       iField, [&](SFLatticeIndex const& iCell) { return HasSharpVertex(iField, ioBlock, iCell); }, ioBlock);
+  // Cells at the faces of the box reach beyond it.
+  for (SFMeshVertex& vertex : ioBlock.vertices)
+    for (std::size_t axis = 0; axis < 3; ++axis)
+      vertex.position[axis] = std::clamp(vertex.position[axis], _lattice.low[axis], _lattice.high[axis]);
 }
 
 } // namespace SF

@@ -21,10 +21,9 @@ constexpr int VoxelDigits = 10;
 } // namespace
 
 SFMeshLattice::SFMeshLattice(ZULMathBox const& iBox, double iVoxel)
+  : low{iBox.low.x, iBox.low.y, iBox.low.z}, high{iBox.high.x, iBox.high.y, iBox.high.z}
 {
   FrameOver(iBox, iVoxel); // throws
-  SFVector3 const low{iBox.low.x, iBox.low.y, iBox.low.z};
-  SFVector3 const high{iBox.high.x, iBox.high.y, iBox.high.z};
   double largest = 0.0;
   for (std::size_t axis = 0; axis < 3; ++axis) {
     if (!(low[axis] < high[axis]))
@@ -44,9 +43,9 @@ SFMeshLattice::SFMeshLattice(ZULMathBox const& iBox, double iVoxel)
 ZULMathBox SFMeshLattice::BoxBetween(SFLatticeIndex const& iLow, SFLatticeIndex const& iHigh,
                                      std::int64_t iMargin) const
 {
-  SFVector3 const low = At({iLow[0] - iMargin, iLow[1] - iMargin, iLow[2] - iMargin});
-  SFVector3 const high = At({iHigh[0] + iMargin, iHigh[1] + iMargin, iHigh[2] + iMargin});
-  return {{low[0], low[1], low[2]}, {high[0], high[1], high[2]}};
+  SFVector3 const from = At({iLow[0] - iMargin, iLow[1] - iMargin, iLow[2] - iMargin});
+  SFVector3 const to = At({iHigh[0] + iMargin, iHigh[1] + iMargin, iHigh[2] + iMargin});
+  return {{from[0], from[1], from[2]}, {to[0], to[1], to[2]}};
 }
 
 } // namespace SF

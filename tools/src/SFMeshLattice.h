@@ -28,6 +28,8 @@ struct SFMeshLattice
   /// The box from one point to another, moved outwards by a number of voxels.
   ZULMathBox BoxBetween(SFLatticeIndex const& iLow, SFLatticeIndex const& iHigh, std::int64_t iMargin = 0) const;
 
+  SFVector3 low;  ///< of the box
+  SFVector3 high; ///< of the box
   double voxel;
   SFVector3 origin;
   std::array<std::uint32_t, 3> cells{};

@@ -15,6 +15,8 @@ namespace {
 constexpr std::size_t WallRays = 50'000;
 /// Lengths of the steps inwards, in voxels.
 constexpr double WallStep = 0.5;
+/// They halve a step as often, to a millionth of a voxel.
+constexpr int WallBisections = 20;
 /// A wall has two faces that look away from each other, to within 60 degrees.
 constexpr double OppositeCosine = 0.5;
 
@@ -48,8 +50,8 @@ public:
     for (double at = WallStep * _voxel; at < iFarthest && !_rays.empty(); at += WallStep * _voxel) {
       ThrowIfCancelled(iOptions);
       auto const leaving = TakeThoseOutside(at);
-      for (Ray const& ray : leaving)
-        Measure(ray, at - WallStep * _voxel, at);
+      if (!leaving.empty())
+        Measure(leaving, at - WallStep * _voxel, at);
       if (_thinnest < iFarthest)
         return true;
     }
@@ -77,27 +79,31 @@ private:
     return outside;
   }
 
-  void Measure(Ray const& iRay, double iInside, double iOutside)
+  /// Finds where the rays leave the solid, between two distances.
+  void Measure(std::vector<Ray> const& iRays, double iInside, double iOutside)
   {
-    for (int step = 0; step < 40; ++step) {
-      double const middle = (iInside + iOutside) / 2.0;
-      _one.Clear();
-      _one.Add(iRay.At(middle));
-      _one.Evaluate(_field);
-      (_one.Value(0) < 0.0 ? iInside : iOutside) = middle;
+    std::vector<double> inside(iRays.size(), iInside);
+    std::vector<double> outside(iRays.size(), iOutside);
+    for (int step = 0; step < WallBisections; ++step) {
+      _batch.Clear();
+      for (std::size_t i = 0; i < iRays.size(); ++i)
+        _batch.Add(iRays[i].At((inside[i] + outside[i]) / 2.0));
+      _batch.Evaluate(_field);
+      for (std::size_t i = 0; i < iRays.size(); ++i)
+        (_batch.Value(i) < 0.0 ? inside[i] : outside[i]) = (inside[i] + outside[i]) / 2.0;
     }
-    _one.EvaluateGradient(_field);
-    if (Dot(Unit(_one.Gradient(0)), iRay.direction) < OppositeCosine || iOutside >= _thinnest)
-      return;
-    _thinnest = iOutside;
-    _place = iRay.At(iOutside / 2.0);
+    _batch.EvaluateGradient(_field);
+    for (std::size_t i = 0; i < iRays.size(); ++i)
+      if (Dot(Unit(_batch.Gradient(i)), iRays[i].direction) >= OppositeCosine && outside[i] < _thinnest) {
+        _thinnest = outside[i];
+        _place = iRays[i].At(outside[i] / 2.0);
+      }
   }
 
   SFCompiledField const& _field;
   double _voxel;
   std::vector<Ray> _rays;
   SFPointBatch _batch;
-  SFPointBatch _one;
   double _thinnest = std::numeric_limits<double>::infinity();
   SFVector3 _place{};
 };
@@ -154,7 +160,7 @@ SFSolidMeasures MeasureField(SFField const& iField, ZULMathBox const& iBox, doub
   SFSolidMeasures measures;
   SFMesh const mesh = MeshField(iField, iBox, iVoxel, options, &measures.report);
   ThrowIfCancelled(iOptions);
-  measures.topology = TopologyOf(mesh);
+  measures.topology = TopologyOf(mesh, iOptions);
   ThrowIfCancelled(iOptions);
   SFMassProperties const fine = MassPropertiesOf(mesh);
   options.profiler = nullptr;

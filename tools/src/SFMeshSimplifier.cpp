@@ -16,10 +16,16 @@ constexpr double Thinnest = 0.02;
 constexpr double FacingCosine = 0.2;
 /// The cheapest collapses are for the first rounds.
 constexpr int LimitRounds = 8;
+/// A collapse is tested when its cost is at most this many tolerances: over a curved surface the mesh moves by less.
+constexpr double LargestCost = 4.0;
+/// What removed vertices may be off, as a part of the tolerance: the surface between them is a little further off.
+constexpr double VertexShare = 0.5;
 constexpr int MaxRounds = 400;
 /// Rounds end when fewer than one in so many vertices go.
 constexpr std::size_t LeastPart = 2000;
 constexpr std::size_t TestsPerTask = 256;
+/// Vertices between two looks at the cancel flag.
+constexpr std::uint32_t CheckInterval = 16384;
 
 SFVector3 NormalOf(std::array<SFVector3, 3> const& iCorners)
 {
@@ -39,7 +45,7 @@ double ShapeOf(std::array<SFVector3, 3> const& iCorners)
 } // namespace
 
 SFMeshSimplifier::SFMeshSimplifier(SFMesh& ioMesh, double iTolerance, SFWorkOptions const& iOptions)
-  : _mesh(ioMesh), _tolerance(iTolerance), _options(iOptions), _ownerOf(ioMesh.vertices.size(), None),
+  : _mesh(ioMesh), _tolerance(VertexShare * iTolerance), _options(iOptions), _ownerOf(ioMesh.vertices.size(), None),
     _isFixed(ioMesh.vertices.size()), _isTried(ioMesh.vertices.size()), _isLocked(ioMesh.vertices.size())
 {
 }
@@ -58,7 +64,7 @@ double SFMeshSimplifier::Run(SFProgress const& iProgress)
   }
   for (int round = 0; round < MaxRounds; ++round) {
     ThrowIfCancelled(_options);
-    double const limit = _tolerance * std::min(1.0, (round + 1.0) / LimitRounds);
+    double const limit = LargestCost * _tolerance * std::min(1.0, (round + 1.0) / LimitRounds);
     std::size_t const vertices = _mesh.triangles.size() / 2;
     if (RunRound(limit) <= vertices / LeastPart && round >= LimitRounds)
       break;
@@ -143,6 +149,8 @@ void SFMeshSimplifier::Choose(double iLimit)
   _chosen.clear();
   std::fill(_isLocked.begin(), _isLocked.end(), false);
   for (std::uint32_t vertex = 0; vertex < _mesh.vertices.size(); ++vertex) {
+    if (vertex % CheckInterval == 0)
+      ThrowIfCancelled(_options);
     auto const triangles = TrianglesAt(vertex);
     if (triangles.empty() || _isFixed[vertex] || _isTried[vertex] || _isLocked[vertex])
       continue;
@@ -154,7 +162,7 @@ void SFMeshSimplifier::Choose(double iLimit)
       continue;
     std::uint32_t const target = BestTarget(vertex, iLimit);
     if (target == None) {
-      _isTried[vertex] = iLimit >= _tolerance;
+      _isTried[vertex] = iLimit >= LargestCost * _tolerance;
       continue;
     }
     _chosen.push_back({vertex, target, false});

@@ -1,7 +1,10 @@
 #include "SFMeshSlabs.h"
 
 #include "SFMeshBlockMaker.h"
+#include "SFMeshSlivers.h"
 #include "SFMeshTriangles.h"
+#include "SFPointBatch.h"
+#include "SFTangentPlanes.h"
 
 #include <algorithm>
 #include <limits>
@@ -16,8 +19,17 @@ constexpr std::int64_t Side = SFMeshBlock::Side;
 constexpr std::int64_t TaskBlocks = 4;
 /// A slab has as many layers as this number of blocks allows.
 constexpr std::int64_t BlocksPerSlab = 8192;
+/// How near to the surface, in voxels, the centre of a triangle is on it.
+constexpr double OnSurface = 1e-3;
 /// Memory is looked at each time that so many bytes have been taken.
 constexpr double CheckInterval = 64e6;
+
+/// Positive outside of the box, by the distances from its planes.
+SFField BoxPlanes(ZULMathBox const& iBox)
+{
+  return Intersection({iBox.low.x - SFField::X(), SFField::X() - iBox.high.x, iBox.low.y - SFField::Y(),
+                       SFField::Y() - iBox.high.y, iBox.low.z - SFField::Z(), SFField::Z() - iBox.high.z});
+}
 
 template <class Part>
 std::vector<std::size_t> Offsets(std::vector<Part> const& iParts, std::size_t (*iSizeOf)(Part const&))
@@ -30,14 +42,16 @@ std::vector<std::size_t> Offsets(std::vector<Part> const& iParts, std::size_t (*
 
 } // namespace
 
-SFMeshSlabs::SFMeshSlabs(SFField const& iField, SFMeshLattice const& iLattice, SFMeshingOptions const& iOptions,
-                         SFProgress const& iProgress)
-  : _lattice(iLattice), _options(iOptions), _progress(iProgress)
+SFMeshSlabs::SFMeshSlabs(SFField const& iField, ZULMathBox const& iBox, SFMeshLattice const& iLattice,
+                         SFMeshingOptions const& iOptions, SFProgress const& iProgress)
+  : _box(iBox), _lattice(iLattice), _options(iOptions), _progress(iProgress)
 {
   // Blocks are what threads share out; each works alone.
   SFWorkOptions alone = iOptions;
   alone.threads = 1;
-  _field = CompileFor(iField, alone);
+  _field = CompileFor(Intersection(iField, BoxPlanes(iBox)), alone);
+  if (!iOptions.isCapped)
+    _uncapped = CompileFor(iField, alone);
   for (unsigned int worker = 0; worker < ThreadsOf(iOptions); ++worker)
     _makers.push_back(std::make_unique<SFMeshBlockMaker>(iLattice, iOptions.hasSharpFeatures));
   for (std::size_t axis = 0; axis < 3; ++axis)
@@ -168,6 +182,28 @@ void SFMeshSlabs::NumberVertices()
   _report.vertices = _vertexCount;
 }
 
+/// Removes the triangles on the box that close the solid. Those of a surface that lies there by itself stay.
+void SFMeshSlabs::RemoveCap(SFMeshBlock const& iBlock, SFBlockTriangles& ioTriangles) const
+{
+  if (ioTriangles.onFaces.empty())
+    return;
+  std::shared_ptr<SFCompiledField> here;
+  SFLatticeIndex const high{iBlock.low[0] + Side, iBlock.low[1] + Side, iBlock.low[2] + Side};
+  Require(_uncapped->Restrict(_lattice.BoxBetween(iBlock.low, high, SFMeshBlockMaker::Margin), here));
+  SFPointBatch batch;
+  for (SFVector3 const& centre : ioTriangles.centresOnFaces)
+    batch.Add(centre);
+  batch.EvaluateGradient(*here);
+  for (std::size_t i = 0; i < batch.Size(); ++i) {
+    auto const plane = TangentPlaneOf(batch.Point(i), batch.Value(i), batch.Gradient(i));
+    bool const isSurface =
+        plane.IsKnown() && std::abs(Dot(plane.normal, batch.Point(i)) - plane.offset) <= OnSurface * _lattice.voxel;
+    if (!isSurface)
+      ioTriangles.triangles[ioTriangles.onFaces[i]] = {0, 0, 0};
+  }
+  std::erase(ioTriangles.triangles, std::array<std::uint32_t, 3>{0, 0, 0});
+}
+
 SFMesh SFMeshSlabs::Assemble()
 {
   std::vector<SFMeshBlock const*> blocks;
@@ -182,9 +218,11 @@ SFMesh SFMeshSlabs::Assemble()
   std::vector<SFBlockTriangles> triangles(blocks.size());
   ForEach(blocks.size(), _options, [&](std::size_t iBlock, unsigned int) {
     SFMeshBlock const& block = *blocks[iBlock];
-    triangles[iBlock] = TrianglesOf(_lattice, block, [&](std::array<int, 3> const& iStep) {
+    ZULMathBox const* const openBox = _options.isCapped ? nullptr : &_box;
+    triangles[iBlock] = TrianglesOf(_lattice, block, openBox, [&](std::array<int, 3> const& iStep) {
       return BlockAt({block.low[0] / Side + iStep[0], block.low[1] / Side + iStep[1], block.low[2] / Side + iStep[2]});
     });
+    RemoveCap(block, triangles[iBlock]);
   });
   auto const offsets =
       Offsets<SFBlockTriangles>(triangles, [](SFBlockTriangles const& iPart) { return iPart.triangles.size(); });
@@ -205,6 +243,13 @@ SFMesh SFMeshSlabs::Assemble()
   for (SFBlockTriangles const& of : triangles)
     _report.surfaceDistance = std::max(_report.surfaceDistance, of.surfaceDistance);
   _report.triangles += part.triangles.size();
+  // The vertices of the last layer get more triangles from the next slab.
+  auto complete = static_cast<std::uint32_t>(_vertexCount);
+  if (_end < _blocks[2])
+    for (auto const& block : _layers.back())
+      if (block != nullptr)
+        complete = std::min(complete, block->firstVertex);
+  MendSlivers(part, first, complete);
   return part;
 }
 

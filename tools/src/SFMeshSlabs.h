@@ -12,19 +12,20 @@
 namespace SF {
 
 class SFMeshBlockMaker;
+struct SFBlockTriangles;
 
 /// Makes a mesh slab by slab: a slab is one or more layers of blocks. Memory is that of two slabs.
 class SFMeshSlabs
 {
 public:
-  /// `iField` is positive on the faces of the lattice.
-  SFMeshSlabs(SFField const& iField, SFMeshLattice const& iLattice, SFMeshingOptions const& iOptions,
-              SFProgress const& iProgress);
+  SFMeshSlabs(SFField const& iField, ZULMathBox const& iBox, SFMeshLattice const& iLattice,
+              SFMeshingOptions const& iOptions, SFProgress const& iProgress);
   ~SFMeshSlabs();
 
   /// Hands on the slabs from the lowest one on: the vertices and the triangles that end in it.
   void Run(std::function<void(SFMesh&& ioPart, std::uint32_t iFirstVertex)> const& iTake);
 
+  SFCompiledField const& GetField() const { return *_field; }
   SFMeshingReport const& GetReport() const { return _report; }
 
 private:
@@ -36,14 +37,17 @@ private:
   bool IsBeyond(SFLatticeIndex const& iLow) const;
   void NumberVertices();
   SFMesh Assemble();
+  void RemoveCap(SFMeshBlock const& iBlock, SFBlockTriangles& ioTriangles) const;
   void RequireRoom(SFMeshBlock const& iBlock);
   SFMeshBlock const* BlockAt(SFLatticeIndex const& iPlace) const;
   std::size_t PlaceOf(std::int64_t iX, std::int64_t iY) const;
 
+  ZULMathBox _box;
   SFMeshLattice const& _lattice;
   SFMeshingOptions const& _options;
   SFProgress _progress;
-  std::shared_ptr<SFCompiledField> _field;
+  std::shared_ptr<SFCompiledField> _field;                ///< positive outside of the box
+  std::shared_ptr<SFCompiledField> _uncapped;             ///< without regard to the box; null when that is not needed
   std::vector<std::unique_ptr<SFMeshBlockMaker>> _makers; ///< of each worker
   SFLatticeIndex _blocks{};                               ///< along each axis, of the whole lattice
   std::int64_t _begin = 0;                                ///< the layers of the slab

@@ -100,15 +100,22 @@ public:
 private:
   static constexpr std::size_t CountPosition = 80;
 
+  /// The normal is that of the corners as they are written.
   void AddTriangle(std::array<SFVector3, 3> const& iCorners)
   {
-    auto const normal = AsFloats(Unit(Cross(iCorners[1] - iCorners[0], iCorners[2] - iCorners[0])));
-    std::array<float, 12> record{normal[0], normal[1], normal[2]};
-    for (std::size_t k = 0; k < 9; ++k)
-      record[3 + k] = static_cast<float>(iCorners[k / 3][k % 3]);
-    for (float const value : record)
-      _bytes.Add(value);
+    std::array<std::array<float, 3>, 3> const corners{AsFloats(iCorners[0]), AsFloats(iCorners[1]),
+                                                      AsFloats(iCorners[2])};
+    SFVector3 const origin = AsDoubles(corners[0]);
+    AddVector(AsFloats(Unit(Cross(AsDoubles(corners[1]) - origin, AsDoubles(corners[2]) - origin))));
+    for (auto const& corner : corners)
+      AddVector(corner);
     _bytes.Add(std::uint16_t{0});
+  }
+
+  void AddVector(std::array<float, 3> const& iVector)
+  {
+    for (float const value : iVector)
+      _bytes.Add(value);
   }
 
   SFOutputFile& _file;

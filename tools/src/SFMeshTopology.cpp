@@ -1,5 +1,6 @@
 #include "SFMeshMeasure.h"
 #include "SFVector3.h"
+#include "SFWork.h"
 
 #include <algorithm>
 #include <numeric>
@@ -8,6 +9,9 @@
 
 namespace SF {
 namespace {
+
+/// Vertices between two looks at the cancel flag.
+constexpr std::uint32_t CheckInterval = 65536;
 
 /// The triangles at each vertex, as the pairs of their other corners, in the order of the triangle.
 class Fans
@@ -133,7 +137,7 @@ void CountComponents(SFMesh const& iMesh, SFMeshTopology& ioTopology)
 
 } // namespace
 
-SFMeshTopology TopologyOf(SFMesh const& iMesh)
+SFMeshTopology TopologyOf(SFMesh const& iMesh, SFWorkOptions const& iOptions)
 {
   SFMeshTopology topology;
   Fans fans(iMesh);
@@ -142,11 +146,14 @@ SFMeshTopology TopologyOf(SFMesh const& iMesh)
   std::vector<std::uint32_t> out;
   std::vector<std::uint32_t> in;
   for (std::uint32_t vertex = 0; vertex < iMesh.vertices.size(); ++vertex) {
+    if (vertex % CheckInterval == 0)
+      ThrowIfCancelled(iOptions);
     auto const spokes = fans.At(vertex);
     vertices += spokes.empty() ? 0 : 1;
     CountEdges(vertex, spokes, out, in, edges, topology);
     topology.pinchedVertices += spokes.empty() || IsOneFan(spokes) ? 0 : 1;
   }
+  ThrowIfCancelled(iOptions);
   CountComponents(iMesh, topology);
   std::int64_t const euler =
       vertices - static_cast<std::int64_t>(edges) + static_cast<std::int64_t>(iMesh.triangles.size());

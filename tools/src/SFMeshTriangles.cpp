@@ -12,6 +12,8 @@ constexpr std::uint32_t Side = SFMeshBlock::Side;
 constexpr double EqualAgreement = 0.01;
 /// A triangle whose height is below this, as a part of its sides, has no direction.
 constexpr double Flat = 1e-6;
+/// How near to a face of the box a vertex is on it, in voxels.
+constexpr double OnFace = 1e-4;
 
 /// The vertices of a quadrilateral, counter-clockwise from outside.
 struct Quad
@@ -66,9 +68,9 @@ std::size_t BetterCut(Quad const& iQuad)
 class Builder
 {
 public:
-  Builder(SFMeshLattice const& iLattice, SFMeshBlock const& iBlock,
+  Builder(SFMeshLattice const& iLattice, SFMeshBlock const& iBlock, ZULMathBox const* iBox,
           std::function<SFMeshBlock const*(std::array<int, 3> const&)> const& iBlockAt)
-    : _lattice(iLattice), _block(iBlock)
+    : _lattice(iLattice), _block(iBlock), _box(iBox)
   {
     for (int i = 0; i < 8; ++i)
       _blocks[static_cast<std::size_t>(i)] = iBlockAt({-(i & 1), -(i >> 1 & 1), -(i >> 2)});
@@ -131,8 +133,27 @@ private:
   void AddTriangles(Quad const& iQuad)
   {
     _cut = BetterCut(iQuad);
-    for (Corners const& corners : Cuts[_cut])
+    for (Corners const& corners : Cuts[_cut]) {
+      if (_box != nullptr && IsOnFace(iQuad, corners)) {
+        _result.onFaces.push_back(static_cast<std::uint32_t>(_result.triangles.size()));
+        _result.centresOnFaces.push_back(
+            (1.0 / 3.0) * (iQuad.Position(corners[0]) + iQuad.Position(corners[1]) + iQuad.Position(corners[2])));
+      }
       _result.triangles.push_back({iQuad.numbers[corners[0]], iQuad.numbers[corners[1]], iQuad.numbers[corners[2]]});
+    }
+  }
+
+  bool IsOnFace(Quad const& iQuad, Corners const& iCorners) const
+  {
+    for (std::size_t axis = 0; axis < 3; ++axis)
+      for (ZULMathPoint const& corner : {_box->low, _box->high}) {
+        double const face = std::array<double, 3>{corner.x, corner.y, corner.z}[axis];
+        if (std::all_of(iCorners.begin(), iCorners.end(), [&](std::size_t iCorner) {
+              return std::abs(iQuad.Position(iCorner)[axis] - face) <= OnFace * _lattice.voxel;
+            }))
+          return true;
+      }
+    return false;
   }
 
   void Measure(Quad const& iQuad, SFVector3 const& iCrossing)
@@ -147,6 +168,7 @@ private:
 
   SFMeshLattice const& _lattice;
   SFMeshBlock const& _block;
+  ZULMathBox const* _box;
   std::array<SFMeshBlock const*, 8> _blocks{};
   std::size_t _cut = 0;
   SFBlockTriangles _result;
@@ -188,10 +210,10 @@ double DistanceToTriangle(SFVector3 const& iPoint, std::array<SFVector3, 3> cons
   return Norm(ap - (vb * scale) * ab - (vc * scale) * ac);
 }
 
-SFBlockTriangles TrianglesOf(SFMeshLattice const& iLattice, SFMeshBlock const& iBlock,
+SFBlockTriangles TrianglesOf(SFMeshLattice const& iLattice, SFMeshBlock const& iBlock, ZULMathBox const* iBox,
                              std::function<SFMeshBlock const*(std::array<int, 3> const&)> const& iBlockAt)
 {
-  return Builder(iLattice, iBlock, iBlockAt).Run();
+  return Builder(iLattice, iBlock, iBox, iBlockAt).Run();
 }
 
 } // namespace SF

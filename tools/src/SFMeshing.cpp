@@ -1,5 +1,6 @@
 #include "SFMeshing.h"
 
+#include "SFMeshEstimate.h"
 #include "SFMeshSimplifier.h"
 #include "SFMeshSlabs.h"
 #include "SFPointBatch.h"
@@ -11,20 +12,6 @@
 
 namespace SF {
 namespace {
-
-/// Positive outside of the box, by the distances from its planes.
-SFField BoxPlanes(ZULMathBox const& iBox)
-{
-  std::array<SFField, 3> const coordinates{SFField::X(), SFField::Y(), SFField::Z()};
-  std::array<double, 3> const low{iBox.low.x, iBox.low.y, iBox.low.z};
-  std::array<double, 3> const high{iBox.high.x, iBox.high.y, iBox.high.z};
-  std::vector<SFField> planes;
-  for (std::size_t axis = 0; axis < 3; ++axis) {
-    planes.push_back(SFField(low[axis]) - coordinates[axis]);
-    planes.push_back(coordinates[axis] - SFField(high[axis]));
-  }
-  return Intersection(planes);
-}
 
 /// Says why there is no surface.
 [[noreturn]] void ThrowNoSurface(SFField const& iField, ZULMathBox const& iBox, SFMeshingOptions const& iOptions)
@@ -45,18 +32,41 @@ SFField BoxPlanes(ZULMathBox const& iBox)
                                              : "no surface of the model lies in the box");
 }
 
-SFMeshingReport MeshInParts(SFField const& iField, ZULMathBox const& iBox, double iVoxel,
+SFMeshingReport MeshInParts(SFField const& iField, ZULMathBox const& iBox, double iVoxel, bool iIsWhole,
                             SFMeshingOptions const& iOptions, std::function<void(SFMesh&&, std::uint32_t)> const& iTake)
 {
   SFMeshLattice const lattice(iBox, iVoxel);
   SFProgress const progress(iOptions, "mesh");
   progress.Report(0.0);
-  SFMeshSlabs slabs(Intersection(iField, BoxPlanes(iBox)), lattice, iOptions, progress);
+  SFMeshSlabs slabs(iField, iBox, lattice, iOptions, progress);
+  RequireFeasible(slabs.GetField(), lattice, iIsWhole, iOptions);
   slabs.Run(iTake);
   if (slabs.GetReport().triangles == 0)
     ThrowNoSurface(iField, iBox, iOptions);
   progress.Report(1.0);
   return slabs.GetReport();
+}
+
+/// Drops vertices without triangles.
+void DropLoneVertices(SFMesh& ioMesh)
+{
+  constexpr std::uint32_t none = 0xFFFFFFFF;
+  std::vector<std::uint32_t> placeOf(ioMesh.vertices.size(), none);
+  for (auto const& triangle : ioMesh.triangles)
+    for (std::uint32_t const vertex : triangle)
+      placeOf[vertex] = 0;
+  std::uint32_t count = 0;
+  for (std::size_t vertex = 0; vertex < placeOf.size(); ++vertex)
+    if (placeOf[vertex] != none) {
+      ioMesh.vertices[count] = ioMesh.vertices[vertex];
+      ioMesh.normals[count] = ioMesh.normals[vertex];
+      placeOf[vertex] = count++;
+    }
+  ioMesh.vertices.resize(count);
+  ioMesh.normals.resize(count);
+  for (auto& triangle : ioMesh.triangles)
+    for (std::uint32_t& vertex : triangle)
+      vertex = placeOf[vertex];
 }
 
 template <class Value>
@@ -78,11 +88,15 @@ SFMesh MeshField(SFField const& iField, ZULMathBox const& iBox, double iVoxel, S
   if (!(iOptions.adaptivity >= 0.0))
     throw std::invalid_argument("adaptivity: not a length");
   SFMesh mesh;
-  auto report = MeshInParts(iField, iBox, iVoxel, iOptions, [&mesh](SFMesh&& ioPart, std::uint32_t) {
+  auto report = MeshInParts(iField, iBox, iVoxel, true, iOptions, [&mesh](SFMesh&& ioPart, std::uint32_t) {
     Append(std::move(ioPart.vertices), mesh.vertices);
     Append(std::move(ioPart.normals), mesh.normals);
     Append(std::move(ioPart.triangles), mesh.triangles);
   });
+  if (!iOptions.isCapped) {
+    DropLoneVertices(mesh);
+    report.vertices = mesh.vertices.size();
+  }
   if (iOptions.adaptivity > 0.0) {
     SFProgress const progress(iOptions, "simplify");
     progress.Report(0.0);
@@ -101,9 +115,10 @@ void MeshField(SFField const& iField, ZULMathBox const& iBox, double iVoxel, SFM
 {
   if (iOptions.adaptivity != 0.0)
     throw std::invalid_argument("adaptivity: a mesh in parts cannot be simplified");
-  auto const report = MeshInParts(iField, iBox, iVoxel, iOptions, [&ioSink](SFMesh&& ioPart, std::uint32_t iFirst) {
-    ioSink.Add({ioPart.vertices, ioPart.normals, ioPart.triangles, iFirst});
-  });
+  auto const report =
+      MeshInParts(iField, iBox, iVoxel, false, iOptions, [&ioSink](SFMesh&& ioPart, std::uint32_t iFirst) {
+        ioSink.Add({ioPart.vertices, ioPart.normals, ioPart.triangles, iFirst});
+      });
   if (oReport != nullptr)
     *oReport = report;
 }

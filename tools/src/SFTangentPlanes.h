@@ -19,7 +19,9 @@ struct SFTangentPlane
 /// From the value and the gradient at a point.
 inline SFTangentPlane TangentPlaneOf(SFVector3 const& iPoint, double iValue, SFVector3 const& iGradient)
 {
-  double const length = Norm(iGradient);
+  double length = Norm(iGradient);
+  if (!(length > 1e-150 && length < 1e150)) // its square may not be a number
+    length = std::hypot(iGradient[0], iGradient[1], iGradient[2]);
   if (!(length > 0.0) || !std::isfinite(length) || !std::isfinite(iValue / length))
     return {};
   SFVector3 const normal = (1.0 / length) * iGradient;
