@@ -173,7 +173,7 @@ TEST(Meshing, AdaptivityIsALength)
     SFMeshingReport report;
     SFMesh const fine = Meshed(Sphere(1.0), 64);
     SFMesh const mesh = Meshed(Sphere(1.0), 64, options, &report);
-    EXPECT_LT(3 * mesh.triangles.size(), fine.triangles.size());
+    EXPECT_LT(2 * mesh.triangles.size(), fine.triangles.size());
     EXPECT_GT(report.simplification, adaptivity / 10.0);
     EXPECT_LE(report.simplification, adaptivity);
     for (auto const& [a, b, c] : mesh.triangles) {
