@@ -20,8 +20,8 @@
 // 1 modulo 8, and s is |d| 2^-56 / m away. The approximation is less than 2 off, hence 1.5 at most there. The roundings on
 // the way to the slope 1 / (2 s) and the seed make it wrong by k 2^-53 / m, k < 3; the remainder's rounding adds 2^-53, the
 // curvature of the root 2^-53 / m. So 12 (k + m + 1) < |d| suffices, which holds from |d| = 60 on. For the lesser ones
-// there are some thirty significands, of which the tests compare the results, from this processor's own seeds, with
-// those of its instruction.
+// there are two dozen significands for which the seeds decide: before these kernels are used, what they make of them is
+// compared with the results of the instruction.
 
 #define SF_FUSED_STEPS SF_KERNEL_TARGET SF_KERNEL_INLINE
 

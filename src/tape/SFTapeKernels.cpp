@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdlib>
 #include <mutex>
 #include <utility>
@@ -111,6 +112,30 @@ namespace {
 #undef SF_KERNEL_AVX512
 } // namespace
 } // namespace Avx512
+
+namespace {
+
+/// Whether this processor's approximate roots lead to rounded ones for the significands of which SFTapeKernelFusedSteps.inl
+/// leaves that open.
+bool RoundsHardRoots(SFTapeKernels const& iKernels)
+{
+  constexpr std::array hard{0x1.0000000000001p+0, 0x1.0000000000003p+0, 0x1.0000000000005p+0, 0x1.0000000000007p+0,
+                            0x1.1dad9cfe3d12ap+0, 0x1.256565cadcbf4p+0, 0x1.270ac7cec9d2ap+0, 0x1.283741a1bef08p+0,
+                            0x1.2b035c1197f48p+0, 0x1.732b9a374ddcep+0, 0x1.955d8279a3c0fp+0, 0x1.a881d1831fabdp+0,
+                            0x1.ba44c2a0737a2p+0, 0x1.d407bb3641da5p+0, 0x1.e99893042c2cbp+0, 0x1.1ac9955fd90d2p+1,
+                            0x1.4eb5f85e783a9p+1, 0x1.5b95344972fe2p+1, 0x1.77483d37ce205p+1, 0x1.8444088dbdcb5p+1,
+                            0x1.ffffffffffff9p+1, 0x1.ffffffffffffbp+1, 0x1.ffffffffffffdp+1, 0x1.fffffffffffffp+1};
+  std::array<double, 64> values{}; // a whole strip
+  std::array<double, values.size()> roots{};
+  for (std::size_t i = 0; i < values.size(); ++i)
+    values[i] = hard[i % hard.size()];
+  auto const rows = iKernels.operators[CodeOf(SFNodeType::ROOT)][0];
+  rows({roots.data(), roots.size(), 1, 1, {values.data(), 0, 0}, {values.data(), 0, 0}});
+  return std::equal(roots.begin(), roots.end(), values.begin(),
+                    [](double iRoot, double iValue) { return iRoot == std::sqrt(iValue); });
+}
+
+} // namespace
 #endif
 
 std::vector<SFTapeKernels const*> const& AvailableTapeKernels()
@@ -119,7 +144,8 @@ std::vector<SFTapeKernels const*> const& AvailableTapeKernels()
   static std::vector<SFTapeKernels const*> const available = [] {
     std::vector<SFTapeKernels const*> sets;
 #if defined(SF_HAS_X86_KERNELS)
-    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl"))
+    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl") &&
+        RoundsHardRoots(Avx512::kernels))
       sets.push_back(&Avx512::kernels);
     if (__builtin_cpu_supports("avx2"))
       sets.push_back(&Avx2::kernels);
