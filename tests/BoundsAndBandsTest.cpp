@@ -45,6 +45,41 @@ TEST(Bands, LimitTheValuesAndChangeNoneWithin)
     }
 }
 
+/// A union of waves of slope 2 at most, and where they are among its operands.
+std::string Waves(int iCount)
+{
+  Expressions random(5);
+  std::string text;
+  for (int i = 0; i < iCount; ++i) {
+    auto const phase = [&] { return "f" + std::to_string(random.Uniform(0.0, 6.0)); };
+    std::string const wave = "+ * s + X " + phase() + " c Y * s + Y " + phase() + " c + Z " + phase();
+    text += (i + 1 < iCount ? "U + f" : "+ f") + std::to_string(random.Uniform(0.0, 3.0)) + " " + wave + " ";
+  }
+  return text + "$";
+}
+
+TEST(LipschitzBounds, ChangeNoBitWhenTheyAreTrueAndAreBelieved)
+{
+  RootPtr const root = Build(Waves(60));
+  std::vector<SFDagNode const*> waves;
+  for (SFDagNode const* node = root.get(); node != nullptr; node = node->GetRhs().get())
+    if (node->GetTypeTag() == SFNodeType::MIN)
+      waves.push_back(node->GetLhs().get());
+  ASSERT_EQ(waves.size(), 59U);
+  for (GridCase const& grid :
+       {GridCase{{50, 41, 37}, 0.05}, GridCase{{21, 18, 300}, 0.01}, GridCase{{170, 90, 1}, 0.02}}) {
+    auto const expected = Slices(*Compiled(root), grid);
+    for (double const bound : {2.0, 1e-3}) {
+      std::vector<SFLipschitzBound> bounds;
+      for (SFDagNode const* const wave : waves)
+        bounds.push_back({wave, bound});
+      SFCompiledFieldOptions options = WithThreads(2);
+      options.lipschitzBounds = bounds;
+      EXPECT_EQ(Slices(*Compiled(root, options), grid) == expected, bound == 2.0);
+    }
+  }
+}
+
 TEST(LipschitzBounds, FalseOnesAreReportedByTheCheck)
 {
   RootPtr const ball = Build("- r + + q X q Y q Z f1 $");

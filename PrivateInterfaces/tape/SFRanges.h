@@ -3,6 +3,7 @@
 #include "SFOperatorTable.h"
 #include "operators/SFInterval.h"
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 
@@ -14,6 +15,7 @@ struct SFRanges
 {
   alignas(8 * W) double lo[W];
   double hi[W];
+  double centre[W];     ///< the value at a point of the box, NaN where it is not known; of use with a slope alone
   std::uint64_t nan[W]; ///< 1 where the value may be NaN, 0 elsewhere
 
   SFInterval At(std::size_t iLane) const { return {lo[iLane], hi[iLane], nan[iLane] != 0}; }
@@ -23,12 +25,52 @@ struct SFRanges
     hi[iLane] = iRange.hi;
     nan[iLane] = iRange.nan ? 1 : 0;
   }
+  void SetCentres(double iValue)
+  {
+    for (double& value : centre)
+      value = iValue;
+  }
   void SetAll(SFInterval const& iRange)
   {
     for (std::size_t lane = 0; lane < W; ++lane)
       Set(lane, iRange);
   }
 };
+
+/// By how much a value can differ from the one at the centre of each box.
+template <std::size_t W>
+struct SFSpread
+{
+  /// Of computed values from those of a function with the slope: at both of the points together, and of the bounds.
+  double margin;
+  double rootOfMargin;
+  /// By box: the slope times the greatest distance of a point from the centre. Of the root of the value if `isOfRoot`.
+  alignas(8 * W) double reach[W];
+};
+
+/// Confines ranges to what can be reached from the values at the centres. What is not known there changes nothing.
+template <bool OfRoot, std::size_t W>
+inline void Confine(SFRanges<W>& ioRanges, SFSpread<W> const& iSpread)
+{
+  for (std::size_t lane = 0; lane < W; ++lane) {
+    double const value = ioRanges.centre[lane];
+    double lo = 0.0;
+    double hi = 0.0;
+    if constexpr (OfRoot) {
+      double const root = std::sqrt(value > 0.0 ? value : 0.0);
+      double const reach = iSpread.reach[lane] + iSpread.rootOfMargin;
+      double const least = root > reach ? root - reach : 0.0;
+      lo = least * least - iSpread.margin;
+      hi = (root + reach) * (root + reach) + iSpread.margin;
+      hi = value == value ? hi : SFInterval::Infinity;
+    } else {
+      lo = value - (iSpread.reach[lane] + iSpread.margin);
+      hi = value + (iSpread.reach[lane] + iSpread.margin);
+    }
+    ioRanges.lo[lane] = lo > ioRanges.lo[lane] ? lo : ioRanges.lo[lane];
+    ioRanges.hi[lane] = hi < ioRanges.hi[lane] ? hi : ioRanges.hi[lane];
+  }
+}
 
 /// The demanded range of a value, for several boxes: a value above `upper` may be any other value above it, one below
 /// `lower` any other below. Nothing is demanded yet where `lower` is above `upper`.
@@ -118,6 +160,7 @@ inline void Narrow(SFRanges<W> const& iA, SFRanges<W> const& iB, SFDemand<W> con
 constexpr std::size_t SFRangeLanes = 8;
 using SFRangeKernel = void (*)(SFRanges<SFRangeLanes>& oRanges, SFRanges<SFRangeLanes> const& iA,
                                SFRanges<SFRangeLanes> const& iB);
+using SFConfineKernel = void (*)(SFRanges<SFRangeLanes>& ioRanges, SFSpread<SFRangeLanes> const& iSpread);
 using SFWidenKernel = void (*)(SFDemand<SFRangeLanes>& ioDemand, SFDemand<SFRangeLanes> const& iBy, SFBoxes iBoxes);
 using SFNarrowKernel = void (*)(SFRanges<SFRangeLanes> const& iA, SFRanges<SFRangeLanes> const& iB,
                                 SFDemand<SFRangeLanes> const& iDemand, SFNarrowed<SFRangeLanes>& oNarrowed);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tape/SFBlockCentres.h"
 #include "tape/SFBlockRanges.h"
 #include "tape/SFGrid.h"
 #include "tape/SFPool.h"
@@ -65,7 +66,8 @@ public:
   std::span<SFValueView const> GetViews() const { return _views; }
   /// The value of one without axes.
   double GetScalar(SFValueId iId) const { return _scalars[iId]; }
-  double Coordinate(std::size_t iAxis, unsigned int iAt) const { return _coordinates[iAxis][iAt]; }
+  /// At a position of the grid, or at the centre of a block of them (SFBlockCentres).
+  double Coordinate(std::size_t iAxis, std::size_t iAt) const { return _coordinates[iAxis][iAt]; }
   SFBlockRanges const& GetBlockRanges() const { return _blockRanges; }
 
   /// Constants of every tape, which pruning puts in for other values.
@@ -105,6 +107,7 @@ private:
   SFValueBuffer _hoisted;
   std::size_t _hoistedCount = 0;
   bool _isPlanned = false;
+  bool _hasCentres = false;
   std::unique_ptr<SFPool<SFTapeRunner>> _runners; ///< of hoisted values; by reference, as tapes are moved
   SFBlockRanges _blockRanges;
 };

@@ -373,13 +373,13 @@ SF_KERNEL_TARGET void Fused(SFFusedBox const& iBox)
 
 // ---- ranges ---------------------------------------------------------------------------------------------------
 
-template <SFNodeType Op>
+template <SFNodeType Op, bool WithCentres>
 SF_KERNEL_TARGET void Ranges(SFRanges<SFRangeLanes>& oRanges, SFRanges<SFRangeLanes> const& iA,
                              SFRanges<SFRangeLanes> const& iB)
 {
   if constexpr (Op == SFNodeType::MULT)
     if (&iA == &iB)
-      return Ranges<SFNodeType::SQUARE>(oRanges, iA, iA);
+      return Ranges<SFNodeType::SQUARE, WithCentres>(oRanges, iA, iA);
   for (std::size_t lane = 0; lane < SFRangeLanes; ++lane) {
     SFInterval const a{iA.lo[lane], iA.hi[lane], iA.nan[lane] != 0};
     SFInterval const b{iB.lo[lane], iB.hi[lane], iB.nan[lane] != 0};
@@ -388,6 +388,15 @@ SF_KERNEL_TARGET void Ranges(SFRanges<SFRangeLanes>& oRanges, SFRanges<SFRangeLa
     oRanges.hi[lane] = range.hi;
     oRanges.nan[lane] = range.nan ? 1 : 0;
   }
+  if constexpr (WithCentres)
+    for (std::size_t lane = 0; lane < SFRangeLanes; ++lane)
+      oRanges.centre[lane] = ScalarOps::Apply<Op>(iA.centre[lane], iB.centre[lane]);
+}
+
+template <bool OfRoot>
+SF_KERNEL_TARGET void ConfineLanes(SFRanges<SFRangeLanes>& ioRanges, SFSpread<SFRangeLanes> const& iSpread)
+{
+  Confine<OfRoot>(ioRanges, iSpread);
 }
 
 template <SFPruning Pruning>
@@ -416,7 +425,8 @@ constexpr void Fill(SFTapeKernels& ioKernels)
   constexpr SFNodeType op{Kind};
   if constexpr (IsOperator(op)) {
     FillForms<op>(ioKernels.operators[Kind]);
-    ioKernels.ranges[Kind] = &Ranges<op>;
+    ioKernels.ranges[Kind] = &Ranges<op, false>;
+    ioKernels.rangesWithCentres[Kind] = &Ranges<op, true>;
     constexpr SFPruning pruning = OperatorRow(op).pruning;
     if constexpr (IsNarrowing(pruning))
       ioKernels.narrow[Kind] = &NarrowLanes<pruning>;
@@ -424,9 +434,12 @@ constexpr void Fill(SFTapeKernels& ioKernels)
 }
 
 constexpr SFTapeKernels kernels = [] {
-  SFTapeKernels set{SF_KERNEL_NAME, {}, &Fused, {}, {}, &WidenLanes, &StoreBox<true>, &StoreBox<false>, &StoreNormals};
+  SFTapeKernels set{SF_KERNEL_NAME,   {},           &Fused, {}, {}, {}, {}, &WidenLanes, &StoreBox<true>,
+                    &StoreBox<false>, &StoreNormals};
   [&]<std::size_t... Kind>(std::index_sequence<Kind...>) { (Fill<Kind>(set), ...); }
   (std::make_index_sequence<SFNodeTypeCount>{});
   FillForms<Angle>(set.operators[AngleCode]);
+  set.confine[0] = &ConfineLanes<false>;
+  set.confine[1] = &ConfineLanes<true>;
   return set;
 }();

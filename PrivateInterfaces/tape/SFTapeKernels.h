@@ -125,6 +125,8 @@ struct SFTapeKernels
   /// Of operators over ranges, by code; null for others. The square of one value is recognised by both operands
   /// being one object.
   SFRangeKernel ranges[SFNodeTypeCount];
+  SFRangeKernel rangesWithCentres[SFNodeTypeCount];
+  SFConfineKernel confine[2]; ///< by whether the slope is that of the root
   /// Of the choices that narrow what matters of their operands, by code; null for others.
   SFNarrowKernel narrow[SFNodeTypeCount];
   SFWidenKernel widen;

@@ -9,19 +9,28 @@
 
 namespace SF {
 
+/// What confines the range of a value over a box, beside those of its operands.
+enum class SFSlopeUse : std::uint8_t
+{
+  None,
+  OfValue, ///< the Lipschitz bound of the value
+  OfRoot   ///< that of its root
+};
+
 /// One step of a list that a tile runs: the instruction of value `id`, its operands perhaps replaced.
 struct SFTapeStep
 {
   SFValueId id = 0;
   SFTapeCode code = 0;
   SFAxes axes = 0;
+  SFSlopeUse slope = SFSlopeUse::None; ///< in lists that may be pruned
   std::array<SFValueId, 3> operands{};
 };
 
 /// The step of an instruction as it stands.
 inline SFTapeStep StepOf(SFTapeInstruction const& iInstruction, SFValueId iId)
 {
-  return {iId, iInstruction.code, iInstruction.axes, iInstruction.operands};
+  return {iId, iInstruction.code, iInstruction.axes, SFSlopeUse::None, iInstruction.operands};
 }
 
 /// Steps in the order of the tape, and the values that are the results. Values that were computed before the tiles need

@@ -30,13 +30,16 @@ template <std::size_t W>
 struct SFStepState
 {
   SFRanges<W> range;
-  SFDemand<W> demand;
+  SFDemand<W> demand;        ///< in the boxes where it is limited
   SFValueId replacements[W]; ///< the value that replaces it, where one does
   SFAxes axes[W];            ///< those that it depends on after the pruning
   SFBoxes needed;
+  SFBoxes full;    ///< where some reader demands all of the value
+  SFBoxes limited; ///< where some reader demands a range
   SFBoxes replaced;
   SFBoxes negates; ///< where WITHOUT(a, b) has become -b: its first operand is minus infinity there
   SFBoxes altered; ///< where its readers must be rewritten: it is replaced, or of other axes than before
+  SFBoxes changed; ///< where its readers may find another value than before, as what it is does not matter
 };
 
 /// The ranges of the coordinates of some points.
@@ -63,6 +66,19 @@ enum class SFListUse
 {
   ToPrune,
   ToRun
+};
+
+/// The slopes by which ranges are confined. Empty where there are none.
+struct SFSlopeTable
+{
+  struct Entry
+  {
+    double bound = 0.0;
+    double margin = 0.0; ///< for rounding: of the computed values at two points, and of the range
+    double rootOfMargin = 0.0;
+    bool isStated = false;
+  };
+  std::vector<Entry> entries; ///< by value
 };
 
 /// The working memory of one thread's pruning.
@@ -114,9 +130,12 @@ public:
 private:
   static constexpr std::size_t LongList = 16384;
 
+  void FindSlopes();
+
   SFTapeInvariants const& _tape;
   double _limit;
   SFPrunableList _list;
+  SFSlopeTable _slopes;
 };
 
 } // namespace SF

@@ -83,7 +83,9 @@ private:
                   bool iLastWasVain) const;
   void RunBox(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList) const;
   void RunTile(Worker& ioWorker, SFTile const& iTile, SFTapeList const& iList) const;
+  bool RunSmallBox(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList) const;
   void FillBox(Worker& ioWorker, SFTile const& iBox, float iValue) const;
+  std::size_t LevelsFor(SFPrunableList const& iList) const;
   bool PruningGains() const;
   std::size_t DrawRegions(SFTile* oBoxes);
   SFTile RegionAt(std::size_t iNumber) const;

@@ -35,6 +35,8 @@ Point CrossOf(Point const& iA, Point const& iB)
   return {iA[1] * iB[2] - iA[2] * iB[1], iA[2] * iB[0] - iA[0] * iB[2], iA[0] * iB[1] - iA[1] * iB[0]};
 }
 
+constexpr double Infinite = std::numeric_limits<double>::infinity();
+
 class Generator
 {
 public:
@@ -270,6 +272,48 @@ TEST(RandomModels, EveryEvaluatorGivesTheSameBits)
       double value = 0.0;
       compiled->Evaluate(1, &x, &y, &z, &value);
       ASSERT_EQ(BitsOf(graph->GetContextInfos(slot.GetIndex()).value), BitsOf(value)) << seed;
+    }
+  }
+}
+
+/// Many parts, so that they are pruned down to the smallest boxes.
+TEST(RandomModels, KeepTheirBitsWhereSlopesAreKnown)
+{
+  SFSWContext const context(SFSemanticLevel::ESemanticLevel2);
+  unsigned int const dims[] = {53, 36, 33};
+  double const origin[] = {-6.0, -4.0, -4.0};
+  constexpr double voxel = 0.23;
+  for (std::size_t seed = 0; seed < std::max<std::size_t>(1, SFTest::Scaled(12)); ++seed) {
+    Generator generator(1000 + seed);
+    std::vector<SFField> parts;
+    while (parts.size() < 60) {
+      SFField const part = generator.Make(static_cast<int>(parts.size() % 3)).field;
+      Point const at = generator.RandomPoint();
+      parts.push_back(Translate(Scale(part, 0.3), {2.0 * at[0], at[1], at[2]}));
+    }
+    SFField const field = seed % 2 == 0 ? Union(parts) : SmoothUnion(parts, 0.2);
+    std::vector<double> coordinates[3];
+    std::vector<double> values(std::size_t{dims[0]} * dims[1] * dims[2]);
+    for (std::size_t i = 0; i < values.size(); ++i) {
+      std::size_t const at[] = {i % dims[0], i / dims[0] % dims[1], i / dims[0] / dims[1]};
+      for (std::size_t axis = 0; axis < 3; ++axis)
+        coordinates[axis].push_back(origin[axis] + static_cast<double>(at[axis]) * voxel);
+    }
+    auto const compiled = field.Compile(OneThread());
+    compiled->Evaluate(values.size(), coordinates[0].data(), coordinates[1].data(), coordinates[2].data(),
+                       values.data());
+    std::vector<float> slices(values.size());
+    for (double const band : {Infinite, 0.5}) {
+      SFCompiledFieldOptions options = OneThread();
+      options.band = band;
+      ASSERT_EQ(field.Compile(options)->RenderSlices(dims, 0, dims[2], slices, voxel, origin), S_OK);
+      for (std::size_t i = 0; i < values.size(); ++i)
+        if (std::abs(values[i]) < std::min(band, 10.0))
+          ASSERT_EQ(std::bit_cast<std::uint32_t>(static_cast<float>(values[i] == 0.0 ? -0.0 : values[i])),
+                    std::bit_cast<std::uint32_t>(slices[i]))
+              << seed << ", voxel " << i;
+        else
+          ASSERT_TRUE(std::isnan(values[i]) || (slices[i] > 0.0F) == (values[i] > 0.0)) << seed << ", voxel " << i;
     }
   }
 }

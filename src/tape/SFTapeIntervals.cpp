@@ -8,25 +8,29 @@
 namespace SF {
 namespace {
 
-/// A sequence of tests that the compiler turns into a jump, with the operators inlined.
-template <std::size_t... Kind>
-SFInterval RangeOf(SFTapeCode iCode, SFInterval const& iA, SFInterval const& iB, std::index_sequence<Kind...>)
+using RangeFunction = SFInterval (*)(SFInterval const&, SFInterval const&);
+
+template <std::size_t Kind>
+constexpr RangeFunction RangeFunctionOf()
 {
-  SFInterval range;
-  auto const apply = [&]<std::size_t K>() {
-    if constexpr (IsOperator(SFNodeType{K}))
-      range = ScalarOps::Apply<SFNodeType{K}>(iA, iB);
-    return true;
-  };
-  (void)((iCode == Kind && apply.template operator()<Kind>()) || ...);
-  return range;
+  if constexpr (IsOperator(SFNodeType{Kind}))
+    return [](SFInterval const& iA, SFInterval const& iB) { return ScalarOps::Apply<SFNodeType{Kind}>(iA, iB); };
+  else
+    return nullptr;
 }
+
+/// By code; null for what is no operator.
+constexpr auto RangeFunctions = []<std::size_t... Kind>(std::index_sequence<Kind...>)
+{
+  return std::array<RangeFunction, SFNodeTypeCount>{RangeFunctionOf<Kind>()...};
+}
+(std::make_index_sequence<SFNodeTypeCount>{});
 
 } // namespace
 
 SFInterval RangeOfOperator(SFTapeCode iOperator, SFInterval const& iA, SFInterval const& iB)
 {
-  return RangeOf(iOperator, iA, iB, std::make_index_sequence<SFNodeTypeCount>{});
+  return RangeFunctions[iOperator](iA, iB);
 }
 
 SFInterval RangeOfAngle(SFInterval const& iU, SFInterval const& iW)
@@ -50,7 +54,7 @@ std::vector<SFRanges<1>> RangesOverBox(SFTape const& iTape, std::array<SFInterva
     auto const operand = [&](std::size_t i) -> SFRanges<1> const& {
       return ranges[ArityOf(instruction.code) != 0 ? instruction.operands[i] : id];
     };
-    ComputeRange(instruction.code, operand(0), operand(1), kernels, leaf, ranges[id]);
+    ComputeRange<false>(instruction.code, operand(0), operand(1), kernels, leaf, ranges[id]);
   }
   return ranges;
 }

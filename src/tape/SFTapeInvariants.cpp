@@ -107,7 +107,8 @@ void SFTapeInvariants::AllocateHoisted()
     if (!IsStored(id) || axes == 0)
       continue;
     offsets.emplace_back(id, total);
-    total += SFValueBuffer::Stride(VolumeOf(axes, _grid.dims));
+    bool const isAxis = (axes & (axes - 1)) == 0;
+    total += SFValueBuffer::Stride(isAxis ? _coordinates[FirstAxis(axes)].size() : VolumeOf(axes, _grid.dims));
     _views[id] = {nullptr, StridesOf(axes, _grid.dims), axes};
   }
   _hoisted = SFValueBuffer(total);
@@ -138,6 +139,8 @@ void SFTapeInvariants::FillCoordinates()
     _coordinates[axis].resize(std::max(1U, _grid.dims[axis]));
     for (unsigned int i = 0; i < _coordinates[axis].size(); ++i)
       _coordinates[axis][i] = _grid.Coordinate(axis, i);
+    if (_hasCentres)
+      SFBlockCentres::Append(_coordinates[axis]);
   }
 }
 
@@ -148,6 +151,8 @@ void SFTapeInvariants::PlanValues()
   _hoisting = std::move(plan.hoisting);
   _axesLists = std::move(plan.axesLists);
   _list = std::move(plan.tileList);
+  _hasCentres = MayPrune();
+  FillCoordinates();
   AllocateHoisted();
   _isPlanned = true;
 }
@@ -241,7 +246,7 @@ std::vector<SFTapeInvariants::Segment> SFTapeInvariants::AxisSegments(unsigned i
   for (std::size_t axis = 0; axis < 3; ++axis) {
     if (_axesLists[1U << axis].steps.empty())
       continue;
-    unsigned int const count = _grid.dims[axis];
+    auto const count = static_cast<unsigned int>(_coordinates[axis].size());
     unsigned int const share = (count / std::max(1U, iThreads) + longest) / longest * longest;
     unsigned int const length = std::clamp(share, ShortestSegment, LongestSegment);
     SFTile tile{{0, 0, 0}, {1, 1, 1}};
@@ -269,8 +274,9 @@ void SFTapeInvariants::ComputeAxes(unsigned int iThreads, SFStopRequest const& i
                   auto const& [axis, tile] = segments[iNumber];
                   auto const axes = static_cast<SFAxes>(1U << axis);
                   ComputeBox(_axesLists[axes], axes, tile, ioRunner);
-                  if (needsRanges)
-                    _blockRanges.Compute(_views, axis, tile.begin[axis], tile.begin[axis] + tile.count[axis]);
+                  std::size_t const end = std::min(tile.begin[axis] + tile.count[axis], _grid.dims[axis]);
+                  if (needsRanges && tile.begin[axis] < end)
+                    _blockRanges.Compute(_views, axis, tile.begin[axis], end);
                 });
 }
 

@@ -1,10 +1,12 @@
 #include "tape/SFTapePruner.h"
 
 #include "tape/SFTapeIntervals.h"
+#include "tape/SFTapeSlopes.h"
 
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cmath>
 #include <limits>
 
 namespace SF {
@@ -23,14 +25,28 @@ constexpr SFDemand<W> NoDemand = FilledDemand<W>(SFInterval::Infinity, -SFInterv
 template <std::size_t W>
 constexpr SFDemand<W> FullDemand = FilledDemand<W>(-SFInterval::Infinity, SFInterval::Infinity);
 
+/// What a step adds to its list.
+struct StepCost
+{
+  StepCost(SFTapeInvariants const& iTape, SFTapeStep const& iStep) : axes(iTape.GetAxes())
+  {
+    if (iTape.IsHoisted(iStep.id))
+      return;
+    choices = IsChoice(SFNodeType{iStep.code}) || iStep.code == SelectCode ? 1 : 0;
+    cost = CostOf(iStep.code);
+  }
+
+  SFAxes axes;
+  std::size_t choices = 0;
+  std::size_t cost = 0; ///< where the step varies along all axes
+};
+
 /// Adds a step to a list.
-void Append(SFTapeInvariants const& iTape, SFTapeStep const& iStep, SFPrunableList& ioList)
+void Append(SFTapeStep const& iStep, StepCost const& iCost, SFPrunableList& ioList)
 {
   ioList.steps.push_back(iStep);
-  if (iTape.IsHoisted(iStep.id))
-    return;
-  ioList.choices += IsChoice(SFNodeType{iStep.code}) || iStep.code == SelectCode ? 1 : 0;
-  ioList.cost += iStep.axes == iTape.GetAxes() ? CostOf(iStep.code) : 0;
+  ioList.choices += iCost.choices;
+  ioList.cost += iStep.axes == iCost.axes ? iCost.cost : 0;
 }
 
 /// Whether a value is a step of lists under its own code: those of tiles and of planes. Scalars and the values of single
@@ -51,6 +67,29 @@ SFInterval CoordinateRange(SFTapeInvariants const& iTape, std::size_t iAxis, SFT
 
 SFPruning PruningOf(SFTapeStep const& iStep) { return OperatorRow(SFNodeType{iStep.code}).pruning; }
 
+/// The ranges of all values of a tape over its whole grid.
+std::vector<SFInterval> RangesOverGrid(SFTapeInvariants const& iTape)
+{
+  SFGrid const& grid = iTape.GetGrid();
+  SFTile const whole{{0, 0, 0}, grid.dims};
+  auto const& instructions = iTape.GetTape().instructions;
+  std::vector<SFRanges<1>> ranges(instructions.size());
+  std::vector<SFInterval> found;
+  for (SFValueId id = 0; id < instructions.size(); ++id) {
+    SFTapeInstruction const& instruction = instructions[id];
+    auto const leaf = [&](SFRanges<1>& oRange) {
+      oRange.Set(0, CoordinateRange(iTape, AxisOf(instruction.code), whole));
+    };
+    if (instruction.axes == 0)
+      ranges[id].Set(0, SFInterval(iTape.GetScalar(id)));
+    else
+      ComputeRange<false>(instruction.code, ranges[instruction.operands[0]], ranges[instruction.operands[1]],
+                          iTape.GetKernels(), leaf, ranges[id]);
+    found.push_back(ranges[id].At(0));
+  }
+  return found;
+}
+
 /// One pruning: of a list, for up to W boxes.
 template <std::size_t W>
 class Pass
@@ -58,10 +97,10 @@ class Pass
 public:
   using State = SFStepState<W>;
 
-  Pass(SFTapeInvariants const& iTape, double iLimit, SFPrunableList const& iList, SFPruningBoxes const& iBoxes,
-       SFPrunerScratch& ioScratch, std::vector<State>& ioStates)
-    : _tape(iTape), _limit(iLimit), _list(iList), _boxes(iBoxes), _all(static_cast<SFBoxes>((1U << iBoxes.size()) - 1)),
-      _scratch(ioScratch), _states(ioStates)
+  Pass(SFTapeInvariants const& iTape, SFSlopeTable const& iSlopes, double iLimit, SFPrunableList const& iList,
+       SFPruningBoxes const& iBoxes, SFPrunerScratch& ioScratch, std::vector<State>& ioStates)
+    : _tape(iTape), _slopes(iSlopes), _limit(iLimit), _list(iList), _boxes(iBoxes),
+      _all(static_cast<SFBoxes>((1U << iBoxes.size()) - 1)), _scratch(ioScratch), _states(ioStates)
   {
     if (_states.size() < iList.steps.size())
       _states.resize(iList.steps.size());
@@ -69,6 +108,8 @@ public:
       _scratch.positions[iList.steps[at].id] = at;
     for (std::size_t axis = 0; axis < 3 && !iTape.IsAtPoints(); ++axis)
       FindExtents(axis);
+    if (!_slopes.entries.empty())
+      FindRadii();
   }
 
   bool ComputeRanges();
@@ -83,15 +124,27 @@ private:
     std::size_t count = 1;
     std::array<SFTile, W> boxes; ///< one of those with that extent
     std::array<SFBlockRanges::Run, W> blocks;
-    std::array<std::uint8_t, W> of{}; ///< by box: the number of its extent
+    std::array<std::size_t, W> centres; ///< positions
+    std::array<std::uint8_t, W> of{};   ///< by box: the number of its extent
   };
 
   State& At(SFValueId iId) { return _states[_scratch.positions[iId]]; }
   void FindExtents(std::size_t iAxis);
+  void FindRadii();
+  double CentreValue(SFTapeStep const& iStep, std::size_t iAxis, std::size_t iCentre) const;
   void ReadLeaf(SFTapeStep const& iStep, SFRanges<W>& oRange) const;
   void ReadCoordinate(SFTapeStep const& iStep, SFRanges<W>& oRange) const;
+  template <bool WithCentres>
+  bool ComputeRanges();
+  void Confine(SFTapeStep const& iStep, SFRanges<W>& ioRange);
 
-  void Demand(SFValueId iId, SFBoxes iBoxes) { Demand(iId, iBoxes, FullDemand<W>); }
+  void Demand(SFValueId iId, SFBoxes iBoxes)
+  {
+    State& state = At(iId);
+    state.needed |= iBoxes;
+    state.full |= iBoxes;
+  }
+  void TakeFullDemands(State& ioState);
   void Demand(SFValueId iId, SFBoxes iBoxes, SFDemand<W> const& iDemand);
   void Replace(State& ioState, SFBoxes iBoxes, SFValueId iBy);
   SFNarrowed<W> Narrowed(SFTapeStep const& iStep, State const& iState);
@@ -110,6 +163,7 @@ private:
   float Settled(std::size_t iLane) const;
 
   SFTapeInvariants const& _tape;
+  SFSlopeTable const& _slopes;
   double _limit;
   SFPrunableList const& _list;
   SFPruningBoxes _boxes;
@@ -119,6 +173,8 @@ private:
   SFPrunerScratch& _scratch;
   std::vector<State>& _states;
   std::array<Extents, 3> _extents;
+  std::array<double, W> _radii{}; ///< by box: no point is further from the centre
+  SFSpread<W> _spread;
 };
 
 // ---- ranges, in the order of the list -------------------------------------------------------------------------
@@ -138,24 +194,82 @@ void Pass<W>::FindExtents(std::size_t iAxis)
       extents.boxes[extents.count++] = box;
     extents.of[lane] = static_cast<std::uint8_t>(at);
   }
-  for (std::size_t i = 0; i < extents.count; ++i)
-    extents.blocks[i] = _tape.GetBlockRanges().BlocksOf(iAxis, extents.boxes[i]);
+  for (std::size_t i = 0; i < extents.count; ++i) {
+    SFTile const& box = extents.boxes[i];
+    extents.blocks[i] = _tape.GetBlockRanges().BlocksOf(iAxis, box);
+    extents.centres[i] = SFBlockCentres::PositionOf(box.begin[iAxis], box.count[iAxis], _tape.GetGrid().dims[iAxis]);
+  }
+}
+
+template <std::size_t W>
+void Pass<W>::FindRadii()
+{
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    Extents const& extents = _extents[axis];
+    for (std::size_t lane = 0; lane < _boxes.size(); ++lane) {
+      std::size_t const centre = extents.centres[extents.of[lane]];
+      double const at = _tape.Coordinate(axis, centre);
+      SFInterval const range = CoordinateRange(_tape, axis, _boxes.tiles[lane]);
+      double const half = std::max(at - range.lo, range.hi - at);
+      _radii[lane] += half * half;
+    }
+  }
+  for (double& radius : _radii)
+    radius = std::sqrt(radius) * (1.0 + 1e-14);
+}
+
+/// The value of a leaf at the centre of an extent along its axis.
+template <std::size_t W>
+double Pass<W>::CentreValue(SFTapeStep const& iStep, std::size_t iAxis, std::size_t iCentre) const
+{
+  return iStep.code == InputCode ? _tape.GetViews()[iStep.id].data[iCentre] : _tape.Coordinate(iAxis, iCentre);
 }
 
 template <std::size_t W>
 void Pass<W>::ReadLeaf(SFTapeStep const& iStep, SFRanges<W>& oRange) const
 {
-  if (iStep.axes == 0)
-    return oRange.SetAll(SFInterval(_tape.GetScalar(iStep.id)));
+  if (iStep.axes == 0) {
+    oRange.SetAll(SFInterval(_tape.GetScalar(iStep.id)));
+    return oRange.SetCentres(_tape.GetScalar(iStep.id));
+  }
   if (_tape.IsAtPoints())
     return ReadCoordinate(iStep, oRange);
   Extents const& extents = _extents[FirstAxis(iStep.axes)];
   std::array<SFInterval, W> ranges;
-  for (std::size_t i = 0; i < extents.count; ++i)
+  std::array<double, W> centres{};
+  for (std::size_t i = 0; i < W && i < extents.count; ++i) {
     ranges[i] = iStep.code == InputCode ? _tape.GetBlockRanges().RangeOf(iStep.id, extents.blocks[i])
                                         : CoordinateRange(_tape, AxisOf(iStep.code), extents.boxes[i]);
-  for (std::size_t lane = 0; lane < W; ++lane)
+    centres[i] = CentreValue(iStep, FirstAxis(iStep.axes), extents.centres[i]);
+  }
+  for (std::size_t lane = 0; lane < W; ++lane) {
     oRange.Set(lane, ranges[extents.of[lane]]);
+    oRange.centre[lane] = centres[extents.of[lane]];
+  }
+}
+
+/// Confines the range of a value to what its slope allows.
+template <std::size_t W>
+void Pass<W>::Confine(SFTapeStep const& iStep, SFRanges<W>& ioRange)
+{
+  SFSlopeTable::Entry const& entry = _slopes.entries[iStep.id];
+  bool const isOfRoot = iStep.slope == SFSlopeUse::OfRoot;
+  _spread.margin = entry.margin;
+  _spread.rootOfMargin = entry.rootOfMargin;
+  for (std::size_t lane = 0; lane < W; ++lane)
+    _spread.reach[lane] = entry.bound * _radii[lane];
+  if constexpr (W == SFRangeLanes)
+    _tape.GetKernels().confine[isOfRoot ? 1 : 0](ioRange, _spread);
+  else if (isOfRoot)
+    SF::Confine<true>(ioRange, _spread);
+  else
+    SF::Confine<false>(ioRange, _spread);
+}
+
+template <std::size_t W>
+bool Pass<W>::ComputeRanges()
+{
+  return _slopes.entries.empty() ? ComputeRanges<false>() : ComputeRanges<true>();
 }
 
 /// At points the coordinates alone are inputs.
@@ -169,6 +283,7 @@ void Pass<W>::ReadCoordinate(SFTapeStep const& iStep, SFRanges<W>& oRange) const
 
 /// False when it was asked to stop.
 template <std::size_t W>
+template <bool WithCentres>
 bool Pass<W>::ComputeRanges()
 {
   constexpr std::size_t stopInterval = 4096;
@@ -177,11 +292,12 @@ bool Pass<W>::ComputeRanges()
       return false;
     SFTapeStep const& step = _list.steps[at];
     State& state = _states[at];
-    ComputeRange(
+    ComputeRange<WithCentres>(
         step.code, At(step.operands[0]).range, At(step.operands[1]).range, _tape.GetKernels(),
         [&](SFRanges<W>& oRange) { ReadLeaf(step, oRange); }, state.range);
-    state.demand = NoDemand<W>;
-    state.needed = state.replaced = state.negates = state.altered = 0;
+    if (WithCentres && step.slope != SFSlopeUse::None)
+      Confine(step, state.range);
+    state.needed = state.full = state.limited = state.replaced = state.negates = state.altered = state.changed = 0;
   }
   return true;
 }
@@ -194,11 +310,28 @@ void Pass<W>::Demand(SFValueId iId, SFBoxes iBoxes, SFDemand<W> const& iDemand)
   if (iBoxes == 0)
     return;
   State& state = At(iId);
+  if (state.limited == 0)
+    state.demand = NoDemand<W>;
+  state.limited |= iBoxes;
   state.needed |= iBoxes;
   if constexpr (W == SFRangeLanes)
     _tape.GetKernels().widen(state.demand, iDemand, iBoxes);
   else
     Widen(state.demand, iDemand, iBoxes);
+}
+
+/// Makes what is demanded in full part of the demanded ranges.
+template <std::size_t W>
+void Pass<W>::TakeFullDemands(State& ioState)
+{
+  if (ioState.limited == 0)
+    ioState.demand = NoDemand<W>;
+  if (ioState.full == 0)
+    return;
+  if constexpr (W == SFRangeLanes)
+    _tape.GetKernels().widen(ioState.demand, FullDemand<W>, ioState.full);
+  else
+    Widen(ioState.demand, FullDemand<W>, ioState.full);
 }
 
 template <std::size_t W>
@@ -323,12 +456,17 @@ void Pass<W>::PushSign(SFTapeStep const& iStep, State& ioState)
 template <std::size_t W>
 void Pass<W>::PushDemand(SFTapeStep const& iStep, State& ioState)
 {
+  // Hoisted values stay as they are; their steps serve the ranges alone.
+  bool const isHoisted = _tape.IsHoisted(iStep.id);
+  SFPruning const pruning = isHoisted ? SFPruning::None : PruningOf(iStep);
+  bool const isSign = iStep.code == CodeOf(SFNodeType::MINUS) && !isHoisted && ioState.full != ioState.needed;
+  if (pruning != SFPruning::None || isSign || iStep.code == SelectCode)
+    TakeFullDemands(ioState);
   if (iStep.code == SelectCode)
     return ChooseSelected(iStep, ioState);
-  if (iStep.code == CodeOf(SFNodeType::MINUS) && !_tape.IsHoisted(iStep.id))
+  if (isSign)
     return PushSign(iStep, ioState);
-  // Hoisted values stay as they are; their steps serve the ranges alone.
-  switch (_tape.IsHoisted(iStep.id) ? SFPruning::None : PruningOf(iStep)) {
+  switch (pruning) {
   case SFPruning::Minimum:
   case SFPruning::Maximum:
   case SFPruning::Difference:
@@ -408,20 +546,30 @@ SFTapeStep Pass<W>::Rewritten(SFTapeStep const& iStep, State const& iState, std:
 template <std::size_t W>
 void Pass<W>::WriteStep(SFTapeStep const& iStep, State& ioState, SFPrunableList* oLists)
 {
+  StepCost const cost(_tape, iStep);
   SFBoxes rewritten = ioState.negates;
-  ForOperands(iStep, [&](SFValueId iId) { rewritten |= At(iId).altered; });
+  SFBoxes changed = ioState.negates;
+  ForOperands(iStep, [&](SFValueId iId) {
+    rewritten |= At(iId).altered;
+    changed |= At(iId).changed;
+  });
+  changed &= static_cast<SFBoxes>(~ioState.full);
   for (unsigned int left = ioState.needed; left != 0; left &= left - 1) {
     auto const lane = static_cast<std::size_t>(std::countr_zero(left));
     auto const bit = static_cast<SFBoxes>(1U << lane);
     if ((ioState.replaced & bit) != 0) // operands come first, so theirs are final
       ioState.replacements[lane] = Resolved(ioState.replacements[lane], lane);
     else if ((rewritten & bit) == 0)
-      Append(_tape, iStep, oLists[lane]);
+      Append(iStep, cost, oLists[lane]);
     else {
-      Append(_tape, Rewritten(iStep, ioState, lane), oLists[lane]);
-      ioState.axes[lane] = oLists[lane].steps.back().axes;
+      SFTapeStep const step = Rewritten(iStep, ioState, lane);
+      Append(step, cost, oLists[lane]);
+      ioState.axes[lane] = step.axes;
     }
+    if ((changed & bit) != 0 && iStep.slope != SFSlopeUse::None && _slopes.entries[iStep.id].isStated)
+      oLists[lane].steps.back().slope = SFSlopeUse::None;
   }
+  ioState.changed = ioState.replaced | changed;
   ioState.altered = ioState.replaced;
   for (std::size_t lane = 0; lane < W; ++lane)
     ioState.altered |= static_cast<SFBoxes>((ioState.axes[lane] != iStep.axes ? 1U : 0U) << lane);
@@ -440,6 +588,7 @@ SFBoxes Pass<W>::Write(SFListUse iUse, SFPrunableList* oLists)
 {
   for (std::size_t lane = 0; lane < _boxes.size(); ++lane) {
     oLists[lane].steps.clear();
+    oLists[lane].steps.reserve(std::min<std::size_t>(_list.steps.size(), 4096));
     oLists[lane].choices = 0;
     oLists[lane].cost = 0;
     oLists[lane].settled = Settled(lane);
@@ -464,11 +613,11 @@ SFBoxes Pass<W>::Write(SFListUse iUse, SFPrunableList* oLists)
 }
 
 template <std::size_t W>
-SFBoxes PruneFor(SFTapeInvariants const& iTape, double iLimit, SFPrunableList const& iList,
+SFBoxes PruneFor(SFTapeInvariants const& iTape, SFSlopeTable const& iSlopes, double iLimit, SFPrunableList const& iList,
                  SFPruningBoxes const& iBoxes, SFListUse iUse, SFPrunerScratch& ioScratch,
                  std::vector<SFStepState<W>>& ioStates, SFPrunableList* oLists)
 {
-  Pass<W> pass(iTape, iLimit, iList, iBoxes, ioScratch, ioStates);
+  Pass<W> pass(iTape, iSlopes, iLimit, iList, iBoxes, ioScratch, ioStates);
   if (!pass.ComputeRanges())
     return 0;
   pass.PushDemands();
@@ -492,7 +641,7 @@ SFTapePruner::SFTapePruner(SFTapeInvariants const& iTape, double iLimit)
   auto const append = [&](SFValueId iId, SFTapeCode iCode) {
     SFTapeStep step = StepOf(instructions[iId], iId);
     step.code = iCode;
-    Append(iTape, step, _list);
+    Append(step, StepCost(iTape, step), _list);
   };
   for (SFValueId id : {iTape.GetOne(), iTape.GetMinusOne(), iTape.GetMinusInfinity()})
     append(id, InputCode); // first: any step may come to name them
@@ -503,6 +652,83 @@ SFTapePruner::SFTapePruner(SFTapeInvariants const& iTape, double iLimit)
       append(id, InputCode);
   if (!iTape.GetGrid().IsWithin(std::numeric_limits<double>::max()))
     _list.choices = 0; // ranges need coordinates that are numbers
+  FindSlopes();
+}
+
+namespace {
+
+/// By value: whether a slope can tell more than the ranges of the operands. It cannot where every coordinate is read once, as
+/// the range is exact then, nor for choices and what is no more than one of them moved, which have the ranges of what they
+/// choose from.
+std::vector<char> WhereSlopesTell(SFTape const& iTape)
+{
+  auto const& instructions = iTape.instructions;
+  std::vector<char> isExact(instructions.size(), 1);
+  std::vector<char> isChosen(instructions.size(), 0);
+  std::vector<char> tells(instructions.size(), 0);
+  for (SFValueId id = 0; id < instructions.size(); ++id) {
+    SFTapeInstruction const& instruction = instructions[id];
+    SFNodeType const type{instruction.code};
+    if (!IsOperator(type))
+      continue;
+    auto const [a, b, unused] = instruction.operands;
+    bool const isBinary = IsBinaryOperator(type) && a != b;
+    bool const isApart = !isBinary || (instructions[a].axes & instructions[b].axes) == 0;
+    isExact[id] = isExact[a] != 0 && isExact[b] != 0 && isApart ? 1 : 0;
+    bool const isMoved = !isBinary || instructions[a].axes == 0 || instructions[b].axes == 0;
+    isChosen[id] = IsChoice(type) || (isMoved && (isChosen[a] != 0 || isChosen[b] != 0)) ? 1 : 0;
+    tells[id] = isExact[id] == 0 && isChosen[id] == 0 ? 1 : 0;
+  }
+  for (SFStatedBound const& bound : iTape.bounds)
+    tells[bound.value] = isExact[bound.value] == 0 ? 1 : 0;
+  return tells;
+}
+
+/// By value: whether it is a result or an operand of a choice.
+std::vector<char> WhereRangesDecide(SFTape const& iTape)
+{
+  std::vector<char> decides(iTape.instructions.size(), 0);
+  for (auto const& instruction : iTape.instructions)
+    if (IsChoice(SFNodeType{instruction.code}))
+      ForOperands(instruction, [&](SFValueId iOperand) { decides[iOperand] = 1; });
+  for (SFValueId const result : iTape.results)
+    decides[result] = 1;
+  return decides;
+}
+
+SFSlopeUse UseOf(SFSlope const& iSlope)
+{
+  if (iSlope.ofRoot < SFInterval::Infinity)
+    return SFSlopeUse::OfRoot;
+  return iSlope.lipschitz < SFInterval::Infinity ? SFSlopeUse::OfValue : SFSlopeUse::None;
+}
+
+} // namespace
+
+void SFTapePruner::FindSlopes()
+{
+  _slopes.entries.clear();
+  auto const decides = WhereRangesDecide(_tape.GetTape());
+  auto const tells = WhereSlopesTell(_tape.GetTape());
+  auto const isWorthwhile = [&](SFTapeStep const& iStep) {
+    return decides[iStep.id] != 0 && tells[iStep.id] != 0 && iStep.code != InputCode;
+  };
+  auto& steps = _list.steps;
+  if (_list.choices == 0 || _tape.IsAtPoints() || std::none_of(steps.begin(), steps.end(), isWorthwhile))
+    return;
+  auto const ranges = RangesOverGrid(_tape);
+  auto const slopes = SlopesOf(_tape.GetTape(), ranges);
+  for (SFTapeStep& step : steps) {
+    SFSlope const& slope = slopes[step.id];
+    double const magnitude = std::max(std::abs(ranges[step.id].lo), std::abs(ranges[step.id].hi));
+    double const margin = 2.0 * slope.error + 16.0 * std::numeric_limits<double>::epsilon() * magnitude + 1e-300;
+    step.slope = isWorthwhile(step) && margin < SFInterval::Infinity ? UseOf(slope) : SFSlopeUse::None;
+    if (step.slope == SFSlopeUse::None)
+      continue;
+    _slopes.entries.resize(slopes.size());
+    double const bound = step.slope == SFSlopeUse::OfRoot ? slope.ofRoot : slope.lipschitz;
+    _slopes.entries[step.id] = {bound * (1.0 + 1e-14), margin, std::sqrt(margin) * (1.0 + 1e-14), slope.isStated};
+  }
 }
 
 SFPrunerScratch SFTapePruner::MakeScratch() const
@@ -516,11 +742,11 @@ SFBoxes SFTapePruner::Prune(SFPrunableList const& iList, SFPruningBoxes const& i
                             SFPrunerScratch& ioScratch, SFPrunableList* oLists) const
 {
   if (iBoxes.size() > 1 && BoxesFor(iList) > 1)
-    return PruneFor<SFRangeLanes>(_tape, _limit, iList, iBoxes, iUse, ioScratch, ioScratch.several, oLists);
+    return PruneFor<SFRangeLanes>(_tape, _slopes, _limit, iList, iBoxes, iUse, ioScratch, ioScratch.several, oLists);
   SFBoxes changed = 0;
   for (std::size_t i = 0; i < iBoxes.size() && (ioScratch.stop == nullptr || !ioScratch.stop->IsStopped()); ++i)
     changed |= static_cast<SFBoxes>(
-        PruneFor<1>(_tape, _limit, iList, iBoxes.At(i), iUse, ioScratch, ioScratch.single, oLists + i) << i);
+        PruneFor<1>(_tape, _slopes, _limit, iList, iBoxes.At(i), iUse, ioScratch, ioScratch.single, oLists + i) << i);
   return changed;
 }
 

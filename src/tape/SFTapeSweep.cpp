@@ -1,5 +1,6 @@
 #include "tape/SFTapeSweep.h"
 
+#include "tape/SFDirectRunner.h"
 #include "tape/SFTapeShape.h"
 
 #include <algorithm>
@@ -33,7 +34,7 @@ std::vector<std::array<unsigned int, 3>> PruningLevels(std::array<unsigned int, 
 {
   auto const flat = std::count_if(iDims.begin(), iDims.end(), [](unsigned int iN) { return iN < 8; });
   if (flat == 0)
-    return {{64, 64, 64}, {32, 32, 32}, {16, 16, 16}, {16, 8, 8}};
+    return {{64, 64, 64}, {32, 32, 32}, {16, 16, 16}, {16, 8, 8}, {8, 4, 4}};
   if (iDims[2] < 8)
     return {{256, 256, 8}, {128, 64, 8}, {64, 32, 8}};
   return {{256, 64, 64}, {64, 32, 32}, {16, 16, 16}};
@@ -56,13 +57,16 @@ std::vector<std::array<unsigned int, 3>> DifferentLevels(std::array<unsigned int
 constexpr std::size_t WorthPruning = 8;
 /// One that costs more is pruned without a test.
 constexpr std::size_t SurelyWorthPruning = 256;
+/// One that costs more in 16^3 points is pruned for boxes as small as the direct runner's.
+constexpr std::size_t WorthSmallBoxes = 256;
 
 } // namespace
 
 /// The working memory of one thread.
 struct SFSweepContext::Worker
 {
-  explicit Worker(SFSweepContext const& iContext) : runner(iContext._tape), pruning(iContext._pruner->MakeScratch())
+  explicit Worker(SFSweepContext const& iContext)
+    : runner(iContext._tape), direct(iContext._tape), pruning(iContext._pruner->MakeScratch())
   {
     pruning.stop = &runner.GetStop();
   }
@@ -78,6 +82,7 @@ struct SFSweepContext::Worker
   }
 
   SFTapeRunner runner;
+  SFDirectRunner direct;
   SFPrunerScratch pruning;
   std::vector<std::array<SFPrunableList, SFTapePruner::MaxBoxes>> lists; ///< by level
   SFTile planned;            ///< the box that the runner has been planned for last, if it is of one tile
@@ -126,7 +131,7 @@ bool SFTapeSweep::PruningGains() const
     for (std::size_t i = 0; i < boxes.size(); ++i)
       for (std::size_t axis = 0; axis < 3; ++axis) {
         double const fraction = std::fmod(static_cast<double>(attempt * boxes.size() + i) * increments[axis], 1.0);
-        unsigned int const count = std::min(_levels.back()[axis], _all.count[axis]);
+        unsigned int const count = std::min(_levels[LevelsFor(_pruner.GetList()) - 1][axis], _all.count[axis]);
         boxes[i].count[axis] = count;
         boxes[i].begin[axis] =
             _all.begin[axis] + static_cast<unsigned int>(fraction * (_all.count[axis] / count)) * count;
@@ -189,13 +194,21 @@ std::size_t SFTapeSweep::DrawRegions(SFTile* oBoxes)
   return count;
 }
 
+/// How many of the levels a list is pruned on.
+std::size_t SFTapeSweep::LevelsFor(SFPrunableList const& iList) const
+{
+  std::size_t const count = _levels.size();
+  bool const endsSmall = count > 1 && VolumeOf(AllAxes, _levels.back()) <= SFDirectRunner::MaxVolume;
+  return endsSmall && iList.cost < WorthSmallBoxes ? count - 1 : count;
+}
+
 /// Prunes for some boxes and goes on to their parts, while there is something left to decide. One attempt in vain does
 /// not say that smaller boxes decide nothing: a few parts spread over the first box all reach it. Where the boxes make
 /// up `iWhole` and little has been gained by the smallest of them, that is run with the list it had, in longer rows.
 void SFTapeSweep::Visit(Worker& ioWorker, std::span<SFTile const> iBoxes, SFTile const* iWhole,
                         SFPrunableList const& iList, std::size_t iLevel, bool iLastWasVain) const
 {
-  bool const isLast = iLevel + 1 == _levels.size();
+  bool const isLast = iLevel + 1 >= LevelsFor(iList);
   auto& lists = ioWorker.lists[iLevel];
   SFBoxes const changed =
       _pruner.Prune(iList, iBoxes, isLast ? SFListUse::ToRun : SFListUse::ToPrune, ioWorker.pruning, lists.data());
@@ -253,8 +266,37 @@ void SFTapeSweep::FillBox(Worker& ioWorker, SFTile const& iBox, float iValue) co
     (*ioWorker.onTile)();
 }
 
+/// Without a plan, where that is faster: false where it is not.
+bool SFTapeSweep::RunSmallBox(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList) const
+{
+  SFFloatTarget const& target = ioWorker.runner.GetTarget();
+  bool const isSmall = VolumeOf(AllAxes, iBox.count) <= SFDirectRunner::MaxVolume;
+  bool const isAll = SameSize(iBox.count, _all.count); // whose plan may serve once more
+  if (!isSmall || isAll || target.floats == nullptr || !SFDirectRunner::CanRun(iList))
+    return false;
+  SFValueView const result = ioWorker.direct.Run(iList, iBox);
+  SFGrid const& grid = _tape.GetGrid();
+  auto const row = static_cast<std::ptrdiff_t>(grid.dims[0]);
+  SFStoreBox box;
+  box.floats.out = target.floats + grid.Index(iBox.begin[0], iBox.begin[1], iBox.begin[2] - target.firstSlice);
+  box.floats.s1 = row;
+  box.floats.s2 = row * static_cast<std::ptrdiff_t>(grid.dims[1]);
+  box.floats.n0 = iBox.count[0];
+  box.floats.n1 = iBox.count[1];
+  box.floats.n2 = iBox.count[2];
+  box.values = {result.data, result.strides[1], result.strides[2]};
+  box.varies = result.strides[0] != 0;
+  auto const& kernels = _tape.GetKernels();
+  (target.clamps ? kernels.storeClamped : kernels.storePlain)(box, target.diagonal);
+  if (*ioWorker.onTile)
+    (*ioWorker.onTile)();
+  return true;
+}
+
 void SFTapeSweep::RunBox(Worker& ioWorker, SFTile const& iBox, SFTapeList const& iList) const
 {
+  if (RunSmallBox(ioWorker, iBox, iList))
+    return;
   std::array<unsigned int, 3> size{};
   std::size_t left = _tileVolume;
   for (std::size_t axis = 0; axis < 3; ++axis) {
