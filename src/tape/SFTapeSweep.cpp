@@ -49,6 +49,8 @@ std::vector<std::array<unsigned int, 3>> DifferentLevels(std::array<unsigned int
   };
   while (levels.size() > 1 && fits(levels[1]))
     levels.erase(levels.begin());
+  if (fits(levels[0]) && VolumeOf(AllAxes, levels[0]) <= SFTapeSweep::TileVolume)
+    levels.resize(1); // a grid of one tile, which keeps its plan
   return levels;
 }
 
