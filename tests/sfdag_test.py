@@ -597,8 +597,8 @@ class Failures(SfdagTest):
     def test_usage(self):
         grid = ["grid", "-x", "X", *GRID]
         table = [
-            ("give a verb: text, .*", []),
-            ("unknown verb 'paint', there are: text, .*", ["paint"]),
+            ("give a verb: info, .*", []),
+            ("unknown verb 'paint', there are: info, .*", ["paint"]),
             ("give a MODEL, -x EXPR or -e FORMULA", ["text"]),
             ("give only one of MODEL, -x and -e", ["text", "a.sf", "-x", "X"]),
             ("--expression: .*", ["text", "-x"]),
