@@ -17,7 +17,6 @@ import sys
 import tempfile
 import threading
 import unittest
-import zipfile
 import zlib
 
 SFDAG = ""
@@ -323,82 +322,6 @@ class Options(SfdagTest):
         self.assertEqual((tool.returncode, own_lines(stderr)), (130, ["sfdag: interrupted"]))
 
 
-class Solids(SfdagTest):
-    """Meshes and numbers of solids. The library's own tests look closer."""
-
-    BOX = ["-e", "param side = 2 (1 .. 4)\ntranslate(box([side, 1, 1]), [5, 0, 0])"]
-
-    def test_info(self):
-        text = self.succeed("info", *self.BOX).decode()
-        self.assertRegex(text, r"parameters +side = 2 \(1 \.\. 4\)\n")
-        told = json.loads(self.succeed("info", *self.BOX, "--set", "side=4", "--json"))
-        self.assertEqual((told["parameters"][0]["value"], told["axes"]), (4, ["x", "y", "z"]))
-        self.assertAlmostEqual(told["lipschitz"], 1)
-        self.assertAlmostEqual(told["bounds"]["low"][0], 3)
-        told = json.loads(self.succeed("info", "-x", "+ q s X q s X", "--json"))
-        self.assertEqual((told["nodes"], told["depth"], told["axes"], told["bounds"]), (4, 4, ["x"], None))
-        self.assertEqual(told["kinds"], {"X": 1, "PLUS": 1, "SQUARE": 1, "SIN": 1})
-        self.assertIn("SIN within 1 ulp", told["rounding"])
-
-    def test_measure(self):
-        told = json.loads(self.succeed("measure", *self.BOX, "-n", "20", "--units", "cm", "--json"))
-        for key, value in [("volume", 2), ("area", 10), ("wall", 1)]:
-            self.assertAlmostEqual(told[key]["value"], value, 4, key)
-            self.assertLess(told[key]["error"], 0.05, key)
-        for key, value in [("centre", (5, 0, 0)), ("low", (4, -0.5, -0.5)), ("high", (6, 0.5, 0.5))]:
-            for found, wanted in zip(told[key], value):
-                self.assertAlmostEqual(found["value"], wanted, 4, key)
-        facts = [told[key] for key in ("components", "cavities", "genus", "watertight", "unit")]
-        self.assertEqual(facts, [1, 0, 0, True, "cm"])
-        shell = json.loads(self.succeed("measure", "-e", "difference(sphere(2), sphere(1))", "-n", "20", "--no-wall", "--json"))
-        self.assertEqual([shell["components"], shell["cavities"], "wall" in shell], [1, 1, False])
-        self.assertRegex(self.succeed("measure", "-e", "torus(2, 1)", "-n", "20").decode(), r"\ngenus +1\n")
-
-    def test_mesh(self):
-        def triangles(*more):
-            told = json.loads(self.succeed("mesh", *self.BOX, "-n", "20", "-o", "out.stl", "--json", *more))
-            stl = self.get("out.stl")
-            self.assertEqual((struct.unpack("<I", stl[80:84])[0], len(stl)), (told["triangles"], 84 + 50 * told["triangles"]))
-            return told
-
-        whole = triangles()
-        self.assertLess(whole["sharp_vertex_distance"], 1e-9)
-        self.assertEqual(len(self.succeed("mesh", *self.BOX, "-n", "20", "-o", "-")), 84 + 50 * whole["triangles"])
-        self.assertLess(triangles("--adaptivity", "0.001")["triangles"], whole["triangles"] / 10)
-        self.assertGreater(triangles("--smooth")["surface_distance"], whole["surface_distance"] + 0.01)
-        half = ["-b", "3,-1,-1,5,1,1"]
-        self.assertLess(triangles(*half, "--no-cap")["triangles"], triangles(*half)["triangles"])
-        ball = ["mesh", "-e", "sphere(1)", "-n", "8", "-o", "out.obj", "--json", "--tolerance"]
-        near = json.loads(self.succeed(*ball, "0.002"))
-        self.assertLess(max(near["vertex_distance"], near["surface_distance"]), 0.002)
-        self.fail(1, "-e: the mesh is not within the tolerance.*", *ball, "1e-9")
-        for unit, name in [("in", "inch"), ("um", "micron")]:
-            self.succeed("mesh", *self.BOX, "-n", "5", "-o", "out.3mf", "--units", unit)
-            with zipfile.ZipFile(self.path("out.3mf")) as package:
-                self.assertIn(b'unit="%s"' % name.encode(), package.read("3D/3dmodel.model"))
-
-    def test_bench(self):
-        told = json.loads(self.succeed("bench", *self.BOX, "-n", "10", "-j", "2", "--json"))
-        times = [told[row][cores] for row in ("grid", "band", "points", "gradients") for cores in ("one", "all")]
-        self.assertTrue(all(0 < time < 1e6 for time in times))
-        self.assertEqual(told["threads"], 2)
-
-    def test_failures(self):
-        mesh = ["mesh", "-o", "out.stl"]
-        for verb in (mesh, ["measure"]):
-            table = [(3, "-e: no surface.*|-e: there is no surface.*", ["-e", "sphere(1)", "-b", "3,3,3,4,4,4"]),
-                     (3, "-e: .*", ["-e", "sqrt(-1 - x^2)", "-b", "3,3,3,4,4,4"]),
-                     (3, "-e: no bounds are known.*", ["-e", "x"]),
-                     (2, "--bounds: the box is flat", ["-e", "x", "-b", "0,0,0,1,1,0"]),
-                     (2, "--cells: '0' is not .*", ["-e", "sphere(1)", "-n", "0"]),
-                     (2, "--strict: .*", ["-x", SPHERE, "--strict"]),
-                     (4, ".* needs .*|out of memory", ["-e", "sphere(1)", "-n", "1000000", "--max-memory", "1"]),
-                     (4, ".* needs .*", ["-e", "sphere(1)", "-n", "300", "--max-memory", "0.01"])]
-            for status, pattern, arguments in table:
-                self.fail(status, pattern, *verb, *arguments)
-        self.fail(2, r"--output: 'out\.off' does not end in .*", "mesh", *self.BOX, "-o", "out.off")
-
-
 class Calculus(SfdagTest):
     def test_texts(self):
         offset = "o0.5 * f2 X"  # the field is 2 X - 0.5 * 2
@@ -587,6 +510,44 @@ class Pictures(SfdagTest):
         self.assertTrue(all(blue > red for row in rows for red, _, blue in row))
         self.assertLess(sum(rows[-1][0]), sum(rows[0][0]) - 100)
 
+    def test_figures(self):
+        """A section of a box has its hues at the places that the axes tell, and the SVG one the zero line as a path."""
+        ball = ["-e", "translate(sphere(2), [1, 2, 3])", "-b", "-4,-4,-4,8,8,8"]
+        for axis, at, centre in [("x", 1, (2, 3)), ("y", 2, (1, 3)), ("z", 3, (1, 2))]:
+            report = json.loads(self.succeed("slice", *ball, "--axis", axis, "--at", str(at), "--size", "120", "--json",
+                                             "-o", "out.png"))
+            self.assertEqual(report["iso_spacing"], 0.5)
+            rows = self.read_png("out.png")
+            self.assertEqual((len(rows[0]), len(rows)), (66 + 120 + 26, 44 + 120 + 54))
+            for u, v, inside in [(0, 0, True), (1.7, 0, True), (0, -1.7, True), (2.4, 0, False), (0, 2.4, False)]:
+                red, _, blue = rows[44 + 119 - int((centre[1] + v + 4) * 10)][66 + int((centre[0] + u + 4) * 10)]
+                self.assertEqual(red > blue, inside, (axis, u, v))
+        self.succeed("slice", *ball, "--at", "3", "--size", "120", "-o", "out.svg")
+        strokes = re.findall(r'stroke-width="2.8".* d="M([^"]*)"', self.get("out.svg").decode())
+        self.assertEqual(len(strokes), 1)
+        for point in strokes[0].split("L"):
+            x, y = map(float, point.split())
+            self.assertAlmostEqual(math.hypot(x - 66 - 50, y - 44 - 60), 20, delta=0.1)
+
+    def test_render(self):
+        ball = ["-e", "sphere(2)", "--size", "80x60"]
+        self.succeed("render", *ball, "--view", "top", "--mode", "normals", "--background", "#102030", "-o", "out.png")
+        rows = self.read_png("out.png")
+        self.assertEqual((len(rows[0]), len(rows), rows[0][0]), (80, 60, (16, 32, 48)))
+        self.assertLessEqual(max(abs(a - b) for a, b in zip(rows[30][40], (128, 128, 255))), 6)
+        self.assertGreater(rows[30][60][0], 200)
+        self.assertGreater(rows[10][40][1], 200)
+        self.succeed("render", *ball, "--cut", "z=0", "--view", "top", "-o", "out.png")
+        red, _, blue = self.read_png("out.png")[30][40]
+        self.assertGreater(red, blue + 40)  # the cut face
+        for pattern, arguments in [("--cut: 'w=1' is not a plane, .*", ["--cut", "w=1"]),
+                                   ("--colour: 'blu' is not a colour, .*", ["--colour", "blu"]),
+                                   ("--size: '0' is not .*", ["--size", "0x5"])]:
+            self.fail(2, pattern, "render", *ball[:2], "-o", "out.png", *arguments)
+        self.fail(3, ".*: there is no surface in the box.*", "render", "-e", "sphere(1) + 2", "-b", "-1,-1,-1,1,1,1", "-o",
+                  "out.png")
+        self.fail(4, "the picture needs .*", "render", "-e", "sphere(1)", "--size", "1000000x1000000", "-o", "out.png")
+
     def test_size(self):
         for dims, size in [("3 2 1", (513, 342)), ("1 1 1", (512, 512)), ("2 600 1", (2, 600))]:
             self.succeed("slice", "-x", "f1", "--dims", *dims.split(), "--voxel", "1", "-o", "out.png")
@@ -597,8 +558,8 @@ class Failures(SfdagTest):
     def test_usage(self):
         grid = ["grid", "-x", "X", *GRID]
         table = [
-            ("give a verb: info, .*", []),
-            ("unknown verb 'paint', there are: info, .*", ["paint"]),
+            ("give a verb: text, .*", []),
+            ("unknown verb 'paint', there are: text, .*", ["paint"]),
             ("give a MODEL, -x EXPR or -e FORMULA", ["text"]),
             ("give only one of MODEL, -x and -e", ["text", "a.sf", "-x", "X"]),
             ("--expression: .*", ["text", "-x"]),
@@ -615,7 +576,7 @@ class Failures(SfdagTest):
             (".*both be the standard input", ["eval", "-", "--points", "-"]),
             ("--output is required", grid),
             (r"--output: 'a\.b/out\.txt' does not end in \.npy or .*", [*grid, "-o", "a.b/out.txt"]),
-            (r"--output: 'out\.jpg' does not end in \.png", ["slice", *grid[1:], "-o", "out.jpg"]),
+            (r"--output: 'out\.jpg' does not end in \.png or \.svg", ["slice", *grid[1:], "-o", "out.jpg"]),
             (r"--output: 'out\.png' does not end in \.dot or \.svg", ["graph", "-x", "X", "-o", "out.png"]),
             ("--distance is required", ["offset", "-x", "X"]),
             ("--distance: 'inf' is not a finite number", ["offset", "-x", "X", "--distance", "inf"]),

@@ -1,25 +1,14 @@
-#include "Picture.h"
+#include "SFLevelSets.h"
+
+#include "SFColours.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <limits>
 
-namespace SFHost {
+namespace SF {
 namespace {
-
-using Colour = std::array<double, 3>;
-
-/// The two ends of a hue: at the zero line, and far from it.
-struct Hue
-{
-  Colour near;
-  Colour far;
-};
-
-constexpr Hue InsideHue{{255, 229, 184}, {211, 105, 28}};
-constexpr Hue OutsideHue{{226, 237, 246}, {74, 120, 168}};
-constexpr Colour Ink{24, 26, 31};
 
 constexpr double LinesAcross = 26;    ///< iso-lines along the longer side, where the field runs evenly
 constexpr double IsoStrength = 0.4;   ///< share of ink
@@ -29,25 +18,11 @@ constexpr double ZeroLineWidth = 2.8; ///< in widths of an iso-line
 constexpr double FinePicture = 900;   ///< the longer side up to which an iso-line is one pixel wide
 constexpr double HueShare = 0.8;      ///< the share of the pixels of a hue that lie nearer than its reach
 
-Colour Mix(Colour const& iA, Colour const& iB, double iShare)
-{
-  Colour mixed{};
-  for (std::size_t channel = 0; channel < 3; ++channel)
-    mixed[channel] = iA[channel] + (iB[channel] - iA[channel]) * iShare;
-  return mixed;
-}
-
-double SmoothStep(double iFrom, double iTo, double iValue)
-{
-  double const t = std::clamp((iValue - iFrom) / (iTo - iFrom), 0.0, 1.0);
-  return t * t * (3.0 - 2.0 * t);
-}
-
 /// The field in pixels: column from the left, row from the bottom, both counted at pixel centres.
 class PixelField
 {
 public:
-  PixelField(PlaneSamples const& iSamples, std::uint32_t iScale) : _samples(iSamples), _scale(iScale) {}
+  PixelField(SFPlaneSamples const& iSamples, std::uint32_t iScale) : _samples(iSamples), _scale(iScale) {}
 
   /// Bilinear between the samples; the half samples along the border continue the slope beside them.
   double Value(double iColumn, double iRow) const
@@ -81,7 +56,7 @@ private:
     return {first, first + 1, position - below};
   }
 
-  PlaneSamples const& _samples;
+  SFPlaneSamples const& _samples;
   double _scale;
 };
 
@@ -107,6 +82,19 @@ public:
     for (double const value : _around)
       steepest = std::max(steepest, std::abs(value - _centre));
     return steepest / _radius;
+  }
+  /// How much ink the zero line has: less where one side of it is a sliver, narrower than the line, whose two borders
+  /// would else make a speck. The slope further around says how deep something wider would be.
+  double ZeroStrength(PixelField const& iField, double iColumn, double iRow) const
+  {
+    double highest = _centre;
+    double lowest = _centre;
+    for (double const value : _around) {
+      highest = std::max(highest, value);
+      lowest = std::min(lowest, value);
+    }
+    double const slope = std::max(Slope(), Neighbourhood(iField, 3.0 * _radius, iColumn, iRow).Slope());
+    return slope > 0.0 ? SmoothStep(0.1, 0.55, std::min(highest, -lowest) / (slope * _radius)) : 1.0;
   }
   /// Pixels from the centre to the line where the field is `iLevel`; infinite beyond the radius.
   double DistanceTo(double iLevel) const
@@ -141,17 +129,6 @@ private:
   std::array<double, Spokes> _around{};
 };
 
-/// The number 1, 2 or 5 times a power of ten that is nearest on a logarithmic scale.
-double RoundNumber(double iValue)
-{
-  double const power = std::pow(10.0, std::floor(std::log10(iValue)));
-  double const digits = iValue / power;
-  for (double const step : {1.0, 2.0, 5.0})
-    if (digits < step * std::sqrt(step == 2.0 ? 2.5 : 2.0))
-      return step * power;
-  return 10.0 * power;
-}
-
 /// The value that a share of the others lies below; 0 when there are none.
 double Quantile(std::vector<double>& ioValues, double iShare)
 {
@@ -162,23 +139,12 @@ double Quantile(std::vector<double>& ioValues, double iShare)
   return *place;
 }
 
-/// How a picture is drawn; widths in pixels, the rest in units of the field.
-struct Style
-{
-  double isoWidth;
-  double zeroWidth;
-  double spacing;     ///< of the iso-lines; 0 for none
-  double insideReach; ///< the depth at which a hue has nearly reached its far end
-  double outsideReach;
-
-  double Radius() const { return 0.5 * zeroWidth + 0.5; }
-};
-
 /// Fits the spacing and the hues to what is seen most, which the few extreme values of a field do not disturb.
-Style ChooseStyle(PixelField const& iField, Image const& iImage, std::optional<double> iSpacing)
+SFLevelSetStyle ChooseStyle(PixelField const& iField, std::uint32_t iWidth, std::uint32_t iHeight,
+                            std::optional<double> iSpacing)
 {
-  std::uint32_t const longer = std::max(iImage.width, iImage.height);
-  Style style{};
+  std::uint32_t const longer = std::max(iWidth, iHeight);
+  SFLevelSetStyle style{};
   style.isoWidth = std::max(1.0, longer / FinePicture);
   style.zeroWidth = ZeroLineWidth * style.isoWidth;
 
@@ -187,8 +153,8 @@ Style ChooseStyle(PixelField const& iField, Image const& iImage, std::optional<d
   std::vector<double> depths[2];
   for (std::uint32_t j = 0; j < probes; ++j)
     for (std::uint32_t i = 0; i < probes; ++i) {
-      Neighbourhood const pixel(iField, style.Radius(), (i + 0.5) * iImage.width / probes - 0.5,
-                                (j + 0.5) * iImage.height / probes - 0.5);
+      Neighbourhood const pixel(iField, style.Radius(), (i + 0.5) * iWidth / probes - 0.5,
+                                (j + 0.5) * iHeight / probes - 0.5);
       depths[pixel.Centre() < 0.0 ? 0 : 1].push_back(std::abs(pixel.Centre()));
       if (pixel.Slope() > 0.0)
         slopes.push_back(pixel.Slope());
@@ -203,7 +169,7 @@ Style ChooseStyle(PixelField const& iField, Image const& iImage, std::optional<d
 /// How much of a pixel a line covers whose middle is at a distance from the pixel's centre.
 double Coverage(double iDistance, double iWidth) { return std::clamp(0.5 * iWidth + 0.5 - iDistance, 0.0, 1.0); }
 
-double IsoInk(Neighbourhood const& iPixel, Style const& iStyle)
+double IsoInk(Neighbourhood const& iPixel, SFLevelSetStyle const& iStyle)
 {
   double const level = std::round(iPixel.Centre() / iStyle.spacing) * iStyle.spacing;
   if (!(iStyle.spacing > 0.0) || level == 0.0)
@@ -212,15 +178,23 @@ double IsoInk(Neighbourhood const& iPixel, Style const& iStyle)
          Coverage(iPixel.DistanceTo(level), iStyle.isoWidth);
 }
 
-Colour PixelColour(Neighbourhood const& iPixel, Style const& iStyle)
+SFVector3 GroundColour(double iValue, SFLevelSetStyle const& iStyle)
 {
-  bool const inside = iPixel.Centre() < 0.0;
-  Hue const& hue = inside ? InsideHue : OutsideHue;
+  bool const inside = iValue < 0.0;
+  SFHue const& hue = inside ? InsideHue : OutsideHue;
   double const reach = inside ? iStyle.insideReach : iStyle.outsideReach;
-  double const depth = reach > 0.0 ? std::abs(iPixel.Centre()) / reach : 0.0;
-  Colour const ground = Mix(hue.near, hue.far, 1.0 - std::exp(-1.2 * depth));
-  Colour const withIsoLines = Mix(ground, Ink, IsoInk(iPixel, iStyle));
-  return Mix(withIsoLines, Ink, Coverage(iPixel.DistanceTo(0.0), iStyle.zeroWidth));
+  double const depth = reach > 0.0 ? std::abs(iValue) / reach : 0.0;
+  return Mix(hue.near, hue.far, 1.0 - std::exp(-1.2 * depth));
+}
+
+SFVector3 PixelColour(PixelField const& iField, SFLevelSetStyle const& iStyle, double iColumn, double iRow)
+{
+  Neighbourhood const pixel(iField, iStyle.Radius(), iColumn, iRow);
+  SFVector3 const ground = GroundColour(pixel.Centre(), iStyle);
+  SFVector3 const withIsoLines = Mix(ground, InkColour, IsoInk(pixel, iStyle));
+  double const coverage = Coverage(pixel.DistanceTo(0.0), iStyle.zeroWidth);
+  return coverage > 0.0 ? Mix(withIsoLines, InkColour, coverage * pixel.ZeroStrength(iField, iColumn, iRow))
+                        : withIsoLines;
 }
 
 /// What interpolation can work with.
@@ -232,27 +206,38 @@ float Finite(float iValue)
 
 } // namespace
 
-Image DrawLevelSets(PlaneSamples iSamples, std::uint32_t iScale, std::optional<double> iSpacing)
+SFLevelSets::SFLevelSets(SFPlaneSamples iSamples, std::uint32_t iScale, std::optional<double> iSpacing)
+  : _samples(std::move(iSamples)), _scale(iScale)
 {
-  std::transform(iSamples.values.begin(), iSamples.values.end(), iSamples.values.begin(), Finite);
-  Image image(iSamples.nx * iScale, iSamples.ny * iScale);
-  PixelField const field(iSamples, iScale);
-  Style const style = ChooseStyle(field, image, iSpacing);
+  std::transform(_samples.values.begin(), _samples.values.end(), _samples.values.begin(), Finite);
+  _style = ChooseStyle(PixelField(_samples, _scale), _samples.nx * _scale, _samples.ny * _scale, iSpacing);
+}
 
+SFImage SFLevelSets::Draw(bool iHasLines) const
+{
+  SFImage image(_samples.nx * _scale, _samples.ny * _scale);
+  PixelField const field(_samples, _scale);
   std::uint8_t* channel = image.pixels.data();
   for (std::uint32_t fromTop = 0; fromTop < image.height; ++fromTop)
     for (std::uint32_t column = 0; column < image.width; ++column) {
-      Neighbourhood const pixel(field, style.Radius(), column, image.height - 1 - fromTop);
-      for (double const value : PixelColour(pixel, style))
-        *channel++ = static_cast<std::uint8_t>(std::lround(value));
+      double const row = image.height - 1 - fromTop;
+      SFVector3 const colour =
+          iHasLines ? PixelColour(field, _style, column, row) : GroundColour(field.Value(column, row), _style);
+      for (double const value : colour)
+        *channel++ = ByteOf(value);
     }
   return image;
 }
 
-double PictureMemory(std::uint32_t iNx, std::uint32_t iNy, std::uint32_t iScale)
+SFImage DrawLevelSets(SFPlaneSamples iSamples, std::uint32_t iScale, std::optional<double> iSpacing)
+{
+  return SFLevelSets(std::move(iSamples), iScale, iSpacing).Draw(true);
+}
+
+double LevelSetsMemory(std::uint32_t iNx, std::uint32_t iNy, std::uint32_t iScale)
 {
   constexpr double bytesPerPixel = 7.0; // three of the image, as many and a little more of the encoded one
   return bytesPerPixel * iNx * iNy * iScale * iScale;
 }
 
-} // namespace SFHost
+} // namespace SF
