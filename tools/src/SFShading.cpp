@@ -12,7 +12,7 @@ constexpr double GlossExponent = 40.0;
 constexpr double GroundDarkness = 0.55;
 constexpr double LinesAcross = 40.0; ///< iso-lines of a section along the longest side, for a field of slope 1
 constexpr SFVector3 Convex{0.80, 0.36, 0.16};
-constexpr SFVector3 Flat{0.93, 0.93, 0.92};
+constexpr SFVector3 Flat{0.82, 0.82, 0.81};
 constexpr SFVector3 Concave{0.16, 0.42, 0.70};
 
 bool IsHit(SFTracedRay const& iRay) { return std::isfinite(iRay.depth); }
