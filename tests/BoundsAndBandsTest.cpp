@@ -80,6 +80,27 @@ TEST(LipschitzBounds, ChangeNoBitWhenTheyAreTrueAndAreBelieved)
   }
 }
 
+/// MAX(MIN(a, 5), g - 3) has slope 1, although a is steep where it is above 5. Beside a field of 4 the 5 is dropped, and
+/// what is left is steep too.
+TEST(LipschitzBounds, DoNotHoldForWhatPruningLeaves)
+{
+  std::string const g = "+ X * f0.001 * Y Z ";
+  std::string const filler = "+ f50 + s + X Y c + Y Z ";
+  RootPtr const root = Build("U I U + " + g + "I f0 * f100 - " + g + "f6 f5 - " + g + "f3 U + f4 * f0.001 Y U " +
+                             filler + "U * f2 " + filler + "* f3 " + filler + "$");
+  SFLipschitzBound const bound{root->GetLhs().get(), 1.05};
+  SFCompiledFieldOptions options = WithThreads(1);
+  options.lipschitzBounds = {&bound, 1};
+  unsigned int const dims[] = {64, 64, 64};
+  double const origin[] = {3.0, 0.0, 0.0};
+  std::vector<float> expected(64 * 64 * 64);
+  std::vector<float> found(expected.size());
+  ASSERT_EQ(Compiled(root)->RenderSlices(dims, 0, 64, expected, 0.2, origin), S_OK);
+  ASSERT_EQ(Compiled(root, options)->RenderSlices(dims, 0, 64, found, 0.2, origin), S_OK);
+  EXPECT_LT(*std::min_element(expected.begin(), expected.end()), 3.5F);
+  EXPECT_TRUE(found == expected);
+}
+
 TEST(LipschitzBounds, FalseOnesAreReportedByTheCheck)
 {
   RootPtr const ball = Build("- r + + q X q Y q Z f1 $");

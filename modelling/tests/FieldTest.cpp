@@ -53,6 +53,31 @@ public:
   }
 };
 
+/// No distance, whatever is said of it.
+class SteepBall : public HostBall
+{
+public:
+  double GetScalar(ZULMathPoint const& iPoint) const override { return 3.0 * HostBall::GetScalar(iPoint); }
+};
+
+TEST(Field, CompilesWithTheSlopesThatItKnows)
+{
+  SFLipschitzCheck const check{{{-2, -2, -2}, {2, 2, 2}}, 500};
+  SFCompiledFieldOptions options;
+  options.lipschitzCheck = &check;
+  auto const compile = [&](std::shared_ptr<ResourceToSF> iResource, SFResourceKind iKind) {
+    Rotate(SFField::Resource(std::move(iResource), iKind), {1, 2, 3}, 0.4).Compile(options);
+  };
+  EXPECT_NO_THROW(compile(std::make_shared<HostBall>(), SFResourceKind::Distance));
+  EXPECT_NO_THROW(compile(std::make_shared<SteepBall>(), SFResourceKind::General));
+  EXPECT_THROW(compile(std::make_shared<SteepBall>(), SFResourceKind::Distance), std::runtime_error);
+  // Shapes are what they say, and parts of them too.
+  EXPECT_NO_THROW(Union({Torus(1.0, 0.3), Translate(Cone(1.0, 2.0, 0.5), {1, 0, 0}), Ellipsoid({1.0, 0.5, 0.3}),
+                         Rotate(RoundedBox({1.0, 1.0, 1.0}, 0.2), {1, 1, 0}, 1.0),
+                         Stretch(Lattice(SFLattice::Octet, {2, 2, 2}, {1, 1, 1}, 0.1), {1.0, 2.0, 0.5})})
+                      .Compile(options));
+}
+
 TEST(Field, ResourcesArePlacedDifferentiatedAndOffset)
 {
   auto const ball = std::make_shared<HostBall>();

@@ -101,7 +101,7 @@ bool HoldStatedBounds(SFTape const& iTape, SFLipschitzCheck const& iCheck)
   for (std::size_t first = 0; first < pairs.coordinates[0].size(); first += chunk) {
     std::size_t const count = std::min(chunk, pairs.coordinates[0].size() - first);
     auto const& [x, y, z] = pairs.coordinates;
-    points.Run(count, {&x[first], &y[first], &z[first]}, call,
+    points.Run(count, {{&x[first], &y[first], &z[first]}}, call,
                [&](SFPointPlaces const& iPlaces, SFTapePoints::Rows const& iRows) {
                  for (std::size_t i = 0; i < iTape.bounds.size(); ++i)
                    for (std::size_t at = 0; at < iPlaces.count; ++at)

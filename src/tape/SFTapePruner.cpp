@@ -132,6 +132,7 @@ private:
   void FindExtents(std::size_t iAxis);
   void FindRadii();
   double CentreValue(SFTapeStep const& iStep, std::size_t iAxis, std::size_t iCentre) const;
+  template <bool WithCentres>
   void ReadLeaf(SFTapeStep const& iStep, SFRanges<W>& oRange) const;
   void ReadCoordinate(SFTapeStep const& iStep, SFRanges<W>& oRange) const;
   template <bool WithCentres>
@@ -226,6 +227,7 @@ double Pass<W>::CentreValue(SFTapeStep const& iStep, std::size_t iAxis, std::siz
 }
 
 template <std::size_t W>
+template <bool WithCentres>
 void Pass<W>::ReadLeaf(SFTapeStep const& iStep, SFRanges<W>& oRange) const
 {
   if (iStep.axes == 0) {
@@ -236,15 +238,17 @@ void Pass<W>::ReadLeaf(SFTapeStep const& iStep, SFRanges<W>& oRange) const
     return ReadCoordinate(iStep, oRange);
   Extents const& extents = _extents[FirstAxis(iStep.axes)];
   std::array<SFInterval, W> ranges;
-  std::array<double, W> centres{};
+  [[maybe_unused]] std::array<double, W> centres{};
   for (std::size_t i = 0; i < W && i < extents.count; ++i) {
     ranges[i] = iStep.code == InputCode ? _tape.GetBlockRanges().RangeOf(iStep.id, extents.blocks[i])
                                         : CoordinateRange(_tape, AxisOf(iStep.code), extents.boxes[i]);
-    centres[i] = CentreValue(iStep, FirstAxis(iStep.axes), extents.centres[i]);
+    if constexpr (WithCentres)
+      centres[i] = CentreValue(iStep, FirstAxis(iStep.axes), extents.centres[i]);
   }
   for (std::size_t lane = 0; lane < W; ++lane) {
     oRange.Set(lane, ranges[extents.of[lane]]);
-    oRange.centre[lane] = centres[extents.of[lane]];
+    if constexpr (WithCentres)
+      oRange.centre[lane] = centres[extents.of[lane]];
   }
 }
 
@@ -294,7 +298,7 @@ bool Pass<W>::ComputeRanges()
     State& state = _states[at];
     ComputeRange<WithCentres>(
         step.code, At(step.operands[0]).range, At(step.operands[1]).range, _tape.GetKernels(),
-        [&](SFRanges<W>& oRange) { ReadLeaf(step, oRange); }, state.range);
+        [&](SFRanges<W>& oRange) { ReadLeaf<WithCentres>(step, oRange); }, state.range);
     if (WithCentres && step.slope != SFSlopeUse::None)
       Confine(step, state.range);
     state.needed = state.full = state.limited = state.replaced = state.negates = state.altered = state.changed = 0;

@@ -58,7 +58,7 @@ constexpr std::size_t WorthPruning = 8;
 /// One that costs more is pruned without a test.
 constexpr std::size_t SurelyWorthPruning = 256;
 /// One that costs more in 16^3 points is pruned for boxes as small as the direct runner's.
-constexpr std::size_t WorthSmallBoxes = 256;
+constexpr std::size_t WorthSmallBoxes = 400;
 
 } // namespace
 

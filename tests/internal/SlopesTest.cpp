@@ -86,7 +86,7 @@ TEST(Slopes, AndErrorsHoldBetweenAnyTwoPoints)
     SFFieldCall call(options, nullptr, "");
     std::vector<std::vector<double>> values(slopes.size(), std::vector<double>(points.Count()));
     SFTapePoints(std::move(all), options)
-        .Run(points.Count(), {points.x.data(), points.y.data(), points.z.data()}, call,
+        .Run(points.Count(), {{points.x.data(), points.y.data(), points.z.data()}}, call,
              [&](SFPointPlaces const& iPlaces, SFTapePoints::Rows const& iRows) {
                for (std::size_t id = 0; id < slopes.size(); ++id)
                  for (std::size_t i = 0; i < iPlaces.count; ++i)
@@ -108,6 +108,26 @@ TEST(Slopes, AndErrorsHoldBetweenAnyTwoPoints)
       }
   }
   EXPECT_GT(known, Scaled(100000));
+}
+
+TEST(Slopes, ErrorsHoldWhereDigitsAreLost)
+{
+  struct Case
+  {
+    std::string text;
+    double x, exact;
+  };
+  for (Case const& c : {Case{"- + X f1 f1 $", 1e-17, 1e-17},
+                        {"r - + q X f1 f1 $", 1e-9, 1e-9},
+                        {"* f1e9 - + X f1 f1 $", 1e-17, 1e-8},
+                        {"e * f1e3 - + X f1 f1 $", 3e-17, 1.0 + 3e-14}}) {
+    SFTape const tape = TapeOf(c.text);
+    Points points;
+    points.Add(c.x, 0.0, 0.0);
+    ASSERT_EQ(points.Evaluate(*Compiled(Build(c.text))), S_OK);
+    EXPECT_NE(points.values[0], c.exact);
+    EXPECT_LE(std::abs(points.values[0] - c.exact), SlopesOfCube(tape)[tape.results.front()].error) << c.text;
+  }
 }
 
 TEST(Slopes, NormsAreBoundedFromAbove)
