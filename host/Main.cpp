@@ -29,6 +29,7 @@ struct Verb
   char const* name;
   char const* summary;
   Action (*add)(Arguments&);
+  bool isWatcher = false; ///< looks after --watch itself
 };
 
 constexpr Verb Verbs[] = {
@@ -44,6 +45,7 @@ constexpr Verb Verbs[] = {
     {"graph", "Draw the graph of a model, for GraphViz or as an SVG picture", AddGraph},
     {"check", "Tell where a model's text is read as something else than it looks like", AddCheck},
     {"offset", "Write the text of a model whose surface is moved, or made a shell", AddOffset},
+    {"view", "Show a model on a page for the browser, with its parameters and its text", AddView, true},
 };
 
 constexpr char const* ExitCodes =
@@ -79,6 +81,7 @@ struct Task
 {
   Action action;
   std::shared_ptr<CommonOptions> options;
+  bool isWatcher = false;
 };
 
 /// The command line, and the verb that it chose.
@@ -149,7 +152,7 @@ private:
   {
     CLI::App& command = *_app.add_subcommand(iVerb.name, iVerb.summary)->group("Verbs");
     Arguments& arguments = _verbs.emplace(iVerb.name, Arguments(command)).first->second;
-    Task const task{iVerb.add(arguments), std::make_shared<CommonOptions>()};
+    Task const task{iVerb.add(arguments), std::make_shared<CommonOptions>(), iVerb.isWatcher};
     task.options->AddTo(arguments);
     command.footer(command.get_footer() + ExitCodes);
     command.callback([this, task] { _task = task; });
@@ -201,7 +204,7 @@ void Run(CommandLine const& iCommandLine, Task const& iTask)
 {
   CommonOptions const& options = *iTask.options;
   SetLoudness(options.isQuiet ? Loudness::Quiet : options.isVerbose ? Loudness::Verbose : Loudness::Normal);
-  if (!options.isWatching)
+  if (!options.isWatching || iTask.isWatcher)
     return iTask.action(options);
   RunWhenChanged(*options.model.file, [&] {
     int const status = StatusOf(iCommandLine, [&] { iTask.action(options); });

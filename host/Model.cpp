@@ -77,9 +77,7 @@ Notation NotationOf(std::string const& iPath)
 
 ModelText ReadText(ModelOptions const& iOptions)
 {
-  int const given = iOptions.file.has_value() + iOptions.expression.has_value() + iOptions.formula.has_value();
-  if (given != 1)
-    throw UsageError(given == 0 ? "give a MODEL, -x EXPR or -e FORMULA" : "give only one of MODEL, -x and -e");
+  RequireOneSource(iOptions);
   ModelText text;
   if (iOptions.file) {
     text = {InputName(*iOptions.file), NotationOf(*iOptions.file), ReadInput(*iOptions.file), {}};
@@ -113,19 +111,6 @@ std::shared_ptr<SF::SFDagNode> ReadExpression(ModelText const& iText, SF::SFNode
 }
 
 using Settings = std::map<std::string, double>;
-
-Settings ReadSettings(ModelOptions const& iOptions)
-{
-  Settings settings;
-  for (std::string const& setting : iOptions.settings) {
-    std::size_t const equals = setting.find('=');
-    auto const value = equals == std::string::npos ? std::nullopt : ParseNumber(setting.substr(equals + 1));
-    if (!value || equals == 0)
-      throw UsageError("--set: " + Quoted(setting) + " is not NAME=NUMBER");
-    settings[setting.substr(0, equals)] = *value;
-  }
-  return settings;
-}
 
 [[noreturn]] void RejectSetting(std::string const& iName)
 {
@@ -233,6 +218,26 @@ void ModelOptions::AddTo(Arguments& ioArguments)
                            {.least = 1, .most = 2});
   ioArguments.Flag({.names = "--strict", .values = "", .help = "Read and compute by the letter (see sfdag --help)"},
                    strict);
+}
+
+Settings ReadSettings(ModelOptions const& iOptions)
+{
+  Settings settings;
+  for (std::string const& setting : iOptions.settings) {
+    std::size_t const equals = setting.find('=');
+    auto const value = equals == std::string::npos ? std::nullopt : ParseNumber(setting.substr(equals + 1));
+    if (!value || equals == 0)
+      throw UsageError("--set: " + Quoted(setting) + " is not NAME=NUMBER");
+    settings[setting.substr(0, equals)] = *value;
+  }
+  return settings;
+}
+
+void RequireOneSource(ModelOptions const& iOptions)
+{
+  int const given = iOptions.file.has_value() + iOptions.expression.has_value() + iOptions.formula.has_value();
+  if (given != 1)
+    throw UsageError(given == 0 ? "give a MODEL, -x EXPR or -e FORMULA" : "give only one of MODEL, -x and -e");
 }
 
 void RequireOtherFile(ModelOptions const& iOptions, std::string const& iOutput)

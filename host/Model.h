@@ -6,6 +6,7 @@
 #include "SFField.h"
 #include "SFSWContext.h"
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -41,6 +42,12 @@ struct FieldModel
   std::string name;
   SF::SFField field;
 };
+
+/// Throws a UsageError when not exactly one source of a model is given.
+void RequireOneSource(ModelOptions const& iOptions);
+
+/// The values of parameters that the command line sets. Throws a UsageError.
+std::map<std::string, double> ReadSettings(ModelOptions const& iOptions);
 
 /// Throws a UsageError when a file that is to be written is the one that the model is read from.
 void RequireOtherFile(ModelOptions const& iOptions, std::string const& iOutput);

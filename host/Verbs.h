@@ -24,5 +24,6 @@ Action AddSimplify(Arguments& ioArguments);
 Action AddCurvature(Arguments& ioArguments);
 Action AddGraph(Arguments& ioArguments);
 Action AddOffset(Arguments& ioArguments);
+Action AddView(Arguments& ioArguments);
 
 } // namespace SFHost

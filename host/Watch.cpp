@@ -1,17 +1,10 @@
 #include "Watch.h"
 
-#include <array>
 #include <chrono>
-#include <optional>
 #include <sys/stat.h>
 #include <thread>
 
 namespace SFHost {
-namespace {
-
-/// What changes with the content of a file.
-using FileState = std::array<long long, 4>;
-
 std::optional<FileState> StateOf(std::string const& iPath)
 {
   struct stat file
@@ -21,8 +14,6 @@ std::optional<FileState> StateOf(std::string const& iPath)
     return std::nullopt;
   return FileState{static_cast<long long>(file.st_ino), file.st_size, file.st_mtim.tv_sec, file.st_mtim.tv_nsec};
 }
-
-} // namespace
 
 void RunWhenChanged(std::string const& iPath, std::function<void()> const& iRun)
 {

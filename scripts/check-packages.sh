@@ -30,6 +30,7 @@ apt-get install --yes --no-install-recommends ./*.deb g++ pkg-config >apt.log 2>
 sfdag --version
 test "$(sfdag eval -x 'f2' --at 0 0 0)" = 2
 sfdag eval -e 'sphere(radius=2)' --at 0 0 0
+timeout --signal INT 5 sfdag view -e 'sphere(2)' | grep http
 g++ -std=c++20 main.cpp -o main $(pkg-config --cflags --libs SFModelling)
 ./main
 if ls python3-sf_*.deb >/dev/null 2>&1; then

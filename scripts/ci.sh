@@ -10,6 +10,7 @@
 #   clang        as release, with the second compiler, but for the packaging tests; not a part of the whole check
 #   aarch64      the library for another processor, and the hashes of its grids under an emulator
 #   packages     the Debian packages of the release step, installed into a clean root and used there
+#   browser      the page of sfdag view, of the release step, in headless Chromium
 #   summary      what the steps have given since build/logs was removed, the suite's closing line last
 #
 # Environment: STRICT=1 makes any warning a failure. The output of a step is kept in build/logs/STEP.log.
@@ -33,7 +34,7 @@ configure_and_build() { cmake --preset "$1" -DSF_WARNINGS_AS_ERRORS=$warnings_as
 
 # The last line of a whole run: that of the tests, or of the fuzzers.
 closing_line() {
-  grep -E '^([0-9]+% tests passed, [0-9]+ tests failed out of [0-9]+|fuzz: .* inputs, none failed|packages: .*)$' "$1" | tail -n 1
+  grep -E '^([0-9]+% tests passed, [0-9]+ tests failed out of [0-9]+|fuzz: .* inputs, none failed|packages: .*|browser: .*)$' "$1" | tail -n 1
 }
 
 build_and_test() {
@@ -44,6 +45,11 @@ build_and_test() {
 build_and_fuzz() {
   local log=$2
   WARNINGS_AS_ERRORS=$warnings_as_errors scripts/fuzz.sh 2>&1 | tee "$log" && refuse_warnings "$log"
+}
+
+# Debian's Selenium is that of the system's own Python.
+check_browser() {
+  /usr/bin/python3 tests/view_browser_test.py build/release/host/sfdag 2>&1 | tee "$2" && echo "browser: the page works" | tee -a "$2"
 }
 
 check_packages() { scripts/check-packages.sh build/release 2>&1 | tee "$2"; }
@@ -73,6 +79,7 @@ for step in "$@"; do
   release | clang | asan-ubsan | tsan | aarch64) run_step "$step" build_and_test ;;
   fuzz) run_step "$step" build_and_fuzz ;;
   packages) run_step "$step" check_packages ;;
+  browser) run_step "$step" check_browser ;;
   summary) summary ;;
   *)
     echo "ci: no step is called '$step'" >&2

@@ -23,6 +23,8 @@ packages=(
   libeigen3-dev          # small least squares
   nlohmann-json3-dev     # JSON, glTF
   pkg-config             # finds lib3mf; and a consumer without CMake
+  libcpp-httplib-dev     # the server of sfdag view,
+  libjs-three            # and its page
   # testing
   libgtest-dev
   libmpfr-dev # exact values of the elementary functions
@@ -51,6 +53,9 @@ ci_packages=(
   teem-apps       # NRRD
   dpkg-dev   # what packages need from others
   file       # needed by cpack
+  chromium          # uses the page of sfdag view,
+  chromium-driver   # as these
+  python3-selenium  # tell it
   mmdebstrap # a clean root to install them into
 )
 
