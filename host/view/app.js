@@ -7,6 +7,7 @@ import { Cancelled, fetchMesh, getJson, measure, Problems } from "/transport.js"
 
 const at = (id) => document.getElementById(id);
 const TYPING = 120; // ms from the last key to the next mesh
+const GLANCE = 150; // ms that a coarse mesh may take
 const LOOKING = 400; // ms between looks at the file
 
 class App {
@@ -76,14 +77,21 @@ class App {
     const begin = performance.now();
     this.setStatus("busy", "meshing");
     const cells = Number(at("cells").value);
-    const coarse = Math.max(16, Math.round(cells / 3));
-    this.show(await fetchMesh(this.query(coarse)), begin);
+    const coarse = this.coarseCells(cells);
+    if (coarse < 0.85 * cells) this.show(await fetchMesh(this.query(coarse)), begin);
     if (this.isDue) return;
     this.fine = new AbortController();
     const mesh = await fetchMesh({ ...this.query(cells), measured: true }, this.fine.signal);
     this.fine = null;
+    this.cost = mesh.head.milliseconds / cells ** 2;
     this.show(mesh, begin);
     this.setStatus("ready", `${shown(mesh.head.triangles)} triangles`);
+  }
+
+  /** As many as take the time of a glance, by what the last fine mesh took; its time grows with their square. */
+  coarseCells(cells) {
+    const affordable = this.cost ? Math.sqrt(GLANCE / this.cost) : cells / 2;
+    return Math.max(16, Math.round(cells / 3), Math.min(cells, Math.round(affordable)));
   }
 
   show(mesh, begin) {
