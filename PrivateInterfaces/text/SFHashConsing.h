@@ -2,6 +2,7 @@
 
 #include "SFDagFromExpression.h"
 #include "SFDagNode.h"
+#include "graph/SFNodePool.h"
 #include "tape/SFLargePages.h"
 
 #include <algorithm>
@@ -136,6 +137,7 @@ private:
   std::array<std::vector<Canonical, SFLargePages<Canonical>>, 27>
       _canonical; ///< each block twice as long as the one before, so that nothing moves
   Number _count = 0;
+  SFNodePool _pool;
   SFNodeEquality _equality;
   Table _table;
   std::size_t _inTable = 0;

@@ -159,7 +159,7 @@ SFHashConsing::Number SFHashConsing::OperatorOver(Operands iOperands, SFNodeType
 {
   return FindOrMake(iOperands, KeyOf(iType, iRank, iOperands), [&] {
     auto const operand = [this](Number iNumber) { return iNumber != None ? At(iNumber) : nullptr; };
-    auto node = std::make_shared<SFOp>(iType, operand(iOperands.lhs), operand(iOperands.rhs));
+    auto node = _pool.Make<SFOp>(iType, operand(iOperands.lhs), operand(iOperands.rhs));
     node->SetRank(iRank);
     return node;
   });
@@ -168,7 +168,7 @@ SFHashConsing::Number SFHashConsing::OperatorOver(Operands iOperands, SFNodeType
 SFHashConsing::Number SFHashConsing::ConstantOf(double iValue, int iRank)
 {
   return FindOrMake({}, KeyOf(SFNodeType::CONSTANT, iRank, std::bit_cast<std::uint64_t>(iValue)), [&] {
-    auto node = std::make_shared<SFConstant>(iValue);
+    auto node = _pool.Make<SFConstant>(iValue);
     node->SetRank(iRank);
     return node;
   });

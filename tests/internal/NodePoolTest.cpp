@@ -1,0 +1,71 @@
+#include "Support.h"
+
+#include "SFConstant.h"
+#include "graph/SFNodePool.h"
+
+#include <thread>
+
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
+
+using namespace SF;
+using namespace SFTest;
+
+namespace {
+
+/// Bytes that the heap has given out.
+[[maybe_unused]] std::size_t TakenFromHeap()
+{
+#if defined(__GLIBC__)
+  struct mallinfo2 const heap = mallinfo2();
+  return heap.uordblks + heap.hblkhd;
+#else
+  return 0;
+#endif
+}
+
+constexpr std::size_t Count = SFNodePool::OnHeap + 100000; // several chunks
+
+std::vector<NodePtr> MakeConstants()
+{
+  SFNodePool pool;
+  std::vector<NodePtr> nodes;
+  nodes.reserve(Count);
+  for (std::size_t i = 0; i < Count; ++i)
+    nodes.push_back(pool.Make<SFConstant>(static_cast<double>(i)));
+  return nodes;
+}
+
+} // namespace
+
+TEST(NodePool, NodesOutliveTheirPoolAndGoOnAnyThread)
+{
+  auto nodes = MakeConstants();
+  std::thread([&] {
+    for (std::size_t i = 0; i < Count; ++i)
+      if (i % 30000 != 7)
+        nodes[i].reset();
+  }).join();
+  auto const others = MakeConstants(); // in the places of those that have gone, if any were taken for free too early
+  for (std::size_t i = 7; i < Count; i += 30000) {
+    double value = 0.0;
+    ASSERT_EQ(nodes[i]->GetConstant(value), S_OK);
+    EXPECT_EQ(value, static_cast<double>(i));
+  }
+}
+
+#if defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__)
+TEST(NodePool, ChunksGoWithTheirLastNode)
+{
+  constexpr std::size_t page = std::size_t{1} << 21;
+  MakeConstants(); // what the heap keeps for itself is there
+  std::size_t const before = TakenFromHeap();
+  auto nodes = MakeConstants();
+  std::size_t const least = before + 4 * page;
+  EXPECT_GT(TakenFromHeap(), least);
+  nodes.erase(nodes.begin() + 1, nodes.end());
+  nodes.shrink_to_fit();
+  EXPECT_LT(TakenFromHeap(), before + page);
+}
+#endif
