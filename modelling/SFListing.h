@@ -3,6 +3,7 @@
 #include "SFField.h"
 
 #include <cstddef>
+#include <map>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -47,6 +48,11 @@ private:
 /// Reads a listing, in time linear in its length. The resolver, which may be null, is asked once for each id.
 /// SFListingError for a line that cannot be read; std::length_error beyond SFField::MaxNodes lines.
 SF_MODELLING_EXPORT SFField ReadListing(std::string_view iText, SFResourceResolver* iResolver = nullptr);
+
+/// Fields that SFField::Resource made, by the ids of their resources.
+using SFListingResources = std::map<std::string, SFField>;
+/// The same with the very resources that a listing was written with, which gives an equal field again.
+SF_MODELLING_EXPORT SFField ReadListing(std::string_view iText, SFListingResources const& iResources);
 
 /// The listing of a field, equal parts as one line, which ReadListing reads back to an equal field. What is known of
 /// bounds is no part of it. std::domain_error for a resource without an id that begins with "#", and for two resources

@@ -97,6 +97,9 @@ class Reader
 {
 public:
   Reader(std::string_view iText, SFResourceResolver* iResolver) : _text(iText), _resolver(iResolver) {}
+  Reader(std::string_view iText, SFListingResources const& iKnown) : _text(iText), _resolver(nullptr), _known(&iKnown)
+  {
+  }
 
   SFField Read()
   {
@@ -290,10 +293,15 @@ private:
 
   SFField ReadResource(SFListingKind const& iKind)
   {
-    auto detail = std::make_unique<SFFieldDetail>();
-    detail->resource = ReadResourceId();
-    SFFieldNode::Operands position;
+    Word const word = RequireWord("the id of the resource");
+    std::string const id = Unquoted(word);
+    SFFieldNode const* const known = KnownResource(id);
     bool const isAtThePoint = IsAtEnd();
+    if (known != nullptr && isAtThePoint && iKind.type == SFNodeType::RESOLVEDREF)
+      return _known->at(id);
+    auto detail = std::make_unique<SFFieldDetail>();
+    detail->resource = known != nullptr ? known->GetDetail()->resource : ResolvedResource(word, id);
+    SFFieldNode::Operands position;
     for (std::size_t axis = 0; axis < position.size(); ++axis)
       position[axis] =
           isAtThePoint
@@ -302,25 +310,32 @@ private:
     return SFField(MakeResource(iKind.type, iKind.component, std::move(position), std::move(detail)));
   }
 
-  std::shared_ptr<ResourceToSF> ReadResourceId()
+  SFFieldNode const* KnownResource(std::string const& iId) const
   {
-    Word const word = RequireWord("the id of the resource");
-    std::string const id = Unquoted(word);
-    auto const [at, isNew] = _resources.try_emplace(id);
+    if (_known == nullptr || !_known->contains(iId))
+      return nullptr;
+    SFFieldNode const& node = *_known->at(iId).GetNode();
+    return node.GetType() == SFNodeType::RESOLVEDREF ? &node : nullptr;
+  }
+
+  std::shared_ptr<ResourceToSF> ResolvedResource(Word const& iWord, std::string const& iId)
+  {
+    auto const [at, isNew] = _resources.try_emplace(iId);
     if (isNew && _resolver != nullptr)
-      at->second.reset(_resolver->Resolve(id));
+      at->second.reset(_resolver->Resolve(iId));
     if (at->second == nullptr)
-      Fail(word, "the reference " + Shown(id) + " has no resource");
+      Fail(iWord, "the reference " + Shown(iId) + " has no resource");
     if (isNew) {
       at->second->SetTypeTag(SFNodeType::RESOLVEDREF);
-      if (id.find('#') == std::string::npos || Failed(at->second->SetExpressionId(id)))
-        Fail(word, "the reference " + Shown(id) + " has no \"#\"");
+      if (iId.find('#') == std::string::npos || Failed(at->second->SetExpressionId(iId)))
+        Fail(iWord, "the reference " + Shown(iId) + " has no \"#\"");
     }
     return at->second;
   }
 
   std::string_view _text;
   SFResourceResolver* _resolver;
+  SFListingResources const* _known = nullptr;
   std::size_t _next = 0;
   std::size_t _line = 0;
   std::size_t _lineStart = 0;
@@ -342,5 +357,9 @@ SFListingError::SFListingError(std::string const& iWhy, std::size_t iPosition, s
 SFListingError::~SFListingError() = default;
 
 SFField ReadListing(std::string_view iText, SFResourceResolver* iResolver) { return Reader(iText, iResolver).Read(); }
+SFField ReadListing(std::string_view iText, SFListingResources const& iResources)
+{
+  return Reader(iText, iResources).Read();
+}
 
 } // namespace SF
