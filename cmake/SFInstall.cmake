@@ -49,6 +49,6 @@ write_basic_package_version_file("${PROJECT_BINARY_DIR}/SFConfigVersion.cmake" C
 install(FILES "${PROJECT_BINARY_DIR}/SFConfig.cmake" "${PROJECT_BINARY_DIR}/SFConfigVersion.cmake"
         DESTINATION "${SF_CMAKE_DIR}" COMPONENT dev)
 
-# Programs installed beside the library find it wherever both are moved to.
+# Programs installed beside the library, and libraries in one folder, find each other wherever they are moved to.
 file(RELATIVE_PATH SF_BIN_TO_LIB "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}")
-set(CMAKE_INSTALL_RPATH "$ORIGIN/${SF_BIN_TO_LIB}")
+set(CMAKE_INSTALL_RPATH "$ORIGIN;$ORIGIN/${SF_BIN_TO_LIB}")

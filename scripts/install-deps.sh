@@ -25,11 +25,23 @@ packages=(
   pkg-config             # finds lib3mf; and a consumer without CMake
   libcpp-httplib-dev     # the server of sfdag view,
   libjs-three            # and its page
+  # the Python package
+  python3-dev
+  python3-numpy
+  python3-setuptools
+  python3-wheel
+  pybind11-dev
   # testing
   libgtest-dev
   libmpfr-dev # exact values of the elementary functions
   libbenchmark-dev
   python3    # checks of the documents
+  python3-pytest
+  python3-pip
+  python3-venv
+  python3-tqdm
+  python3-xarray
+  mypy       # the stubs of the Python package
   graphviz   # drawings
   gnuplot-nox # plots of the documents, by bench/growth.gp
   git

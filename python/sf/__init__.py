@@ -9,6 +9,7 @@ array([-3.,  4.])
 from ._errors import TextError
 from ._field import Curvature, Field, Parameter, angle, axes, intersection, length, parameter, smooth_union, union
 from ._grid import Grid
+from ._mesh import Measure, Measures, Mesh, MeshReport, Topology, Wall
 from ._resource import resource
 from ._shapes import (
     box,
@@ -35,9 +36,15 @@ __all__ = [
     "Curvature",
     "Field",
     "Grid",
+    "Measure",
+    "Measures",
+    "Mesh",
+    "MeshReport",
     "Parameter",
     "Problem",
     "TextError",
+    "Topology",
+    "Wall",
     "angle",
     "axes",
     "box",

@@ -97,6 +97,34 @@ def interval(field: Node, low: _Vector, high: _Vector) -> tuple[float, float, bo
 def grid(
     field: Node, values: npt.NDArray[np.float32], voxel: float, origin: _Vector, threads: int, progress: _Report
 ) -> None: ...
+def mesh(
+    field: Node,
+    low: _Vector,
+    high: _Vector,
+    voxel: float,
+    adaptivity: float,
+    sharp: bool,
+    capped: bool,
+    threads: int,
+    progress: _Report,
+) -> tuple[_Floats, npt.NDArray[np.uint32], npt.NDArray[np.float32], tuple[Any, ...]]: ...
+def measure(
+    field: Node, low: _Vector, high: _Vector, voxel: float, wall: bool, threads: int, progress: _Report
+) -> tuple[Any, ...]: ...
+def mesh_format(path: str) -> int: ...
+def write_mesh(
+    path: str,
+    vertices: _Floats,
+    faces: npt.NDArray[np.uint32],
+    normals: npt.NDArray[np.float32],
+    unit: str,
+    name: str,
+    progress: _Report,
+) -> None: ...
+def mass_properties(
+    vertices: _Floats, faces: npt.NDArray[np.uint32]
+) -> tuple[float, float, tuple[float, float, float]]: ...
+def topology(vertices: _Floats, faces: npt.NDArray[np.uint32]) -> tuple[int, int, int, bool, bool, bool]: ...
 def require_memory(bytes: float, what: str) -> None: ...
 def resource(
     name: str, function: Callable[..., Any], gradient: Any, bounds: Any, distance: bool, state: Any

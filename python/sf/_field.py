@@ -13,7 +13,8 @@ import numpy.typing as npt
 
 from . import _core
 from ._arguments import Floats, Result, Vector, coordinates, count, counts, number, vector
-from ._grid import Grid, sampled
+from ._grid import Grid, frame, sampled
+from ._mesh import Measure, Measures, Mesh, MeshReport, Topology, Wall
 from ._progress import Progress, reporting
 
 FieldLike = Union["Field", float, int, "np.floating[Any]", "np.integer[Any]"]
@@ -533,6 +534,67 @@ class Field:
         """
         return sampled(self, voxel, bounds, cells, threads, progress)
 
+    def mesh(
+        self,
+        voxel: Optional[float] = None,
+        bounds: Any = None,
+        *,
+        cells: Optional[int] = None,
+        adaptivity: float = 0.0,
+        sharp: bool = True,
+        capped: bool = True,
+        threads: int = 0,
+        progress: Progress = None,
+    ) -> Mesh:
+        """The surface as triangles: closed, manifold, with sharp edges.
+
+        Args:
+            voxel: the edge of the cells that it is found with; thinner features may be missed
+            bounds: the box ``(low, high)`` to look in; the field's own by default
+            cells: instead of a voxel, how many the longest side is cut into
+            adaptivity: triangles are removed where that moves the surface by no more than this length
+            sharp: whether vertices are placed on edges and corners of the solid
+            capped: whether the mesh is closed where the solid leaves the box
+
+        >>> cube = sf.box((10, 10, 10)).mesh(voxel=1)
+        >>> round(cube.volume, 9), cube.topology.is_watertight
+        (1000.0, True)
+        """
+        (low, high), edge = frame(self, voxel, cells, bounds)
+        moved = number("adaptivity", adaptivity)
+        with reporting(progress, "mesh") as report:
+            vertices, faces, normals, found = _core.mesh(
+                self._core, low, high, edge, moved, sharp, capped, count("threads", threads), report
+            )
+        return Mesh(vertices, faces, normals, MeshReport(*found))
+
+    def measure(
+        self,
+        voxel: Optional[float] = None,
+        bounds: Any = None,
+        *,
+        cells: Optional[int] = None,
+        wall: bool = True,
+        threads: int = 0,
+        progress: Progress = None,
+    ) -> Measures:
+        """Volume, area, centre, extent, smallest wall and topology of the solid, each number with its error. Arguments as
+        for :meth:`mesh`; ``wall`` says whether to look for the thinnest place.
+
+        >>> measures = sf.sphere(10).measure(voxel=1)
+        >>> bool(abs(measures.volume.value - 4 / 3 * np.pi * 1000) <= measures.volume.error)
+        True
+        """
+        (low, high), edge = frame(self, voxel, cells, bounds)
+        with reporting(progress, "measures") as report:
+            volume, area, centre, lows, highs, thin, topology = _core.measure(
+                self._core, low, high, edge, wall, count("threads", threads), report
+            )
+        thinnest = None if thin is None else Wall(Measure(*thin[0]), np.array(thin[1]))
+        return Measures(
+            Measure(*volume), Measure(*area), _three(centre), _three(lows), _three(highs), thinnest, Topology(*topology)
+        )
+
     # ---- texts --------------------------------------------------------------------------------------------------
 
     def to_expression(self) -> str:
@@ -602,6 +664,11 @@ def made(node: _core.Node) -> Field:
     field._core = node
     field._stated_bounds = None
     return field
+
+
+def _three(pairs: Any) -> tuple[Measure, Measure, Measure]:
+    x, y, z = pairs
+    return Measure(*x), Measure(*y), Measure(*z)
 
 
 def _binary(function: Any, a: Any, b: Any) -> Field:

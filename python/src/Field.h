@@ -57,6 +57,7 @@ void AddTransforms(py::module_& ioModule);
 void AddEvaluation(py::module_& ioModule);
 void AddResources(py::module_& ioModule);
 void AddTexts(py::module_& ioModule);
+void AddTools(py::module_& ioModule);
 void AddErrors(py::module_& ioModule);
 
 } // namespace SFPython

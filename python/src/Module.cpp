@@ -14,5 +14,6 @@ PYBIND11_MODULE(_core, oModule)
   AddEvaluation(oModule);
   AddResources(oModule);
   AddTexts(oModule);
+  AddTools(oModule);
   AddCalls(oModule);
 }

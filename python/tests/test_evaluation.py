@@ -232,7 +232,7 @@ import numpy as np, os, signal, sf, sys, threading, time
 x, y, z = sf.axes()
 lattice = sf.struts(np.random.default_rng(1).uniform(0, 50, (3000, 2, 3)), 0.2)
 points = np.random.default_rng(1).uniform(0, 50, (2_000_000, 3))
-text = " ".join(f"+ * X f{i}" for i in range(800_000 if sys.argv[1] == "text" else 0)) + " X"
+text = " ".join(f"+ * X f{i}" for i in range(300_000 if sys.argv[1] == "text" else 0)) + " X"
 def slow(points):
     time.sleep(1e-5 * len(points))
     return points[:, 0]
@@ -242,7 +242,7 @@ calls = {
     "grid": lambda: lattice.grid(voxel=0.05),
     "function": lambda: sf.resource(slow)(points),
     "points": lambda: sf.resource(lambda point: slow(point[None])[0], vectorized=False)(points),
-    "modelling": lambda: sf.lattice("octet", (40, 40, 40), 1, 0.1),
+    "modelling": lambda: sf.lattice("octet", (20, 20, 20), 1, 0.1),
     "text": lambda: sf.from_expression(text),
 }
 call = calls[sys.argv[1]]

@@ -4,6 +4,7 @@ import copy
 import pickle
 from concurrent.futures import ProcessPoolExecutor
 from multiprocessing import get_context
+from pathlib import Path
 
 import numpy as np
 import pytest
@@ -28,17 +29,17 @@ MEANINGS = {
     "powers": ((x * x + 1) ** 1.5 + 2**y + abs(z) ** 2, (X * X + 1) ** 1.5 + 2**Y + Z**2),
     "scalars of NumPy": (np.float64(2) * x + np.int32(3) - np.array(1.0), 2 * X + 3 - 1),
     "ufuncs": (
-        np.sin(x) + np.cos(y) * np.tan(z / 3) - np.exp(x / 3) + np.log(y * y + 1) + np.sqrt(np.square(x)) + np.abs(z),
+        x.sin() + np.cos(y) * np.tan(z / 3) - np.exp(x / 3) + np.log(y * y + 1) + np.sqrt(np.square(x)) + np.abs(z),
         np.sin(X) + np.cos(Y) * np.tan(Z / 3) - np.exp(X / 3) + np.log(Y * Y + 1) + np.abs(X) + np.abs(Z),
     ),
-    "arcs": (np.arcsin(x / 4) + np.arccos(y / 4) + np.arctan(z), np.arcsin(X / 4) + np.arccos(Y / 4) + np.arctan(Z)),
+    "arcs": ((x / 4).asin() + np.arccos(y / 4) + np.arctan(z), np.arcsin(X / 4) + np.arccos(Y / 4) + np.arctan(Z)),
     "more ufuncs": (
         np.hypot(x, y) + np.arctan2(y, x) + np.tanh(z) + np.sinh(x) + np.cosh(y) + np.log2(z * z + 1),
         np.hypot(X, Y) + np.arctan2(Y, X) + np.tanh(Z) + np.sinh(X) + np.cosh(Y) + np.log2(Z * Z + 1),
     ),
     "selections": (np.minimum(x, y) + np.maximum(z, 0.5) + x.sign() + x.clip(-1, 1),
                    np.minimum(X, Y) + np.maximum(Z, 0.5) + np.sign(X) + np.clip(X, -1, 1)),
-    "sets": ((x | y) - (x & z) + ~y, np.minimum(X, Y) - np.maximum(X, Z) - Y),
+    "sets": ((x | y) - (x & z) + y.complement(), np.minimum(X, Y) - np.maximum(X, Z) - Y),
     "differences": (x.difference(y, z) + x.symmetric_difference(y),
                     np.maximum(X, -np.minimum(Y, Z)) + np.maximum(np.minimum(X, Y), -np.maximum(X, Y))),
     "lists": (sf.union(x, y, z) + sf.intersection([x, y]) + sf.length(x, z), POINTS.min(axis=1) + np.maximum(X, Y) + np.hypot(X, Z)),
@@ -91,8 +92,9 @@ def test_every_public_name_has_a_meaning_above_or_a_test():
     sources = "".join(open(path).read() for path in TESTS)
     for owner, names in ((sf, sf.__all__), (sf.Field, vars(sf.Field))):
         for name in names:
-            assert name.startswith("_") or f"{name}" in sources, name
-            assert name.startswith("_") or getattr(owner, name).__doc__, name
+            if not name.startswith("_"):
+                assert getattr(owner, name).__doc__, name
+                assert name in sources or f"arc{name[1:]}" in sources, name  # NumPy's name of asin is arcsin
 
 
 def test_values_are_immutable_and_compare_by_structure():
@@ -111,7 +113,7 @@ def test_facts():
     assert ball.parameters == (sf.Parameter("r", 2, 1, 3),)
     np.testing.assert_allclose(ball.with_parameters(r=3).bounds, [[-3] * 3, [3] * 3])
     assert x.bounds is None and x.lipschitz_bound == pytest.approx(1) and (x * x).lipschitz_bound == np.inf
-    assert repr(x + 1) == "<sf.Field + X f1>" and "nodes; r" in repr(ball.array((9, 1, 1), (1, 0, 0)))
+    assert (x + 1).node_count == 3 and repr(x + 1) == "<sf.Field + X f1>" and "nodes; r" in repr(ball.array((9, 1, 1), (1, 0, 0)))
     assert repr(sf.sphere(2) & sf.box((1, 1, 1))).startswith("<sf.Field of ")
     assert "<svg" in (x + 1)._repr_svg_() and sf.lattice("bcc", (9, 9, 9), 1, 0.1)._repr_svg_() is None
 
@@ -177,4 +179,4 @@ def test_pickles_through_a_pool_of_processes():
             np.testing.assert_array_equal(values, part(POINTS))
 
 
-TESTS = [__file__, __file__.replace("test_fields", "test_evaluation"), __file__.replace("test_fields", "test_texts")]
+TESTS = sorted(Path(__file__).parent.glob("test_*.py"))
