@@ -242,13 +242,13 @@ calls = {
     "grid": lambda: lattice.grid(voxel=0.05),
     "function": lambda: sf.resource(slow)(points),
     "points": lambda: sf.resource(lambda point: slow(point[None])[0], vectorized=False)(points),
-    "modelling": lambda: sf.lattice("octet", (20, 20, 20), 1, 0.1),
+    "modelling": lambda: sf.lattice("octet", (32, 32, 32), 1, 0.1),
     "text": lambda: sf.from_expression(text),
 }
 call = calls[sys.argv[1]]
 sent = []
 def send():
-    time.sleep(0.25)
+    time.sleep(0.1)
     sent.append(time.monotonic())
     os.kill(os.getpid(), signal.SIGINT)
 threading.Thread(target=send).start()
