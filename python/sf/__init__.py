@@ -10,6 +10,7 @@ from ._errors import TextError
 from ._field import Curvature, Field, Parameter, angle, axes, intersection, length, parameter, smooth_union, union
 from ._grid import Grid
 from ._mesh import Measure, Measures, Mesh, MeshReport, Topology, Wall
+from ._picture import Picture
 from ._resource import resource
 from ._shapes import (
     box,
@@ -41,6 +42,7 @@ __all__ = [
     "Mesh",
     "MeshReport",
     "Parameter",
+    "Picture",
     "Problem",
     "TextError",
     "Topology",

@@ -48,6 +48,13 @@ def count(name: str, value: Any) -> int:
     return int(value)
 
 
+def one_of(name: str, names: Sequence[str], value: Any) -> int:
+    """The number of a name among those that are known."""
+    if value not in names:
+        raise ValueError(f"{name}: {value!r} is none of {', '.join(names)}")
+    return names.index(value)
+
+
 def box(name: str, value: Any) -> tuple[tuple[float, float, float], tuple[float, float, float]]:
     """The low and the high corner of a box, of finite numbers."""
     try:

@@ -111,7 +111,6 @@ def mesh(
 def measure(
     field: Node, low: _Vector, high: _Vector, voxel: float, wall: bool, threads: int, progress: _Report
 ) -> tuple[Any, ...]: ...
-def mesh_format(path: str) -> int: ...
 def write_mesh(
     path: str,
     vertices: _Floats,
@@ -125,6 +124,19 @@ def mass_properties(
     vertices: _Floats, faces: npt.NDArray[np.uint32]
 ) -> tuple[float, float, tuple[float, float, float]]: ...
 def topology(vertices: _Floats, faces: npt.NDArray[np.uint32]) -> tuple[int, int, int, bool, bool, bool]: ...
+def render(
+    field: Node, low: _Vector, high: _Vector, options: dict[str, Any], threads: int, progress: _Report
+) -> npt.NDArray[np.uint8]: ...
+def png(pixels: npt.NDArray[np.uint8]) -> bytes: ...
+def write_volume(
+    path: str,
+    values: npt.NDArray[np.float32],
+    voxel: float,
+    origin: _Vector,
+    half_band: float,
+    unit: str,
+    progress: _Report,
+) -> None: ...
 def require_memory(bytes: float, what: str) -> None: ...
 def resource(
     name: str, function: Callable[..., Any], gradient: Any, bounds: Any, distance: bool, state: Any

@@ -5,16 +5,17 @@ from __future__ import annotations
 import re
 import shutil
 import subprocess
-from collections.abc import Mapping
+from collections.abc import Mapping, Sequence
 from typing import Any, NamedTuple, Optional, Union
 
 import numpy as np
 import numpy.typing as npt
 
 from . import _core
-from ._arguments import Floats, Result, Vector, coordinates, count, counts, number, vector
+from ._arguments import Floats, Result, Vector, coordinates, count, counts, number, one_of, vector
 from ._grid import Grid, frame, sampled
 from ._mesh import Measure, Measures, Mesh, MeshReport, Topology, Wall
+from ._picture import Picture
 from ._progress import Progress, reporting
 
 FieldLike = Union["Field", float, int, "np.floating[Any]", "np.integer[Any]"]
@@ -595,6 +596,59 @@ class Field:
             Measure(*volume), Measure(*area), _three(centre), _three(lows), _three(highs), thinnest, Topology(*topology)
         )
 
+    def picture(
+        self,
+        size: tuple[int, int] = (1024, 768),
+        view: str = "iso",
+        bounds: Any = None,
+        *,
+        mode: str = "shaded",
+        cuts: Sequence[tuple[Vector, float]] = (),
+        samples: int = 2,
+        colour: Vector = (0.62, 0.69, 0.76),
+        background: Optional[Vector] = None,
+        transparent: bool = False,
+        ground: bool = True,
+        eye: Optional[tuple[Vector, Vector]] = None,
+        field_of_view: float = 0.0,
+        threads: int = 0,
+        progress: Progress = None,
+    ) -> Picture:
+        """The part in three dimensions.
+
+        Args:
+            size: width and height in pixels
+            view: iso, top, bottom, front, back, left or right
+            bounds: the box ``(low, high)`` that is shown; the field's own by default
+            mode: shaded, normals, depth or curvature
+            cuts: planes ``(normal, offset)``; what lies beyond, ``normal . p > offset``, is cut away
+            samples: along each side of a pixel
+            colour, background: red, green and blue from 0 to 1
+            eye: instead of a view, where the eye is and what it looks at
+            field_of_view: over the height of the picture, in radians; 0 for a parallel projection
+
+        >>> sf.torus(10, 3).picture(size=(40, 30), view="top")
+        <sf.Picture of 40 x 30>
+        """
+        corners, _ = frame(self, 1.0, None, bounds)
+        width, height = size
+        options = {
+            "width": count("size", width),
+            "height": count("size", height),
+            "samples": count("samples", samples),
+            "view": one_of("view", _VIEWS, view),
+            "mode": one_of("mode", _MODES, mode),
+            "cuts": [(vector("cuts", normal), number("cuts", offset)) for normal, offset in cuts],
+            "colour": vector("colour", colour),
+            "background": None if background is None else vector("background", background),
+            "transparent": bool(transparent),
+            "ground": bool(ground),
+            "eye": None if eye is None else (vector("eye", eye[0]), vector("eye", eye[1])),
+            "field_of_view": number("field_of_view", field_of_view),
+        }
+        with reporting(progress, "picture") as report:
+            return Picture(_core.render(self._core, *corners, options, count("threads", threads), report))
+
     # ---- texts --------------------------------------------------------------------------------------------------
 
     def to_expression(self) -> str:
@@ -645,6 +699,15 @@ class Field:
         drawn = subprocess.run(["dot", "-Tsvg"], input=self.to_graphviz(), capture_output=True, text=True, check=False)
         return drawn.stdout if drawn.returncode == 0 else None
 
+    def _repr_png_(self) -> Optional[bytes]:
+        """A picture, for notebooks, where the part is bounded and not too large to be drawn at once."""
+        if self.node_count > 20_000:
+            return None
+        try:
+            return self.picture(size=(480, 360))._repr_png_()
+        except ValueError:
+            return None
+
     def __array_ufunc__(self, ufunc: np.ufunc, method: str, *inputs: Any, **options: Any) -> Any:
         rule = _UFUNCS.get(ufunc.__name__)
         if rule is None or method != "__call__" or options:
@@ -655,6 +718,8 @@ class Field:
 
 
 _count, _counts = count, counts
+_VIEWS = ["iso", "top", "bottom", "front", "back", "left", "right"]
+_MODES = ["shaded", "normals", "depth", "curvature"]
 _RESOURCE = re.compile(r"#sf-[0-9a-f]{32}")
 
 

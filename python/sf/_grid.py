@@ -3,7 +3,8 @@
 from __future__ import annotations
 
 import math
-from typing import TYPE_CHECKING, Any, Optional
+import os
+from typing import TYPE_CHECKING, Any, Optional, Union
 
 import numpy as np
 import numpy.typing as npt
@@ -59,6 +60,22 @@ class Grid(npt.NDArray[np.float32]):
         array([-1.,  0.,  1.])
         """
         return tuple(self.origin[axis] + self.spacing * np.arange(self.shape[2 - axis]) for axis in range(3))
+
+    def save(
+        self,
+        path: Union[str, os.PathLike[str]],
+        unit: str = "mm",
+        half_band: float = 0.0,
+        progress: Progress = None,
+    ) -> None:
+        """Writes the values: ``.vdb``, ``.vti``, ``.nrrd``, ``.npy`` or ``.raw``, with origin and spacing where the format
+        has them. ``half_band`` is that of the band about the surface that is kept, in voxels: 0 for all values, or 3 in
+        VDB. ``unit`` is that of lengths: um, mm, cm, m or in."""
+        values = np.ascontiguousarray(np.asarray(self), np.float32)
+        origin = float(self.origin[0]), float(self.origin[1]), float(self.origin[2])
+        band = number("half_band", half_band)
+        with reporting(progress, "writing") as report:
+            _core.write_volume(os.fspath(path), values, self.spacing, origin, band, unit, report)
 
     def to_xarray(self) -> Any:
         """An ``xarray.DataArray`` with the dimensions z, y, x and their coordinates; needs xarray."""

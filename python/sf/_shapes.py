@@ -11,7 +11,7 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _core
-from ._arguments import Vector, counts, floats, rows, vector
+from ._arguments import Vector, counts, floats, one_of, rows, vector
 from ._field import Field, FieldLike, core, made
 
 Surface = Literal["gyroid", "schwarz_p", "schwarz_d", "lidinoid", "neovius", "iwp"]
@@ -26,12 +26,6 @@ def _three(name: str, value: Any) -> list[_core.Node]:
     except (TypeError, ValueError):
         raise ValueError(f"{name}: expected three dimensions") from None
     return [core(name, x), core(name, y), core(name, z)]
-
-
-def _one_of(name: str, names: list[str], value: str) -> int:
-    if value not in names:
-        raise ValueError(f"{name}: {value!r} is none of {', '.join(names)}")
-    return names.index(value)
 
 
 def sphere(radius: FieldLike) -> Field:
@@ -145,7 +139,7 @@ def periodic_sheet(surface: Surface, cell: FieldLike, thickness: FieldLike) -> F
     >>> sf.periodic_sheet("schwarz_p", cell=10, thickness=1).lipschitz_bound < 1.33
     True
     """
-    number = _one_of("surface", _SURFACES, surface)
+    number = one_of("surface", _SURFACES, surface)
     return made(_core.periodic_sheet(number, core("cell", cell), core("thickness", thickness)))
 
 
@@ -156,7 +150,7 @@ def periodic_network(surface: Surface, cell: FieldLike, offset: FieldLike = 0.0)
     >>> bool(one(2.5, 0, 0) * one(-2.5, 0, 0) < 0)
     True
     """
-    number = _one_of("surface", _SURFACES, surface)
+    number = one_of("surface", _SURFACES, surface)
     return made(_core.periodic_network(number, core("cell", cell), core("offset", offset)))
 
 
@@ -195,7 +189,7 @@ def lattice(kind: Lattice, counts: Any, cell: Any, radius: FieldLike) -> Field:
     >>> sf.lattice("octet", (2, 2, 2), cell=10, radius=1).bounds[1]
     array([11., 11., 11.])
     """
-    number = _one_of("kind", _LATTICES, kind)
+    number = one_of("kind", _LATTICES, kind)
     edges = floats("cell", cell)
     sides = vector("cell", np.full(3, edges) if edges.ndim == 0 else edges)
     return made(_core.lattice(number, _counts("counts", counts), sides, core("radius", radius)))

@@ -12,6 +12,7 @@ from . import _core
 from ._arguments import count, number
 from ._errors import TextError, place
 from ._field import Field, made
+from ._files import replacing
 
 Path_ = Union[str, "os.PathLike[str]"]
 Notation = Literal["expression", "formula", "listing"]
@@ -132,10 +133,5 @@ def save(field: Field, path: Path_) -> None:
     """Writes a field to a file, in the notation of its name, as :func:`load` reads it. The file is replaced as a whole."""
     notation = _NOTATIONS.get(Path(path).suffix.lower(), "expression")
     text = {"expression": field.to_expression, "formula": field.to_formula, "listing": field.to_listing}[notation]()
-    whole = Path(path)
-    part = whole.with_name(f".{whole.name}.{uuid.uuid4().hex}")
-    try:
+    with replacing(path) as part:
         part.write_text(text + ("" if text.endswith("\n") else "\n"), encoding="utf-8")
-        part.replace(whole)
-    finally:
-        part.unlink(missing_ok=True)

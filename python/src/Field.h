@@ -58,6 +58,7 @@ void AddEvaluation(py::module_& ioModule);
 void AddResources(py::module_& ioModule);
 void AddTexts(py::module_& ioModule);
 void AddTools(py::module_& ioModule);
+void AddPictures(py::module_& ioModule);
 void AddErrors(py::module_& ioModule);
 
 } // namespace SFPython

@@ -106,7 +106,6 @@ void AddMeshing(py::module_& ioModule)
 
 void AddMeshes(py::module_& ioModule)
 {
-  ioModule.def("mesh_format", [](std::string const& iPath) { return static_cast<int>(SF::MeshFormatOf(iPath)); });
   ioModule.def("write_mesh", [](std::string const& iPath, py::array_t<double> const& iVertices,
                                 py::array_t<std::uint32_t> const& iFaces, py::array_t<float> const& iNormals,
                                 std::string const& iUnit, std::string const& iName, py::object const& iProgress) {

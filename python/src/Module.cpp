@@ -15,5 +15,6 @@ PYBIND11_MODULE(_core, oModule)
   AddResources(oModule);
   AddTexts(oModule);
   AddTools(oModule);
+  AddPictures(oModule);
   AddCalls(oModule);
 }

@@ -89,7 +89,7 @@ def test_values_are_those_of_numpy(name):
 
 
 def test_every_public_name_has_a_meaning_above_or_a_test():
-    sources = "".join(open(path).read() for path in TESTS)
+    sources = "".join(path.read_text(encoding="utf-8") for path in TESTS)
     for owner, names in ((sf, sf.__all__), (sf.Field, vars(sf.Field))):
         for name in names:
             if not name.startswith("_"):

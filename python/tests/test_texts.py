@@ -71,7 +71,7 @@ def test_files(tmp_path):
 
 def test_the_stub_has_what_the_module_has():
     core = importlib.import_module("sf._core")
-    stub = (PACKAGE / "_core.pyi").read_text()
+    stub = (PACKAGE / "_core.pyi").read_text(encoding="utf-8")
     declared = {line.split("(")[0][4:] for line in stub.splitlines() if line.startswith("def ")}
     assert declared == {name for name, value in inspect.getmembers(core, inspect.isroutine) if not name.startswith("_")}
 

@@ -17,7 +17,7 @@ def run(*command, **options):
 
 def python_blocks(document):
     """The Python programs of a document, with what it says that they print."""
-    text = (ROOT / document).read_text()
+    text = (ROOT / document).read_text(encoding="utf-8")
     return re.findall(r"```python\n(.*?)```(?:\s+[^`]*?```text\n(.*?)```)?", text, re.DOTALL)
 
 
