@@ -38,7 +38,9 @@ SF::SFRenderOptions OptionsOf(py::dict const& iOptions)
   options.hasGround = iOptions["ground"].cast<bool>();
   if (py::object const eye = iOptions["eye"]; !eye.is_none()) {
     auto const [position, target] = eye.cast<std::pair<Vector, Vector>>();
-    options.camera = SF::SFCamera{PointOf(position), PointOf(target), {0.0, 0.0, 1.0}, options.fieldOfView, 0.0};
+    bool const isUpright = position[0] == target[0] && position[1] == target[1]; // y is upwards then
+    ZULMathVector const up{0.0, isUpright ? 1.0 : 0.0, isUpright ? 0.0 : 1.0};
+    options.camera = SF::SFCamera{PointOf(position), PointOf(target), up, options.fieldOfView, 0.0};
   }
   return options;
 }
