@@ -62,7 +62,7 @@ public:
     for (PageFile const& file : PageFiles)
       AddFile(file);
     _server.Get("/version", [this](auto const&, httplib::Response& oResponse) {
-      Answer(oResponse, {{"version", _source.Get().version}});
+      Answer(oResponse, {{"version", _source.GetVersion()}});
     });
     _server.Get("/model", [this](auto const&, httplib::Response& oResponse) { Answer(oResponse, ModelAsJson()); });
     AddWork("/mesh", "application/octet-stream", [this](Query const& iQuery, std::atomic<bool> const& iCancel) {

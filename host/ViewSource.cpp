@@ -47,16 +47,31 @@ void ViewSource::Read()
   ++_model.version;
 }
 
+void ViewSource::Refresh()
+{
+  if (!_isWatching || !_options.file)
+    return;
+  auto const now = StateOf(*_options.file);
+  if (!now || *now == _state)
+    return;
+  try {
+    Read();
+  } catch (Failure const&) { // as while an editor replaces it
+  }
+}
+
 ViewModel ViewSource::Get()
 {
   std::lock_guard const lock(_access);
-  if (_isWatching && _options.file)
-    if (auto const now = StateOf(*_options.file); now && *now != _state)
-      try {
-        Read();
-      } catch (Failure const&) { // as while an editor replaces it
-      }
+  Refresh();
   return _model;
+}
+
+std::uint64_t ViewSource::GetVersion()
+{
+  std::lock_guard const lock(_access);
+  Refresh();
+  return _model.version;
 }
 
 } // namespace SFHost

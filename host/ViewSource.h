@@ -32,9 +32,11 @@ public:
   bool IsWatching() const { return _isWatching; }
   /// As it is now. A file that cannot be read any more is what it was.
   ViewModel Get();
+  std::uint64_t GetVersion();
 
 private:
   void Read();
+  void Refresh();
 
   ModelOptions _options;
   bool _isWatching;

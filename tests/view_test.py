@@ -3,6 +3,7 @@
 import json
 import os
 import re
+import shlex
 import signal
 import socket
 import struct
@@ -11,8 +12,10 @@ import sys
 import tempfile
 import time
 import unittest
+from pathlib import Path
 
 SFDAG = ""
+ROOT = Path(__file__).resolve().parent.parent
 
 PLATE = "param bore = 2 (1 .. 3)\ndifference(box([8, 6, 2]), cylinder(radius = bore, height = 4))\n"
 
@@ -20,9 +23,9 @@ PLATE = "param bore = 2 (1 .. 3)\ndifference(box([8, 6, 2]), cylinder(radius = b
 class View:
     """A running server on a free port."""
 
-    def __init__(self, *arguments):
+    def __init__(self, *arguments, **options):
         self.process = subprocess.Popen([SFDAG, "view", "--json", *arguments], stdout=subprocess.PIPE,
-                                        stderr=subprocess.PIPE, text=True)
+                                        stderr=subprocess.PIPE, text=True, **options)
         lines = []
         while not lines or lines[-1] not in ("}\n", ""):
             lines.append(self.process.stdout.readline())
@@ -77,8 +80,8 @@ class ViewTest(unittest.TestCase):
         with open(path or self.file, "w") as file:
             file.write(text)
 
-    def view(self, *arguments):
-        view = View(*(arguments or (self.file,)))
+    def view(self, *arguments, **options):
+        view = View(*(arguments or (self.file,)), **options)
         self.addCleanup(view.process.communicate)
         self.addCleanup(view.process.kill)
         return view
@@ -141,6 +144,19 @@ class ViewTest(unittest.TestCase):
         problem = self.problem_of(view.post("/mesh"))
         self.assertEqual(problem["offset"], len("size = 3\n"))
         self.assertIn("NameError", problem["sentence"])
+
+    def test_guide(self):
+        """What the guide shows can be opened."""
+        folder = os.path.dirname(self.file)
+        self.put(PLATE, os.path.join(folder, "part.sfm"))
+        os.symlink(ROOT / "examples", os.path.join(folder, "examples"))
+        guide = (ROOT / "docs" / "view.md").read_text()
+        (script,) = re.findall(r"^```python\n(.*?)^```", guide, re.MULTILINE | re.DOTALL)
+        self.put(script, os.path.join(folder, "part.py"))
+        commands = re.findall(r"^sfdag view (.*)$", guide, re.MULTILINE)
+        self.assertEqual(len(commands), 3)
+        for command in [*commands, "part.py"]:
+            self.assertGreater(self.volume(self.view(*shlex.split(command, comments=True), cwd=folder)), 0, command)
 
     def test_refuses_other_sites(self):
         view = self.view()

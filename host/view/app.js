@@ -7,7 +7,7 @@ import { Cancelled, fetchMesh, getJson, measure, Problems } from "/transport.js"
 
 const at = (id) => document.getElementById(id);
 const TYPING = 120; // ms from the last key to the next mesh
-const GLANCE = 150; // ms that a coarse mesh may take
+const GLANCE = 100; // ms that a coarse mesh may take
 const LOOKING = 400; // ms between looks at the file
 
 class App {
