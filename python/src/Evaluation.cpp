@@ -21,7 +21,8 @@ void Require(HRESULT iCode)
     throw std::runtime_error("the evaluation has been cancelled");
 }
 
-/// Runs an evaluation of points in the way of calls.
+/// Runs an evaluation of points in the way of calls. It is given the compiled field, a cancel flag, and the points as what
+/// the compiled field takes: their count and three arrays, or their count and a source.
 template <class Evaluation>
 void Evaluate(Field const& iField, Coordinates const& iCoordinates, unsigned int iThreads, py::object const& iProgress,
               Evaluation const& iEvaluation)
@@ -29,7 +30,14 @@ void Evaluate(Field const& iField, Coordinates const& iCoordinates, unsigned int
   ArrayPoints const points(iCoordinates);
   double const nodes = static_cast<double>(iField.GetNodeCount());
   bool const isQuick = static_cast<double>(points.GetCount()) * nodes <= QuickWork;
-  auto const run = [&](Call& ioCall) { Require(iEvaluation(*iField.Compile(iThreads), points, ioCall.GetCancel())); };
+  auto const run = [&](Call& ioCall) {
+    auto const compiled = iField.Compile(iThreads);
+    auto const [x, y, z] = points.GetArrays();
+    if (x != nullptr)
+      Require(iEvaluation(*compiled, ioCall.GetCancel(), points.GetCount(), x, y, z));
+    else
+      Require(iEvaluation(*compiled, ioCall.GetCancel(), points.GetCount(), points));
+  };
   Run(run, iProgress, isQuick && nodes <= static_cast<double>(FewParts));
 }
 
@@ -39,8 +47,8 @@ void AddPointwise(py::module_& ioModule)
                               py::object const& iProgress) {
     double* const values = oValues.mutable_data();
     Evaluate(iField, iAt, iThreads, iProgress,
-             [&](SF::SFCompiledField const& iCompiled, ArrayPoints const& iPoints, std::atomic<bool> const* iCancel) {
-               return iCompiled.Evaluate(iPoints.GetCount(), iPoints, values, iCancel);
+             [&](SF::SFCompiledField const& iCompiled, std::atomic<bool> const* iCancel, auto const&... iPoints) {
+               return iCompiled.Evaluate(iPoints..., values, iCancel);
              });
   });
   ioModule.def("gradient", [](Field const& iField, Coordinates const& iAt, Output& oValues, Output& oGradients,
@@ -48,24 +56,24 @@ void AddPointwise(py::module_& ioModule)
     double* const values = oValues.size() == 0 ? nullptr : oValues.mutable_data();
     double* const gradients = oGradients.mutable_data();
     Evaluate(iField, iAt, iThreads, iProgress,
-             [&](SF::SFCompiledField const& iCompiled, ArrayPoints const& iPoints, std::atomic<bool> const* iCancel) {
-               return iCompiled.EvaluateGradient(iPoints.GetCount(), iPoints, values, gradients, iCancel);
+             [&](SF::SFCompiledField const& iCompiled, std::atomic<bool> const* iCancel, auto const&... iPoints) {
+               return iCompiled.EvaluateGradient(iPoints..., values, gradients, iCancel);
              });
   });
   ioModule.def("hessian", [](Field const& iField, Coordinates const& iAt, Output& oHessians, unsigned int iThreads,
                              py::object const& iProgress) {
     double* const hessians = oHessians.mutable_data();
     Evaluate(iField, iAt, iThreads, iProgress,
-             [&](SF::SFCompiledField const& iCompiled, ArrayPoints const& iPoints, std::atomic<bool> const* iCancel) {
-               return iCompiled.EvaluateHessian(iPoints.GetCount(), iPoints, nullptr, nullptr, hessians, iCancel);
+             [&](SF::SFCompiledField const& iCompiled, std::atomic<bool> const* iCancel, auto const&... iPoints) {
+               return iCompiled.EvaluateHessian(iPoints..., nullptr, nullptr, hessians, iCancel);
              });
   });
   ioModule.def("curvature", [](Field const& iField, Coordinates const& iAt, Output& oCurvatures, unsigned int iThreads,
                                py::object const& iProgress) {
     double* const curvatures = oCurvatures.mutable_data();
     Evaluate(iField, iAt, iThreads, iProgress,
-             [&](SF::SFCompiledField const& iCompiled, ArrayPoints const& iPoints, std::atomic<bool> const* iCancel) {
-               return iCompiled.EvaluateCurvature(iPoints.GetCount(), iPoints, curvatures, iCancel);
+             [&](SF::SFCompiledField const& iCompiled, std::atomic<bool> const* iCancel, auto const&... iPoints) {
+               return iCompiled.EvaluateCurvature(iPoints..., curvatures, iCancel);
              });
   });
 }

@@ -1,6 +1,7 @@
 #include "Points.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 
 namespace SFPython {
@@ -18,6 +19,18 @@ ArrayPoints::ArrayPoints(std::array<py::array, 3> const& iCoordinates)
   }
   if (_axes.empty())
     _axes.push_back({});
+}
+
+std::array<double const*, 3> ArrayPoints::GetArrays() const
+{
+  bool isWhole = _axes.size() == 1;
+  for (std::size_t i = 0; i < 3; ++i)
+    isWhole = isWhole && _axes.front().strides[i] == sizeof(double) &&
+              reinterpret_cast<std::uintptr_t>(_data[i]) % alignof(double) == 0;
+  std::array<double const*, 3> arrays{};
+  for (std::size_t i = 0; isWhole && i < 3; ++i)
+    arrays[i] = reinterpret_cast<double const*>(_data[i]);
+  return arrays;
 }
 
 void ArrayPoints::Add(Axis const& iAxis)

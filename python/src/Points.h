@@ -21,6 +21,8 @@ public:
   explicit ArrayPoints(std::array<py::array, 3> const& iCoordinates);
 
   std::size_t GetCount() const { return _count; }
+  /// The coordinates themselves where each lies in one piece, else null pointers.
+  std::array<double const*, 3> GetArrays() const;
   void GetPoints(std::size_t iFirst, std::size_t iCount, std::array<double*, 3> const& oCoordinates) const override;
 
 private:
