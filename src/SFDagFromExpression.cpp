@@ -11,6 +11,7 @@
 #include "SFOp.h"
 #include "SFOperatorTable.h"
 #include "SFVariable.h"
+#include "tape/SFLargePages.h"
 #include "text/SFBracketText.h"
 #include "text/SFHashConsing.h"
 #include "text/SFReadingObserver.h"
@@ -85,6 +86,7 @@ public:
 
 private:
   SFToken NextToken();
+  void ExpectLeftOperands() const;
   void Made(ReadNode const& iRead, SFToken const& iToken) const;
   ReadNode BuildLeaf(SFToken const& iToken);
   std::string PolyText(SFToken const& iToken) const;
@@ -111,7 +113,7 @@ private:
   SFTokenQueue _tokens{_lexer, _canonicalNodes};
   SFBracketFinder _brackets{_lexer};
   SFReadingObserver* _observer;
-  std::vector<OpenNode> _openNodes;
+  std::vector<OpenNode, SFLargePages<OpenNode>> _openNodes;
   int _rank = -1; ///< the running rank counter
 };
 
@@ -140,6 +142,7 @@ SFDagNodePtr Builder::BuildFromExpression()
         open.lhsRank = std::exchange(_rank, open.incomingRank);
         break;
       }
+      ExpectLeftOperands();
       read = Close(open, std::move(read));
       _openNodes.pop_back();
     }
@@ -158,6 +161,19 @@ SFToken Builder::NextToken()
                        isRight ? SFOperand::ERhs : SFOperand::ELhs);
   }
   return token;
+}
+
+/// Asks for the memory of left operands whose nodes will be closed soon. Those of a long chain were read long ago.
+void Builder::ExpectLeftOperands() const
+{
+  constexpr std::size_t ahead = 8;
+  auto const numberOf = [this](std::size_t iAhead) {
+    return _openNodes.size() > iAhead ? _openNodes[_openNodes.size() - 1 - iAhead].lhs.number : SFHashConsing::None;
+  };
+  if (auto const number = numberOf(2 * ahead); number != SFHashConsing::None)
+    _canonicalNodes.ExpectUsers(number);
+  if (auto const number = numberOf(ahead); number != SFHashConsing::None)
+    _canonicalNodes.ExpectNode(number);
 }
 
 void Builder::Made(ReadNode const& iRead, SFToken const& iToken) const

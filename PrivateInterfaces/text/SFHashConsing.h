@@ -3,6 +3,7 @@
 #include "SFDagFromExpression.h"
 #include "SFDagNode.h"
 #include "graph/SFNodePool.h"
+#include "graph/SFPrefetch.h"
 #include "tape/SFLargePages.h"
 
 #include <algorithm>
@@ -48,7 +49,12 @@ public:
   /// The number of an operator (see IsOperator) of a rank over operands, which is made if it has not been met.
   Number OperatorOver(Operands iOperands, SFNodeType iType, int iRank);
   /// The number of a coordinate, likewise.
-  Number CoordinateOf(SFNodeType iType, int iRank) { return OperatorOver({}, iType, iRank); }
+  Number CoordinateOf(SFNodeType iType, int iRank)
+  {
+    return _coordinates[IndexOf(iType)] = OperatorOver({}, iType, iRank);
+  }
+  /// The number that CoordinateOf gave last; None before that.
+  Number NumberOfCoordinate(SFNodeType iType) const { return _coordinates[IndexOf(iType)]; }
   /// Whether ConstantOf gives a constant its number. Under structural equality not a zero: those of both signs are the
   /// same, so the one that is kept is the one that DeDuplicate has been asked for first.
   bool IsTellingBits(double iConstant) const
@@ -60,17 +66,19 @@ public:
 
   NodePtr const& At(Number iNumber) const { return CanonicalAt(iNumber).node; }
 
-  /// Steps that bring the memory which a constant and its users will need closer. Each step needs what the one before
-  /// has asked for, so other work should lie between them.
-  enum class PrefetchStage
-  {
-    Table,
-    Node,
-    Users,
-    UsersOfUsers
-  };
-  /// Tells that a constant will be asked for before long. Changes nothing.
-  void Expect(double iConstant, int iRank, PrefetchStage iStage) const;
+  // What will be asked for before long, in steps that bring its memory closer. Each step reads what the one before has
+  // asked for, so other work should lie between them. They change nothing, and only pass on what they know for sure.
+
+  static std::uint32_t HashOfConstant(double iConstant, int iRank);
+  /// Asks for what is known of a constant with a hash.
+  void ExpectConstant(std::uint32_t iHash) const;
+  /// The number of that constant; asks for its users. None where it takes longer to tell.
+  Number ExpectUsersOfConstant(std::uint32_t iHash) const;
+  /// The number of an operator over `iNewer`, one of its operands, and asks for the users of that; None likewise.
+  Number ExpectUsersOfOperator(Number iNewer, Operands iOperands, SFNodeType iType, int iRank) const;
+  /// Asks for the users of the node of a number, and for that node.
+  void ExpectUsers(Number iNumber) const { Prefetch(&CanonicalAt(iNumber)); }
+  void ExpectNode(Number iNumber) const;
 
 private:
   /// All that tells an operator, a coordinate or a constant from others; the detail is the numbers of the operands or
@@ -115,6 +123,11 @@ private:
   Number Insert(NodePtr iNode, Key const& iKey);
   void Grow();
 
+  static std::size_t IndexOf(SFNodeType iCoordinate)
+  {
+    return static_cast<std::size_t>(iCoordinate) - static_cast<std::size_t>(SFNodeType::X);
+  }
+
   struct Location
   {
     std::size_t block;
@@ -137,6 +150,7 @@ private:
   std::array<std::vector<Canonical, SFLargePages<Canonical>>, 27>
       _canonical; ///< each block twice as long as the one before, so that nothing moves
   Number _count = 0;
+  std::array<Number, 3> _coordinates{None, None, None};
   SFNodePool _pool;
   SFNodeEquality _equality;
   Table _table;

@@ -3,6 +3,7 @@
 #include "SFCylindricalTransform.h"
 #include "SFDagFunctor.h"
 #include "graph/SFDagTraversal.h"
+#include "tape/SFLargePages.h"
 
 #include <algorithm>
 #include <array>
@@ -253,6 +254,9 @@ struct Listed
   std::array<std::uint32_t, 3> below{SFNodeIndex::Absent, SFNodeIndex::Absent, SFNodeIndex::Absent};
 };
 
+using PostOrderList = std::vector<Listed, SFLargePages<Listed>>;
+using Counts = std::vector<std::uint32_t, SFLargePages<std::uint32_t>>;
+
 template <class Visits>
 Listed ListNode(SFDagNode const& iNode, Visits const& iVisits)
 {
@@ -265,13 +269,13 @@ Listed ListNode(SFDagNode const& iNode, Visits const& iVisits)
 
 /// How many slots a new context takes on each node of a post-order, the root last: one for each path that leads
 /// there, or one a node where there are too many paths.
-std::vector<std::uint32_t> CountSlots(std::vector<Listed> const& iPostOrder)
+Counts CountSlots(PostOrderList const& iPostOrder)
 {
   constexpr std::uint32_t limit = SFDagNode::MaxSlotsPerContext;
-  std::vector<std::uint32_t> slots(iPostOrder.size(), 1);
+  Counts slots(iPostOrder.size(), 1);
   if (slots.size() > limit)
     return slots;
-  std::vector<std::uint32_t> paths(iPostOrder.size(), 0);
+  Counts paths(iPostOrder.size(), 0);
   paths[iPostOrder.back().number] = 1;
   std::size_t total = 0;
   for (std::size_t i = slots.size(); i-- > 0 && total <= limit;) {
@@ -309,7 +313,7 @@ void SFDagNode::Reset(SFEvaluationContext const& iContext) const
 
 SFEvaluationContext SFDagNode::GetNewEvaluationContext() const
 {
-  std::vector<Listed> nodes;
+  PostOrderList nodes;
   VisitOnce(
       *this, [&](SFDagNode const& iNode, auto const& iVisits) { nodes.push_back(ListNode(iNode, iVisits)); },
       // Foreign nodes lead nowhere: they look after what is below them.
@@ -332,7 +336,7 @@ SFEvaluationContext SFDagNode::RenewEvaluationContext() const
 {
   bool hasForeign = ClassOf(*this) == SFNodeClass::Foreign;
   if (!hasForeign) {
-    std::vector<Listed> nodes;
+    PostOrderList nodes;
     auto const renew = [&nodes](SFDagNode const& iNode, auto const& iVisits) {
       iNode.m_ContextInfos.Clear();
       iNode.m_ContextInfos.Resize(1);

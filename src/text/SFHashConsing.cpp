@@ -3,7 +3,6 @@
 #include "SFConstant.h"
 #include "SFOp.h"
 #include "SFOperatorTable.h"
-#include "graph/SFPrefetch.h"
 #include "text/SFNodePayload.h"
 
 #include <algorithm>
@@ -65,35 +64,43 @@ SFHashConsing::Key SFHashConsing::KeyOf(SFNodeType iType, int iRank, Operands iO
 
 // ---- memory asked for ahead ---------------------------------------------------------------------------------------
 
-void SFHashConsing::Expect(double iConstant, int iRank, PrefetchStage iStage) const
+std::uint32_t SFHashConsing::HashOfConstant(double iConstant, int iRank)
+{
+  return KeyOf(SFNodeType::CONSTANT, iRank, std::bit_cast<std::uint64_t>(iConstant)).hash;
+}
+
+void SFHashConsing::ExpectConstant(std::uint32_t iHash) const
+{
+  if (!_table.empty())
+    Prefetch(&_table[iHash & (_table.size() - 1)]);
+}
+
+SFHashConsing::Number SFHashConsing::ExpectUsersOfConstant(std::uint32_t iHash) const
 {
   if (_table.empty())
-    return;
-  std::uint32_t const hash = KeyOf(SFNodeType::CONSTANT, iRank, std::bit_cast<std::uint64_t>(iConstant)).hash;
-  Entry const& entry = _table[hash & (_table.size() - 1)];
-  if (iStage == PrefetchStage::Table) {
-    Prefetch(&entry);
-    return;
-  }
-  if (entry.number == None || entry.hash != hash)
-    return;
-  // The node that was met right after another is often wanted after it again.
-  auto const prefetchWithNext = [](Canonical const& iCanonical) {
-    Prefetch(&iCanonical);
-    Prefetch(&iCanonical + 1);
-  };
-  Canonical const& canonical = CanonicalAt(entry.number);
-  if (iStage == PrefetchStage::Node) {
-    prefetchWithNext(canonical);
-    return;
-  }
-  for (Entry const& user : canonical.users)
-    if (user.number != None) {
-      if (iStage == PrefetchStage::Users)
-        prefetchWithNext(CanonicalAt(user.number));
-      else if (user.number + 1 < _count)
-        Prefetch(CanonicalAt(user.number + 1).node.get());
+    return None;
+  Entry const& entry = _table[iHash & (_table.size() - 1)];
+  if (entry.number == None || entry.hash != iHash)
+    return None;
+  ExpectUsers(entry.number);
+  return entry.number;
+}
+
+SFHashConsing::Number SFHashConsing::ExpectUsersOfOperator(Number iNewer, Operands iOperands, SFNodeType iType,
+                                                           int iRank) const
+{
+  std::uint32_t const hash = KeyOf(iType, iRank, iOperands).hash;
+  for (Entry const& user : CanonicalAt(iNewer).users)
+    if (user.number != None && user.hash == hash) {
+      ExpectUsers(user.number);
+      return user.number;
     }
+  return None;
+}
+
+void SFHashConsing::ExpectNode(Number iNumber) const
+{
+  Prefetch(reinterpret_cast<char const*>(At(iNumber).get()) - sizeof(void*)); // its counts, right before it
 }
 
 // ---- places ---------------------------------------------------------------------------------------------------
