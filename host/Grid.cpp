@@ -71,6 +71,23 @@ double CellOptions::VoxelOver(ZULMathBox const& iBox) const
   return voxel ? *voxel : AsUsage([&] { return SF::VoxelFor(iBox, cells.value_or(DefaultCells)); });
 }
 
+SampledBox SampledBoxFor(FieldModel const& iModel, BoxOptions const& iBox, CellOptions const& iCell)
+{
+  ZULMathBox const box = iBox.BoxOf(iModel);
+  double const voxel = iCell.VoxelOver(box);
+  return {iBox.HasBounds() ? box : Grown(box, voxel), voxel};
+}
+
+SampledBox SolidBoxFor(FieldModel const& iModel, BoxOptions const& iBox, CellOptions const& iCell)
+{
+  SampledBox const sampled = SampledBoxFor(iModel, iBox, iCell);
+  auto const& [low, high] = sampled.box;
+  if (!(low.x < high.x && low.y < high.y && low.z < high.z))
+    throw UsageError("--bounds: the box is flat");
+  AsUsage([&] { return SF::FrameOver(sampled.box, sampled.voxel); });
+  return sampled;
+}
+
 void GridOptions::AddTo(Arguments& ioArguments)
 {
   box.AddTo(ioArguments);
@@ -107,9 +124,8 @@ SF::SFGridFrame GridOptions::FrameFor(FieldModel const& iModel) const
 {
   if (IsPointByPoint())
     return PointByPoint();
-  ZULMathBox const region = box.BoxOf(iModel);
-  double const step = cell.VoxelOver(region);
-  return AsUsage([&] { return SF::FrameOver(box.HasBounds() ? region : Grown(region, step), step); });
+  auto const [region, voxel] = SampledBoxFor(iModel, box, cell);
+  return AsUsage([&, &region = region, voxel = voxel] { return SF::FrameOver(region, voxel); });
 }
 
 SF::SFGridFrame GridOptions::FrameAlone() const

@@ -41,6 +41,20 @@ struct CellOptions
   std::optional<double> voxel;
 };
 
+/// A box and the edge of the cells that it is sampled with.
+struct SampledBox
+{
+  ZULMathBox box;
+  double voxel = 0.0;
+};
+
+/// The box of the options, or the model's own and a voxel around it, so that the surface lies within. Throws a ModelFailure
+/// where it is needed and not known.
+SampledBox SampledBoxFor(FieldModel const& iModel, BoxOptions const& iBox, CellOptions const& iCell);
+
+/// As above, for solids: throws a UsageError for a flat box.
+SampledBox SolidBoxFor(FieldModel const& iModel, BoxOptions const& iBox, CellOptions const& iCell);
+
 /// A regular grid of points: over a box, or point by point as --dims, --voxel and --origin say.
 struct GridOptions
 {

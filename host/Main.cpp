@@ -33,16 +33,20 @@ struct Verb
 };
 
 constexpr Verb Verbs[] = {
+    {"info", "Tell what a model is made of, and what is known of it", AddInfo},
+    {"mesh", "Mesh the surface of a model, for printing, viewing and computing", AddMesh},
+    {"measure", "Measure a solid: volume, area, box, centre of mass, holes, walls", AddMeasure},
     {"text", "Write a model's canonical text", AddText},
     {"eval", "Evaluate a model at points, one value a line", AddEval},
-    {"grid", "Sample a model on a voxel grid, into a NumPy or raw file", AddGrid},
     {"render", "Draw the part in 3-D, as a PNG picture", AddRender},
+    {"grid", "Sample a model on a voxel grid, into a volume file", AddGrid},
     {"slice", "Draw a plane section, as a PNG or SVG picture", AddSlice},
     {"derive", "Differentiate a model along an axis, into text", AddDerive},
     {"gradient", "Write the three components of a model's gradient, one a line", AddGradient},
     {"simplify", "Simplify a model, into text", AddSimplify},
     {"curvature", "Find the extreme curvatures of a model's surface on a voxel grid", AddCurvature},
     {"graph", "Draw the graph of a model, for GraphViz or as an SVG picture", AddGraph},
+    {"bench", "Time a model on this machine", AddBench},
     {"check", "Tell where a model's text is read as something else than it looks like", AddCheck},
     {"offset", "Write the text of a model whose surface is moved, or made a shell", AddOffset},
     {"view", "Show a model on a page for the browser, with its parameters and its text", AddView, true},

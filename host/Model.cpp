@@ -246,6 +246,12 @@ void RequireOtherFile(ModelOptions const& iOptions, std::string const& iOutput)
     throw UsageError("--output: " + Quoted(iOutput) + " is the model's own file");
 }
 
+void RequirePlain(ModelOptions const& iOptions)
+{
+  if (iOptions.strict)
+    throw UsageError("--strict: this verb works on the plain meaning of models");
+}
+
 Model LoadModel(ModelOptions const& iOptions)
 {
   constexpr std::size_t mostWarnings = 10;

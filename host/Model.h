@@ -52,6 +52,9 @@ std::map<std::string, double> ReadSettings(ModelOptions const& iOptions);
 /// Throws a UsageError when a file that is to be written is the one that the model is read from.
 void RequireOtherFile(ModelOptions const& iOptions, std::string const& iOutput);
 
+/// Throws a UsageError when the reading is strict, for verbs that work on the plain meaning alone.
+void RequirePlain(ModelOptions const& iOptions);
+
 /// Reads the model: a listing where the name ends in ".vm", a formula where it ends in ".sfm", else an expression, in which white space of any kind counts
 /// as a blank. Nodes that differ in any number stay different, unless the reading is strict. Throws a UsageError when not
 /// exactly one source is given, and a Failure for a text that cannot be read or that holds what the level does not have.

@@ -1,5 +1,5 @@
 # What the documents say is true: their links lead somewhere, the token table is that of the library, their programs
-# are built and run, and the commands of the README give what it shows.
+# are built and run, and their commands give what they show.
 
 find_package(Python3 REQUIRED COMPONENTS Interpreter)
 

@@ -65,11 +65,11 @@ def check_example(document, number, program):
 
 
 def check_commands(sfdag):
-    """The commands that the README shows succeed and print what is shown."""
+    """The commands that the documents show succeed and print what is shown."""
     with tempfile.TemporaryDirectory() as folder:
         os.symlink(ROOT / "examples", Path(folder) / "examples")
         path = f"{Path(sfdag).parent}{os.pathsep}{os.environ['PATH']}"
-        for block in blocks(README, "console"):
+        for block in [block for document in DOCUMENTS for block in blocks(document, "console")]:
             for command, shown in re.findall(r"^\$ (.*)\n((?:(?!\$ ).*\n)*)", block, re.MULTILINE):
                 run = subprocess.run(
                     command, shell=True, cwd=folder, env={**os.environ, "PATH": path}, capture_output=True, text=True

@@ -214,6 +214,28 @@ class Streams(SfdagTest):
         self.assertEqual((tool.returncode, own_lines(stderr), stdout), (130 if stop == signal.SIGINT else -stop, lines, b""))
         self.assertEqual(self.contents(), before)
 
+    def test_interrupts_of_every_verb(self):
+        """While the model is read, and in the middle of the work."""
+        box = ["-b", "-1,-1,-1,1,1,1", "-n", "200"]
+        model = self.put("slow.sf", SLOW)
+        points = self.put("points.csv", b"1 2 3\n" * 1000000)
+        before = self.contents()
+        working = [["grid", *box, "-o", "out.vdb"], ["mesh", *box, "-o", "out.stl"], ["measure", *box], ["bench", *box],
+                   ["curvature", *box], ["render", *box[:2], "-o", "out.png"],
+                   ["slice", *box[:2], "-n", "3000", "-o", "out.png"], ["eval", "--points", points]]
+        for arguments in [[*verb, "-"] for verb in [*VERBS, ["info"]]] + [[*verb, model] for verb in working]:
+            tool = subprocess.Popen([sfdag_test.SFDAG, *arguments], cwd=self.folder, stdin=subprocess.PIPE,
+                                    stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+            time.sleep(0.3)
+            self.assertIsNone(tool.poll(), (arguments, "has ended by itself"))
+            tool.send_signal(signal.SIGINT)
+            begin = time.monotonic()
+            status = tool.wait(timeout=30)
+            self.assertLess(time.monotonic() - begin, 1, arguments)  # on an idle machine it is well below 0.1
+            stdout, stderr = tool.communicate()
+            self.assertEqual((status, stdout, len(own_lines(stderr))), (130, b"", 1), (arguments, stderr))
+            self.assertEqual(self.contents(), before, arguments)
+
     def test_signals_that_the_caller_ignores(self):
         model = self.put("slow.sf", SLOW)
         tool = self.start_grid(model, 20, "out.raw", "--strict", restore_signals=False,

@@ -17,6 +17,7 @@ import sys
 import tempfile
 import threading
 import unittest
+import zipfile
 import zlib
 
 SFDAG = ""
@@ -323,6 +324,82 @@ class Options(SfdagTest):
         self.assertEqual((tool.returncode, own_lines(stderr)), (130, ["sfdag: interrupted"]))
 
 
+class Solids(SfdagTest):
+    """Meshes and numbers of solids. The library's own tests look closer."""
+
+    BOX = ["-e", "param side = 2 (1 .. 4)\ntranslate(box([side, 1, 1]), [5, 0, 0])"]
+
+    def test_info(self):
+        text = self.succeed("info", *self.BOX).decode()
+        self.assertRegex(text, r"parameters +side = 2 \(1 \.\. 4\)\n")
+        told = json.loads(self.succeed("info", *self.BOX, "--set", "side=4", "--json"))
+        self.assertEqual((told["parameters"][0]["value"], told["axes"]), (4, ["x", "y", "z"]))
+        self.assertAlmostEqual(told["lipschitz"], 1)
+        self.assertAlmostEqual(told["bounds"]["low"][0], 3)
+        told = json.loads(self.succeed("info", "-x", "+ q s X q s X", "--json"))
+        self.assertEqual((told["nodes"], told["depth"], told["axes"], told["bounds"]), (4, 4, ["x"], None))
+        self.assertEqual(told["kinds"], {"X": 1, "PLUS": 1, "SQUARE": 1, "SIN": 1})
+        self.assertIn("SIN within 1 ulp", told["rounding"])
+
+    def test_measure(self):
+        told = json.loads(self.succeed("measure", *self.BOX, "-n", "20", "--units", "cm", "--json"))
+        for key, value in [("volume", 2), ("area", 10), ("wall", 1)]:
+            self.assertAlmostEqual(told[key]["value"], value, 4, key)
+            self.assertLess(told[key]["error"], 0.05, key)
+        for key, value in [("centre", (5, 0, 0)), ("low", (4, -0.5, -0.5)), ("high", (6, 0.5, 0.5))]:
+            for found, wanted in zip(told[key], value):
+                self.assertAlmostEqual(found["value"], wanted, 4, key)
+        facts = [told[key] for key in ("components", "cavities", "genus", "watertight", "unit")]
+        self.assertEqual(facts, [1, 0, 0, True, "cm"])
+        shell = json.loads(self.succeed("measure", "-e", "difference(sphere(2), sphere(1))", "-n", "20", "--no-wall", "--json"))
+        self.assertEqual([shell["components"], shell["cavities"], "wall" in shell], [1, 1, False])
+        self.assertRegex(self.succeed("measure", "-e", "torus(2, 1)", "-n", "20").decode(), r"\ngenus +1\n")
+
+    def test_mesh(self):
+        def triangles(*more):
+            told = json.loads(self.succeed("mesh", *self.BOX, "-n", "20", "-o", "out.stl", "--json", *more))
+            stl = self.get("out.stl")
+            self.assertEqual((struct.unpack("<I", stl[80:84])[0], len(stl)), (told["triangles"], 84 + 50 * told["triangles"]))
+            return told
+
+        whole = triangles()
+        self.assertLess(whole["sharp_vertex_distance"], 1e-9)
+        self.assertEqual(len(self.succeed("mesh", *self.BOX, "-n", "20", "-o", "-")), 84 + 50 * whole["triangles"])
+        self.assertLess(triangles("--adaptivity", "0.001")["triangles"], whole["triangles"] / 10)
+        self.assertGreater(triangles("--smooth")["surface_distance"], whole["surface_distance"] + 0.01)
+        half = ["-b", "3,-1,-1,5,1,1"]
+        self.assertLess(triangles(*half, "--no-cap")["triangles"], triangles(*half)["triangles"])
+        ball = ["mesh", "-e", "sphere(1)", "-n", "8", "-o", "out.obj", "--json", "--tolerance"]
+        near = json.loads(self.succeed(*ball, "0.002"))
+        self.assertLess(max(near["vertex_distance"], near["surface_distance"]), 0.002)
+        self.fail(1, "-e: the mesh is not within the tolerance.*", *ball, "1e-9")
+        for unit, name in [("in", "inch"), ("um", "micron")]:
+            self.succeed("mesh", *self.BOX, "-n", "5", "-o", "out.3mf", "--units", unit)
+            with zipfile.ZipFile(self.path("out.3mf")) as package:
+                self.assertIn(b'unit="%s"' % name.encode(), package.read("3D/3dmodel.model"))
+
+    def test_bench(self):
+        told = json.loads(self.succeed("bench", *self.BOX, "-n", "10", "-j", "2", "--json"))
+        times = [told[row][cores] for row in ("grid", "band", "points", "gradients") for cores in ("one", "all")]
+        self.assertTrue(all(0 < time < 1e6 for time in times))
+        self.assertEqual(told["threads"], 2)
+
+    def test_failures(self):
+        mesh = ["mesh", "-o", "out.stl"]
+        for verb in (mesh, ["measure"]):
+            table = [(3, "-e: no surface.*|-e: there is no surface.*", ["-e", "sphere(1)", "-b", "3,3,3,4,4,4"]),
+                     (3, "-e: .*", ["-e", "sqrt(-1 - x^2)", "-b", "3,3,3,4,4,4"]),
+                     (3, "-e: no bounds are known.*", ["-e", "x"]),
+                     (2, "--bounds: the box is flat", ["-e", "x", "-b", "0,0,0,1,1,0"]),
+                     (2, "--cells: '0' is not .*", ["-e", "sphere(1)", "-n", "0"]),
+                     (2, "--strict: .*", ["-x", SPHERE, "--strict"]),
+                     (4, ".* needs .*|out of memory", ["-e", "sphere(1)", "-n", "1000000", "--max-memory", "1"]),
+                     (4, ".* needs .*", ["-e", "sphere(1)", "-n", "300", "--max-memory", "0.01"])]
+            for status, pattern, arguments in table:
+                self.fail(status, pattern, *verb, *arguments)
+        self.fail(2, r"--output: 'out\.off' does not end in .*", "mesh", *self.BOX, "-o", "out.off")
+
+
 class Calculus(SfdagTest):
     def test_texts(self):
         offset = "o0.5 * f2 X"  # the field is 2 X - 0.5 * 2
@@ -559,8 +636,8 @@ class Failures(SfdagTest):
     def test_usage(self):
         grid = ["grid", "-x", "X", *GRID]
         table = [
-            ("give a verb: text, .*", []),
-            ("unknown verb 'paint', there are: text, .*", ["paint"]),
+            ("give a verb: info, .*", []),
+            ("unknown verb 'paint', there are: info, .*", ["paint"]),
             ("give a MODEL, -x EXPR or -e FORMULA", ["text"]),
             ("give only one of MODEL, -x and -e", ["text", "a.sf", "-x", "X"]),
             ("--expression: .*", ["text", "-x"]),

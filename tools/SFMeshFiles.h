@@ -19,7 +19,7 @@ enum class SFMeshFormat
   Stl,     ///< binary; single precision
   Ply,     ///< binary, little-endian; double precision, with normals
   Obj,     ///< text; 9 digits, with normals
-  ThreeMf, ///< for slicers, with the unit; single precision
+  ThreeMf, ///< for slicers, with the unit, or a smaller one for very fine meshes; single precision
   Glb      ///< binary glTF 2.0, with normals, in metres with y upwards
 };
 

@@ -7,6 +7,8 @@
 
 #include <atomic>
 #include <functional>
+#include <memory>
+#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -42,8 +44,8 @@ private:
   SFPool<Worker> _workers;
 };
 
-/// Takes a tape over a range of slices of its grid: cuts the grid into regions that any number of threads draw
-/// from one counter, prunes the list of steps from large boxes to small ones, and hands out each finished tile.
+/// Takes a tape over a range of slices of its grid: cuts the grid into regions, or parts of them where there are few for
+/// each thread, that any number of threads draw from one counter, prunes the list of steps from large boxes to small ones, and hands out each finished tile.
 class SFTapeSweep
 {
 public:
@@ -70,7 +72,7 @@ public:
   /// thread.
   void Work(Output const& iOutput, SFStopRequest const& iStop = {}, std::function<void()> const& iOnTile = {});
 
-  std::size_t GetRegionCount() const { return _regionCount; }
+  std::size_t GetRegionCount() const { return _drawCount; }
   std::size_t GetRegionsDone() const { return _done.load(std::memory_order_relaxed); }
 
 private:
@@ -88,7 +90,18 @@ private:
   std::size_t LevelsFor(SFPrunableList const& iList) const;
   bool PruningGains() const;
   std::size_t DrawRegions(SFTile* oBoxes);
+  void CutRegions();
+  bool WorkOnPart(Worker& ioWorker);
   SFTile RegionAt(std::size_t iNumber) const;
+
+  /// A region whose parts are drawn one by one: pruned for by the thread that draws the first of them.
+  struct SharedRegion
+  {
+    std::once_flag once;
+    SFPrunableList list;
+    bool isVain = false;
+  };
+  void VisitPart(Worker& ioWorker, SFTile const& iPart, SharedRegion const& iRegion) const;
 
   SFSweepContext& _context;
   SFTapeInvariants const& _tape;
@@ -100,6 +113,8 @@ private:
   std::vector<Size> _levels; ///< sizes of the boxes that are pruned, from the region down
   std::array<std::size_t, 3> _regions{};
   std::size_t _regionCount = 0;
+  std::size_t _drawCount = 0;              ///< regions, or parts of all
+  std::unique_ptr<SharedRegion[]> _shared; ///< by region; null where whole regions are drawn
   std::atomic<std::size_t> _next{0};
   std::atomic<std::size_t> _done{0};
 };

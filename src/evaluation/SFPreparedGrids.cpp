@@ -140,7 +140,7 @@ SFPreparedGrids::Entry SFPreparedGrids::Make(SFTape const& iField, SFGrid const&
     std::lock_guard<std::mutex> const lock(_mutex);
     Trim(budget - std::min(budget, share + plan.bytes));
   }
-  return std::make_shared<Lent>(std::make_shared<SFPreparedGrid>(iField, iSlices, plan, share, _options.band));
+  return std::make_shared<Lent>(Lent{std::make_shared<SFPreparedGrid>(iField, iSlices, plan, share, _options.band)});
 }
 
 std::shared_ptr<SFPreparedGrid> SFPreparedGrids::Get(SFTape const& iField, SFGrid const& iGrid, unsigned int iBegin,

@@ -105,7 +105,8 @@ void SFPointCloud::FindCells(Part const& iPart, Cells const& iCells)
     for (std::size_t i = 0; i < iPart.count; ++i) {
       double const cell = (points[axis][i] - low) * scale;
       double const inside = cell < last ? (cell > 0.0 ? cell : 0.0) : last; // NaN too
-      _cells[i] = static_cast<std::uint8_t>(_cells[i] << iCells.bits[axis] | static_cast<unsigned int>(inside));
+      _cells[i] =
+          static_cast<std::uint8_t>(unsigned{_cells[i]} << iCells.bits[axis] | static_cast<unsigned int>(inside));
     }
   }
 }

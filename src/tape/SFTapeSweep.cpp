@@ -49,6 +49,8 @@ std::vector<std::array<unsigned int, 3>> DifferentLevels(std::array<unsigned int
   };
   while (levels.size() > 1 && fits(levels[1]))
     levels.erase(levels.begin());
+  if (fits(levels[0]) && VolumeOf(AllAxes, levels[0]) <= SFTapeSweep::TileVolume)
+    levels.resize(1); // a grid of one tile, which keeps its plan
   return levels;
 }
 
@@ -114,6 +116,24 @@ SFTapeSweep::SFTapeSweep(SFSweepContext& ioContext, unsigned int iBegin, unsigne
     _regions[axis] = (std::size_t{_all.count[axis]} + _levels[0][axis] - 1) / _levels[0][axis];
     _regionCount *= _regions[axis];
   }
+  CutRegions();
+}
+
+/// Where regions are few for each thread, or one takes much longer than others, parts of them are drawn.
+void SFTapeSweep::CutRegions()
+{
+  _drawCount = _regionCount;
+  if (!_prunes || _threads == 1 || _regionCount >= 4 * _threads || _levels.size() < 2)
+    return;
+  std::size_t parts = 1;
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    std::size_t const length = std::min(_levels[0][axis], _all.count[axis]);
+    parts *= (length + _levels[1][axis] - 1) / _levels[1][axis];
+  }
+  if (parts == 1)
+    return;
+  _drawCount = _regionCount * parts;
+  _shared = std::make_unique<SharedRegion[]>(_regionCount);
 }
 
 /// Whether pruning makes points cheaper by more than it takes: the pruning itself, and rows as short as its boxes. Tried
@@ -167,8 +187,10 @@ void SFTapeSweep::Work(Output const& iOutput, SFStopRequest const& iStop, std::f
   worker->onTile = &iOnTile;
   std::array<SFTile, SFTapePruner::MaxBoxes> boxes;
   for (std::size_t count = 1; count > 0 && !worker->MustStop(); _done += count) {
-    count = DrawRegions(boxes.data());
-    if (count == 1 && worker->IsPlannedFor(boxes[0], _context))
+    count = _shared != nullptr ? 0 : DrawRegions(boxes.data());
+    if (_shared != nullptr)
+      count = WorkOnPart(*worker) ? 1 : 0;
+    else if (count == 1 && worker->IsPlannedFor(boxes[0], _context))
       RunTile(*worker, boxes[0], _tape.GetList()); // for small grids that are asked for again and again
     else if (count > 0 && _prunes)
       Visit(*worker, {boxes.data(), count}, nullptr, _pruner.GetList(), 0, false);
@@ -177,6 +199,36 @@ void SFTapeSweep::Work(Output const& iOutput, SFStopRequest const& iStop, std::f
   }
   worker->runner.GetStop().Restart(nullptr);
   _context._workers.GiveBack(std::move(worker), _threads);
+}
+
+/// Takes the next part of a region, one of each region in turn. False when none is left.
+bool SFTapeSweep::WorkOnPart(Worker& ioWorker)
+{
+  std::size_t const number = _next.fetch_add(1);
+  if (number >= _drawCount)
+    return false;
+  SFTile const region = RegionAt(number % _regionCount);
+  SharedRegion& shared = _shared[number % _regionCount];
+  std::call_once(shared.once, [&] {
+    shared.isVain =
+        _pruner.Prune(_pruner.GetList(), {&region, 1}, SFListUse::ToPrune, ioWorker.pruning, &shared.list) == 0;
+  });
+  std::size_t left = number / _regionCount; // parts before this one
+  ForEachBox(region, _levels[1], [&](SFTile const& iPart) {
+    if (left-- == 0 && !ioWorker.MustStop())
+      VisitPart(ioWorker, iPart, shared);
+  });
+  return true;
+}
+
+void SFTapeSweep::VisitPart(Worker& ioWorker, SFTile const& iPart, SharedRegion const& iRegion) const
+{
+  if (iRegion.list.IsSettled())
+    FillBox(ioWorker, iPart, iRegion.list.settled);
+  else if (iRegion.list.choices == 0 || iRegion.list.cost < WorthPruning)
+    RunBox(ioWorker, iPart, iRegion.list);
+  else
+    Visit(ioWorker, {&iPart, 1}, nullptr, iRegion.list, 1, iRegion.isVain);
 }
 
 /// Takes the next regions; none when none is left. Several at once, to be pruned for together, while there are many

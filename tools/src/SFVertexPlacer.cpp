@@ -280,6 +280,16 @@ void SFVertexPlacer::FindSides(std::size_t iVertex)
   }
 }
 
+/// Whether the sides of a vertex are no sides of an edge: near to it they are alike.
+bool SFVertexPlacer::IsCurved(Vertex const& iVertex) const
+{
+  auto const first = _sides.begin() + static_cast<std::ptrdiff_t>(iVertex.firstSide);
+  auto const last = first + static_cast<std::ptrdiff_t>(iVertex.sides);
+  return std::all_of(first + 1, last, [first](Side const& iSide) {
+    return Dot(first->plane.normal, iSide.plane.normal) >= SideCosine;
+  });
+}
+
 void SFVertexPlacer::MakeSmooth(Vertex& ioVertex) const
 {
   ioVertex.sides = 0;
@@ -341,6 +351,11 @@ void SFVertexPlacer::Refine(SFCompiledField const& iField)
       fit.Add(side.plane);
     }
     ++vertex.refinements;
+    if (IsCurved(vertex)) {
+      vertex.sides = 0;
+      vertex.distance = std::numeric_limits<double>::infinity();
+      continue;
+    }
     SFVector3 meeting{};
     if (FindPlace(vertex, fit.Solve(), meeting))
       vertex.position = meeting;

@@ -85,6 +85,7 @@ private:
   SFVector3 InCell(Vertex const& iVertex, SFVector3 const& iPoint, double iMargin) const;
   bool Update(Vertex& ioVertex, SFVector3 const& iPoint, double iValue, SFVector3 const& iGradient) const;
   void Refine(SFCompiledField const& iField);
+  bool IsCurved(Vertex const& iVertex) const;
   void MakeSmooth(Vertex& ioVertex) const;
   void Finish(SFMeshBlock& ioBlock) const;
 

@@ -1,0 +1,162 @@
+#include "Failure.h"
+#include "Grid.h"
+#include "Model.h"
+#include "OutputFormat.h"
+#include "Report.h"
+#include "SFMeshFiles.h"
+#include "SFMeshing.h"
+#include "SFOutputFile.h"
+#include "Verbs.h"
+
+#include <algorithm>
+
+namespace SFHost {
+namespace {
+
+constexpr std::string_view Formats[] = {"stl", "ply", "obj", "3mf", "glb"};
+
+struct MeshOptions
+{
+  BoxOptions box;
+  CellOptions cell;
+  bool isOpen = false;
+  bool isSmooth = false;
+  std::optional<double> adaptivity;
+  std::optional<double> tolerance;
+  std::string path;
+};
+
+/// A name without an extension, such as a device, gets the first format.
+SF::SFMeshFormat MeshFormatOf(std::string const& iPath)
+{
+  return SF::MeshFormatOf(std::string(".").append(FormatOf(iPath, Formats)));
+}
+
+/// The largest distance between mesh and surface that was measured.
+double DistanceOf(SF::SFMeshingReport const& iReport)
+{
+  return std::max({iReport.vertexDistance, iReport.sharpVertexDistance, iReport.surfaceDistance});
+}
+
+/// One making of a file.
+class MeshMaker
+{
+public:
+  MeshMaker(CommonOptions const& iCommon, MeshOptions const& iOptions, FieldModel const& iModel)
+    : _options(iOptions), _model(iModel), _progress(iCommon.GetProgressMode(), "mesh"),
+      _format(MeshFormatOf(iOptions.path)), _output(iOptions.path)
+  {
+    static_cast<SF::SFWorkOptions&>(_meshing) = iCommon.ForTools(&_progress);
+    _meshing.isCapped = !iOptions.isOpen;
+    _meshing.hasSharpFeatures = !iOptions.isSmooth;
+    _meshing.adaptivity = iOptions.adaptivity.value_or(0.0);
+    static_cast<SF::SFWorkOptions&>(_file) = iCommon.ForTools();
+    _file.unit = iOptions.box.GetUnit();
+  }
+
+  SF::SFMeshingReport Make(SampledBox iSampled)
+  {
+    SF::SFMeshingReport report;
+    if (CanStream()) {
+      SF::SFMeshFileSink sink(_format, _output, _file);
+      SF::MeshField(_model.field, iSampled.box, iSampled.voxel, sink, _meshing, &report);
+      sink.Finish();
+    } else
+      SF::WriteMesh(MakeNear(iSampled, report), _format, _output, _file);
+    _output.Commit();
+    return report;
+  }
+
+private:
+  /// Piece by piece, whatever its size.
+  bool CanStream() const
+  {
+    bool const isPlain = _format == SF::SFMeshFormat::Stl || _format == SF::SFMeshFormat::Ply;
+    return isPlain && !_options.adaptivity && !_options.tolerance && !_output.GetTemporaryPath().empty();
+  }
+
+  /// A mesh within the tolerance, with smaller voxels if need be.
+  SF::SFMesh MakeNear(SampledBox iSampled, SF::SFMeshingReport& oReport) const
+  {
+    constexpr int most = 5; // halvings, each of which takes four times the memory
+    for (int halving = 0;; ++halving) {
+      SF::SFMesh mesh = SF::MeshField(_model.field, iSampled.box, iSampled.voxel, _meshing, &oReport);
+      if (!_options.tolerance || DistanceOf(oReport) <= *_options.tolerance)
+        return mesh;
+      if (halving == most)
+        throw Failure(_model.name, "the mesh is not within the tolerance: with voxels of " +
+                                       std::to_string(oReport.voxel) + " it is off by " +
+                                       std::to_string(DistanceOf(oReport)));
+      iSampled.voxel /= 2.0;
+    }
+  }
+
+  MeshOptions const& _options;
+  FieldModel const& _model;
+  Progress _progress;
+  SF::SFMeshFormat _format;
+  SF::SFOutputFile _output;
+  SF::SFMeshingOptions _meshing;
+  SF::SFMeshFileOptions _file;
+};
+
+void Tell(CommonOptions const& iCommon, MeshOptions const& iOptions, SF::SFMeshingReport const& iMade)
+{
+  std::string const unit(SF::SymbolOf(iOptions.box.GetUnit()));
+  Report report;
+  report.Add("file", "file", iOptions.path, iOptions.path);
+  report.AddCount("triangles", "triangles", iMade.triangles);
+  report.AddCount("vertices", "vertices", iMade.vertices);
+  report.AddNumber("voxel", "voxel", iMade.voxel, unit);
+  report.AddNumber("vertex_distance", "vertices off by", iMade.vertexDistance, unit);
+  report.AddNumber("sharp_vertex_distance", "those on edges by", iMade.sharpVertexDistance, unit);
+  report.AddNumber("surface_distance", "surface off by", iMade.surfaceDistance, unit);
+  report.AddCount("sharp_vertices", "on edges", iMade.sharpVertices);
+  report.AddCount("unplaced_vertices", "not placed", iMade.unplacedVertices);
+  report.PrintBeside(iCommon);
+}
+
+void Mesh(CommonOptions const& iCommon, MeshOptions const& iOptions)
+{
+  MeshFormatOf(iOptions.path);
+  RequirePlain(iCommon.model);
+  RequireRoomForReport(iCommon, iOptions.path);
+  RequireOtherFile(iCommon.model, iOptions.path);
+  FieldModel const model = LoadField(iCommon.model);
+  SampledBox const sampled = SolidBoxFor(model, iOptions.box, iOptions.cell);
+  MeshMaker maker(iCommon, iOptions, model);
+  Tell(iCommon, iOptions, Named(model.name, [&] { return maker.Make(sampled); }));
+}
+
+} // namespace
+
+Action AddMesh(Arguments& ioArguments)
+{
+  auto const options = std::make_shared<MeshOptions>();
+  options->box.AddTo(ioArguments);
+  options->cell.AddTo(ioArguments);
+  ioArguments.Flag(
+      {.names = "--no-cap", .values = "", .help = "Leave the mesh open where the solid reaches out of the box"},
+      options->isOpen);
+  ioArguments.Flag({.names = "--smooth", .values = "", .help = "Do not look for edges and corners of the solid"},
+                   options->isSmooth);
+  ioArguments.Number({.names = "--adaptivity",
+                      .values = "D",
+                      .help = "Fewer triangles, where that moves the surface by no more than D"},
+                     options->adaptivity, NumberRange::Positive);
+  ioArguments.Number({.names = "--tolerance",
+                      .values = "D",
+                      .help = "Halve the cells until mesh and surface are no further apart than D"},
+                     options->tolerance, NumberRange::Positive);
+  AddOutputFile(ioArguments, "OUT.stl|.ply|.obj|.3mf|.glb", options->path);
+  ioArguments.Examples(
+      "  sfdag mesh part.sfm -n 256 -o part.3mf\n"
+      "  sfdag mesh part.sfm -s 0.2 --adaptivity 0.01 --units mm -o part.stl -v\n"
+      "  sfdag mesh -x '- r + + q X q Y q Z f1' -b -2,-2,-2,2,2,0 -n 32 -o half.ply\n\n"
+      "The mesh is closed, manifold and oriented, with vertices on the surface and on its edges. It covers the\n"
+      "model's own box, or that of --bounds, where it is capped. .3mf and .glb know the unit. -v and --json tell\n"
+      "its size, and the largest distances between mesh and surface that were measured.");
+  return [options](CommonOptions const& iCommon) { Mesh(iCommon, *options); };
+}
+
+} // namespace SFHost
