@@ -15,13 +15,13 @@ struct SFBlockCentres
   static constexpr std::size_t Most = std::size_t{1} << 30; ///< of positions that have centres
 
   /// Appends the centres of all blocks of 4, 8, 16... positions to the coordinates of an axis, until one block is the whole
-  /// axis.
+  /// axis: always those of 4.
   static void Append(std::vector<double>& ioCoordinates)
   {
     std::size_t const count = ioCoordinates.size();
     if (count > Most)
       return;
-    for (std::size_t length = ShortestBlock; length / 2 < count; length *= 2)
+    for (std::size_t length = ShortestBlock; length == ShortestBlock || length / 2 < count; length *= 2)
       for (std::size_t begin = 0; begin < count; begin += length) {
         double const first = ioCoordinates[begin];
         double const last = ioCoordinates[std::min(count, begin + length) - 1];

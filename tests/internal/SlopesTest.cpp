@@ -1,11 +1,13 @@
 #include "CompiledFieldSupport.h"
 
+#include "tape/SFBlockCentres.h"
 #include "tape/SFTapeCompiler.h"
 #include "tape/SFTapeIntervals.h"
 #include "tape/SFTapePoints.h"
 #include "tape/SFTapeSlopes.h"
 
 #include <cmath>
+#include <numeric>
 
 using namespace SF;
 using namespace SFTest;
@@ -156,6 +158,23 @@ TEST(Slopes, NormsAreBoundedFromAbove)
     }
     EXPECT_GE(NormBound(rows), largest * (1.0 - 1e-12));
     EXPECT_LE(NormBound(rows), largest * 1.006);
+  }
+}
+
+// Any extent of any axis has a position that there is, and it lies within the extent.
+TEST(Slopes, CentresOfBlocksAreWhereTheyAreLookedUp)
+{
+  for (std::size_t all = 1; all <= 40; ++all) {
+    std::vector<double> coordinates(all);
+    std::iota(coordinates.begin(), coordinates.end(), 0.0);
+    SFBlockCentres::Append(coordinates);
+    for (std::size_t begin = 0; begin < all; ++begin)
+      for (std::size_t count = 1; begin + count <= all; ++count) {
+        std::size_t const position = SFBlockCentres::PositionOf(begin, count, all);
+        ASSERT_LT(position, coordinates.size()) << begin << " " << count << " of " << all;
+        EXPECT_GE(coordinates[position], static_cast<double>(begin));
+        EXPECT_LE(coordinates[position], static_cast<double>(begin + count - 1));
+      }
   }
 }
 
