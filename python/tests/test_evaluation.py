@@ -88,6 +88,9 @@ def test_out_is_honoured():
     shared = ROWS.copy()
     PART(shared, out=shared[:, 1])
     np.testing.assert_array_equal(shared[:, 1], out)
+    moved = np.append(ROWS[:, 0], 0.0)  # each value is written over the coordinate of the next point
+    PART(moved[:-1], *ROWS[:, 1:].T, out=moved[1:])
+    np.testing.assert_array_equal(moved[1:], out)
     frozen = np.empty(5000)
     frozen.flags.writeable = False
     for wrong, error in ((np.empty(4999), ValueError), (np.empty(5000, np.float32), TypeError), (frozen, ValueError), ([], TypeError)):
