@@ -66,6 +66,7 @@ TEST(LipschitzBounds, ChangeNoBitWhenTheyAreTrueAndAreBelieved)
     if (node->GetTypeTag() == SFNodeType::MIN)
       waves.push_back(node->GetLhs().get());
   ASSERT_EQ(waves.size(), 59U);
+  std::size_t wrong = 0; // grids: whether a false bound matters depends on what is pruned
   for (GridCase const& grid :
        {GridCase{{50, 41, 37}, 0.05}, GridCase{{21, 18, 300}, 0.01}, GridCase{{170, 90, 1}, 0.02}}) {
     auto const expected = Slices(*Compiled(root), grid);
@@ -75,9 +76,12 @@ TEST(LipschitzBounds, ChangeNoBitWhenTheyAreTrueAndAreBelieved)
         bounds.push_back({wave, bound});
       SFCompiledFieldOptions options = WithThreads(2);
       options.lipschitzBounds = bounds;
-      EXPECT_EQ(Slices(*Compiled(root, options), grid) == expected, bound == 2.0);
+      bool const isSame = Slices(*Compiled(root, options), grid) == expected;
+      EXPECT_TRUE(isSame || bound < 2.0);
+      wrong += isSame ? 0U : 1U;
     }
   }
+  EXPECT_GT(wrong, 0U);
 }
 
 /// MAX(MIN(a, 5), g - 3) has slope 1, although a is steep where it is above 5. Beside a field of 4 the 5 is dropped, and

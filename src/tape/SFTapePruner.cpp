@@ -296,9 +296,10 @@ bool Pass<W>::ComputeRanges()
       return false;
     SFTapeStep const& step = _list.steps[at];
     State& state = _states[at];
+    bool const isLeaf = ArityOf(step.code) == 0;
     ComputeRange<WithCentres>(
-        step.code, At(step.operands[0]).range, At(step.operands[1]).range, _tape.GetKernels(),
-        [&](SFRanges<W>& oRange) { ReadLeaf<WithCentres>(step, oRange); }, state.range);
+        step.code, (isLeaf ? state : At(step.operands[0])).range, (isLeaf ? state : At(step.operands[1])).range,
+        _tape.GetKernels(), [&](SFRanges<W>& oRange) { ReadLeaf<WithCentres>(step, oRange); }, state.range);
     if (WithCentres && step.slope != SFSlopeUse::None)
       Confine(step, state.range);
     state.needed = state.full = state.limited = state.replaced = state.negates = state.altered = state.changed = 0;

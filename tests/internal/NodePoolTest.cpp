@@ -55,7 +55,7 @@ TEST(NodePool, NodesOutliveTheirPoolAndGoOnAnyThread)
   }
 }
 
-#if defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__)
+#if defined(__GLIBC__) && !defined(SF_INSTRUMENTED)
 TEST(NodePool, ChunksGoWithTheirLastNode)
 {
   constexpr std::size_t page = std::size_t{1} << 21;

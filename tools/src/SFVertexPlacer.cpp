@@ -194,8 +194,9 @@ bool SFVertexPlacer::SlideIntoCell(Vertex const& iVertex, SFVector3 const& iDire
   if (!(low <= high))
     return false;
   // Not onto a face of the cell, where the neighbour may put its vertex too.
-  double const inset = std::min(SlideInset * _voxel, (high - low) / 2.0);
-  ioPoint = ioPoint + std::clamp(0.0, low + inset, high - inset) * iDirection;
+  double const inset = SlideInset * _voxel;
+  double const middle = low + (high - low) / 2.0;
+  ioPoint = ioPoint + std::clamp(0.0, std::min(low + inset, middle), std::max(high - inset, middle)) * iDirection;
   return true;
 }
 
@@ -285,9 +286,8 @@ bool SFVertexPlacer::IsCurved(Vertex const& iVertex) const
 {
   auto const first = _sides.begin() + static_cast<std::ptrdiff_t>(iVertex.firstSide);
   auto const last = first + static_cast<std::ptrdiff_t>(iVertex.sides);
-  return std::all_of(first + 1, last, [first](Side const& iSide) {
-    return Dot(first->plane.normal, iSide.plane.normal) >= SideCosine;
-  });
+  return std::all_of(first + 1, last,
+                     [first](Side const& iSide) { return Dot(first->plane.normal, iSide.plane.normal) >= SideCosine; });
 }
 
 void SFVertexPlacer::MakeSmooth(Vertex& ioVertex) const
