@@ -264,8 +264,8 @@ except KeyboardInterrupt:
 
 @pytest.mark.parametrize("call", ["values", "gradients", "grid", "function", "points", "modelling", "text"])
 def test_interrupts_end_any_call(call):
-    is_busy = os.environ.get("SF_SLOW") or os.getloadavg()[0] > (os.cpu_count() or 1)
-    slack = 0.5 if is_busy else 0.1  # seconds
+    # Alone on the machine it is less than 0.1 s. Other tests run beside this one.
+    slack = 0.5
     for _ in range(3):
         run = subprocess.run([sys.executable, "-c", INTERRUPTED, call], capture_output=True, text=True, timeout=120, check=False)
         assert run.returncode == 0 and run.stdout, run.stdout + run.stderr
