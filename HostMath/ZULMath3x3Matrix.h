@@ -37,6 +37,7 @@ public:
     SetCoef(iRow0.x, iRow0.y, iRow0.z, iRow1.x, iRow1.y, iRow1.z, iRow2.x, iRow2.y, iRow2.z);
   }
 
+  /// The sum of the diagonal, from the first row on.
   double Trace() const { return _coefficients[0] + _coefficients[4] + _coefficients[8]; }
 
   /// Row and column count from 0.

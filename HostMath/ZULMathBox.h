@@ -5,6 +5,6 @@
 /// An axis-aligned box, from its lowest to its highest corner.
 struct ZULMathBox
 {
-  ZULMathPoint low;
-  ZULMathPoint high;
+  ZULMathPoint low;  ///< the smallest coordinates
+  ZULMathPoint high; ///< the largest coordinates
 };

@@ -4,9 +4,10 @@
 struct ZULMathPoint
 {
   constexpr ZULMathPoint() = default;
+  /// From its coordinates.
   constexpr ZULMathPoint(double iX, double iY, double iZ) : x(iX), y(iY), z(iZ) {}
 
-  double x = 0.0;
-  double y = 0.0;
-  double z = 0.0;
+  double x = 0.0; ///< coordinate along the first axis
+  double y = 0.0; ///< coordinate along the second axis
+  double z = 0.0; ///< coordinate along the third axis
 };

@@ -9,8 +9,10 @@
 struct ZULMathVector
 {
   constexpr ZULMathVector() = default;
+  /// From its components.
   constexpr ZULMathVector(double iX, double iY, double iZ) : x(iX), y(iY), z(iZ) {}
 
+  /// Overflows where a square does.
   double Length() const { return std::sqrt(x * x + y * y + z * z); }
 
   /// Divides the components by the length. A vector of length zero stays as it is.
@@ -24,9 +26,9 @@ struct ZULMathVector
     z /= length;
   }
 
-  double x = 0.0;
-  double y = 0.0;
-  double z = 0.0;
+  double x = 0.0; ///< component along the first axis
+  double y = 0.0; ///< component along the second axis
+  double z = 0.0; ///< component along the third axis
 };
 
 constexpr double Dot(ZULMathVector const& iA, ZULMathVector const& iB)

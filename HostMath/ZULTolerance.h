@@ -8,13 +8,15 @@
 class ZULTolerance
 {
 public:
+  /// In the host's length unit.
   static constexpr double DefaultResolution = 1e-6;
 
   ZULTolerance() = default;
+  /// A resolution in the host's length unit; ZULToleranceError tells whether it is usable.
   explicit ZULTolerance(double iResolution) : _resolution(iResolution) {}
 
-  double GetResolution() const { return _resolution; }
-  void SetResolution(double iResolution) { _resolution = iResolution; }
+  double GetResolution() const { return _resolution; }                  ///< in the host's length unit
+  void SetResolution(double iResolution) { _resolution = iResolution; } ///< is not checked
 
 private:
   double _resolution = DefaultResolution;

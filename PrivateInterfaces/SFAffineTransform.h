@@ -9,13 +9,13 @@
 
 namespace SF {
 
-/// An affine domain transform, of type AFFINETRANSFORM. Its inverse is computed on first use under a lock of the node's own, so any
-/// number of threads may evaluate the node at once.
+/// An affine domain transform, of type AFFINETRANSFORM. Its inverse is computed on first use under a lock of the node's
+/// own, so any number of threads may evaluate the node at once.
 class SF_EXPORT SFAffineTransform : public SFTransform
 {
 public:
-  static constexpr SFNodeType Kind = SFNodeType::AFFINETRANSFORM;
-  static constexpr int CoefficientCount = 16;
+  static constexpr SFNodeType Kind = SFNodeType::AFFINETRANSFORM; ///< of every node of the class
+  static constexpr int CoefficientCount = 16;                     ///< four rows of four
 
   /// The transformation moves the operand's field; one without an inverse makes the evaluation fail.
   explicit SFAffineTransform(ZULMathTransformation const& iTransformation);
@@ -26,6 +26,7 @@ public:
   /// A new node with this one's transformation and without an operand.
   std::shared_ptr<SFAffineTransform> Copy() const;
 
+  /// As given; it never changes.
   ZULMathTransformation const& GetTransformation() const { return _transformation; }
   /// The coefficients in the order in which text gives them.
   std::array<double, CoefficientCount> GetParameters() const;

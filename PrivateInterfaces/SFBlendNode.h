@@ -11,12 +11,13 @@ namespace SF {
 class SF_EXPORT SFBlendNode : public SFCompose
 {
 public:
-  static constexpr SFNodeType Kind = SFNodeType::BLEND;
+  static constexpr SFNodeType Kind = SFNodeType::BLEND; ///< of every node of the class
 
   /// Takes rank, type and operands (shared) of an already built binary node, such as SFOp(SFNodeType::BLEND, a, b).
   SFBlendNode(SFDagNode const& iBinaryNode, double iBlendParameter);
   ~SFBlendNode() override;
 
+  /// The number, as given. SFField::FromNode takes it for the radius of a smooth union.
   double GetBlendParameter() const { return _blendParameter; }
   /// The same as an array.
   std::array<double, 1> GetParameters() const { return {_blendParameter}; }

@@ -8,6 +8,7 @@ namespace SF {
 class SF_EXPORT SFCompose : public SFDagNode
 {
 public:
+  /// Rank -1, no operands.
   explicit SFCompose(SFNodeType iType);
   ~SFCompose() override;
 

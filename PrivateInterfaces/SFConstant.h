@@ -9,6 +9,7 @@ namespace SF {
 class SF_EXPORT SFConstant : public SFOp
 {
 public:
+  /// Rank -1.
   explicit SFConstant(double iValue = 0.0);
   ~SFConstant() override;
 

@@ -10,13 +10,13 @@
 
 namespace SF {
 
-/// A cylindrical domain transform, of type CYLINDRICALTRANSFORM: its operand is evaluated at (r, floor(n + 1) theta / n, h), the cylindrical
-/// coordinates of the point about the node's axis.
+/// A cylindrical domain transform, of type CYLINDRICALTRANSFORM: its operand is evaluated at (r, floor(n + 1) theta /
+/// n, h), the cylindrical coordinates of the point about the node's axis.
 class SF_EXPORT SFCylindricalTransform : public SFTransform
 {
 public:
-  static constexpr SFNodeType Kind = SFNodeType::CYLINDRICALTRANSFORM;
-  static constexpr int ParameterCount = 7;
+  static constexpr SFNodeType Kind = SFNodeType::CYLINDRICALTRANSFORM; ///< of every node of the class
+  static constexpr int ParameterCount = 7;                             ///< origin, axis and n
 
   /// `iAxis` need not be of unit length. `iScale` is n. A reference direction of length zero is unset: it is
   /// computed on first use and then belongs to the node.
@@ -31,15 +31,15 @@ public:
 
   /// Origin, axis and n; the reference direction is not part of text.
   std::array<double, ParameterCount> GetParameters() const;
-  double GetScale() const { return _scale; }
-  ZULMathPoint const& GetOrigin() const { return _origin; }
+  double GetScale() const { return _scale; }                ///< n
+  ZULMathPoint const& GetOrigin() const { return _origin; } ///< a point of the axis, where h is 0
 
   /// The unit vectors of the mapping: angle zero (U), a quarter turn on (W), and the axis (A).
   struct Frame
   {
-    ZULMathVector u;
-    ZULMathVector w;
-    ZULMathVector axis;
+    ZULMathVector u;    ///< where the angle is 0
+    ZULMathVector w;    ///< where the angle is a quarter turn
+    ZULMathVector axis; ///< along which h grows
   };
   /// Computes the reference direction if it is unset. Safe from several threads at once.
   Frame const& GetFrame() const;

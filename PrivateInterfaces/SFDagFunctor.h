@@ -17,6 +17,7 @@ namespace SF {
 class SF_EXPORT SFDagFunctor : public SFDagNode
 {
 public:
+  /// Rank -1, no operands, nothing built.
   explicit SFDagFunctor(SFNodeType iType);
   ~SFDagFunctor() override;
 
@@ -36,14 +37,17 @@ public:
   /// the node.
   void Discard();
 
+  /// Builds below one that a host has asked for.
   static constexpr std::size_t MaxNestedBuilds = 1000;
 
   /// The part of GetReady that comes after the operands.
   HRESULT BuildOnce(SFSWContext const& iContext) const;
+  /// Writes the line for operands of which GetReady failed with a code.
   static void ReportOperandsNotReady(HRESULT iCode);
 
 protected:
   SFDagFunctor(SFDagFunctor const&) = default;
+  /// Takes a graph that is ready, as if it had been built.
   void SetDerivedDag(std::shared_ptr<SFDagNode> iDerivedDag) { _derivedDag = std::move(iDerivedDag); }
 
 private:

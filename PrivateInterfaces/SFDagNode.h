@@ -22,9 +22,10 @@ namespace SF {
 /// a field is a directed acyclic graph.
 ///
 /// A host assembles a graph from the classes derived from this one: it makes the leaves first (SFOp, SFConstant,
-/// SFVariable, resources), hands them to the nodes above them, through a constructor or SetLhs and SetRhs, and keeps the
-/// root. A node may be the operand of several others, and is then evaluated once; a graph must not lead back to where it
-/// came from. Operands that are missing, or too many for the type, show as failures of the operation that needs them.
+/// SFVariable, resources), hands them to the nodes above them, through a constructor or SetLhs and SetRhs, and keeps
+/// the root. A node may be the operand of several others, and is then evaluated once; a graph must not lead back to
+/// where it came from. Operands that are missing, or too many for the type, show as failures of the operation that
+/// needs them.
 ///
 /// Depth: none of the operations below recurses on the machine stack over the library's own node classes, and
 /// each visits a shared node once unless it says otherwise. A node class of the host that overrides an operation
@@ -47,8 +48,8 @@ public:
   /// One cache slot.
   struct ContextInfos
   {
-    double value = DBL_MAX;
-    std::int32_t state = ECacheFresh;
+    double value = DBL_MAX;           ///< what was computed, once the state is ECacheDone
+    std::int32_t state = ECacheFresh; ///< a CacheState
   };
 
   /// Rank -1, no operands, no slots. A class that a host derives gives the type whose rules apply to it.
@@ -93,24 +94,26 @@ public:
   /// The record of an id, owned by whoever attached it; null here.
   virtual SFExecutionInfo* GetExecutionInfo(_GUID iId);
 
-  SFNodeType GetTypeTag() const { return m_Type; }
-  std::shared_ptr<SFDagNode> const& GetLhs() const { return m_Lhs; }
-  std::shared_ptr<SFDagNode> const& GetRhs() const { return m_Rhs; }
+  SFNodeType GetTypeTag() const { return m_Type; }                   ///< the kind
+  std::shared_ptr<SFDagNode> const& GetLhs() const { return m_Lhs; } ///< the left operand, shared; may be null
+  std::shared_ptr<SFDagNode> const& GetRhs() const { return m_Rhs; } ///< the right operand, shared; may be null
   /// The builder's rank of the node; -1 for a node made by other means.
   int GetRank() const { return m_Rank; }
 
-  // None of these while another thread uses the node. Operands are shared and may be null. The node's caches stay.
-  void SetRank(int iRank) { m_Rank = iRank; }
-  void SetTypeTag(SFNodeType iType) { m_Type = iType; }
-  void SetLhs(std::shared_ptr<SFDagNode> iLhs) { m_Lhs = std::move(iLhs); }
-  void SetRhs(std::shared_ptr<SFDagNode> iRhs) { m_Rhs = std::move(iRhs); }
+  // None of these while another thread uses the node. The node's caches stay.
+  void SetRank(int iRank) { m_Rank = iRank; }                               ///< enters equality and hash
+  void SetTypeTag(SFNodeType iType) { m_Type = iType; }                     ///< any kind
+  void SetLhs(std::shared_ptr<SFDagNode> iLhs) { m_Lhs = std::move(iLhs); } ///< shared; may be null
+  void SetRhs(std::shared_ptr<SFDagNode> iRhs) { m_Rhs = std::move(iRhs); } ///< shared; may be null
 
   /// Makes slots until the one of `iContext` exists. Only this node.
   void ReserveEvaluationContexts(SFEvaluationContext const& iContext) const;
+  /// Slots of this node.
   std::size_t GetContextCount() const { return m_ContextInfos.Size(); }
   /// The slot of an index, which must exist.
   ContextInfos& GetContextInfos(int iIndex) const { return m_ContextInfos[static_cast<std::size_t>(iIndex)]; }
 
+  /// Paths of a graph that GetNewEvaluationContext opens slots for.
   static constexpr std::size_t MaxSlotsPerContext = std::size_t{1} << 22;
 
   /// Type XOR rank, the addresses of the operands and, where a kind has one, its payload: the constant, the
@@ -119,14 +122,18 @@ public:
   /// codes and compare them before they ask for equality.
   struct SF_EXPORT RawPtrHashFct
   {
-    std::size_t operator()(SFDagNode const* iNode) const;
+    std::size_t operator()(SFDagNode const* iNode) const; ///< of a node that is not null
   };
+  /// The same for shared pointers.
   struct PtrHashFct
   {
+    /// Of a pointer that is not null.
     std::size_t operator()(std::shared_ptr<SFDagNode> const& iNode) const { return RawPtrHashFct{}(iNode.get()); }
   };
+  /// Equality of the nodes that two shared pointers point to.
   struct PtrEqualFct
   {
+    /// Structural; neither is null.
     bool operator()(std::shared_ptr<SFDagNode> const& iA, std::shared_ptr<SFDagNode> const& iB) const
     {
       return *iA == *iB;

@@ -5,15 +5,16 @@
 
 namespace SF {
 
-/// The offset of its operand's field by a distance, as a functor: the derived graph is the offset field, of first order.
-/// A node of the second semantic level, of type OFFSET.
+/// The offset of its operand's field by a distance, as a functor: the derived graph is the offset field, of first
+/// order. A node of the second semantic level, of type OFFSET.
 class SF_EXPORT SFDagOffset : public SFDagFunctor
 {
 public:
+  /// Where the surface of the result is.
   enum Sides : std::int32_t
   {
-    EOneSided = 0,
-    ETwoSided = 1
+    EOneSided = 0, ///< at the distance
+    ETwoSided = 1  ///< at half the distance to either side
   };
 
   /// Any other value of `iSides` makes GetReady fail. The tolerance, for gradient simplification, is the
@@ -33,8 +34,8 @@ public:
   /// Changes the distance; a derived graph already built stays as it is until it is discarded. S_OK.
   virtual HRESULT SetConstant(double const& iValue);
 
-  std::int32_t GetSides() const { return _sides; }
-  ZULTolerance const* GetTolerance() const { return _tolerance; }
+  std::int32_t GetSides() const { return _sides; }                ///< one of Sides, or what was given instead
+  ZULTolerance const* GetTolerance() const { return _tolerance; } ///< not owned; null for the default one
   /// Not while another thread uses the node.
   void SetTolerance(ZULTolerance const* iTolerance) const { _tolerance = iTolerance; }
 

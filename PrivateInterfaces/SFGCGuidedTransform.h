@@ -10,11 +10,12 @@
 
 namespace SF {
 
-/// A transform guided by wires, of type GCGUIDEDTRANSFORM. The wires are grouped into cross sections. The node carries them for the host: it is
-/// read, written and drawn, and the evaluator rejects it.
+/// A transform guided by wires, of type GCGUIDEDTRANSFORM. The wires are grouped into cross sections. The node carries
+/// them for the host: it is read, written and drawn, and the evaluator rejects it.
 class SF_EXPORT SFGCGuidedTransform : public SFTransform
 {
 public:
+  /// A resource, shared with the host.
   using Wire = std::shared_ptr<ResourceToSF>;
 
   /// No cross sections.
@@ -23,6 +24,7 @@ public:
   SFGCGuidedTransform(SFGCGuidedTransform const&) = default;
   ~SFGCGuidedTransform() override;
 
+  /// Those without wires count too.
   std::size_t GetCrossSectionCount() const { return _crossSections.size(); }
   /// 0 for a cross section that does not exist.
   std::size_t GetWireCount(std::size_t iCrossSectionIndex) const

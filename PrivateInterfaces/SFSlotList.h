@@ -9,9 +9,9 @@
 
 namespace SF {
 
-/// What a node keeps its slots in; of no use to hosts. A vector of a trivial type whose first element lies in the list itself: nearly every node has no more than one
-/// slot, and a block of the heap for it would cost more than all the rest of writing a node. As in a vector, making
-/// room moves the elements, and clearing keeps the room.
+/// What a node keeps its slots in; of no use to hosts. A vector of a trivial type whose first element lies in the list
+/// itself: nearly every node has no more than one slot, and a block of the heap for it would cost more than all the
+/// rest of writing a node. As in a vector, making room moves the elements, and clearing keeps the room.
 template <class Slot>
 class SFSlotList
 {

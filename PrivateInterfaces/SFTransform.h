@@ -11,6 +11,7 @@ namespace SF {
 class SF_EXPORT SFTransform : public SFDagNode
 {
 public:
+  /// Rank -1, no operand.
   explicit SFTransform(SFNodeType iType);
   ~SFTransform() override;
 

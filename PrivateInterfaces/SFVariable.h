@@ -4,8 +4,8 @@
 
 namespace SF {
 
-/// A named parameter: a leaf of type PARAMETER, of the second semantic level. Two parameters are equal when their names are; a graph read from text therefore holds one
-/// node a name, with the value given first.
+/// A named parameter: a leaf of type PARAMETER, of the second semantic level. Two parameters are equal when their names
+/// are; a graph read from text therefore holds one node a name, with the value given first.
 class SF_EXPORT SFVariable : public SFOp
 {
 public:

@@ -10,17 +10,18 @@ namespace SF {
 /// A place in the sources. Taken as a default argument it is the caller's place.
 struct SFSourceLocation
 {
+  /// The caller's place, as a default argument.
   static constexpr SFSourceLocation Current(char const* iFile = __builtin_FILE(), int iLine = __builtin_LINE())
   {
     return {iFile, iLine};
   }
 
-  /// The caller's line in a header of this library, by its path in the sources: where a host compiles an inline function,
-  /// the compiler only knows the folder that it was installed into.
+  /// The caller's line in a header of this library, by its path in the sources: where a host compiles an inline
+  /// function, the compiler only knows the folder that it was installed into.
   static constexpr SFSourceLocation In(char const* iHeader, int iLine = __builtin_LINE()) { return {iHeader, iLine}; }
 
-  char const* file;
-  int line;
+  char const* file; ///< a literal
+  int line;         ///< from 1
 };
 
 /// Every diagnostic line of the library is written here: to std::cout, in one piece, ended by a newline and a

@@ -40,17 +40,17 @@ enum class SFPruning : std::uint8_t
 /// One row per node kind; the only place where its name, its character, its shape and its traits stand.
 struct SFOperatorRow
 {
-  SFNodeType type;
-  std::string_view name;
-  char token; ///< character in expression text, 0 for none
-  int arity;
-  SFNodeFamily family;
-  SFSemanticLevel level;
+  SFNodeType type;          ///< the number of the row in the table
+  std::string_view name;    ///< in messages and drawings
+  char token;               ///< character in expression text, 0 for none
+  int arity;                ///< operands: 0, 1 or 2
+  SFNodeFamily family;      ///< what code that handles families goes by
+  SFSemanticLevel level;    ///< the lowest one that supports it
   std::string_view drawing; ///< the GraphViz label up to a number or an id, or up to its closing quote
   // Operators have a cost. The other two traits are optimisations: one that is not stated costs speed and no more.
   std::uint8_t cost = 0;  ///< of one value in compiled fields, in additions
   bool isFusable = false; ///< a few vector instructions, so that compiled fields may keep its value in registers
-  SFPruning pruning = SFPruning::None;
+  SFPruning pruning = SFPruning::None; ///< for the pruner of compiled fields
 };
 
 namespace Detail {
@@ -65,6 +65,7 @@ constexpr std::uint8_t Function = 50;
 constexpr bool Fused = true;
 } // namespace Detail
 
+/// The rows in the order of the kinds.
 // clang-format off
 constexpr auto SFOperatorTable = std::to_array<SFOperatorRow>({
   {Detail::NONE,                 "NONE",                 0,    0, Detail::F::None,       Detail::L1, ""},
@@ -111,8 +112,10 @@ constexpr auto SFOperatorTable = std::to_array<SFOperatorRow>({
 });
 // clang-format on
 
+/// How many kinds there are.
 constexpr std::size_t SFNodeTypeCount = SFOperatorTable.size();
 
+/// Whether a number that was cast names a kind.
 constexpr bool IsNodeType(SFNodeType iType)
 {
   auto const value = static_cast<std::int32_t>(iType);
@@ -125,10 +128,15 @@ constexpr SFOperatorRow const& OperatorRow(SFNodeType iType)
   return SFOperatorTable[IsNodeType(iType) ? static_cast<std::size_t>(iType) : 0];
 }
 
+/// None for a value outside the enumeration.
 constexpr SFNodeFamily FamilyOf(SFNodeType iType) { return OperatorRow(iType).family; }
+/// X, Y or Z.
 constexpr bool IsCoordinate(SFNodeType iType) { return FamilyOf(iType) == SFNodeFamily::Coordinate; }
+/// A kind whose value depends on those of its operands alone.
 constexpr bool IsOperator(SFNodeType iType) { return FamilyOf(iType) == SFNodeFamily::Operator; }
+/// An operator of one operand, the left one.
 constexpr bool IsUnaryOperator(SFNodeType iType) { return IsOperator(iType) && OperatorRow(iType).arity == 1; }
+/// An operator of two operands.
 constexpr bool IsBinaryOperator(SFNodeType iType) { return IsOperator(iType) && OperatorRow(iType).arity == 2; }
 
 /// Whether pruning may drop one of the operands of a value, or the value itself, in a box.

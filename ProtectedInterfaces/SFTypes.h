@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+/// Scalar fields of points in space, negative inside of the solids that they describe.
 namespace SF {
 
 /// The kinds of node. The numeric values are part of the external contract.
@@ -64,6 +65,7 @@ enum class SFSemanticLevel : std::int32_t
   ESemanticLevel2 = 2
 };
 
+/// Whether a software context admits a kind.
 enum class SFSemanticSupportStatus : std::int32_t
 {
   ENotSupported = 1,
@@ -80,10 +82,10 @@ enum class SFOperand : std::int32_t
 /// A 16-byte interface identifier.
 struct _GUID
 {
-  std::uint32_t Data1 = 0;
-  std::uint16_t Data2 = 0;
-  std::uint16_t Data3 = 0;
-  std::array<std::uint8_t, 8> Data4{};
+  std::uint32_t Data1 = 0;             ///< the first eight of its hexadecimal digits
+  std::uint16_t Data2 = 0;             ///< the next four
+  std::uint16_t Data3 = 0;             ///< the next four
+  std::array<std::uint8_t, 8> Data4{}; ///< the rest, byte by byte
 
   bool operator==(_GUID const&) const = default;
 };

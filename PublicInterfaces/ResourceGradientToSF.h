@@ -15,19 +15,21 @@ public:
   ~ResourceGradientToSF() override;
 
   _GUID GetSFResourceType() const override;
-  char const* GetSFResourceTypeTag() const override;
+  char const* GetSFResourceTypeTag() const override; ///< "#RGrad"
   /// The component; MissingValue when the resource fails, and after a line when the variable is none of X, Y, Z.
   double GetScalar(ZULMathPoint const& iPoint) const override;
   /// Those of the resource.
   std::size_t GetBatchSize() const override;
   void GetScalars(std::size_t iCount, Points const& iPoints, double* oValues,
                   StopRequest const& iMustStop) const override;
+  /// X, Y or Z, as given.
   virtual SFNodeType GetVariableType() const;
-
+  /// The resource whose gradient it is; shared with it.
   std::shared_ptr<ResourceToSF> const& GetResource() const { return _resource; }
 
+  /// GetSFResourceType and GetSFResourceTypeTag of this class, without an object.
   static _GUID GetSFResourceTypeS();
-  static char const* GetSFResourceTypeTagS();
+  static char const* GetSFResourceTypeTagS(); ///< "#RGrad"
 
 private:
   SFNodeType _variable;

@@ -12,19 +12,19 @@ namespace SF {
 class SFDagNode;
 class SFProfilerItf;
 
-/// What the caller knows of the values f of a node: |f(p) - f(q)| <= bound |p - q| for any two points at which the node is
-/// evaluated, in exact arithmetic. Below a transform these are the mapped points.
+/// What the caller knows of the values f of a node: |f(p) - f(q)| <= bound |p - q| for any two points at which the node
+/// is evaluated, in exact arithmetic. Below a transform these are the mapped points.
 struct SFLipschitzBound
 {
-  SFDagNode const* node = nullptr;
-  double bound = 0.0;
+  SFDagNode const* node = nullptr; ///< of the graph that is compiled
+  double bound = 0.0;              ///< 0 or more
 };
 
 /// Where stated Lipschitz bounds are tried: at pairs of points of a box, a thousandth of its diagonal apart and more.
 struct SFLipschitzCheck
 {
-  ZULMathBox box;
-  std::size_t pairs = 10000;
+  ZULMathBox box;            ///< in the host's length unit
+  std::size_t pairs = 10000; ///< how many are drawn; the same ones in every run
 };
 
 /// How the operations of a compiled field run. What the pointers name belongs to the caller and must outlive the

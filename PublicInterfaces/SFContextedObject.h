@@ -10,11 +10,13 @@ namespace SF {
 class SF_EXPORT SFContextedObject
 {
 public:
+  /// Keeps a reference to a context of the caller's.
   explicit SFContextedObject(SFSWContext const& iContext) : _context(iContext) {}
   SFContextedObject(SFContextedObject const&) = default;
   SFContextedObject& operator=(SFContextedObject const&) = delete;
   virtual ~SFContextedObject();
 
+  /// The context that the object was made with.
   SFSWContext const& GetContext() const { return _context; }
 
 private:

@@ -15,8 +15,8 @@ public:
   /// parameters to the last bit; the derived graphs of functor nodes are copied too. Cache slots are not. Null
   /// for null.
   ///
-  /// Resources behind nodes (meshes, wires, the resource of a gradient leaf) are shared with the original, and so is the
-  /// tolerance of an OFFSET node. A node of a class that is not the library's own cannot be copied: both graphs
+  /// Resources behind nodes (meshes, wires, the resource of a gradient leaf) are shared with the original, and so is
+  /// the tolerance of an OFFSET node. A node of a class that is not the library's own cannot be copied: both graphs
   /// hold it, with all that is below it, and must not be evaluated by two threads at once.
   ///
   /// Does not recurse over the depth of the graph. Another thread may evaluate the original meanwhile, but not

@@ -60,6 +60,7 @@ public:
   static std::shared_ptr<SFDagNode> BuildGradientTree(std::shared_ptr<SFDagNode> iNode, SFNodeType iVariable,
                                                       ZULTolerance const& iTolerance);
 
+  /// Paths of a field that get derivatives of their own.
   static constexpr std::size_t MaxSeparateDerivatives = std::size_t{1} << 18;
 
   // ---- simplification ----
@@ -103,18 +104,25 @@ public:
 
   /// The bump exp(1 / (t - 1)) `iScale` / r^3 with t = |p|^2 / r^2, for a point of three coordinates; 0 unless
   /// t < 1. Smooth everywhere.
+  ///
+  /// @param iPoint three coordinates.
+  /// @param iRadius r, in the unit of the coordinates.
+  /// @param iScale a factor.
   static double BumpFunction(double const* iPoint, double iRadius, double iScale);
 
-  /// Draws `iCount` points that are distributed like the bump function: 3 `iCount` doubles, x, y, z of each. Every
-  /// call draws others. The scale does not matter to the distribution.
+  /// Draws points that are distributed like the bump function. Every call draws others. The scale does not matter to
+  /// the distribution.
   ///
   /// S_OK; E_INVALIDARG, after a line and with `oSamples` unchanged, for a radius or scale of which the bump has no
   /// finite peak above zero in magnitude: no point would ever be accepted.
+  ///
+  /// @param[out] oSamples 3 `iCount` coordinates: x, y, z of each point.
+  /// @param iRadius, iScale as in BumpFunction.
+  /// @param iCount how many points.
   static HRESULT RejectionSamplingFromBumpFunction(std::vector<double>& oSamples, double iRadius, double iScale,
                                                    unsigned int iCount);
 
-  /// Smooths a gradient field sampled on a grid (x, y, z of voxel (i, j, k) at 3 ((k ny + j) nx + i); the voxel lies
-  /// at `iOrigin` + (i, j, k) `iVoxelSize`) where the values sampled with it are `iThreshold` or more. There, each
+  /// Smooths a gradient field sampled on a grid where the values sampled with it are `iThreshold` or more. There, each
   /// gradient becomes the mean of those of the voxels that hold the points at up to `SmoothingPoints` offsets,
   /// drawn like a bump function of radius 8/9 `iThreshold`; where no offset leads into the grid it stays. Results
   /// differ from call to call, as the offsets do. Floats behind those of the last voxel become 0. Runs on all threads
@@ -122,10 +130,17 @@ public:
   ///
   /// S_OK; E_INVALIDARG, after a line and with the gradients unchanged, for missing dimensions, for fewer values or
   /// gradients than voxels, and for a threshold that RejectionSamplingFromBumpFunction refuses.
+  ///
+  /// @param[in,out] ioGradients x, y, z of voxel (i, j, k) at [3 ((k ny + j) nx + i)] and on: 3 nx ny nz floats.
+  /// @param iDims three numbers of voxels: nx, ny, nz.
+  /// @param iThreshold in the unit of the values, and of length.
+  /// @param iVoxelSize the distance between voxels, in the host's length unit.
+  /// @param iOrigin the place of voxel (0, 0, 0).
+  /// @param iValues nx ny nz values, x fastest.
   static HRESULT SmoothGradientField(std::vector<float>& ioGradients, unsigned int const* iDims, double iThreshold,
                                      double iVoxelSize, ZULMathPoint const& iOrigin, std::vector<float> const& iValues);
 
-  /// As above with given offsets, x, y, z of each, in the order in which they are tried.
+  /// As above with given offsets: x, y, z of each, in the order in which they are tried.
   static HRESULT SmoothGradientField(std::vector<float>& ioGradients, unsigned int const* iDims, double iThreshold,
                                      double iVoxelSize, ZULMathPoint const& iOrigin, std::vector<float> const& iValues,
                                      std::vector<double> const& iOffsets);

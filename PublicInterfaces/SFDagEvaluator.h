@@ -23,6 +23,7 @@ namespace SF {
 class SF_EXPORT SFDagEvaluator : public SFDagEvaluatorItf, public SFContextedObject
 {
 public:
+  /// The context, which stays the caller's, is the one that graphs are made ready for.
   explicit SFDagEvaluator(SFSWContext const& iContext) : SFContextedObject(iContext) {}
   SFDagEvaluator(SFDagEvaluator const&) = default;
   ~SFDagEvaluator() override;
@@ -32,15 +33,21 @@ public:
                  std::shared_ptr<SFDagNode>& iNode, std::shared_ptr<ResourceToSF>& oResource,
                  ZULGMSFDiscretizationAccuracyLevel iLevel) const override;
 
-  /// Samples a field on a grid of `iDims` = {nx, ny, nz} points at `iOrigin` + (i, j, k) `iVoxelSize`; a null
-  /// origin is (0, 0, 0). Value (i, j, k) goes to ioValues[(k ny + j) nx + i]; the vector must hold nx ny nz
-  /// floats already. The graph is made ready first, and its caches are empty afterwards.
+  /// Samples a field on a grid of nx ny nz points. The graph is made ready first, and its caches are empty afterwards.
   ///
   /// A root of rank below 4999 goes to the renderer that clamps, a deeper one to RenderWithUnrolling. Slabs of z
   /// slices run on one task for each hardware thread; the first slab in order that fails decides the code, and
   /// what others have written stays. Exceptions of a host resource reach the caller once all tasks have ended.
-  /// E_INVALIDARG for a null root, missing dimensions or too few values. `iLevel` is not read. The tolerance is
-  /// lent to an OFFSET root for the time of the call.
+  /// E_INVALIDARG for a null root, missing dimensions or too few values.
+  ///
+  /// @param iDims three numbers of points: nx, ny, nz.
+  /// @param[in,out] ioValues at least nx ny nz floats, which are there already; value (i, j, k) goes to
+  ///   [(k ny + j) nx + i].
+  /// @param iVoxelSize the distance between points, in the host's length unit.
+  /// @param iOrigin three coordinates of point (0, 0, 0); null stands for 0, 0, 0.
+  /// @param iNode the root.
+  /// @param iTolerance lent to an OFFSET root for the time of the call.
+  /// @param iLevel is not read.
   virtual HRESULT Render(unsigned int* iDims, std::vector<float>& ioValues, double iVoxelSize, double const* iOrigin,
                          std::shared_ptr<SFDagNode>& iNode, ZULTolerance const& iTolerance,
                          ZULGMSFDiscretizationAccuracyLevel iLevel) const;
@@ -57,8 +64,13 @@ public:
                               double const* iOrigin, std::shared_ptr<SFDagNode>& iNode, ZULTolerance const& iTolerance,
                               ZULGMSFDiscretizationAccuracyLevel iLevel) const;
 
-  /// Values as they are, and unit normals from the three partial derivatives in `iGradientNodes`: 3 nx ny nz
-  /// floats, x, y, z at 3 index. A vanishing gradient stays zero. E_FAIL when there are not three gradient nodes.
+  /// Values as they are, and unit normals from the partial derivatives. A vanishing gradient stays zero. E_FAIL when
+  /// there are not three gradient nodes.
+  ///
+  /// @param iDims, ioValues, iVoxelSize, iOrigin, iNode, iTolerance, iLevel as in the first Render.
+  /// @param[in,out] ioNormals at least 3 nx ny nz floats, which are there already: x, y, z of point (i, j, k) at
+  ///   [3 ((k ny + j) nx + i)] and on.
+  /// @param iGradientNodes the derivatives along x, y and z.
   HRESULT Render(unsigned int* iDims, std::vector<float>& ioValues, std::vector<float>& ioNormals, double iVoxelSize,
                  double const* iOrigin, SFDagNode const& iNode,
                  std::vector<std::shared_ptr<SFDagNode>> const& iGradientNodes, ZULTolerance const& iTolerance,
@@ -66,6 +78,7 @@ public:
 
   /// E_NOTIMPL; use ComputeScalar.
   HRESULT EvaluateAt(SFDagNode const& iNode, double* iPoint, double& oValue) const;
+  /// E_NOTIMPL; use SFCompiledField::Evaluate for many points.
   HRESULT Evaluate(SFDagNode const& iNode, double* iPoints, int iCount, double* oValues, unsigned long iStride) const;
 
   /// Computes the value of a node at the position of `ioCtx` into the node's slot for it. A slot that is done
@@ -115,6 +128,11 @@ public:
   ///
   /// On failure the outputs are not written: E_FAIL, after lines, when there is no gradient; the code of the first
   /// evaluation that fails, after lines; E_INVALIDARG without dimensions.
+  ///
+  /// @param[out] oMaxCurvature, oMinCurvature in the inverse of the length unit.
+  /// @param iDims, iOrigin, iVoxelSize the grid, as in the first Render.
+  /// @param iNode the field; rewritten.
+  /// @param iTolerance what simplification counts as 0 and 1.
   HRESULT ComputeMaxAndMinCurvature(double& oMaxCurvature, double& oMinCurvature, unsigned int* iDims,
                                     double const* iOrigin, double iVoxelSize, std::shared_ptr<SFDagNode> iNode,
                                     ZULTolerance const& iTolerance) const;

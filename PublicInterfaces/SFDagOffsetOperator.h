@@ -21,8 +21,8 @@ namespace SF {
 /// Results are as if they had been written as text and read back, which merges their equal parts and rounds their
 /// numbers to 6 significant digits; no text is made, as that has a place for every path. Where text cannot say what the
 /// graph holds (a host's resource, a number that is not finite, an OFFSET node that is two-sided or has a tolerance of
-/// its own, a cylinder with a reference direction of its own, a parameter's name or a reference with characters that end
-/// it early), or where reading would merge nodes that differ, the operation fails.
+/// its own, a cylinder with a reference direction of its own, a parameter's name or a reference with characters that
+/// end it early), or where reading would merge nodes that differ, the operation fails.
 ///
 /// With transforms the result can be the offset of another field, and nothing says so: equal parts that the graph holds
 /// apart, inside of a transform and outside of it, become one node, whose value is that of the visit that comes first.
@@ -43,6 +43,7 @@ namespace SF {
 class SF_EXPORT SFDagOffsetOperator : public SFContextedObject
 {
 public:
+  /// The context, which stays the caller's, decides which kinds the texts of results may hold.
   explicit SFDagOffsetOperator(SFSWContext const& iContext) : SFContextedObject(iContext) {}
   SFDagOffsetOperator(SFDagOffsetOperator const&) = default;
   ~SFDagOffsetOperator() override;
@@ -68,6 +69,7 @@ public:
   std::shared_ptr<SFDagNode> BuildTwoSidedOffsetTree(std::shared_ptr<SFDagNode> iNode, double iDistance,
                                                      ZULTolerance const& iTolerance, int iOrder) const;
 
+  /// The largest field that a step starts from.
   static constexpr std::size_t MaxNodes = std::size_t{1} << 21;
 
 private:

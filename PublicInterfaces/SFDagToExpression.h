@@ -22,6 +22,7 @@ enum class SFDigits
 class SF_EXPORT SFDagToExpression : public SFContextedObject
 {
 public:
+  /// The context, which stays the caller's, decides which kinds may be written.
   explicit SFDagToExpression(SFSWContext const& iContext) : SFContextedObject(iContext) {}
   ~SFDagToExpression() override;
 
@@ -33,8 +34,8 @@ public:
   /// where it is many paths to few nodes that make it long. Kinds without a token (NONE, END, POLYGRADIENT,
   /// UNDEFINED) write nothing; std::out_of_range when the root is one of them.
   HRESULT Export(SFDagNode const& iDagNode, std::string& oExpression, bool iTerminate, bool iExportFlag) const;
-  /// The same with a choice of digits. A text with all of them, read under exact equality (SFNodeEquality), gives the same
-  /// graph.
+  /// The same with a choice of digits. A text with all of them, read under exact equality (SFNodeEquality), gives the
+  /// same graph.
   HRESULT Export(SFDagNode const& iDagNode, std::string& oExpression, bool iTerminate, bool iExportFlag,
                  SFDigits iDigits) const;
 

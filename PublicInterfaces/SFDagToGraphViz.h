@@ -18,6 +18,7 @@ namespace SF {
 class SF_EXPORT SFDagToGraphViz : public SFContextedObject
 {
 public:
+  /// The context stays the caller's.
   explicit SFDagToGraphViz(SFSWContext const& iContext) : SFContextedObject(iContext) {}
   ~SFDagToGraphViz() override;
 

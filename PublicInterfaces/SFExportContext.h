@@ -8,7 +8,9 @@ namespace SF {
 class SF_EXPORT SFExportContext : public SFEvaluationContext
 {
 public:
+  /// A slot, and no flag.
   explicit SFExportContext(int iIndex) : SFEvaluationContext(iIndex) {}
+  /// The slot of another context, with a flag.
   SFExportContext(SFEvaluationContext const& iContext, bool iExportFlag)
     : SFEvaluationContext(iContext), _exportFlag(iExportFlag)
   {
@@ -17,6 +19,7 @@ public:
   SFExportContext& operator=(SFExportContext const&) = default;
   ~SFExportContext() override;
 
+  /// What SFDagToGraphViz::Export took.
   bool GetExportFlag() const { return _exportFlag; }
 
 private:

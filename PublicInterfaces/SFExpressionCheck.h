@@ -32,27 +32,29 @@ enum class SFFindingKind
 /// One place in a text that a person may not mean as it is read.
 struct SFTextFinding
 {
+  /// A place that there is not.
   static constexpr std::size_t Nowhere = std::string::npos;
 
-  SFFindingKind kind{};
-  std::size_t position = 0; ///< in bytes
-  std::size_t length = 0;
-  std::string sentence;
+  SFFindingKind kind{};               ///< what is wrong
+  std::size_t position = 0;           ///< in bytes
+  std::size_t length = 0;             ///< in bytes; 0 where something is missing
+  std::string sentence;               ///< for people, with a full stop
   SFNodeType node = SFNodeType::NONE; ///< of the token that the finding is about, where there is one
   std::size_t related = Nowhere;      ///< of a merged node: where the one begins that is kept
 };
 
-/// Says where a text is read as something else than it looks like. The reader itself takes any bytes, skips what it does
-/// not know and fills up what is missing; the check follows the reader through the text and reports that.
+/// Says where a text is read as something else than it looks like. The reader itself takes any bytes, skips what it
+/// does not know and fills up what is missing; the check follows the reader through the text and reports that.
 ///
 /// Writes no lines. Any sequence of bytes is safe; time and memory are linear in its length.
 class SF_EXPORT SFExpressionCheck
 {
 public:
+  /// How many findings are enough for a person.
   static constexpr std::size_t DefaultLimit = 100;
 
-  /// The findings in a text, by position; none for a text that is what it looks like. No more than `iLimit` of them: that
-  /// many say that there may be others. Under exact equality no node is merged with one that differs. White space
+  /// The findings in a text, by position; none for a text that is what it looks like. No more than `iLimit` of them:
+  /// that many say that there may be others. Under exact equality no node is merged with one that differs. White space
   /// between tokens and a byte order mark of UTF-8 are no findings.
   static std::vector<SFTextFinding> Check(std::string const& iExpression,
                                           SFNodeEquality iEquality = SFNodeEquality::EStructural,

@@ -13,6 +13,7 @@ class SF_EXPORT SFExpressionNodeHandle
 public:
   /// The empty handle: two null pointers and 0.
   SFExpressionNodeHandle() = default;
+  /// Two pointers, which are not owned and may be null, and a number.
   SFExpressionNodeHandle(void* iFirst, void* iSecond, std::int32_t iNumber)
     : _first(iFirst), _second(iSecond), _number(iNumber)
   {
@@ -20,11 +21,12 @@ public:
   SFExpressionNodeHandle(SFExpressionNodeHandle const&) = default;
   SFExpressionNodeHandle& operator=(SFExpressionNodeHandle const&) = default;
 
+  /// Equal to a handle that was made without arguments.
   static SFExpressionNodeHandle GetEmpty() { return {}; }
 
-  void* GetFirst() const { return _first; }
-  void* GetSecond() const { return _second; }
-  std::int32_t GetNumber() const { return _number; }
+  void* GetFirst() const { return _first; }          ///< as given
+  void* GetSecond() const { return _second; }        ///< as given
+  std::int32_t GetNumber() const { return _number; } ///< as given
 
   bool operator==(SFExpressionNodeHandle const&) const = default;
 

@@ -14,9 +14,12 @@ class SF_EXPORT SFExpressionPath
 {
 public:
   SFExpressionPath() = default;
+  /// Steps from the root downwards.
   explicit SFExpressionPath(std::vector<SFOperand> iSteps) : _steps(std::move(iSteps)) {}
 
+  /// From the root downwards.
   std::vector<SFOperand> const& GetSteps() const { return _steps; }
+  /// One step further down.
   void Append(SFOperand iStep) { _steps.push_back(iStep); }
 
   bool operator==(SFExpressionPath const&) const = default;

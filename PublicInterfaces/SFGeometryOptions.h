@@ -18,12 +18,15 @@ class SF_EXPORT SFGeometryOptions
 {
 public:
   SFGeometryOptions() = default;
+  /// Options with a mode.
   explicit SFGeometryOptions(SFGeometryCreationMode iMode) : _creationMode(iMode) {}
   SFGeometryOptions(SFGeometryOptions const&) = default;
   SFGeometryOptions& operator=(SFGeometryOptions const&) = default;
   virtual ~SFGeometryOptions();
 
+  /// EGeometryCreationDefault where none was given.
   SFGeometryCreationMode GetCreationMode() const { return _creationMode; }
+  /// Read when graphs are made ready; graphs that are ready stay as they are.
   void SetCreationMode(SFGeometryCreationMode iMode) { _creationMode = iMode; }
 
 private:

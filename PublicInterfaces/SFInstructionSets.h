@@ -16,6 +16,7 @@ class SF_EXPORT SFInstructionSets
 public:
   SFInstructionSets() = delete;
 
+  /// The name of that environment variable.
   static constexpr char const* Variable = "SF_KERNELS";
 
   /// The names that exist, the best set first, whether or not this machine runs them.

@@ -10,6 +10,7 @@ namespace SF {
 class SF_EXPORT SFMesher : public SFMesherItf, public SFContextedObject
 {
 public:
+  /// The context stays the caller's.
   explicit SFMesher(SFSWContext const& iContext) : SFContextedObject(iContext) {}
   SFMesher(SFMesher const&) = default;
   ~SFMesher() override;

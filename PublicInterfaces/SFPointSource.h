@@ -14,8 +14,12 @@ class SF_EXPORT SFPointSource
 public:
   virtual ~SFPointSource();
 
-  /// Writes the coordinates of the points iFirst, ... iFirst + iCount - 1 into three arrays, x first. Called from several
-  /// threads at once; an exception ends the operation and reaches its caller.
+  /// Writes the coordinates of a run of points. Called from several threads at once; an exception ends the operation
+  /// and reaches its caller.
+  ///
+  /// @param iFirst the number of the first point, from 0.
+  /// @param iCount how many points.
+  /// @param[out] oCoordinates three arrays of `iCount` coordinates: along x, y and z, in the host's length unit.
   virtual void GetPoints(std::size_t iFirst, std::size_t iCount, std::array<double*, 3> const& oCoordinates) const = 0;
 };
 

@@ -23,15 +23,17 @@ namespace SF {
 class SF_EXPORT SFTextMessages
 {
 public:
+  /// Columns of a text that are shown at most.
   static constexpr std::size_t Width = 100;
 
   /// `iName` is what the lines begin with, the name of a file. The text must outlive the object.
   SFTextMessages(std::string iName, std::string_view iText);
 
+  /// A place as people count it.
   struct Place
   {
-    std::size_t line = 1;
-    std::size_t column = 1;
+    std::size_t line = 1;   ///< from 1
+    std::size_t column = 1; ///< from 1, in characters of UTF-8
   };
   /// Of a byte of the text; a position beyond the end stands for the end.
   Place PlaceOf(std::size_t iPosition);

@@ -1,7 +1,8 @@
 #pragma once
 
-/// The version of the library that a host is compiled with; the build takes the version of the project from here. Before
-/// version 1 a new minor version may change the interface, from then on only a new major one; a patch never does.
+/// The version of the library that a host is compiled with; the build takes the version of the project from here.
+/// Before version 1 a new minor version may change the interface, from then on only a new major one; a patch never
+/// does.
 #define SF_VERSION_MAJOR 0
 #define SF_VERSION_MINOR 1
 #define SF_VERSION_PATCH 0

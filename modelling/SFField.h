@@ -30,8 +30,11 @@ public:
   SFFieldNodePtr() = default;
   /// Takes over the reference with which a node begins its life.
   explicit SFFieldNodePtr(SFFieldNode const* iNode) noexcept : _node(iNode) {}
+  /// Shares the node.
   SFFieldNodePtr(SFFieldNodePtr const& iOther) noexcept : _node(iOther._node) { Acquire(); }
+  /// Leaves the other one null.
   SFFieldNodePtr(SFFieldNodePtr&& ioOther) noexcept : _node(ioOther._node) { ioOther._node = nullptr; }
+  /// Shares or takes over, as the argument was made.
   SFFieldNodePtr& operator=(SFFieldNodePtr iOther) noexcept
   {
     std::swap(_node, iOther._node);
@@ -43,9 +46,9 @@ public:
       Release();
   }
 
-  SFFieldNode const* Get() const { return _node; }
-  SFFieldNode const& operator*() const { return *_node; }
-  SFFieldNode const* operator->() const { return _node; }
+  SFFieldNode const* Get() const { return _node; }        ///< not owned by the caller; may be null
+  SFFieldNode const& operator*() const { return *_node; } ///< not of a null pointer
+  SFFieldNode const* operator->() const { return _node; } ///< not of a null pointer
 
 private:
   void Acquire() const noexcept;
@@ -64,10 +67,10 @@ enum class SFResourceKind
 /// A parameter of a field.
 struct SFParameterInfo
 {
-  std::string name;
-  double value = 0.0;
-  double low = 0.0;  ///< -infinity where no range is known
-  double high = 0.0; ///< +infinity where no range is known
+  std::string name;   ///< not empty
+  double value = 0.0; ///< as the field was made, or the last With
+  double low = 0.0;   ///< -infinity where no range is known
+  double high = 0.0;  ///< +infinity where no range is known
 };
 
 /// A scalar field over space, negative inside the solid that it describes: a small immutable value, cheap to copy and
@@ -87,13 +90,14 @@ public:
   /// 0 everywhere.
   SFField() : SFField(0.0) {}
 
-  static SFField X();
-  static SFField Y();
-  static SFField Z();
+  static SFField X(); ///< the coordinate x of the point
+  static SFField Y(); ///< the coordinate y of the point
+  static SFField Z(); ///< the coordinate z of the point
 
   /// A named number that With can replace. The range is a hint for sliders and not enforced. The name is not empty;
   /// parameters of one name in one field are one parameter and must agree in their value when they are compiled.
   static SFField Parameter(std::string iName, double iValue);
+  /// The same with a range. std::invalid_argument for one that is empty or NaN.
   static SFField Parameter(std::string iName, double iValue, double iLow, double iHigh);
 
   /// A field whose values and gradients the host answers. The field shares the resource. `iBounds`, where known, is a
@@ -102,29 +106,30 @@ public:
                           std::optional<ZULMathBox> const& iBounds = std::nullopt);
 
   /// The plain meaning of a graph, frame by frame: a transform places its operand only, a blend is a smooth union, an
-  /// offset moves all surfaces of its operand by its distance as the operand sees it, and a cylindrical transform has no
-  /// correction that depends on a grid. A two-sided offset is
-  /// the wall between the surfaces moved by half the distance outwards and inwards.
+  /// offset moves all surfaces of its operand by its distance as the operand sees it, and a cylindrical transform has
+  /// no correction that depends on a grid. A two-sided offset is the wall between the surfaces moved by half the
+  /// distance outwards and inwards.
   ///
   /// The graph is read and not changed; the field shares its resources. std::invalid_argument, with the reason, for
   /// guided and discrete transforms, a transform without an inverse, a missing operand, a reference without a resource
   /// and a node class of the host. std::length_error when the ways of transforms to shared parts multiply these beyond
   /// MaxNodes, which is found out before any part is made.
   static SFField FromNode(std::shared_ptr<SFDagNode> const& iRoot);
-  /// FromNode of the first expression of a text, read so that nodes that differ in any number stay different. White space
-  /// of any kind counts as a blank. std::invalid_argument for a text that is no expression. The resolver may be null.
+  /// FromNode of the first expression of a text, read so that nodes that differ in any number stay different. White
+  /// space of any kind counts as a blank. std::invalid_argument for a text that is no expression. The resolver may be
+  /// null.
   static SFField FromExpression(std::string_view iText, SFResourceResolver* iResolver = nullptr);
 
   /// A new graph of operators of the first semantic level, parameters and resources, for use with any class of the
   /// library SF. Equal parts are one node. The graph belongs to the caller, who may change it.
   std::shared_ptr<SFDagNode> Node() const;
   /// A formula (SFFormula) that reads back to the same bits at every point. Shared parts become definitions.
-  /// std::domain_error for a parameter whose name is no name in formulae, for a resource without an id, and for the gradient
-  /// of a resource.
+  /// std::domain_error for a parameter whose name is no name in formulae, for a resource without an id, and for the
+  /// gradient of a resource.
   std::string ToFormula() const;
 
-  /// The field prepared for many evaluations. The compiled field shares nothing with this object but its resources. It is
-  /// told the Lipschitz bounds of shapes and of resources that are distances, in place of those of `iOptions`.
+  /// The field prepared for many evaluations. The compiled field shares nothing with this object but its resources. It
+  /// is told the Lipschitz bounds of shapes and of resources that are distances, in place of those of `iOptions`.
   std::shared_ptr<SFCompiledField> Compile(SFCompiledFieldOptions const& iOptions = {}) const;
   /// The value at one point. The first call compiles the field for all copies of this object; for many points use
   /// Compile.
@@ -135,9 +140,10 @@ public:
   ///
   /// Shared parts are written at each of their places: std::length_error, at once, when the text would have more than
   /// MaxTextLength characters; a listing (SFListing.h) keeps them shared. std::domain_error for what a text cannot say:
-  /// infinite numbers, NaN, parameter names with blanks or brackets, components of a gradient, resources without an id of
-  /// one word or at another place than the point itself.
+  /// infinite numbers, NaN, parameter names with blanks or brackets, components of a gradient, resources without an id
+  /// of one word or at another place than the point itself.
   std::string ToExpression() const;
+  /// The longest text of ToExpression, in characters.
   static constexpr std::size_t MaxTextLength = std::size_t{1} << 30;
 
   /// A box outside of which the field is provably positive; absent when no such box is known. The box holds the solid
@@ -156,6 +162,7 @@ public:
 
   /// For the sources of the modelling library.
   explicit SFField(SFFieldNodePtr iNode) : _node(std::move(iNode)) {}
+  /// For the sources of the modelling library.
   SFFieldNodePtr const& GetNode() const { return _node; }
 
 private:
@@ -166,28 +173,28 @@ private:
 using SFField3 = std::array<SFField, 3>;
 
 // Arithmetic, and the functions of the node kinds.
-SF_MODELLING_EXPORT SFField operator+(SFField const& iA, SFField const& iB);
-SF_MODELLING_EXPORT SFField operator-(SFField const& iA, SFField const& iB);
-SF_MODELLING_EXPORT SFField operator*(SFField const& iA, SFField const& iB);
-SF_MODELLING_EXPORT SFField operator/(SFField const& iA, SFField const& iB);
-inline SFField operator+(SFField const& iA) { return iA; }
-SF_MODELLING_EXPORT SFField operator-(SFField const& iA); ///< 0 - a
-inline SFField& operator+=(SFField& ioA, SFField const& iB) { return ioA = ioA + iB; }
-inline SFField& operator-=(SFField& ioA, SFField const& iB) { return ioA = ioA - iB; }
-inline SFField& operator*=(SFField& ioA, SFField const& iB) { return ioA = ioA * iB; }
-inline SFField& operator/=(SFField& ioA, SFField const& iB) { return ioA = ioA / iB; }
+SF_MODELLING_EXPORT SFField operator+(SFField const& iA, SFField const& iB); ///< a + b at each point
+SF_MODELLING_EXPORT SFField operator-(SFField const& iA, SFField const& iB); ///< a - b
+SF_MODELLING_EXPORT SFField operator*(SFField const& iA, SFField const& iB); ///< a b
+SF_MODELLING_EXPORT SFField operator/(SFField const& iA, SFField const& iB); ///< a / b; infinite or NaN where b is 0
+inline SFField operator+(SFField const& iA) { return iA; }                   ///< a itself
+SF_MODELLING_EXPORT SFField operator-(SFField const& iA);                    ///< 0 - a
+inline SFField& operator+=(SFField& ioA, SFField const& iB) { return ioA = ioA + iB; } ///< a = a + b
+inline SFField& operator-=(SFField& ioA, SFField const& iB) { return ioA = ioA - iB; } ///< a = a - b
+inline SFField& operator*=(SFField& ioA, SFField const& iB) { return ioA = ioA * iB; } ///< a = a * b
+inline SFField& operator/=(SFField& ioA, SFField const& iB) { return ioA = ioA / iB; } ///< a = a / b
 
-SF_MODELLING_EXPORT SFField square(SFField const& iA);
-SF_MODELLING_EXPORT SFField sqrt(SFField const& iA);
-SF_MODELLING_EXPORT SFField abs(SFField const& iA);
-SF_MODELLING_EXPORT SFField sin(SFField const& iA);
-SF_MODELLING_EXPORT SFField cos(SFField const& iA);
-SF_MODELLING_EXPORT SFField tan(SFField const& iA);
-SF_MODELLING_EXPORT SFField asin(SFField const& iA);
-SF_MODELLING_EXPORT SFField acos(SFField const& iA);
-SF_MODELLING_EXPORT SFField atan(SFField const& iA);
-SF_MODELLING_EXPORT SFField exp(SFField const& iA);
-SF_MODELLING_EXPORT SFField log(SFField const& iA); ///< natural
+SF_MODELLING_EXPORT SFField square(SFField const& iA); ///< a^2
+SF_MODELLING_EXPORT SFField sqrt(SFField const& iA);   ///< NaN where a < 0
+SF_MODELLING_EXPORT SFField abs(SFField const& iA);    ///< |a|
+SF_MODELLING_EXPORT SFField sin(SFField const& iA);    ///< of an angle in radians
+SF_MODELLING_EXPORT SFField cos(SFField const& iA);    ///< of an angle in radians
+SF_MODELLING_EXPORT SFField tan(SFField const& iA);    ///< of an angle in radians
+SF_MODELLING_EXPORT SFField asin(SFField const& iA);   ///< in [-pi/2, pi/2]; NaN where |a| > 1
+SF_MODELLING_EXPORT SFField acos(SFField const& iA);   ///< in [0, pi]; NaN where |a| > 1
+SF_MODELLING_EXPORT SFField atan(SFField const& iA);   ///< in [-pi/2, pi/2]
+SF_MODELLING_EXPORT SFField exp(SFField const& iA);    ///< e^a
+SF_MODELLING_EXPORT SFField log(SFField const& iA);    ///< natural
 /// a to the power b; b = 2 gives the square.
 SF_MODELLING_EXPORT SFField pow(SFField const& iA, SFField const& iB);
 SF_MODELLING_EXPORT SFField sign(SFField const& iA);                   ///< 1 where a > 0, -1 elsewhere
@@ -197,40 +204,47 @@ SF_MODELLING_EXPORT SFField max(SFField const& iA, SFField const& iB); ///< b wh
 SF_MODELLING_EXPORT SFField Angle(SFField const& iY, SFField const& iX);
 /// sqrt(x^2 + y^2 + ...), summed from left to right.
 SF_MODELLING_EXPORT SFField Length(std::span<SFField const> iComponents);
+/// The same of a list in braces.
 inline SFField Length(std::initializer_list<SFField> iComponents)
 {
   return Length(std::span<SFField const>(iComponents.begin(), iComponents.size()));
 }
 
 // Set operations. Over a list they are balanced trees; an empty list is an std::invalid_argument.
-SF_MODELLING_EXPORT SFField Union(SFField const& iA, SFField const& iB);
-SF_MODELLING_EXPORT SFField Union(std::span<SFField const> iFields);
-SF_MODELLING_EXPORT SFField Intersection(SFField const& iA, SFField const& iB);
-SF_MODELLING_EXPORT SFField Intersection(std::span<SFField const> iFields);
+SF_MODELLING_EXPORT SFField Union(SFField const& iA, SFField const& iB); ///< in one of the two at least: min(a, b)
+SF_MODELLING_EXPORT SFField Union(std::span<SFField const> iFields);     ///< in one at least
+SF_MODELLING_EXPORT SFField Intersection(SFField const& iA, SFField const& iB); ///< in both: max(a, b)
+SF_MODELLING_EXPORT SFField Intersection(std::span<SFField const> iFields);     ///< in all
 /// a without b.
 SF_MODELLING_EXPORT SFField Difference(SFField const& iA, SFField const& iB);
 /// In one of the two, but not in both.
 SF_MODELLING_EXPORT SFField SymmetricDifference(SFField const& iA, SFField const& iB);
-SF_MODELLING_EXPORT SFField Complement(SFField const& iA);
+SF_MODELLING_EXPORT SFField Complement(SFField const& iA); ///< outside of the solid: -a
+/// In one at least.
 inline SFField Union(std::initializer_list<SFField> iFields)
 {
   return Union(std::span<SFField const>(iFields.begin(), iFields.size()));
 }
+/// In all.
 inline SFField Intersection(std::initializer_list<SFField> iFields)
 {
   return Intersection(std::span<SFField const>(iFields.begin(), iFields.size()));
 }
-inline SFField operator|(SFField const& iA, SFField const& iB) { return Union(iA, iB); }
-inline SFField operator&(SFField const& iA, SFField const& iB) { return Intersection(iA, iB); }
-inline SFField operator~(SFField const& iA) { return Complement(iA); }
+inline SFField operator|(SFField const& iA, SFField const& iB) { return Union(iA, iB); }        ///< union
+inline SFField operator&(SFField const& iA, SFField const& iB) { return Intersection(iA, iB); } ///< intersection
+inline SFField operator~(SFField const& iA) { return Complement(iA); }                          ///< complement
 
 /// The smooth forms. With h = MAX(0, 1 - |a - b| / k) the union is MIN(a, b) - h^2 k / 4: it equals MIN(a, b) where the
-/// operands differ by the blend radius k or more, and adds at most k / 4 of material. (Quadratic smooth minimum: I. Quilez,
-/// "Smooth minimum", 2013, the polynomial of degree 2.) k = 0 gives the sharp form; std::invalid_argument for k < 0,
-/// infinity or NaN. The others follow by de Morgan's laws.
+/// operands differ by the blend radius k or more, and adds at most k / 4 of material. (Quadratic smooth minimum: I.
+/// Quilez, "Smooth minimum", 2013, the polynomial of degree 2.) k = 0 gives the sharp form; std::invalid_argument for k
+/// < 0, infinity or NaN. The others follow by de Morgan's laws.
 SF_MODELLING_EXPORT SFField SmoothUnion(SFField const& iA, SFField const& iB, double iRadius);
+/// The same over a balanced tree of a list that is not empty; which fields meet first shows where more than two are
+/// near.
 SF_MODELLING_EXPORT SFField SmoothUnion(std::span<SFField const> iFields, double iRadius);
+/// -SmoothUnion(-a, -b): takes off at most k / 4.
 SF_MODELLING_EXPORT SFField SmoothIntersection(SFField const& iA, SFField const& iB, double iRadius);
+/// SmoothIntersection(a, -b).
 SF_MODELLING_EXPORT SFField SmoothDifference(SFField const& iA, SFField const& iB, double iRadius);
 
 /// The parameters of a field, by name in ascending order.
@@ -240,8 +254,10 @@ SF_MODELLING_EXPORT SFField With(SFField const& iField, std::string_view iName, 
 
 } // namespace SF
 
+/// Fields may be keys of unordered containers.
 template <>
 struct std::hash<SF::SFField>
 {
+  /// SFField::Hash.
   std::size_t operator()(SF::SFField const& iField) const { return iField.Hash(); }
 };

@@ -17,8 +17,8 @@ SF_MODELLING_EXPORT SFField3 Gradient(SFField const& iField);
 /// move, and the result is a solid again. That is exact where |grad f| = 1 between the two surfaces (planes, and every
 /// distance; there the gradient is not computed at all), and else of first order: the error of the surface's place is
 /// O(d^2) times the second derivatives along the normal. Edges and corners of set operations stay sharp: an outwards
-/// offset of a convex edge is the edge of the moved faces, not rounded. Parameters stay alive, nothing is rounded, and the
-/// field is not changed. std::invalid_argument for a distance that is not finite.
+/// offset of a convex edge is the edge of the moved faces, not rounded. Parameters stay alive, nothing is rounded, and
+/// the field is not changed. std::invalid_argument for a distance that is not finite.
 SF_MODELLING_EXPORT SFField Offset(SFField const& iField, double iDistance);
 /// The same by a distance that may hold parameters. std::invalid_argument when it depends on x, y or z.
 SF_MODELLING_EXPORT SFField Offset(SFField const& iField, SFField const& iDistance);

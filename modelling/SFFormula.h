@@ -15,7 +15,7 @@ struct SFFormulaPlace
 {
   std::size_t offset = 0; ///< bytes before the place
   std::size_t length = 0; ///< bytes of the place; 0 at the end of the text
-  std::size_t line = 1;
+  std::size_t line = 1;   ///< from 1
   std::size_t column = 1; ///< in characters of UTF-8, from 1
 };
 
@@ -23,11 +23,14 @@ struct SFFormulaPlace
 class SF_MODELLING_EXPORT SFFormulaError : public std::invalid_argument
 {
 public:
+  /// A sentence without place, the place, and the text, of which the line is copied.
   SFFormulaError(std::string const& iSentence, SFFormulaPlace const& iPlace, std::string_view iText);
   ~SFFormulaError() override;
 
+  /// The place in the text that was read.
   SFFormulaPlace const& GetPlace() const { return _place; }
-  /// "name:line:column: error: sentence", the line of the text, and a caret under the place; each line ends in a newline.
+  /// "name:line:column: error: sentence", the line of the text, and a caret under the place; each line ends in a
+  /// newline.
   std::string Report(std::string_view iName) const;
 
 private:
@@ -39,16 +42,16 @@ private:
 /// An argument of a function of formulae.
 struct SFFormulaArgument
 {
-  std::string_view name;
+  std::string_view name;     ///< as in calls with names
   std::string_view fallback; ///< as a formula; empty where the argument must be given
 };
 
 /// A function of formulae, for documents and editors.
 struct SFFormulaFunction
 {
-  std::string_view name;
-  std::vector<SFFormulaArgument> arguments;
-  bool isVariadic = false; ///< the first argument may be given any number of times
+  std::string_view name;                    ///< as it is called
+  std::vector<SFFormulaArgument> arguments; ///< in the order of calls without names
+  bool isVariadic = false;                  ///< the first argument may be given any number of times
 };
 
 /// The language in which people write fields: definitions, parameters, infix arithmetic, and every operation and shape
@@ -58,8 +61,8 @@ class SF_MODELLING_EXPORT SFFormula
 public:
   /// The model of a formula: its last line. The values of parameters may be replaced by name; a name that the formula
   /// does not define is an std::invalid_argument. The resolver answers `resource("#id")` and may be null.
-  /// SFFormulaError for a text that is no formula, and for what its functions refuse. Time and memory are proportional to
-  /// the text, apart from what its functions make; any bytes are safe.
+  /// SFFormulaError for a text that is no formula, and for what its functions refuse. Time and memory are proportional
+  /// to the text, apart from what its functions make; any bytes are safe.
   static SFField Read(std::string_view iText, std::map<std::string, double> const& iValues = {},
                       SFResourceResolver* iResolver = nullptr);
 

@@ -10,8 +10,8 @@
 
 namespace SF {
 
-/// Listings: the nodes of a field one a line, operands first, each with a name, and numbers in full. Parts that are shared
-/// are written once, so that a listing is as long as the field is large. docs/text_formats.md has the grammar.
+/// Listings: the nodes of a field one a line, operands first, each with a name, and numbers in full. Parts that are
+/// shared are written once, so that a listing is as long as the field is large. docs/text_formats.md has the grammar.
 ///
 ///     # the union of a ball and a half-space
 ///     _0 var-x
@@ -32,10 +32,10 @@ public:
   ~SFListingError() override;
 
   std::string const& GetReason() const { return _reason; } ///< what() without the place
-  std::size_t GetPosition() const { return _position; }
-  std::size_t GetLength() const { return _length; }
-  std::size_t GetLine() const { return _line; }
-  std::size_t GetColumn() const { return _column; }
+  std::size_t GetPosition() const { return _position; }    ///< bytes before the place
+  std::size_t GetLength() const { return _length; }        ///< bytes of the place
+  std::size_t GetLine() const { return _line; }            ///< from 1
+  std::size_t GetColumn() const { return _column; }        ///< from 1, in bytes
 
 private:
   std::string _reason;

@@ -7,25 +7,27 @@
 
 namespace SF {
 
-// Transforms of space. Each gives a plain field over the mapped coordinates: the operand is copied as far as it depends on
-// them, and no node of a result knows of a transform. Lengths are the host's unit, angles are radians, counter-clockwise
-// when seen from the end of the axis. std::invalid_argument, with the name of the parameter, for numbers that are NaN or
-// infinite; std::length_error when the result would have more than SFField::MaxNodes nodes.
+/// @file
+/// Transforms of space. Each gives a plain field over the mapped coordinates: the operand is copied as far as it
+/// depends on them, and no node of a result knows of a transform. Lengths are the host's unit, angles are radians,
+/// counter-clockwise when seen from the end of the axis. std::invalid_argument, with the name of the parameter, for
+/// numbers that are NaN or infinite; std::length_error when the result would have more than SFField::MaxNodes nodes.
 
 /// f(x', y', z'): the coordinates of a field replaced by other fields.
 SF_MODELLING_EXPORT SFField Remap(SFField const& iField, SFField const& iX, SFField const& iY, SFField const& iZ);
 
-/// The solid moved by a transformation: f at the inverse image of the point. The values are not scaled: a distance stays
-/// one only under a motion. std::invalid_argument for a transformation without an inverse.
+/// The solid moved by a transformation: f at the inverse image of the point. The values are not scaled: a distance
+/// stays one only under a motion. std::invalid_argument for a transformation without an inverse.
 SF_MODELLING_EXPORT SFField Affine(SFField const& iField, ZULMathTransformation const& iTransformation);
+/// Moved by a displacement.
 SF_MODELLING_EXPORT SFField Translate(SFField const& iField, ZULMathVector const& iBy);
 /// Turned about an axis through a point. The axis need not be of unit length; zero is an std::invalid_argument.
 SF_MODELLING_EXPORT SFField Rotate(SFField const& iField, ZULMathVector const& iAxis, double iAngle,
                                    ZULMathPoint const& iThrough = {});
 /// Enlarged by a factor > 0 about a point. The values are enlarged too, so that distances stay distances.
 SF_MODELLING_EXPORT SFField Scale(SFField const& iField, double iFactor, ZULMathPoint const& iAbout = {});
-/// Stretched along the axes by factors > 0; the values are multiplied by the smallest, so that a distance becomes a lower
-/// bound of one.
+/// Stretched along the axes by factors > 0; the values are multiplied by the smallest, so that a distance becomes a
+/// lower bound of one.
 SF_MODELLING_EXPORT SFField Stretch(SFField const& iField, ZULMathVector const& iFactors);
 /// The mirror image in the plane through a point with a normal, which need not be of unit length.
 SF_MODELLING_EXPORT SFField Mirror(SFField const& iField, ZULMathVector const& iNormal,

@@ -44,6 +44,7 @@ packages=(
   mypy       # the stubs of the Python package
   graphviz   # drawings
   gnuplot-nox # plots of the documents, by bench/growth.gp
+  doxygen     # the reference of the headers
   git
 )
 ci_packages=(

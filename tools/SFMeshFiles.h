@@ -14,6 +14,7 @@
 
 namespace SF {
 
+/// Formats of meshes.
 enum class SFMeshFormat
 {
   Stl,     ///< binary; single precision
@@ -23,8 +24,8 @@ enum class SFMeshFormat
   Glb      ///< binary glTF 2.0, with normals, in metres with y upwards
 };
 
-/// By the end of a file's name: ".stl", ".ply", ".obj", ".3mf", ".glb", in any case. std::invalid_argument, naming these, for
-/// another one.
+/// By the end of a file's name: ".stl", ".ply", ".obj", ".3mf", ".glb", in any case. std::invalid_argument, naming
+/// these, for another one.
 SF_TOOLS_EXPORT SFMeshFormat MeshFormatOf(std::string_view iPath);
 
 /// Progress and cancelling as for all work.
@@ -39,16 +40,18 @@ struct SFMeshFileOptions : SFWorkOptions
 SF_TOOLS_EXPORT void WriteMesh(SFMesh const& iMesh, SFMeshFormat iFormat, SFOutputFile& ioFile,
                                SFMeshFileOptions const& iOptions = {});
 
-/// Writes a mesh piece by piece, as MeshField makes it: STL and PLY. The file belongs to the caller, who commits it after
-/// Finish. It must be a regular file, as counts are filled in at the end. The triangles of a PLY are gathered in a second,
-/// nameless file.
+/// Writes a mesh piece by piece, as MeshField makes it: STL and PLY. The file belongs to the caller, who commits it
+/// after Finish. It must be a regular file, as counts are filled in at the end. The triangles of a PLY are gathered in
+/// a second, nameless file.
 class SF_TOOLS_EXPORT SFMeshFileSink : public SFMeshSink
 {
 public:
   /// std::invalid_argument for the other formats.
   SFMeshFileSink(SFMeshFormat iFormat, SFOutputFile& ioFile, SFMeshFileOptions const& iOptions = {});
   ~SFMeshFileSink() override;
+  /// Writes a piece. SFFileError.
   void Add(SFMeshPiece const& iPiece) override;
+  /// Fills in the counts, after the last piece. SFFileError, also for more triangles than the format can count.
   void Finish();
 
   struct Writer; ///< for the sources of the tools

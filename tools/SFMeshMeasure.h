@@ -24,27 +24,31 @@ struct SFMeshTopology
   std::uint64_t pinchedVertices = 0; ///< vertices whose triangles do not form one fan
   std::uint64_t turnedEdges = 0;     ///< edges whose two triangles run along them in the same direction
 
+  /// No edge of one triangle only.
   bool IsClosed() const { return openEdges == 0; }
+  /// The surface is a sheet around each edge and vertex.
   bool IsManifold() const { return pinchedEdges == 0 && pinchedVertices == 0; }
+  /// All triangles turn the same way.
   bool IsOriented() const { return turnedEdges == 0; }
+  /// All three: what slicers and solvers ask for.
   bool IsWatertight() const { return IsClosed() && IsManifold() && IsOriented(); }
 };
 
-/// SFCancelled.
+/// Counts parts, cavities and handles, and what keeps a mesh from being watertight. SFCancelled.
 SF_TOOLS_EXPORT SFMeshTopology TopologyOf(SFMesh const& iMesh, SFWorkOptions const& iOptions = {});
 
 /// A number with how far it may be off. The error is an estimate.
 struct SFMeasure
 {
-  double value = 0.0;
-  double error = 0.0;
+  double value = 0.0; ///< in a power of the model's unit
+  double error = 0.0; ///< in the unit of the value, 0 or more
 };
 
 /// Of a closed mesh, in powers of the model's unit. What an open mesh encloses has no meaning.
 struct SFMassProperties
 {
-  double volume = 0.0;
-  double area = 0.0;
+  double volume = 0.0;            ///< unit^3; cavities taken off
+  double area = 0.0;              ///< unit^2
   std::array<double, 3> centre{}; ///< of the volume
   ZULMathBox box{};               ///< around all vertices
 };
@@ -52,6 +56,7 @@ struct SFMassProperties
 /// By the divergence theorem. (B. Mirtich, "Fast and accurate computation of polyhedral mass properties", 1996.)
 SF_TOOLS_EXPORT SFMassProperties MassPropertiesOf(SFMesh const& iMesh);
 
+/// Progress and cancelling as for all work.
 struct SFMeasureOptions : SFWorkOptions
 {
   /// Also looks for the smallest wall.
@@ -59,20 +64,21 @@ struct SFMeasureOptions : SFWorkOptions
 };
 
 /// What is known of a solid from a mesh of it. Errors are estimated from a second mesh with voxels twice as large: of a
-/// surface that both resolve, the error of the fine one is about a third of the difference, and the difference is stated.
+/// surface that both resolve, the error of the fine one is about a third of the difference, and the difference is
+/// stated.
 struct SFSolidMeasures
 {
-  SFMeasure volume;
-  SFMeasure area;
-  std::array<SFMeasure, 3> centre;
-  std::array<SFMeasure, 3> low;  ///< of the bounding box
-  std::array<SFMeasure, 3> high; ///< of the bounding box
-  /// The thinnest place of the solid that was met by going inwards from the vertices along the normals, and where; absent
-  /// when not asked for. Walls thinner than a voxel may be missed.
+  SFMeasure volume;                ///< unit^3
+  SFMeasure area;                  ///< unit^2, what is cut by the box included
+  std::array<SFMeasure, 3> centre; ///< of the volume, assumed to be of one density
+  std::array<SFMeasure, 3> low;    ///< of the bounding box
+  std::array<SFMeasure, 3> high;   ///< of the bounding box
+  /// The thinnest place of the solid that was met by going inwards from the vertices along the normals, and where;
+  /// absent when not asked for. Walls thinner than a voxel may be missed.
   std::optional<SFMeasure> wall;
-  std::array<double, 3> wallAt{};
-  SFMeshTopology topology;
-  SFMeshingReport report;
+  std::array<double, 3> wallAt{}; ///< where that wall is; no meaning without one
+  SFMeshTopology topology;        ///< of the finer mesh
+  SFMeshingReport report;         ///< of the finer mesh
 };
 
 /// Measures the solid within a box, capped there. Errors as MeshField.

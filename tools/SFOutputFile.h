@@ -11,8 +11,8 @@
 namespace SF {
 
 /// Where a result goes. A file is built under a temporary name in its own folder and takes its name only when Commit
-/// succeeds, so that nobody ever finds half a file; what was there before stays until then. Without a Commit the temporary
-/// file is removed. Devices, pipes and the standard output, "-", are written as they are.
+/// succeeds, so that nobody ever finds half a file; what was there before stays until then. Without a Commit the
+/// temporary file is removed. Devices, pipes and the standard output, "-", are written as they are.
 ///
 /// Every operation throws an SFFileError that names the file. Objects may live in several threads, each used by one.
 class SF_TOOLS_EXPORT SFOutputFile
@@ -24,11 +24,12 @@ public:
   SFOutputFile& operator=(SFOutputFile const&) = delete;
   ~SFOutputFile();
 
+  /// Bytes as they are, behind those before.
   void Write(std::string_view iBytes);
   /// Numbers in little-endian order, whatever the machine.
-  void Write(std::span<float const> iValues);
-  void Write(std::span<double const> iValues);
-  void Write(std::span<std::uint32_t const> iValues);
+  void Write(std::span<float const> iValues);         ///< 4 bytes each
+  void Write(std::span<double const> iValues);        ///< 8 bytes each
+  void Write(std::span<std::uint32_t const> iValues); ///< 4 bytes each
   /// Replaces bytes that have been written, as a count in a header that is known in the end only. Fails for pipes.
   void Overwrite(std::uint64_t iPosition, std::string_view iBytes);
   /// Makes the result whole. Nothing may be written afterwards.
@@ -40,8 +41,8 @@ public:
   /// when it is no regular file.
   std::string const& GetTemporaryPath() const { return _temporary; }
 
-  /// Removes the temporary files of all objects of this process and says whether there were any. Safe in a signal handler,
-  /// before the process ends.
+  /// Removes the temporary files of all objects of this process and says whether there were any. Safe in a signal
+  /// handler, before the process ends.
   static bool RemoveUnfinished() noexcept;
 
 private:

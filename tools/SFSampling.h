@@ -17,11 +17,12 @@ struct SFGridFrame
   double voxel = 1.0;                  ///< distance between points
   std::array<double, 3> origin{};      ///< the first point
 
+  /// nx ny nz.
   std::uint64_t PointCount() const { return std::uint64_t{dims[0]} * dims[1] * dims[2]; }
 };
 
-/// The field's own box. SFModelError when no bounded box is known outside of which it is positive: nothing is guessed; and
-/// when the field is positive everywhere.
+/// The field's own box. SFModelError when no bounded box is known outside of which it is positive: nothing is guessed;
+/// and when the field is positive everywhere.
 SF_TOOLS_EXPORT ZULMathBox RequireBounds(SFField const& iField);
 
 /// The edge of a cell when the longest side of a box is cut into `iCells`, at least 1.
@@ -30,9 +31,9 @@ SF_TOOLS_EXPORT double VoxelFor(ZULMathBox const& iBox, std::uint32_t iCells);
 /// The largest number of cells along one axis.
 inline constexpr std::uint32_t SFMaxCells = 1U << 20;
 
-/// The points of a box from its low corner on, `iVoxel` apart, so that the last ones reach the high corner or just pass it.
-/// std::invalid_argument for a box that is not finite or has a side below 0, a voxel that is not positive and finite, and
-/// beyond SFMaxCells cells along an axis.
+/// The points of a box from its low corner on, `iVoxel` apart, so that the last ones reach the high corner or just pass
+/// it. std::invalid_argument for a box that is not finite or has a side below 0, a voxel that is not positive and
+/// finite, and beyond SFMaxCells cells along an axis.
 SF_TOOLS_EXPORT SFGridFrame FrameOver(ZULMathBox const& iBox, double iVoxel);
 
 /// Units of length.

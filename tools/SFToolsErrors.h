@@ -8,13 +8,15 @@
 
 namespace SF {
 
-// What the operations of the tools throw, beside std::invalid_argument with the name of the argument that is wrong, and
-// std::bad_alloc. Outputs are then as if the operation had not been called.
+/// @file
+/// What the operations of the tools throw, beside std::invalid_argument with the name of the argument that is wrong,
+/// and std::bad_alloc. Outputs are then as if the operation had not been called.
 
 /// The cancel flag was set.
 class SF_TOOLS_EXPORT SFCancelled : public std::runtime_error
 {
 public:
+  /// With the text "cancelled".
   SFCancelled();
   ~SFCancelled() override;
 };
@@ -40,7 +42,9 @@ public:
 class SF_TOOLS_EXPORT SFFileError : public std::runtime_error
 {
 public:
+  /// A reason in words.
   SFFileError(std::string const& iFile, std::string const& iReason);
+  /// A reason by the system's number, errno.
   SFFileError(std::string const& iFile, int iErrorNumber);
   ~SFFileError() override;
 };

@@ -23,10 +23,11 @@ enum class SFVolumeFormat
   Raw   ///< the values alone, little-endian
 };
 
-/// By the end of a file's name: ".vdb", ".npy", ".nrrd", ".vti", ".raw", in any case. std::invalid_argument, naming these,
-/// for another one.
+/// By the end of a file's name: ".vdb", ".npy", ".nrrd", ".vti", ".raw", in any case. std::invalid_argument, naming
+/// these, for another one.
 SF_TOOLS_EXPORT SFVolumeFormat VolumeFormatOf(std::string_view iPath);
 
+/// What a volume is to hold, beside progress, cancelling and memory as for all work.
 struct SFVolumeOptions : SFWorkOptions
 {
   /// Half the width of the narrow band about the surface, in voxels; values beyond it keep their sign alone. 0 for all
@@ -39,7 +40,7 @@ struct SFVolumeOptions : SFWorkOptions
 /// What was found out while a volume was written.
 struct SFVolumeReport
 {
-  std::uint64_t points = 0;
+  std::uint64_t points = 0; ///< of the frame
   /// Points where the field is NaN, stored as the furthest value outside; not counted in a band.
   std::uint64_t pointsWithoutValue = 0;
   std::uint64_t activePoints = 0; ///< within the band; all without one
@@ -48,15 +49,16 @@ struct SFVolumeReport
   double steepness = 1.0;
 };
 
-/// Samples a field on a frame and writes it, slab by slab: what is in memory at once is a few slices, and in VDB the narrow
-/// band. The file is the caller's to commit. Values are those of SFCompiledField::RenderSlices, bit for bit.
+/// Samples a field on a frame and writes it, slab by slab: what is in memory at once is a few slices, and in VDB the
+/// narrow band. The file is the caller's to commit. Values are those of SFCompiledField::RenderSlices, bit for bit.
 ///
-/// Errors: SFFileError; SFMemoryLimit; SFCancelled; SFModelError for a field that has no value anywhere on the frame, and
-/// for VDB when there is no surface in it; std::invalid_argument for a band that is negative or not finite.
+/// Errors: SFFileError; SFMemoryLimit; SFCancelled; SFModelError for a field that has no value anywhere on the frame,
+/// and for VDB when there is no surface in it; std::invalid_argument for a band that is negative or not finite.
 SF_TOOLS_EXPORT SFVolumeReport WriteVolume(SFField const& iField, SFGridFrame const& iFrame, SFVolumeFormat iFormat,
                                            SFOutputFile& ioFile, SFVolumeOptions const& iOptions = {});
 
-/// Writes values that the caller has, one for each point of the frame. A band is in their own unit then: the steepness is 1.
+/// Writes values that the caller has, one for each point of the frame. A band is in their own unit then: the steepness
+/// is 1.
 SF_TOOLS_EXPORT SFVolumeReport WriteVolume(std::span<float const> iValues, SFGridFrame const& iFrame,
                                            SFVolumeFormat iFormat, SFOutputFile& ioFile,
                                            SFVolumeOptions const& iOptions = {});
