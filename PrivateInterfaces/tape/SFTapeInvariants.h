@@ -10,6 +10,7 @@
 #include "tape/SFValueBuffer.h"
 #include "tape/SFValueView.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <memory>
@@ -68,6 +69,13 @@ public:
   double GetScalar(SFValueId iId) const { return _scalars[iId]; }
   /// At a position of the grid, or at the centre of a block of them (SFBlockCentres).
   double Coordinate(std::size_t iAxis, std::size_t iAt) const { return _coordinates[iAxis][iAt]; }
+  /// Over a box. Rounding is monotone, so the ends of a run of positions are its extremes.
+  SFInterval CoordinateRange(std::size_t iAxis, SFTile const& iBox) const
+  {
+    double const a = Coordinate(iAxis, iBox.begin[iAxis]);
+    double const b = Coordinate(iAxis, iBox.begin[iAxis] + iBox.count[iAxis] - 1);
+    return {std::min(a, b), std::max(a, b), false};
+  }
   SFBlockRanges const& GetBlockRanges() const { return _blockRanges; }
 
   /// Constants of every tape, which pruning puts in for other values.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tape/SFRanges.h"
+#include "tape/SFSlopeTable.h"
 #include "tape/SFStopRequest.h"
 #include "tape/SFTapeInvariants.h"
 #include "tape/SFTapeList.h"
@@ -68,19 +69,6 @@ enum class SFListUse
   ToRun
 };
 
-/// The slopes by which ranges are confined. Empty where there are none.
-struct SFSlopeTable
-{
-  struct Entry
-  {
-    double bound = 0.0;
-    double margin = 0.0; ///< for rounding: of the computed values at two points, and of the range
-    double rootOfMargin = 0.0;
-    bool isStated = false;
-  };
-  std::vector<Entry> entries; ///< by value
-};
-
 /// The working memory of one thread's pruning.
 struct SFPrunerScratch
 {
@@ -129,8 +117,6 @@ public:
 
 private:
   static constexpr std::size_t LongList = 16384;
-
-  void FindSlopes();
 
   SFTapeInvariants const& _tape;
   double _limit;
