@@ -7,10 +7,10 @@ import os
 import shutil
 import subprocess
 import sys
-import tempfile
 import unittest
 
-SFDAG = ""
+import sfdag_test
+from sfdag_test import SfdagTest
 
 
 def find(module, package):
@@ -37,17 +37,9 @@ TABLE = [  # model, grid, points, voxel, origin
 
 
 @unittest.skipIf(numpy is None, "no NumPy")
-class Volumes(unittest.TestCase):
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = folder.name
-
-    def path(self, name):
-        return os.path.join(self.folder, name)
-
+class Volumes(SfdagTest):
     def grid(self, model, grid, name, *more):
-        subprocess.run([SFDAG, "grid", *model, *grid, "-o", name, *more], cwd=self.folder, check=True, timeout=60)
+        self.succeed("grid", *model, *grid, "-o", name, *more)
         return self.path(name)
 
     def cases(self):
@@ -117,5 +109,5 @@ class Volumes(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    SFDAG = os.path.abspath(sys.argv.pop(1))
+    sfdag_test.SFDAG = os.path.abspath(sys.argv.pop(1))
     unittest.main()

@@ -5,7 +5,7 @@ from __future__ import annotations
 import re
 import shutil
 import subprocess
-from collections.abc import Mapping, Sequence
+from collections.abc import Callable, Mapping, Sequence
 from typing import Any, NamedTuple, Optional, Union
 
 import numpy as np
@@ -19,6 +19,8 @@ from ._picture import Picture
 from ._progress import Progress, reporting
 
 FieldLike = Union["Field", float, int, "np.floating[Any]", "np.integer[Any]"]
+_NodeOperator = Callable[[_core.Node, _core.Node], _core.Node]
+_Operator = Callable[["Field", FieldLike], "Field"]
 
 
 class Parameter(NamedTuple):
@@ -54,6 +56,26 @@ def _operand(value: Any) -> Any:
         return NotImplemented
 
 
+def _binary(function: _NodeOperator, a: Any, b: Any) -> Field:
+    first, second = _operand(a), _operand(b)
+    if first is NotImplemented or second is NotImplemented:
+        return NotImplemented
+    return made(function(first, second))
+
+
+def _operators(name: str) -> tuple[_Operator, _Operator]:
+    """The method of an operator of C++, and that of its right-hand operand."""
+    function: _NodeOperator = getattr(_core, name)
+
+    def forward(self: Field, other: FieldLike) -> Field:
+        return _binary(function, self, other)
+
+    def backward(self: Field, other: FieldLike) -> Field:
+        return _binary(function, other, self)
+
+    return forward, backward
+
+
 class Field:
     """A scalar field over space, negative inside the solid that it describes.
 
@@ -82,35 +104,11 @@ class Field:
 
     # ---- arithmetic ---------------------------------------------------------------------------------------------
 
-    def __add__(self, other: FieldLike) -> Field:
-        return _binary(_core.add, self, other)
-
-    def __radd__(self, other: FieldLike) -> Field:  # type: ignore[misc]
-        return _binary(_core.add, other, self)
-
-    def __sub__(self, other: FieldLike) -> Field:
-        return _binary(_core.sub, self, other)
-
-    def __rsub__(self, other: FieldLike) -> Field:  # type: ignore[misc]
-        return _binary(_core.sub, other, self)
-
-    def __mul__(self, other: FieldLike) -> Field:
-        return _binary(_core.mul, self, other)
-
-    def __rmul__(self, other: FieldLike) -> Field:  # type: ignore[misc]
-        return _binary(_core.mul, other, self)
-
-    def __truediv__(self, other: FieldLike) -> Field:
-        return _binary(_core.div, self, other)
-
-    def __rtruediv__(self, other: FieldLike) -> Field:  # type: ignore[misc]
-        return _binary(_core.div, other, self)
-
-    def __pow__(self, other: FieldLike) -> Field:
-        return _binary(_core.pow, self, other)
-
-    def __rpow__(self, other: FieldLike) -> Field:  # type: ignore[misc]
-        return _binary(_core.pow, other, self)
+    __add__, __radd__ = _operators("add")
+    __sub__, __rsub__ = _operators("sub")
+    __mul__, __rmul__ = _operators("mul")
+    __truediv__, __rtruediv__ = _operators("div")
+    __pow__, __rpow__ = _operators("pow")
 
     def __neg__(self) -> Field:
         return made(_core.neg(self._core))
@@ -187,17 +185,8 @@ class Field:
 
     # ---- set operations -----------------------------------------------------------------------------------------
 
-    def __or__(self, other: FieldLike) -> Field:
-        return _binary(_core.union, self, other)
-
-    def __ror__(self, other: FieldLike) -> Field:
-        return _binary(_core.union, other, self)
-
-    def __and__(self, other: FieldLike) -> Field:
-        return _binary(_core.intersection, self, other)
-
-    def __rand__(self, other: FieldLike) -> Field:
-        return _binary(_core.intersection, other, self)
+    __or__, __ror__ = _operators("union")
+    __and__, __rand__ = _operators("intersection")
 
     def __invert__(self) -> Field:
         return self.complement()
@@ -439,7 +428,7 @@ class Field:
         at = coordinates(points)
         result = Result(out, at[0].shape, at)
         with reporting(progress, "values") as report:
-            _core.evaluate(self._core, at, result.array, count("threads", threads), report)
+            _core.evaluate(self._core, at, [result.array], count("threads", threads), report)
         return result.done()
 
     def gradient(
@@ -453,7 +442,7 @@ class Field:
         at = coordinates(points)
         result = Result(out, (*at[0].shape, 3), at)
         with reporting(progress, "gradients") as report:
-            _core.gradient(self._core, at, np.empty(0), result.array, count("threads", threads), report)
+            _core.gradient(self._core, at, [result.array], count("threads", threads), report)
         gradients: Floats = result.done()
         return gradients
 
@@ -470,7 +459,7 @@ class Field:
         values = Result(None, at[0].shape, at)
         gradients = np.empty((*at[0].shape, 3))
         with reporting(progress, "gradients") as report:
-            _core.gradient(self._core, at, values.array, gradients, count("threads", threads), report)
+            _core.gradient(self._core, at, [gradients, values.array], count("threads", threads), report)
         return values.done(), gradients
 
     def hessian(self, *points: Any, threads: int = 0, progress: Progress = None) -> Floats:
@@ -485,7 +474,7 @@ class Field:
         at = coordinates(points)
         second = np.empty((*at[0].shape, 6))
         with reporting(progress, "second derivatives") as report:
-            _core.hessian(self._core, at, second, count("threads", threads), report)
+            _core.hessian(self._core, at, [second], count("threads", threads), report)
         full: Floats = second[..., [[0, 1, 2], [1, 3, 4], [2, 4, 5]]]
         return full
 
@@ -498,7 +487,7 @@ class Field:
         at = coordinates(points)
         four = np.empty((*at[0].shape, 4))
         with reporting(progress, "curvatures") as report:
-            _core.curvature(self._core, at, four, count("threads", threads), report)
+            _core.curvature(self._core, at, [four], count("threads", threads), report)
         return Curvature(*np.moveaxis(four, -1, 0))
 
     def interval(self, low: Vector, high: Vector) -> tuple[float, float, bool]:
@@ -734,13 +723,6 @@ def made(node: _core.Node) -> Field:
 def _three(pairs: Any) -> tuple[Measure, Measure, Measure]:
     x, y, z = pairs
     return Measure(*x), Measure(*y), Measure(*z)
-
-
-def _binary(function: Any, a: Any, b: Any) -> Field:
-    first, second = _operand(a), _operand(b)
-    if first is NotImplemented or second is NotImplemented:
-        return NotImplemented
-    return made(function(first, second))
 
 
 def _restored(listing: str, states: dict[str, Any], bounds: Any) -> Field:

@@ -58,6 +58,9 @@ def from_expression(text: str, strict: bool = False) -> Field:
     and keep the values of shared ones: for comparing with programs that are built on these. Such a field is a whole, as a
     function is: it can be placed and combined, but its text is that of a reference.
 
+    A reference stands for the function (:func:`sf.resource`) of a field that is alive in this process; in the other
+    notations, too.
+
     >>> sf.from_expression("- r + + q X q Y q Z f1 $")(0, 0, 2)
     1.0
     """
@@ -83,7 +86,7 @@ def from_listing(text: str) -> Field:
     >>> sf.from_listing(ball.to_listing()) == ball
     True
     """
-    return _read(text, lambda given: _core.read_listing(given, {}))
+    return _read(text, _core.from_listing)
 
 
 _READERS: dict[Notation, Callable[[str], Field]] = {

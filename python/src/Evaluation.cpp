@@ -10,9 +10,10 @@ namespace SFPython {
 namespace {
 
 /// Operations on so many nodes at so many points, in all, end within some 10 ms.
-constexpr double QuickWork = 2e6;
+constexpr double QuickWork = 1e7;
 
-using Output = py::array_t<double>;
+using Compiled = SF::SFCompiledField;
+using Outputs = std::vector<py::array_t<double>>;
 using Coordinates = std::array<py::array, 3>;
 
 void Require(HRESULT iCode)
@@ -21,61 +22,46 @@ void Require(HRESULT iCode)
     throw std::runtime_error("the evaluation has been cancelled");
 }
 
-/// Runs an evaluation of points in the way of calls. It is given the compiled field, a cancel flag, and the points as what
-/// the compiled field takes: their count and three arrays, or their count and a source.
-template <class Evaluation>
-void Evaluate(Field const& iField, Coordinates const& iCoordinates, unsigned int iThreads, py::object const& iProgress,
-              Evaluation const& iEvaluation)
+/// Adds an operation on points, which is given the compiled field, the arrays of its results, a cancel flag, and the points
+/// as what the compiled field takes: their count and three arrays, or their count and a source.
+template <class Operation>
+void AddOperation(py::module_& ioModule, char const* iName, Operation const& iOperation)
 {
-  ArrayPoints const points(iCoordinates);
-  double const nodes = static_cast<double>(iField.GetNodeCount());
-  bool const isQuick = static_cast<double>(points.GetCount()) * nodes <= QuickWork;
-  auto const run = [&](Call& ioCall) {
-    auto const compiled = iField.Compile(iThreads);
-    auto const [x, y, z] = points.GetArrays();
-    if (x != nullptr)
-      Require(iEvaluation(*compiled, ioCall.GetCancel(), points.GetCount(), x, y, z));
-    else
-      Require(iEvaluation(*compiled, ioCall.GetCancel(), points.GetCount(), points));
-  };
-  Run(run, iProgress, isQuick && nodes <= static_cast<double>(FewParts));
+  ioModule.def(iName, [iOperation](Field const& iField, Coordinates const& iAt, Outputs& ioOutputs,
+                                   unsigned int iThreads, py::object const& iProgress) {
+    std::array<double*, 2> results{};
+    for (std::size_t i = 0; i < ioOutputs.size(); ++i)
+      results.at(i) = ioOutputs[i].mutable_data();
+    ArrayPoints const points(iAt);
+    double const nodes = static_cast<double>(iField.GetNodeCount());
+    bool const isQuick = static_cast<double>(points.GetCount()) * nodes <= QuickWork;
+    auto const run = [&](Call& ioCall) {
+      auto const compiled = iField.Compile(iThreads);
+      auto const [x, y, z] = points.GetArrays();
+      if (x != nullptr)
+        Require(iOperation(*compiled, results, ioCall.GetCancel(), points.GetCount(), x, y, z));
+      else
+        Require(iOperation(*compiled, results, ioCall.GetCancel(), points.GetCount(), points));
+    };
+    Run(run, iProgress, isQuick && nodes <= static_cast<double>(FewParts));
+  });
 }
 
 void AddPointwise(py::module_& ioModule)
 {
-  ioModule.def("evaluate", [](Field const& iField, Coordinates const& iAt, Output& oValues, unsigned int iThreads,
-                              py::object const& iProgress) {
-    double* const values = oValues.mutable_data();
-    Evaluate(iField, iAt, iThreads, iProgress,
-             [&](SF::SFCompiledField const& iCompiled, std::atomic<bool> const* iCancel, auto const&... iPoints) {
-               return iCompiled.Evaluate(iPoints..., values, iCancel);
-             });
+  AddOperation(ioModule, "evaluate", [](Compiled const& iField, auto const& iTo, auto iCancel, auto const&... iPoints) {
+    return iField.Evaluate(iPoints..., iTo[0], iCancel);
   });
-  ioModule.def("gradient", [](Field const& iField, Coordinates const& iAt, Output& oValues, Output& oGradients,
-                              unsigned int iThreads, py::object const& iProgress) {
-    double* const values = oValues.size() == 0 ? nullptr : oValues.mutable_data();
-    double* const gradients = oGradients.mutable_data();
-    Evaluate(iField, iAt, iThreads, iProgress,
-             [&](SF::SFCompiledField const& iCompiled, std::atomic<bool> const* iCancel, auto const&... iPoints) {
-               return iCompiled.EvaluateGradient(iPoints..., values, gradients, iCancel);
-             });
+  AddOperation(ioModule, "gradient", [](Compiled const& iField, auto const& iTo, auto iCancel, auto const&... iPoints) {
+    return iField.EvaluateGradient(iPoints..., iTo[1], iTo[0], iCancel);
   });
-  ioModule.def("hessian", [](Field const& iField, Coordinates const& iAt, Output& oHessians, unsigned int iThreads,
-                             py::object const& iProgress) {
-    double* const hessians = oHessians.mutable_data();
-    Evaluate(iField, iAt, iThreads, iProgress,
-             [&](SF::SFCompiledField const& iCompiled, std::atomic<bool> const* iCancel, auto const&... iPoints) {
-               return iCompiled.EvaluateHessian(iPoints..., nullptr, nullptr, hessians, iCancel);
-             });
+  AddOperation(ioModule, "hessian", [](Compiled const& iField, auto const& iTo, auto iCancel, auto const&... iPoints) {
+    return iField.EvaluateHessian(iPoints..., nullptr, nullptr, iTo[0], iCancel);
   });
-  ioModule.def("curvature", [](Field const& iField, Coordinates const& iAt, Output& oCurvatures, unsigned int iThreads,
-                               py::object const& iProgress) {
-    double* const curvatures = oCurvatures.mutable_data();
-    Evaluate(iField, iAt, iThreads, iProgress,
-             [&](SF::SFCompiledField const& iCompiled, std::atomic<bool> const* iCancel, auto const&... iPoints) {
-               return iCompiled.EvaluateCurvature(iPoints..., curvatures, iCancel);
-             });
-  });
+  AddOperation(ioModule, "curvature",
+               [](Compiled const& iField, auto const& iTo, auto iCancel, auto const&... iPoints) {
+                 return iField.EvaluateCurvature(iPoints..., iTo[0], iCancel);
+               });
 }
 
 void AddBoxes(py::module_& ioModule)

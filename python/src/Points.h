@@ -37,6 +37,7 @@ private:
   std::vector<Axis> _axes; ///< the fastest first
   std::array<char const*, 3> _data{};
   std::size_t _count = 1;
+  bool _isRows = false; ///< along the fastest axis x, y and z of a point lie side by side, and the points too
 };
 
 } // namespace SFPython

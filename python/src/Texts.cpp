@@ -1,10 +1,12 @@
 #include "Call.h"
+#include "Resources.h"
 #include "SFExpressionCheck.h"
 #include "SFFormula.h"
 #include "SFListing.h"
 
 #include "SFDagToGraphViz.h"
 #include "SFDiagnostics.h"
+#include "SFResourceResolver.h"
 #include "SFSWContext.h"
 
 #include <pybind11/stl.h>
@@ -51,13 +53,53 @@ char const* NameOf(SF::SFFindingKind iKind)
 
 bool IsShort(std::string const& iText) { return iText.size() <= FewParts; }
 
+/// Resolves the references of a text to the resources that fields of this process have.
+class References : public SF::SFResourceResolver
+{
+public:
+  SF::ResourceToSF* Resolve(std::string const& iText) override
+  {
+    auto const resource = Resource::Find(iText);
+    if (resource == nullptr)
+      return nullptr;
+    _found.emplace(iText, Resource::FieldOf(resource));
+    auto standIn = std::make_unique<SF::ResourceToSF>(SF::SFNodeType::RESOLVEDREF);
+    standIn->SetExpressionId(iText);
+    return standIn.release();
+  }
+
+  /// A field that has been read, with the resources themselves, so that it equals the one that was written.
+  SF::SFField Resolved(SF::SFField iField) const
+  {
+    return _found.empty() ? iField : SF::ReadListing(SF::WriteListing(iField), _found);
+  }
+
+private:
+  SF::SFListingResources _found;
+};
+
+/// The field that `iRead` reads with a resolver.
+template <class Read>
+Field FieldOf(std::string const& iText, Read const& iRead)
+{
+  return Field(Result(
+      [=] {
+        References references;
+        return references.Resolved(iRead(&references));
+      },
+      IsShort(iText)));
+}
+
 void AddReading(py::module_& ioModule)
 {
   ioModule.def("from_expression", [](std::string const& iText) {
-    return Field(Result([=] { return SF::SFField::FromExpression(iText); }, IsShort(iText)));
+    return FieldOf(iText, [=](References* ioResolver) { return SF::SFField::FromExpression(iText, ioResolver); });
   });
   ioModule.def("from_formula", [](std::string const& iText, std::map<std::string, double> const& iValues) {
-    return Field(Result([=] { return SF::SFFormula::Read(iText, iValues); }, IsShort(iText)));
+    return FieldOf(iText, [=](References* ioResolver) { return SF::SFFormula::Read(iText, iValues, ioResolver); });
+  });
+  ioModule.def("from_listing", [](std::string const& iText) {
+    return FieldOf(iText, [=](References* ioResolver) { return SF::ReadListing(iText, ioResolver); });
   });
   ioModule.def("check", [](std::string const& iText, bool iIsStrict, std::size_t iLimit) {
     auto const equality = iIsStrict ? SF::SFNodeEquality::EStructural : SF::SFNodeEquality::EExact;

@@ -1,9 +1,7 @@
 """Arrays in and out, functions of Python as fields, threads, progress and the end of calls before their time."""
 
 import gc
-import os
 import pickle
-import signal
 import subprocess
 import sys
 import threading
@@ -32,8 +30,8 @@ def unaligned(rows):
     return moved
 
 
-LAYOUTS = [np.copy, np.asfortranarray, lambda rows: np.repeat(rows, 2, axis=0)[::2], lambda rows: rows[::-1][::-1], np.ndarray.tolist,
-           big_endian, unaligned, lambda rows: np.hstack([rows, rows])[:, 3:], lambda rows: rows.T.copy()[::-1].T[:, ::-1]]
+LAYOUTS = [np.copy, np.asfortranarray, lambda rows: np.repeat(rows, 2, axis=0)[::2], lambda rows: rows[::-1][::-1],
+           np.ndarray.tolist, big_endian, unaligned, lambda rows: np.hstack([rows, rows])[:, 3:], lambda rows: rows.T.copy()[::-1].T[:, ::-1]]
 
 
 @pytest.mark.parametrize("layout", LAYOUTS)
@@ -58,7 +56,8 @@ def test_shapes_broadcast():
     assert PART.gradient(a, 0, 0).shape == (5, 3) and PART.hessian(a, 0, 0).shape == (5, 3, 3)
     assert PART.gradient([0.0, 1, 2]).shape == (3,) and isinstance(PART.curvature(0, 0, 0), sf.Curvature)
     assert PART.curvature(a[:, None], b, 0).mean.shape == (5, 4)
-    assert PART([]).shape == (0,) and PART(np.empty((0, 3))).shape == (0,) and PART.gradient(np.empty((4, 0, 3))).shape == (4, 0, 3)
+    assert PART([]).shape == (0,) and PART(np.empty((0, 3))).shape == (0,)
+    assert PART.gradient(np.empty((4, 0, 3))).shape == (4, 0, 3)
     values, gradients = PART.value_and_gradient(ROWS)
     np.testing.assert_array_equal(values, PART(ROWS))
     np.testing.assert_array_equal(gradients, PART.gradient(ROWS))
@@ -93,7 +92,8 @@ def test_out_is_honoured():
     np.testing.assert_array_equal(moved[1:], out)
     frozen = np.empty(5000)
     frozen.flags.writeable = False
-    for wrong, error in ((np.empty(4999), ValueError), (np.empty(5000, np.float32), TypeError), (frozen, ValueError), ([], TypeError)):
+    short, single = np.empty(4999), np.empty(5000, np.float32)
+    for wrong, error in ((short, ValueError), (single, TypeError), (frozen, ValueError), ([], TypeError)):
         with pytest.raises(error, match="out"):
             PART(ROWS, out=wrong)
 
@@ -128,7 +128,8 @@ def outwards(points):
 
 def test_functions_are_fields():
     exact = sf.sphere(1)
-    for function, options in ((ball, {}), (ball, {"gradient": outwards}), (ball_at, {"vectorized": False}), (ball, {"distance": True})):
+    ways = ((ball, {}), (ball, {"gradient": outwards}), (ball_at, {"vectorized": False}), (ball, {"distance": True}))
+    for function, options in ways:
         field = sf.resource(function, bounds=((-1, -1, -1), (1, 1, 1)), **options)
         placed = (field.scale(2).translate((1, 0, 0)) | field) & z
         like = (exact.scale(2).translate((1, 0, 0)) | exact) & z
@@ -160,13 +161,14 @@ def test_exceptions_of_functions_reach_the_caller(count):
         raise raised
 
     field = sf.resource(fail)
-    for call in (field, field.gradient, (field | x).hessian, lambda points: field.grid(voxel=1, bounds=((0, 0, 0), (count / 1e4 + 1, 9, 9)))):
+    box = (0, 0, 0), (count / 1e4 + 1, 9, 9)
+    for call in (field, field.gradient, (field | x).hessian, lambda points: field.grid(voxel=1, bounds=box)):
         with pytest.raises(Own) as caught:
             call(np.ones((count, 3)))
         assert caught.value is raised
-    for wrong, error in ((lambda points: points, ValueError), (lambda points: 1.0, ValueError), (lambda points: None, ValueError), (lambda points: "a", TypeError)):
+    for result, error in ((np.ones((count, 3)), ValueError), (1.0, ValueError), (None, ValueError), ("a", TypeError)):
         with pytest.raises(error, match="function"):
-            sf.resource(wrong)(np.ones((count, 3)))
+            sf.resource(lambda points, given=result: given)(np.ones((count, 3)))
     with pytest.raises(TypeError, match="function"):
         sf.resource(3)
 
@@ -267,7 +269,8 @@ def test_interrupts_end_any_call(call):
     # Alone on the machine it is less than 0.1 s. Other tests run beside this one.
     slack = 0.5
     for _ in range(3):
-        run = subprocess.run([sys.executable, "-c", INTERRUPTED, call], capture_output=True, text=True, timeout=120, check=False)
+        command = [sys.executable, "-c", INTERRUPTED, call]
+        run = subprocess.run(command, capture_output=True, text=True, timeout=120, check=False)
         assert run.returncode == 0 and run.stdout, run.stdout + run.stderr
         if float(run.stdout) < slack:
             return
@@ -275,11 +278,10 @@ def test_interrupts_end_any_call(call):
 
 
 def test_nothing_is_printed(capfd):
-    for call in (lambda: sf.from_expression("#nobody"), lambda: sf.from_expression("b0.1 X", strict=True), lambda: sf.from_expression(""), lambda: sf.check("?!")):
-        try:
-            call()
-        except ValueError:
-            pass
+    for text, strict in (("#nobody", False), ("b0.1 X", True), ("", False)):
+        with pytest.raises(ValueError):
+            sf.from_expression(text, strict)
+    sf.check("?!")
     PART(ROWS)
     PART.grid(voxel=0.5)
     x.to_graphviz()

@@ -42,7 +42,8 @@ MEANINGS = {
     "sets": ((x | y) - (x & z) + y.complement(), np.minimum(X, Y) - np.maximum(X, Z) - Y),
     "differences": (x.difference(y, z) + x.symmetric_difference(y),
                     np.maximum(X, -np.minimum(Y, Z)) + np.maximum(np.minimum(X, Y), -np.maximum(X, Y))),
-    "lists": (sf.union(x, y, z) + sf.intersection([x, y]) + sf.length(x, z), POINTS.min(axis=1) + np.maximum(X, Y) + np.hypot(X, Z)),
+    "lists": (sf.union(x, y, z) + sf.intersection([x, y]) + sf.length(x, z),
+              POINTS.min(axis=1) + np.maximum(X, Y) + np.hypot(X, Z)),
     "smooth": (x.smooth_union(y, 1) + sf.smooth_union([x, y], radius=1),
                2 * (np.minimum(X, Y) - np.maximum(0, 1 - np.abs(X - Y)) ** 2 / 4)),
     "smooth others": (x.smooth_intersection(y, 1) + x.smooth_difference(-y, 1),
@@ -57,11 +58,13 @@ MEANINGS = {
     "torus": (sf.torus(2, 0.5), np.hypot(np.hypot(X, Y) - 2, Z) - 0.5),
     "half-space": (sf.half_space((0, 0, 2), offset=1), Z - 1),
     "prism": (sf.prism(CUBE, 2).translate((-1, -1, 0)), box_distance((2, 2, 2))),
-    "gyroid": (sf.gyroid(2 * np.pi, 0) * 1.529, np.abs(np.sin(X) * np.cos(Y) + np.sin(Y) * np.cos(Z) + np.sin(Z) * np.cos(X))),
+    "gyroid": (sf.gyroid(2 * np.pi, 0) * 1.529,
+               np.abs(np.sin(X) * np.cos(Y) + np.sin(Y) * np.cos(Z) + np.sin(Z) * np.cos(X))),
     "translate": (x.translate((1, 2, 3)), X - 1),
     "rotate": (x.rotate((0, 0, 1), np.pi / 2) + x.rotate((0, 0, 3), np.pi, through=(1, 0, 0)), Y + (2 - X)),
     "affine": (x.affine([[0, 1, 0, 5], [1, 0, 0, 0], [0, 0, 1, 0]]), Y),
-    "scale": (sf.sphere(1).scale(2) + sf.sphere(1).scale(2, about=(1, 0, 0)), R - 2 + np.linalg.norm(POINTS + (1, 0, 0), axis=1) - 2),
+    "scale": (sf.sphere(1).scale(2) + sf.sphere(1).scale(2, about=(1, 0, 0)),
+              R - 2 + np.linalg.norm(POINTS + (1, 0, 0), axis=1) - 2),
     "stretch": ((x + y).stretch((2, 4, 2)), (X / 2 + Y / 4) * 2),
     "mirror": (x.mirror((1, 0, 0)) + x.mirror((1, 0, 0), through=(1, 0, 0)), -X + 2 - X),
     "twist": (z.twist(1) + (x * x + y * y).twist(1), Z + X * X + Y * Y),
@@ -113,7 +116,8 @@ def test_facts():
     assert ball.parameters == (sf.Parameter("r", 2, 1, 3),)
     np.testing.assert_allclose(ball.with_parameters(r=3).bounds, [[-3] * 3, [3] * 3])
     assert x.bounds is None and x.lipschitz_bound == pytest.approx(1) and (x * x).lipschitz_bound == np.inf
-    assert (x + 1).node_count == 3 and repr(x + 1) == "<sf.Field + X f1>" and "nodes; r" in repr(ball.array((9, 1, 1), (1, 0, 0)))
+    assert (x + 1).node_count == 3 and repr(x + 1) == "<sf.Field + X f1>"
+    assert "nodes; r" in repr(ball.array((9, 1, 1), (1, 0, 0)))
     assert repr(sf.sphere(2) & sf.box((1, 1, 1))).startswith("<sf.Field of ")
     assert "<svg" in (x + 1)._repr_svg_() and sf.lattice("bcc", (9, 9, 9), 1, 0.1)._repr_svg_() is None
 
@@ -123,7 +127,8 @@ def test_surfaces_and_lattices_have_their_shapes():
         sheet = sf.periodic_sheet(name, cell=5, thickness=0.5)
         sides = sf.periodic_network(name, 5)
         np.testing.assert_allclose(sheet(POINTS), np.abs(sides(POINTS)) - 0.25, atol=1e-12)
-    for kind, strut in (("cubic", (0, 2.5, 2.5)), ("bcc", (1, 1, 1)), ("fcc", (0, 2.5, 0)), ("octet", (1.25, 1.25, 0)), ("kelvin", (2.5, 0, 1.25))):
+    on_struts = {"cubic": (0, 2.5, 2.5), "bcc": (1, 1, 1), "fcc": (0, 2.5, 0), "octet": (1.25, 1.25, 0), "kelvin": (2.5, 0, 1.25)}
+    for kind, strut in on_struts.items():
         inside = sf.lattice(kind, (1, 1, 1), 5, 0.1)
         assert abs(inside(*strut) + 0.1) < 1e-9, kind
     assert sf.gear(1, 20, 5)(9, 0, 0) < 0 < sf.gear(1, 20, 5)(0, 0, 3)

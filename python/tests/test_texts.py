@@ -33,6 +33,20 @@ def test_texts_read_back():
     assert part.to_graphviz().startswith("strict digraph")
 
 
+def test_references_read_back_while_the_function_lives():
+    function = sf.resource(lambda points: points[:, 0], bounds=((0, 0, 0), (1, 1, 1)), distance=True)
+    whole, placed = function | sf.sphere(1), function.twist(1)
+    for field, read, text in (
+        (whole, sf.from_expression, whole.to_expression()),
+        (placed, sf.from_listing, placed.to_listing()),
+        (placed, sf.formula, placed.to_formula()),
+    ):
+        again = read(text)
+        assert again == field and again(1, 2, 3) == field(1, 2, 3)
+    with pytest.raises(ValueError, match="reference"):
+        sf.from_expression("#sf-" + 32 * "0")
+
+
 def test_strict_reading_is_by_the_letter():
     text = "+ m[1;0;0;1;0;1;0;0;0;0;1;0;0;0;0;1] X m[1;0;0;2;0;1;0;0;0;0;1;0;0;0;0;1] X $"
     assert sf.from_expression(text)(0, 0, 0) == -3
