@@ -1,39 +1,42 @@
-# What the documents say is true: their links lead somewhere, the token table is that of the library, their programs
-# are built and run, and their commands give what they show.
+# What the documents say is true: their links lead somewhere, the token table is that of the library, and their code blocks
+# are built, run or read, each by its language (check_documents.py).
 
 find_package(Python3 REQUIRED COMPONENTS Interpreter)
 
-set(check Python3::Interpreter "${CMAKE_CURRENT_SOURCE_DIR}/check_documents.py")
+set(script "${CMAKE_CURRENT_SOURCE_DIR}/check_documents.py")
+set(check Python3::Interpreter "${script}")
 
-# Builds a C++ program of a document, by its number among them, whose output the document shows in the text block after
-# it. The program links the libraries that follow.
-function(sf_add_document_example name document number)
-  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${document}")
-  set(fence "```cpp\n")
-  file(READ "${document}" text)
-  string(LENGTH "${fence}" length)
-  foreach(passed RANGE ${number})
-    string(FIND "${text}" "${fence}" begin)
-    math(EXPR begin "${begin} + ${length}")
-    string(SUBSTRING "${text}" ${begin} -1 text)
-  endforeach()
-  string(FIND "${text}" "```" end)
-  string(SUBSTRING "${text}" 0 ${end} text)
-  file(CONFIGURE OUTPUT ${name}.cpp CONTENT "${text}" @ONLY)
+# The C++ programs of all documents, written and named by the script, each with the library that its headers belong to.
+file(GLOB documents CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/*.md" "${PROJECT_SOURCE_DIR}/docs/*.md")
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${documents} "${script}")
+set(folder "${CMAKE_CURRENT_BINARY_DIR}/documents")
+execute_process(COMMAND "${Python3_EXECUTABLE}" "${script}" programs "${folder}"
+  OUTPUT_VARIABLE programs OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+string(REPLACE "\n" ";" programs "${programs}")
+foreach(program IN LISTS programs)
+  separate_arguments(program UNIX_COMMAND "${program}")
+  list(POP_FRONT program name library)
+  if(TARGET ${library})
+    add_executable(document_${name} "${folder}/${name}.cpp")
+    target_link_libraries(document_${name} PRIVATE ${library} SF_test_options)
+    add_test(NAME Documents.${name} COMMAND ${check} example ${name} $<TARGET_FILE:document_${name}>)
+  endif()
+endforeach()
 
-  add_executable(${name} "${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp")
-  target_link_libraries(${name} PRIVATE SF::SF ${ARGN} SF_test_options)
-  add_test(NAME Documents.${name} COMMAND ${check} example "${document}" ${number} $<TARGET_FILE:${name}>)
-endfunction()
-
-add_test(NAME Documents.Links COMMAND ${check} links)
-add_test(NAME Documents.TokenTable COMMAND ${check} tokens)
-if(TARGET SF_Modelling)
-  sf_add_document_example(readme_bracket "${PROJECT_SOURCE_DIR}/README.md" 0 SF::Modelling)
-endif()
-sf_add_document_example(readme_example "${PROJECT_SOURCE_DIR}/README.md" 1)
-sf_add_document_example(readme_graph_by_hand "${PROJECT_SOURCE_DIR}/README.md" 2)
-sf_add_document_example(compiled_field_example "${PROJECT_SOURCE_DIR}/docs/compiled_field.md" 0)
+foreach(subject IN ITEMS links tokens blocks)
+  add_test(NAME Documents.${subject} COMMAND ${check} ${subject})
+endforeach()
+add_test(NAME Documents.operator COMMAND ${check} operator "${CMAKE_CXX_COMPILER}")
 if(TARGET sfdag)
-  add_test(NAME Documents.Commands COMMAND ${check} commands $<TARGET_FILE:sfdag>)
+  add_test(NAME Documents.commands COMMAND ${check} commands $<TARGET_FILE:sfdag>)
+  add_test(NAME Documents.grammars
+    COMMAND Python3::Interpreter "${CMAKE_CURRENT_SOURCE_DIR}/check_grammars.py" $<TARGET_FILE:sfdag>)
+endif()
+if(TARGET sf_python)
+  add_test(NAME Documents.python COMMAND Python::Interpreter "${script}" python)
+  set_tests_properties(Documents.python PROPERTIES ENVIRONMENT "PYTHONPATH=${PROJECT_BINARY_DIR}/python")
+endif()
+if(TARGET SF_Modelling AND NOT SF_SANITIZE)
+  add_test(NAME Documents.host COMMAND ${check} host "${stage}" "${CMAKE_INSTALL_LIBDIR}")
+  set_tests_properties(Documents.host PROPERTIES FIXTURES_REQUIRED installed)
 endif()
