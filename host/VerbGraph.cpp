@@ -14,7 +14,7 @@
 namespace SFHost {
 namespace {
 
-constexpr std::string_view Formats[] = {"dot", "svg"};
+constexpr std::string_view Extensions[] = {".dot", ".svg"};
 
 /// Names the nodes of a drawing n1, n2, ... in the order in which they appear. The library names them by their addresses,
 /// which are others in every run.
@@ -62,9 +62,8 @@ std::string WithNames(std::string const& iDrawing)
 
 void Graph(CommonOptions const& iCommon, std::string const& iPath)
 {
-  bool const asSvg = FormatOf(iPath, Formats) == "svg";
-  RequireRoomForReport(iCommon, iPath);
-  RequireOtherFile(iCommon.model, iPath);
+  bool const asSvg = ExtensionFor(iPath, Extensions) == ".svg";
+  RequireUsable(iCommon, iPath);
   Model const model = LoadModel(iCommon.model);
   if (HasNode(*model.root, SF::SFNodeType::END))
     throw ModelFailure(model.name, "cannot be drawn, an operand is missing");

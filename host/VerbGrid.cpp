@@ -11,8 +11,6 @@
 namespace SFHost {
 namespace {
 
-constexpr std::string_view Formats[] = {"npy", "raw", "nrrd", "vti", "vdb"};
-
 struct GridVerbOptions
 {
   GridOptions grid;
@@ -20,10 +18,9 @@ struct GridVerbOptions
   std::string path;
 };
 
-/// A name without an extension, such as a device, gets the first format.
-SF::SFVolumeFormat VolumeFormatOf(std::string const& iPath)
+SF::SFVolumeFormat FormatOf(GridVerbOptions const& iOptions)
 {
-  return SF::VolumeFormatOf(std::string(".").append(FormatOf(iPath, Formats)));
+  return SF::VolumeFormatOf(ExtensionFor(iOptions.path, SF::VolumeExtensions()));
 }
 
 SF::SFVolumeOptions VolumeOptions(CommonOptions const& iCommon, GridVerbOptions const& iOptions, Progress* ioProgress)
@@ -58,8 +55,7 @@ SF::SFVolumeReport WriteStrictly(CommonOptions const& iCommon, GridVerbOptions c
   Model model = LoadModel(iCommon.model);
   std::vector<float> values = MakeValues(iCommon, iFrame);
   RenderInto(values, model, iFrame);
-  return SF::WriteVolume(values, iFrame, VolumeFormatOf(iOptions.path), ioOutput,
-                         VolumeOptions(iCommon, iOptions, nullptr));
+  return SF::WriteVolume(values, iFrame, FormatOf(iOptions), ioOutput, VolumeOptions(iCommon, iOptions, nullptr));
 }
 
 SF::SFVolumeReport WritePlainly(CommonOptions const& iCommon, GridVerbOptions const& iOptions, FieldModel const& iModel,
@@ -68,16 +64,15 @@ SF::SFVolumeReport WritePlainly(CommonOptions const& iCommon, GridVerbOptions co
   Progress progress(iCommon.GetProgressMode(), "grid");
   progress.SetAmount(static_cast<double>(iFrame.PointCount()), "voxels");
   return Named(iModel.name, [&] {
-    return SF::WriteVolume(iModel.field, iFrame, VolumeFormatOf(iOptions.path), ioOutput,
+    return SF::WriteVolume(iModel.field, iFrame, FormatOf(iOptions), ioOutput,
                            VolumeOptions(iCommon, iOptions, &progress));
   });
 }
 
 void Grid(CommonOptions const& iCommon, GridVerbOptions const& iOptions)
 {
-  VolumeFormatOf(iOptions.path);
-  RequireRoomForReport(iCommon, iOptions.path);
-  RequireOtherFile(iCommon.model, iOptions.path);
+  FormatOf(iOptions);
+  RequireUsable(iCommon, iOptions.path);
   bool const strict = iCommon.model.strict;
   FieldModel const model = strict ? FieldModel() : LoadField(iCommon.model);
   SF::SFGridFrame const frame = strict ? iOptions.grid.FrameAlone() : iOptions.grid.FrameFor(model);

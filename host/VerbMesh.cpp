@@ -13,8 +13,6 @@
 namespace SFHost {
 namespace {
 
-constexpr std::string_view Formats[] = {"stl", "ply", "obj", "3mf", "glb"};
-
 struct MeshOptions
 {
   BoxOptions box;
@@ -26,10 +24,9 @@ struct MeshOptions
   std::string path;
 };
 
-/// A name without an extension, such as a device, gets the first format.
-SF::SFMeshFormat MeshFormatOf(std::string const& iPath)
+SF::SFMeshFormat FormatOf(MeshOptions const& iOptions)
 {
-  return SF::MeshFormatOf(std::string(".").append(FormatOf(iPath, Formats)));
+  return SF::MeshFormatOf(ExtensionFor(iOptions.path, SF::MeshExtensions()));
 }
 
 /// The largest distance between mesh and surface that was measured.
@@ -43,8 +40,8 @@ class MeshMaker
 {
 public:
   MeshMaker(CommonOptions const& iCommon, MeshOptions const& iOptions, FieldModel const& iModel)
-    : _options(iOptions), _model(iModel), _progress(iCommon.GetProgressMode(), "mesh"),
-      _format(MeshFormatOf(iOptions.path)), _output(iOptions.path)
+    : _options(iOptions), _model(iModel), _progress(iCommon.GetProgressMode(), "mesh"), _format(FormatOf(iOptions)),
+      _output(iOptions.path)
   {
     static_cast<SF::SFWorkOptions&>(_meshing) = iCommon.ForTools(&_progress);
     _meshing.isCapped = !iOptions.isOpen;
@@ -118,10 +115,9 @@ void Tell(CommonOptions const& iCommon, MeshOptions const& iOptions, SF::SFMeshi
 
 void Mesh(CommonOptions const& iCommon, MeshOptions const& iOptions)
 {
-  MeshFormatOf(iOptions.path);
+  FormatOf(iOptions);
   RequirePlain(iCommon.model);
-  RequireRoomForReport(iCommon, iOptions.path);
-  RequireOtherFile(iCommon.model, iOptions.path);
+  RequireUsable(iCommon, iOptions.path);
   FieldModel const model = LoadField(iCommon.model);
   SampledBox const sampled = SolidBoxFor(model, iOptions.box, iOptions.cell);
   MeshMaker maker(iCommon, iOptions, model);

@@ -14,7 +14,7 @@
 namespace SFHost {
 namespace {
 
-constexpr std::string_view Formats[] = {"png"};
+constexpr std::string_view Extensions[] = {".png"};
 constexpr std::string_view Views[] = {"iso", "top", "bottom", "front", "back", "left", "right"};
 constexpr std::string_view Modes[] = {"shaded", "normals", "depth", "curvature"};
 
@@ -92,9 +92,8 @@ SF::SFRenderOptions OptionsOf(RenderVerbOptions const& iOptions, ZULMathBox cons
 
 void RenderPart(CommonOptions const& iCommon, RenderVerbOptions const& iOptions)
 {
-  FormatOf(iOptions.path, Formats);
-  RequireRoomForReport(iCommon, iOptions.path);
-  RequireOtherFile(iCommon.model, iOptions.path);
+  ExtensionFor(iOptions.path, Extensions);
+  RequireUsable(iCommon, iOptions.path);
   if (iCommon.model.strict)
     throw UsageError("--strict: pictures are of the plain meaning of a model");
   FieldModel const model = LoadField(iCommon.model);

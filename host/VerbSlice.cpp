@@ -12,7 +12,7 @@
 namespace SFHost {
 namespace {
 
-constexpr std::string_view Formats[] = {"png", "svg"};
+constexpr std::string_view Extensions[] = {".png", ".svg"};
 constexpr std::string_view Axes[] = {"x", "y", "z"};
 constexpr std::uint32_t LongerSide = 512; ///< pixels that a picture has at least, unless the scale is given
 
@@ -141,12 +141,11 @@ SF::SFSlicePicture DrawFigure(CommonOptions const& iCommon, SliceOptions const& 
 
 void Slice(CommonOptions const& iCommon, SliceOptions const& iOptions)
 {
-  bool const isSvg = FormatOf(iOptions.path, Formats) == "svg";
+  bool const isSvg = ExtensionFor(iOptions.path, Extensions) == ".svg";
   bool const isOfGrid = iOptions.IsOfGrid(iCommon.model.strict);
   if (isOfGrid && (iOptions.axis != 2 || iOptions.position || iOptions.pixels || isSvg))
     throw UsageError("--axis, --at, --size and .svg are for sections of a box, without a voxel grid");
-  RequireRoomForReport(iCommon, iOptions.path);
-  RequireOtherFile(iCommon.model, iOptions.path);
+  RequireUsable(iCommon, iOptions.path);
   SF::SFOutputFile output(iOptions.path);
   Report report;
   report.Add("file", "file", iOptions.path, iOptions.path);

@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -24,8 +25,11 @@ enum class SFMeshFormat
   Glb      ///< binary glTF 2.0, with normals, in metres with y upwards
 };
 
-/// By the end of a file's name: ".stl", ".ply", ".obj", ".3mf", ".glb", in any case. std::invalid_argument, naming
-/// these, for another one.
+/// The extensions of the formats: ".stl", ".ply", ".obj", ".3mf", ".glb". Static memory.
+SF_TOOLS_EXPORT std::span<std::string_view const> MeshExtensions();
+
+/// By the extension of a file's name, in any case. std::invalid_argument, naming all of them, for
+/// another one.
 SF_TOOLS_EXPORT SFMeshFormat MeshFormatOf(std::string_view iPath);
 
 /// Progress and cancelling as for all work.

@@ -23,8 +23,11 @@ enum class SFVolumeFormat
   Raw   ///< the values alone, little-endian
 };
 
-/// By the end of a file's name: ".vdb", ".npy", ".nrrd", ".vti", ".raw", in any case. std::invalid_argument, naming
-/// these, for another one.
+/// The extensions of the formats: ".npy", ".raw", ".nrrd", ".vti", ".vdb". Static memory.
+SF_TOOLS_EXPORT std::span<std::string_view const> VolumeExtensions();
+
+/// By the extension of a file's name, in any case. std::invalid_argument, naming all of them, for
+/// another one.
 SF_TOOLS_EXPORT SFVolumeFormat VolumeFormatOf(std::string_view iPath);
 
 /// What a volume is to hold, beside progress, cancelling and memory as for all work.

@@ -58,25 +58,26 @@ bool IsCancelled(SF3mfContent const& iContent)
   return iContent.cancel != nullptr && iContent.cancel->load(std::memory_order_relaxed);
 }
 
-/// Vertex by vertex, as the call for whole arrays cannot be interrupted.
-LIB3MFRESULT AddGeometry(SF3mfContent const& iContent, NMR::PLib3MFModelMeshObject* ioObject)
+/// One by one, as the calls for whole arrays cannot be interrupted.
+template <class Items, class Add>
+LIB3MFRESULT AddAll(SF3mfContent const& iContent, Items const& iItems, Add const& iAdd)
 {
   LIB3MFRESULT result = LIB3MF_OK;
-  for (std::size_t i = 0; i < iContent.vertices.size() && result == LIB3MF_OK; ++i) {
-    auto const& [x, y, z] = iContent.vertices[i];
-    NMR::MODELMESHVERTEX vertex{{x, y, z}};
-    result = i % CheckInterval == 0 && IsCancelled(iContent)
-                 ? Stopped
-                 : NMR::lib3mf_meshobject_addvertex(ioObject, &vertex, nullptr);
-  }
-  for (std::size_t i = 0; i < iContent.triangles.size() && result == LIB3MF_OK; ++i) {
-    auto const& [a, b, c] = iContent.triangles[i];
-    NMR::MODELMESHTRIANGLE triangle{{a, b, c}};
-    result = i % CheckInterval == 0 && IsCancelled(iContent)
-                 ? Stopped
-                 : NMR::lib3mf_meshobject_addtriangle(ioObject, &triangle, nullptr);
-  }
+  for (std::size_t i = 0; i < iItems.size() && result == LIB3MF_OK; ++i)
+    result = i % CheckInterval == 0 && IsCancelled(iContent) ? Stopped : iAdd(iItems[i]);
   return result;
+}
+
+LIB3MFRESULT AddGeometry(SF3mfContent const& iContent, NMR::PLib3MFModelMeshObject* ioObject)
+{
+  LIB3MFRESULT const result = AddAll(iContent, iContent.vertices, [&](auto const& iVertex) {
+    NMR::MODELMESHVERTEX vertex{{iVertex[0], iVertex[1], iVertex[2]}};
+    return NMR::lib3mf_meshobject_addvertex(ioObject, &vertex, nullptr);
+  });
+  return result != LIB3MF_OK ? result : AddAll(iContent, iContent.triangles, [&](auto const& iTriangle) {
+    NMR::MODELMESHTRIANGLE triangle{{iTriangle[0], iTriangle[1], iTriangle[2]}};
+    return NMR::lib3mf_meshobject_addtriangle(ioObject, &triangle, nullptr);
+  });
 }
 
 LIB3MFRESULT AddObject(SF3mfContent const& iContent, NMR::PLib3MFModel* ioModel)

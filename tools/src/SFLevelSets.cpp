@@ -1,6 +1,7 @@
 #include "SFLevelSets.h"
 
 #include "SFColours.h"
+#include "SFQuantile.h"
 
 #include <algorithm>
 #include <array>
@@ -128,16 +129,6 @@ private:
   double _centre;
   std::array<double, Spokes> _around{};
 };
-
-/// The value that a share of the others lies below; 0 when there are none.
-double Quantile(std::vector<double>& ioValues, double iShare)
-{
-  if (ioValues.empty())
-    return 0.0;
-  auto const place = ioValues.begin() + static_cast<std::ptrdiff_t>(static_cast<double>(ioValues.size()) * iShare);
-  std::nth_element(ioValues.begin(), place, ioValues.end());
-  return *place;
-}
 
 /// Fits the spacing and the hues to what is seen most, which the few extreme values of a field do not disturb.
 SFLevelSetStyle ChooseStyle(PixelField const& iField, std::uint32_t iWidth, std::uint32_t iHeight,

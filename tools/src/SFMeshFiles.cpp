@@ -1,27 +1,19 @@
 #include "SFMeshFiles.h"
 
 #include "SFMeshWriters.h"
+#include "SFNameTable.h"
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <limits>
 #include <stdexcept>
 
 namespace SF {
 namespace {
 
-struct FormatRow
-{
-  SFMeshFormat format;
-  std::string_view extension;
-};
-
-constexpr std::array<FormatRow, 5> Formats{{{SFMeshFormat::Stl, ".stl"},
-                                            {SFMeshFormat::Ply, ".ply"},
-                                            {SFMeshFormat::Obj, ".obj"},
-                                            {SFMeshFormat::ThreeMf, ".3mf"},
-                                            {SFMeshFormat::Glb, ".glb"}}};
+constexpr SFNameTable<SFMeshFormat, 5> Formats{
+    {SFMeshFormat::Stl, SFMeshFormat::Ply, SFMeshFormat::Obj, SFMeshFormat::ThreeMf, SFMeshFormat::Glb},
+    {".stl", ".ply", ".obj", ".3mf", ".glb"}};
 
 std::unique_ptr<SFMeshFileSink::Writer> MakeWriter(SFMeshFormat iFormat, SFOutputFile& ioFile,
                                                    SFMeshFileOptions const& iOptions, SFMeshCounts const* iCounts)
@@ -41,19 +33,11 @@ std::unique_ptr<SFMeshFileSink::Writer> MakeWriter(SFMeshFormat iFormat, SFOutpu
 
 } // namespace
 
+std::span<std::string_view const> MeshExtensions() { return Formats.names; }
+
 SFMeshFormat MeshFormatOf(std::string_view iPath)
 {
-  std::string end(iPath.substr(iPath.size() - std::min<std::size_t>(4, iPath.size())));
-  std::transform(end.begin(), end.end(), end.begin(), [](char iCharacter) {
-    return static_cast<char>(std::tolower(static_cast<unsigned char>(iCharacter)));
-  });
-  std::string known;
-  for (FormatRow const& row : Formats) {
-    if (row.extension == end)
-      return row.format;
-    known.append(known.empty() ? "" : ", ").append(row.extension);
-  }
-  throw std::invalid_argument("'" + std::string(iPath) + "' does not end in one of " + known);
+  return Formats.Find(ExtensionOf(iPath), "mesh: '" + std::string(iPath) + "' does not end in");
 }
 
 void WriteMesh(SFMesh const& iMesh, SFMeshFormat iFormat, SFOutputFile& ioFile, SFMeshFileOptions const& iOptions)

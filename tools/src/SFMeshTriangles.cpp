@@ -176,38 +176,22 @@ private:
 
 } // namespace
 
-/// (C. Ericson, "Real-Time Collision Detection", 2005, section 5.1.5.)
 double DistanceToTriangle(SFVector3 const& iPoint, std::array<SFVector3, 3> const& iTriangle)
 {
-  auto const& [a, b, c] = iTriangle;
-  SFVector3 const ab = b - a;
-  SFVector3 const ac = c - a;
-  SFVector3 const ap = iPoint - a;
-  double const d1 = Dot(ab, ap);
-  double const d2 = Dot(ac, ap);
-  if (d1 <= 0.0 && d2 <= 0.0)
-    return Norm(ap);
-  SFVector3 const bp = iPoint - b;
-  double const d3 = Dot(ab, bp);
-  double const d4 = Dot(ac, bp);
-  if (d3 >= 0.0 && d4 <= d3)
-    return Norm(bp);
-  double const vc = d1 * d4 - d3 * d2;
-  if (vc <= 0.0 && d1 >= 0.0 && d3 <= 0.0)
-    return Norm(ap - (d1 / (d1 - d3)) * ab);
-  SFVector3 const cp = iPoint - c;
-  double const d5 = Dot(ab, cp);
-  double const d6 = Dot(ac, cp);
-  if (d6 >= 0.0 && d5 <= d6)
-    return Norm(cp);
-  double const vb = d5 * d2 - d1 * d6;
-  if (vb <= 0.0 && d2 >= 0.0 && d6 <= 0.0)
-    return Norm(ap - (d2 / (d2 - d6)) * ac);
-  double const va = d3 * d6 - d5 * d4;
-  if (va <= 0.0 && d4 - d3 >= 0.0 && d5 - d6 >= 0.0)
-    return Norm(bp - ((d4 - d3) / ((d4 - d3) + (d5 - d6))) * (c - b));
-  double const scale = 1.0 / (va + vb + vc);
-  return Norm(ap - (vb * scale) * ab - (vc * scale) * ac);
+  auto const side = [&](std::size_t i) { return iTriangle[(i + 1) % 3] - iTriangle[i]; };
+  SFVector3 const normal = Cross(side(0), side(1));
+  auto const isWithin = [&](std::size_t i) { return Dot(Cross(side(i), iPoint - iTriangle[i]), normal) > 0.0; };
+  if (isWithin(0) && isWithin(1) && isWithin(2))
+    return std::abs(Dot(iPoint - iTriangle[0], Unit(normal)));
+  double nearest = HUGE_VAL;
+  for (std::size_t i = 0; i < 3; ++i) {
+    SFVector3 const along = side(i);
+    SFVector3 const there = iPoint - iTriangle[i];
+    double const squared = Dot(along, along);
+    double const share = squared > 0.0 ? std::clamp(Dot(along, there) / squared, 0.0, 1.0) : 0.0;
+    nearest = std::min(nearest, Norm(there - share * along));
+  }
+  return nearest;
 }
 
 SFBlockTriangles TrianglesOf(SFMeshLattice const& iLattice, SFMeshBlock const& iBlock, ZULMathBox const* iBox,

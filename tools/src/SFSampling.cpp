@@ -1,8 +1,10 @@
 #include "SFSampling.h"
 
+#include "SFNameTable.h"
 #include "SFToolsErrors.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <stdexcept>
 #include <string>
@@ -10,23 +12,10 @@
 namespace SF {
 namespace {
 
-struct UnitRow
-{
-  SFLengthUnit unit;
-  std::string_view symbol;
-  double metres;
-};
-
-constexpr std::array<UnitRow, 5> Units{{{SFLengthUnit::Micrometre, "um", 1e-6},
-                                        {SFLengthUnit::Millimetre, "mm", 1e-3},
-                                        {SFLengthUnit::Centimetre, "cm", 1e-2},
-                                        {SFLengthUnit::Metre, "m", 1.0},
-                                        {SFLengthUnit::Inch, "in", 0.0254}}};
-
-UnitRow const& RowOf(SFLengthUnit iUnit)
-{
-  return *std::find_if(Units.begin(), Units.end(), [iUnit](UnitRow const& iRow) { return iRow.unit == iUnit; });
-}
+constexpr SFNameTable<SFLengthUnit, 5> Units{{SFLengthUnit::Micrometre, SFLengthUnit::Millimetre,
+                                              SFLengthUnit::Centimetre, SFLengthUnit::Metre, SFLengthUnit::Inch},
+                                             {"um", "mm", "cm", "m", "in"}};
+constexpr std::array<double, 5> Metres{1e-6, 1e-3, 1e-2, 1.0, 0.0254}; ///< in the order of the units
 
 std::array<double, 3> SidesOf(ZULMathBox const& iBox)
 {
@@ -78,18 +67,22 @@ SFGridFrame FrameOver(ZULMathBox const& iBox, double iVoxel)
   return frame;
 }
 
-std::string_view SymbolOf(SFLengthUnit iUnit) { return RowOf(iUnit).symbol; }
-double MetresOf(SFLengthUnit iUnit) { return RowOf(iUnit).metres; }
+std::string_view SymbolOf(SFLengthUnit iUnit) { return Units.NameOf(iUnit); }
+double MetresOf(SFLengthUnit iUnit) { return Metres[static_cast<std::size_t>(iUnit)]; }
 
 SFLengthUnit UnitOf(std::string_view iSymbol)
 {
-  std::string known;
-  for (UnitRow const& row : Units) {
-    if (row.symbol == iSymbol)
-      return row.unit;
-    known.append(known.empty() ? "" : ", ").append(row.symbol);
-  }
-  throw std::invalid_argument("unit: '" + std::string(iSymbol) + "' is not one of " + known);
+  return Units.Find(iSymbol, "unit: '" + std::string(iSymbol) + "' is not");
+}
+
+std::string ExtensionOf(std::string_view iPath)
+{
+  std::string_view const name = iPath.substr(iPath.rfind('/') + 1);
+  auto const dot = name.rfind('.');
+  std::string extension(dot == std::string_view::npos ? std::string_view() : name.substr(dot));
+  std::transform(extension.begin(), extension.end(), extension.begin(),
+                 [](unsigned char iCharacter) { return static_cast<char>(std::tolower(iCharacter)); });
+  return extension;
 }
 
 } // namespace SF

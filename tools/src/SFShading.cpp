@@ -1,5 +1,7 @@
 #include "SFShading.h"
 
+#include "SFQuantile.h"
+
 #include <algorithm>
 #include <cmath>
 #include <vector>
@@ -16,16 +18,6 @@ constexpr SFVector3 Flat{0.82, 0.82, 0.81};
 constexpr SFVector3 Concave{0.16, 0.42, 0.70};
 
 bool IsHit(SFTracedRay const& iRay) { return std::isfinite(iRay.depth); }
-
-/// The value that a share of the others lies below; 0 when there are none.
-double Quantile(std::vector<double>& ioValues, double iShare)
-{
-  if (ioValues.empty())
-    return 0.0;
-  auto const place = ioValues.begin() + static_cast<std::ptrdiff_t>(static_cast<double>(ioValues.size()) * iShare);
-  std::nth_element(ioValues.begin(), place, ioValues.end());
-  return *place;
-}
 
 /// Keeps bright places below white.
 double Compressed(double iLight) { return iLight < 0.6 ? iLight : 0.6 + 0.4 * std::tanh((iLight - 0.6) / 0.4); }

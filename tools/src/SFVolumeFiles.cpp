@@ -1,11 +1,12 @@
 #include "SFVolumeFiles.h"
 
+#include "SFNameTable.h"
+#include "SFQuantile.h"
 #include "SFVolumeWriter.h"
 #include "SFWork.h"
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cmath>
 #include <limits>
 #include <numeric>
@@ -15,17 +16,9 @@
 namespace SF {
 namespace {
 
-struct FormatRow
-{
-  SFVolumeFormat format;
-  std::string_view extension;
-};
-
-constexpr std::array<FormatRow, 5> Formats{{{SFVolumeFormat::Vdb, ".vdb"},
-                                            {SFVolumeFormat::Npy, ".npy"},
-                                            {SFVolumeFormat::Nrrd, ".nrrd"},
-                                            {SFVolumeFormat::Vti, ".vti"},
-                                            {SFVolumeFormat::Raw, ".raw"}}};
+constexpr SFNameTable<SFVolumeFormat, 5> Formats{
+    {SFVolumeFormat::Npy, SFVolumeFormat::Raw, SFVolumeFormat::Nrrd, SFVolumeFormat::Vti, SFVolumeFormat::Vdb},
+    {".npy", ".raw", ".nrrd", ".vti", ".vdb"}};
 
 constexpr double DefaultHalfBand = 3.0; // as OpenVDB's own tools have it
 
@@ -89,10 +82,9 @@ double SteepnessOf(SFField const& iField, SFGridFrame const& iFrame, SFWorkOptio
       lengths.push_back(length);
   if (lengths.empty())
     return 1.0;
-  auto const place = lengths.begin() + static_cast<std::ptrdiff_t>((lengths.size() - 1) * 9 / 10);
-  std::nth_element(lengths.begin(), place, lengths.end());
+  double const steepness = Quantile(lengths, 0.9);
   constexpr double nearlyOne = 1e-3; // a distance but for rounding, or for a few kinks
-  return std::abs(*place - 1.0) < nearlyOne ? 1.0 : *place;
+  return std::abs(steepness - 1.0) < nearlyOne ? 1.0 : steepness;
 }
 
 void RequireHalfBand(double iHalfBand)
@@ -188,19 +180,11 @@ private:
 
 } // namespace
 
+std::span<std::string_view const> VolumeExtensions() { return Formats.names; }
+
 SFVolumeFormat VolumeFormatOf(std::string_view iPath)
 {
-  std::string known;
-  for (FormatRow const& row : Formats) {
-    std::size_t const length = row.extension.size();
-    bool const ends = iPath.size() >= length &&
-                      std::equal(row.extension.begin(), row.extension.end(), iPath.end() - length,
-                                 [](char iA, char iB) { return iA == std::tolower(static_cast<unsigned char>(iB)); });
-    if (ends)
-      return row.format;
-    known.append(known.empty() ? "" : ", ").append(row.extension);
-  }
-  throw std::invalid_argument("volume: '" + std::string(iPath) + "' does not end in one of " + known);
+  return Formats.Find(ExtensionOf(iPath), "volume: '" + std::string(iPath) + "' does not end in");
 }
 
 SFVolumeReport WriteVolume(SFField const& iField, SFGridFrame const& iFrame, SFVolumeFormat iFormat,

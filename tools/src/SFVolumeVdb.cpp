@@ -4,12 +4,16 @@
 
 // The headers of OpenVDB take long to compile: this is the one file that has them.
 #include <openvdb/io/Archive.h>
+#include <openvdb/io/GridDescriptor.h>
 #include <openvdb/openvdb.h>
+#include <openvdb/tools/Count.h>
 
 #include <algorithm>
 #include <cmath>
 #include <ostream>
+#include <sstream>
 #include <streambuf>
+#include <string>
 #include <vector>
 
 namespace SF {
@@ -68,17 +72,68 @@ private:
   std::streamoff _end = 0;
 };
 
-/// OpenVDB's own file class wants to open the file itself.
+/// Where the bytes of a leaf are: a row of leaves, and a part of its bytes.
+struct LeafPlace
+{
+  std::uint32_t row;
+  std::uint32_t begin;
+  std::uint32_t size;
+};
+
+/// OpenVDB's own file class wants to open the file itself, and all values in memory when it begins.
 class Archive : public openvdb::io::Archive
 {
 public:
-  void WriteTo(std::ostream& ioStream, openvdb::GridBase::ConstPtr const& iGrid, bool iIsSeekable) const
+  /// How the values of a grid are compressed.
+  std::uint32_t CompressionOf(openvdb::FloatGrid const& iGrid) const
   {
-    write(ioStream, openvdb::GridCPtrVec{iGrid}, iIsSeekable);
+    std::ostringstream stream;
+    setGridCompression(stream, iGrid);
+    return openvdb::io::getDataCompression(stream);
+  }
+
+  /// Prepares a stream for the values of a grid.
+  void Prepare(std::ostream& ioStream, openvdb::FloatGrid const& iGrid) const
+  {
+    openvdb::io::setDataCompression(ioStream, CompressionOf(iGrid));
+    openvdb::io::setGridBackgroundValuePtr(ioStream, &iGrid.background());
+  }
+
+  /// Writes a file of one grid; `iWriteLeaf` gives the stream the bytes of each leaf, which are written last of all.
+  template <class WriteLeaf>
+  void WriteTo(std::ostream& ioStream, openvdb::FloatGrid const& iGrid, bool iIsSeekable,
+               WriteLeaf const& iWriteLeaf) const
+  {
+    auto const position = [&] { return iIsSeekable ? std::int64_t{ioStream.tellp()} : 0; };
+    writeHeader(ioStream, iIsSeekable);
+    openvdb::MetaMap().writeMeta(ioStream);
+    std::int32_t const grids = 1;
+    ioStream.write(reinterpret_cast<char const*>(&grids), sizeof grids);
+    std::string const name = iGrid.getName();
+    openvdb::io::GridDescriptor place(name.empty() ? openvdb::io::GridDescriptor::addSuffix(name, 0) : name,
+                                      iGrid.type());
+    place.writeHeader(ioStream);
+    std::int64_t const placesAt = position();
+    place.writeStreamPos(ioStream);
+    place.setGridPos(position());
+    setGridCompression(ioStream, iGrid);
+    iGrid.writeMeta(ioStream);
+    iGrid.writeTransform(ioStream);
+    iGrid.writeTopology(ioStream);
+    place.setBlockPos(position());
+    for (auto leaf = iGrid.tree().cbeginLeaf(); leaf; ++leaf)
+      iWriteLeaf(*leaf);
+    place.setEndPos(position());
+    if (iIsSeekable) {
+      ioStream.seekp(placesAt);
+      place.writeStreamPos(ioStream);
+      place.seekToEnd(ioStream);
+    }
   }
 };
 
-/// A slab of slices at once: its blocks of 8 x 8 x 8 points become leaves where the band crosses them.
+/// A slab of slices at once: its blocks of 8 x 8 x 8 points become leaves where the band crosses them. The tree holds the
+/// masks of its leaves alone; their values are kept as the bytes that the file will have, a third of their size.
 class VdbWriter : public SFVolumeWriter
 {
 public:
@@ -106,9 +161,8 @@ public:
       AddLayer(iFirst + k, iValues.subspan(k * slice, count * slice), count);
     }
     // Leaves are all that grows. Without a limit of its own, the next slab must find room for as many again.
-    double const bytes = static_cast<double>(_leafCount) * LeafBytes;
-    RequireMemory(_options, _options.maxMemory > 0.0 ? bytes : bytes - _checkedBytes, "the narrow band");
-    _checkedBytes = bytes;
+    RequireMemory(_options, _options.maxMemory > 0.0 ? _bytes : _bytes - _checkedBytes, "the narrow band");
+    _checkedBytes = _bytes;
   }
 
   std::uint64_t Finish() override
@@ -116,11 +170,20 @@ public:
     std::uint64_t const active = _grid->activeVoxelCount();
     if (active == 0)
       throw SFModelError("there is no surface in the box");
+    _grid->addStatsMetadata();
+    _grid->insertMeta(openvdb::GridBase::META_FILE_COMPRESSION,
+                      openvdb::StringMetadata(openvdb::io::compressionToString(_archive.CompressionOf(*_grid))));
+    _grid->insertMeta(openvdb::GridBase::META_FILE_MEM_BYTES, openvdb::Int64Metadata(static_cast<std::int64_t>(
+                                                                  openvdb::tools::memUsageIfLoaded(_grid->tree()))));
     FileBuffer buffer(_file);
     std::ostream stream(&buffer);
     stream.exceptions(std::ios_base::badbit | std::ios_base::failbit); // those of the buffer go through
     try {
-      Archive().WriteTo(stream, _grid, !_file.GetTemporaryPath().empty());
+      _archive.WriteTo(stream, *_grid, !_file.GetTemporaryPath().empty(), [&](Leaf const& iLeaf) {
+        ThrowIfCancelled(_options);
+        LeafPlace const& place = _places[iLeaf.transientData()];
+        stream.write(_rows[place.row].data() + place.begin, place.size);
+      });
     } catch (openvdb::Exception const& error) {
       throw SFFileError(_file.GetName(), error.what());
     }
@@ -128,12 +191,12 @@ public:
   }
 
 private:
-  static constexpr double LeafBytes = sizeof(Leaf) + sizeof(float) * Leaf::SIZE;
-
-  /// What blocks have become.
+  /// What the blocks of a row have become: leaves without values, and the bytes of each of these.
   struct Row
   {
     std::vector<std::unique_ptr<Leaf>> leaves;
+    std::vector<std::uint32_t> sizes;
+    std::string bytes;
     std::vector<openvdb::Coord> inside;
   };
 
@@ -142,18 +205,31 @@ private:
     std::vector<Row> rows((_frame.dims[1] + Side - 1) / Side);
     ForEach(rows.size(), _options, [&](std::size_t iRow, unsigned int) {
       auto const j = static_cast<std::uint32_t>(iRow) * Side;
+      std::ostringstream stream;
+      _archive.Prepare(stream, *_grid);
       for (std::uint32_t i = 0; i < _frame.dims[0]; i += Side)
         AddBlock({{i, j, iK}, {std::min(Side, _frame.dims[0] - i), std::min(Side, _frame.dims[1] - j), iSlices}},
-                 iValues, rows[iRow]);
+                 iValues, rows[iRow], stream);
+      rows[iRow].bytes = stream.str();
     });
+    for (Row& row : rows)
+      TakeRow(row);
+  }
+
+  void TakeRow(Row& ioRow)
+  {
     openvdb::FloatGrid::Accessor accessor = _grid->getAccessor();
-    for (Row& row : rows) {
-      _leafCount += row.leaves.size();
-      for (auto& leaf : row.leaves)
-        accessor.addLeaf(leaf.release());
-      for (openvdb::Coord const& at : row.inside)
-        accessor.addTile(1, at, -_background, false);
+    std::uint32_t begin = 0;
+    for (std::size_t i = 0; i < ioRow.leaves.size(); ++i) {
+      ioRow.leaves[i]->setTransientData(static_cast<openvdb::Index32>(_places.size()));
+      _places.push_back({static_cast<std::uint32_t>(_rows.size()), begin, ioRow.sizes[i]});
+      begin += ioRow.sizes[i];
+      accessor.addLeaf(ioRow.leaves[i].release());
     }
+    for (openvdb::Coord const& at : ioRow.inside)
+      accessor.addTile(1, at, -_background, false);
+    _bytes += static_cast<double>(ioRow.leaves.size() * (sizeof(Leaf) + sizeof(LeafPlace)) + ioRow.bytes.size());
+    _rows.push_back(std::move(ioRow.bytes));
   }
 
   /// A block: where it begins in the grid, and how many points of it the grid has.
@@ -172,7 +248,7 @@ private:
     return iValues.data() + (std::size_t{iK} * _frame.dims[1] + iBlock.at[1] + iJ) * _frame.dims[0] + iBlock.at[0];
   }
 
-  void AddBlock(Block const& iBlock, std::span<float const> iValues, Row& ioRow) const
+  void AddBlock(Block const& iBlock, std::span<float const> iValues, Row& ioRow, std::ostream& ioStream) const
   {
     float nearest = _limit;
     float lowest = _limit;
@@ -189,13 +265,22 @@ private:
     if (nearest >= _limit && iBlock.IsWhole())
       ioRow.inside.push_back(iBlock.Begin());
     else
-      ioRow.leaves.push_back(MakeLeaf(iBlock, iValues));
+      AddLeaf(MakeLeaf(iBlock, iValues), ioRow, ioStream);
   }
 
-  std::unique_ptr<Leaf> MakeLeaf(Block const& iBlock, std::span<float const> iValues) const
+  static void AddLeaf(Leaf const& iLeaf, Row& ioRow, std::ostream& ioStream)
   {
-    auto leaf = std::make_unique<Leaf>(iBlock.Begin(), _background, false);
-    float* const values = leaf->buffer().data();
+    auto const before = ioStream.tellp();
+    iLeaf.writeBuffers(ioStream);
+    ioRow.sizes.push_back(static_cast<std::uint32_t>(ioStream.tellp() - before));
+    ioRow.leaves.push_back(std::make_unique<Leaf>(openvdb::PartialCreate(), iLeaf.origin()));
+    ioRow.leaves.back()->setValueMask(iLeaf.getValueMask());
+  }
+
+  Leaf MakeLeaf(Block const& iBlock, std::span<float const> iValues) const
+  {
+    Leaf leaf(iBlock.Begin(), _background, false);
+    float* const values = leaf.buffer().data();
     for (std::uint32_t k = 0; k < iBlock.count[2]; ++k)
       for (std::uint32_t j = 0; j < iBlock.count[1]; ++j) {
         float const* const line = LineOf(iBlock, j, k, iValues);
@@ -204,7 +289,7 @@ private:
           bool const isActive = std::abs(line[i]) < _limit;
           values[place] = isActive ? static_cast<float>(line[i] * _scale) : std::copysign(_background, line[i]);
           if (isActive)
-            leaf->setValueOn(place);
+            leaf.setValueOn(place);
         }
       }
     return leaf;
@@ -216,9 +301,12 @@ private:
   float _background; ///< the limit as a length
   SFOutputFile& _file;
   SFVolumeOptions const& _options;
+  Archive _archive;
   openvdb::FloatGrid::Ptr _grid;
-  std::uint64_t _leafCount = 0;
-  double _checkedBytes = 0.0;
+  std::vector<std::string> _rows; ///< bytes of leaves
+  std::vector<LeafPlace> _places; ///< of leaves in these, by their transient data
+  double _bytes = 0.0;            ///< of all leaves
+  double _checkedBytes = 0.0;     ///< of these, those that there was room for
 };
 
 } // namespace
