@@ -45,6 +45,8 @@ packages=(
   graphviz   # drawings
   gnuplot-nox # plots of the documents, by bench/growth.gp
   doxygen     # the reference of the headers
+  groff-base  # the manual page, as two programs
+  mandoc      # render it
   git
 )
 ci_packages=(
