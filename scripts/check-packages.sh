@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Installs the Debian packages of a build into a clean root and uses each from there: the program, the libraries through
-# pkg-config, the Python module where it has been built. Needs root's rights and mmdebstrap; a few minutes, most of them
-# for the download of the clean root.
+# Installs the Debian packages of a build into a clean root and uses each from there: the libraries through pkg-config and
+# CMake, the program with its manual page and its completion, the Python module where it has been built. Removed, they leave
+# nothing. Needs root's rights and mmdebstrap; a few minutes, most of them for the download of the clean root.
 #
 # Usage: scripts/check-packages.sh [BUILD_DIR]
 set -euo pipefail
@@ -15,27 +15,60 @@ rm -rf "$build/packages"
 debs=("$build"/packages/*.deb)
 cp "${debs[@]}" "$work/"
 
-cat >"$work/main.cpp" <<'PROGRAM'
-#include "SFField.h"
-#include "SFShapes.h"
+cat >"$work/library.cpp" <<'PROGRAM'
+#include <SFDagFromExpression.h>
+
+int main() { return SF::SFDagFromExpression::BuildFromExpression("- X f2", nullptr) != nullptr ? 0 : 1; }
+PROGRAM
+cat >"$work/modelling.cpp" <<'PROGRAM'
+#include <SFShapes.h>
 
 int main() { return SF::Sphere(2.0)(0.0, 0.0, 0.0) == -2.0 ? 0 : 1; }
 PROGRAM
+cat >"$work/tools.cpp" <<'PROGRAM'
+#include <SFMeshing.h>
+#include <SFShapes.h>
 
-# What is done inside, one package after the other.
+int main() { return SF::MeshField(SF::Sphere(2.0), {{-3, -3, -3}, {3, 3, 3}}, 0.5).triangles.empty() ? 1 : 0; }
+PROGRAM
+cat >"$work/CMakeLists.txt" <<'PROJECT'
+cmake_minimum_required(VERSION 3.25)
+project(Check LANGUAGES CXX)
+find_package(SF 0.1 CONFIG REQUIRED)
+add_executable(tools tools.cpp)
+target_link_libraries(tools PRIVATE SF::Tools)
+PROJECT
+
+# What is done inside. The packages with libraries alone must do for programs that have been compiled.
 cat >"$work/use.sh" <<'USE'
 set -eux
 cd /check
-apt-get install --yes --no-install-recommends ./*.deb g++ pkg-config >apt.log 2>&1 || { cat apt.log; exit 1; }
+export DEBIAN_FRONTEND=noninteractive
+quietly() { "$@" >log 2>&1 || { cat log; exit 1; }; }
+quietly apt-get install --yes --no-install-recommends ./libsf*.deb g++ cmake make pkg-config
+for part in library:SF modelling:SFModelling tools:SFTools; do
+  g++ -std=c++20 "${part%:*}.cpp" -o "${part%:*}" $(pkg-config --cflags --libs "${part#*:}")
+done
+quietly cmake -B build && quietly cmake --build build && build/tools
+quietly apt-get remove --yes libsf-dev
+for part in library modelling tools; do ./$part; done
+
+quietly apt-get install --yes --no-install-recommends ./sfdag_*.deb bash-completion man-db
 sfdag --version
 test "$(sfdag eval -x 'f2' --at 0 0 0)" = 2
-sfdag eval -e 'sphere(radius=2)' --at 0 0 0
+sfdag mesh -e 'sphere(2)' -n 16 -o ball.3mf && test -s ball.3mf
+sfdag grid -e 'sphere(2)' -n 16 -o ball.vdb && test -s ball.vdb
 timeout --signal INT 5 sfdag view -e 'sphere(2)' | grep http
-g++ -std=c++20 main.cpp -o main $(pkg-config --cflags --libs SFModelling)
-./main
+test -s /usr/share/man/man1/sfdag.1
+man --warnings sfdag 2>&1 >/dev/null | (! grep .)
+bash -c '. /usr/share/bash-completion/completions/sfdag && COMP_WORDS=(sfdag mea) COMP_CWORD=1 && _sfdag && test "${COMPREPLY[*]}" = measure'
+
 if ls python3-sf_*.deb >/dev/null 2>&1; then
-  python3 -c 'import sf; print(sf.sphere(radius=2)([[0, 0, 0]]))'
+  quietly apt-get install --yes --no-install-recommends ./python3-sf_*.deb
+  python3 -c 'import sf; assert sf.sphere(radius=2)([[0, 0, 0]]) == -2; sf.sphere(2).mesh(voxel=1).save("ball.stl")'
 fi
+quietly apt-get remove --yes 'libsf*'
+test -z "$(find /usr -name 'libSF*' -o -path '*/include/SF' -o -name 'sfdag*' -o -path '*/dist-packages/sf')"
 USE
 
 # What apt needs on this machine to reach its sources.

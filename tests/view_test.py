@@ -145,13 +145,29 @@ class ViewTest(unittest.TestCase):
         self.assertEqual(problem["offset"], len("size = 3\n"))
         self.assertIn("NameError", problem["sentence"])
 
+    def test_scripts_of_fields(self):
+        """A script with the Python package, where that is: what it prints keeps its parameters."""
+        package = {**os.environ, "PATH": f"/usr/bin{os.pathsep}{os.environ['PATH']}"}
+        if subprocess.run(["/usr/bin/python3", "-c", "import sf"], env=package, capture_output=True).returncode != 0:
+            self.skipTest("no Python package")
+        script = os.path.join(os.path.dirname(self.file), "part.py")
+        self.put("import sf\nprint(sf.sphere(sf.parameter('r', 2, 1, 5)).to_formula())\n", script)
+        view = self.view(script, "--watch", env=package)
+        head = self.head_of(view.post("/mesh", cells=24))
+        self.assertEqual(head["parameters"], [{"name": "r", "value": 2, "low": 1, "high": 5}])
+        self.assertAlmostEqual(self.volume(view, values={"r": 3}), 4.1888 * 27, delta=1)
+        self.put("import sf\npart = sf.box((1, 2, 3))\nprint(part.offset(1, 2, 3).to_formula())\n", script)
+        problem = self.problem_of(view.post("/mesh"))
+        self.assertIn("TypeError", problem["sentence"])
+        self.assertEqual(problem["offset"], len("import sf\npart = sf.box((1, 2, 3))\n"))
+
     def test_guide(self):
         """What the guide shows can be opened."""
         folder = os.path.dirname(self.file)
         self.put(PLATE, os.path.join(folder, "part.sfm"))
         os.symlink(ROOT / "examples", os.path.join(folder, "examples"))
         guide = (ROOT / "docs" / "view.md").read_text()
-        (script,) = re.findall(r"^```python\n(.*?)^```", guide, re.MULTILINE | re.DOTALL)
+        script, _ = re.findall(r"^```python\n(.*?)^```", guide, re.MULTILINE | re.DOTALL)
         self.put(script, os.path.join(folder, "part.py"))
         commands = re.findall(r"^sfdag view (.*)$", guide, re.MULTILINE)
         self.assertEqual(len(commands), 3)

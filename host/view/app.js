@@ -1,12 +1,13 @@
 // Brings the parts of the page together: what the user changes becomes a mesh, coarse at once and fine soon after.
 
 import { Editor } from "/editor.js";
-import { makeSegments, measureRows, meshRows, showFacts, shown, Sliders } from "/panels.js";
+import { counted, makeSegments, measureRows, meshRows, showFacts, shown, Sliders } from "/panels.js";
 import { Scene } from "/scene.js";
 import { Cancelled, fetchMesh, getJson, measure, Problems } from "/transport.js";
 
 const at = (id) => document.getElementById(id);
 const TYPING = 120; // ms from the last key to the next mesh
+const QUICK = 250; // ms of a fine mesh that needs no coarse one before it
 const GLANCE = 100; // ms that a coarse mesh may take
 const LOOKING = 400; // ms between looks at the file
 
@@ -53,7 +54,7 @@ class App {
     this.onEdit();
   }
 
-  /** Something has changed. A coarse mesh under way is shown first, a fine one is given up. */
+  /** Something has changed. A coarse mesh under way, and one that is quick, is shown first; another one is given up. */
   change() {
     this.isDue = true;
     this.fine?.abort();
@@ -78,20 +79,26 @@ class App {
     this.setStatus("busy", "meshing");
     const cells = Number(at("cells").value);
     const coarse = this.coarseCells(cells);
-    if (coarse < 0.85 * cells) this.show(await fetchMesh(this.query(coarse)), begin);
-    if (this.isDue) return;
-    this.fine = new AbortController();
-    const mesh = await fetchMesh({ ...this.query(cells), measured: true }, this.fine.signal);
     this.fine = null;
-    this.cost = mesh.head.milliseconds / cells ** 2;
+    if (coarse < cells) {
+      this.show(await fetchMesh(this.query(coarse)), begin);
+      if (this.isDue) return;
+      this.fine = new AbortController();
+    }
+    const mesh = await fetchMesh({ ...this.query(cells), measured: true }, this.fine?.signal);
+    this.cost = mesh.head.milliseconds / cells;
     this.show(mesh, begin);
-    this.setStatus("ready", `${shown(mesh.head.triangles)} triangles`);
+    this.setStatus("ready", counted(mesh.head.triangles, "triangle", "triangles"));
   }
 
-  /** As many as take the time of a glance, by what the last fine mesh took; its time grows with their square. */
+  /**
+   * As many as take the time of a glance, by what the last fine mesh took; all where that is quick. Small meshes take longer
+   * than the square of their cells would have it.
+   */
   coarseCells(cells) {
-    const affordable = this.cost ? Math.sqrt(GLANCE / this.cost) : cells / 2;
-    return Math.max(16, Math.round(cells / 3), Math.min(cells, Math.round(affordable)));
+    if (this.cost * cells <= QUICK) return cells;
+    const affordable = this.cost ? GLANCE / this.cost : cells / 2;
+    return Math.min(cells, Math.max(16, Math.round(cells / 3), Math.round(affordable)));
   }
 
   show(mesh, begin) {
@@ -150,8 +157,8 @@ class App {
     const scale = this.mode === "curvature" ? this.scene.curvatureScale : null;
     at("legend").hidden = !scale;
     if (!scale) return;
-    at("legend-low").textContent = `convex ${shown(-scale)}`;
-    at("legend-high").textContent = `${shown(scale)} concave, 1/${this.model.unit}`;
+    at("legend-low").textContent = `convex ${shown(-scale, 3)}`;
+    at("legend-high").textContent = `${shown(scale, 3)} concave, 1/${this.model.unit}`;
   }
 
   addSection() {
@@ -191,7 +198,7 @@ class App {
       const point = this.scene.pick(event.clientX, event.clientY);
       if (!point) return;
       const { points, distance } = this.scene.addRulerPoint(point);
-      say(distance === null ? points[0].map(shown).join(", ") : `${shown(distance)} ${this.model.unit}`);
+      say(distance === null ? points[0].map((each) => shown(each)).join(", ") : `${shown(distance)} ${this.model.unit}`);
     });
   }
 

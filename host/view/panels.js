@@ -6,13 +6,19 @@ const make = (tag, properties = {}, ...children) => {
   return element;
 };
 
-/** A number in 5 digits, with thin groups of thousands. */
-export function shown(value) {
+/** A number with thin groups of thousands, and a sign as wide as a digit. */
+const grouped = (number, options) => number.toLocaleString("en", options).replace(/,/g, "\u2009").replace("-", "\u2212");
+
+/** A number in a few digits. */
+export function shown(value, digits = 5) {
   if (value === null || !Number.isFinite(value)) return "–";
-  const rounded = Number(value.toPrecision(5));
+  const rounded = Number(value.toPrecision(digits));
   if (rounded !== 0 && (Math.abs(rounded) < 1e-3 || Math.abs(rounded) >= 1e7)) return rounded.toExponential(3);
-  return rounded.toLocaleString("en", { maximumSignificantDigits: 5 }).replace(/,/g, "\u2009");
+  return grouped(rounded, { maximumSignificantDigits: digits });
 }
+
+/** A number of things, exactly: "1 cavity", "2 cavities". */
+export const counted = (count, one, many) => `${grouped(count)} ${count === 1 ? one : many}`;
 
 /** Buttons of which one is chosen. `onChoose` is given its value. */
 export function makeSegments(element, choices, chosen, onChoose) {
@@ -110,7 +116,7 @@ export function showFacts(id, rows) {
 /** What is known of a mesh. */
 export function meshRows(head, unit, milliseconds) {
   return [
-    ["Triangles", shown(head.triangles)],
+    ["Triangles", grouped(head.triangles)],
     ["Voxel", `${shown(head.voxel)} ${unit}`],
     ["Deviation", `${shown(head.deviation)} ${unit}`],
     ["Time", `${Math.round(milliseconds)} ms`],
@@ -128,8 +134,8 @@ export function measureRows(measures, longer, unit) {
     ["Volume", ...(longer ? within(longer.volume, `${unit}³`) : [`${shown(volume)} ${unit}³`])],
     ["Area", ...(longer ? within(longer.area, `${unit}²`) : [`${shown(area)} ${unit}²`])],
     ["Size", high.map((end, i) => shown(end - low[i])).join(" × ")],
-    ["Centre", centre.map((value) => shown(settled(value))).join(", ")],
-    ["Parts", String(topology.components), topology.cavities ? `${topology.cavities} cavities` : ""],
+    ["Centre", centre.map((value) => shown(settled(value), 4)).join(", ")],
+    ["Parts", String(topology.components), topology.cavities ? counted(topology.cavities, "cavity", "cavities") : ""],
     ["Genus", topology.genus < 0 ? "–" : String(topology.genus)],
     ["Watertight", topology.watertight ? "yes" : "no"],
   ];
