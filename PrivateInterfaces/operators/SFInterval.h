@@ -211,10 +211,29 @@ inline SFInterval Atan(SFInterval const& iA)
   return Detail::Widened({Elementary::Atan(iA.lo), Elementary::Atan(iA.hi), iA.nan});
 }
 
-/// Tight for a base that is not negative and one exponent, the case that occurs; anything else is anything. So is
-/// 0 with a negative exponent: -0 may give the other infinity.
+namespace Detail {
+
+/// The range of a power with an integer exponent, which any base has: monotone on each side of 0, even or odd.
+inline SFInterval IntegerPower(SFInterval const& iA, double iExponent)
+{
+  bool const isEven = std::fmod(iExponent, 2.0) == 0.0;
+  if (iExponent < 0.0 && !isEven && iA.MayBeZero()) // either infinity
+    return SFInterval::Anything();
+  SFInterval const base = isEven ? abs(iA) : iA;
+  double const a = Elementary::Pow(base.lo, iExponent);
+  double const b = Elementary::Pow(base.hi, iExponent);
+  SFInterval const range(std::min(a, b), std::max(a, b), iA.nan);
+  return isEven ? WidenedAbove0(range) : Widened(range);
+}
+
+} // namespace Detail
+
+/// Tight for one exponent and a base that is not negative, or an exponent that is an integer; anything else is anything. So
+/// is 0 with a negative exponent: -0 may give the other infinity.
 inline SFInterval Pow(SFInterval const& iA, SFInterval const& iB)
 {
+  if (iB.IsPoint() && std::isfinite(iB.lo) && std::trunc(iB.lo) == iB.lo)
+    return Detail::IntegerPower(iA, iB.lo);
   if (!iB.IsPoint() || iA.lo < 0.0 || (iA.lo == 0.0 && iB.lo < 0.0))
     return SFInterval::Anything();
   double const a = Elementary::Pow(iA.lo, iB.lo);
