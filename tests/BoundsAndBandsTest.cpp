@@ -103,6 +103,54 @@ TEST(LipschitzBounds, DoNotHoldForWhatPruningLeaves)
   ASSERT_EQ(Compiled(root, options)->RenderSlices(dims, 0, 64, found, 0.2, origin), S_OK);
   EXPECT_LT(*std::min_element(expected.begin(), expected.end()), 3.5F);
   EXPECT_TRUE(found == expected);
+
+  FieldPtr const field = Compiled(root, options);
+  unsigned int const corner[] = {9, 9, 9};
+  for (unsigned int number = 0; number < 512; ++number) {
+    ZULMathPoint const low{3.0 + 1.6 * (number & 7), 1.6 * (number >> 3 & 7), 1.6 * (number >> 6)};
+    FieldPtr part;
+    ASSERT_EQ(field->Restrict({{low.x - 1.0, low.y - 1.0, low.z - 1.0}, {low.x + 3.0, low.y + 3.0, low.z + 3.0}}, part),
+              S_OK);
+    ASSERT_EQ(part->Restrict({low, {low.x + 1.6, low.y + 1.6, low.z + 1.6}}, part), S_OK);
+    std::vector<float> here(512);
+    std::vector<float> there(512);
+    double const from[] = {low.x, low.y, low.z};
+    ASSERT_EQ(part->RenderSlices(corner, 0, 6, here, 0.2, from), S_OK);
+    ASSERT_EQ(Compiled(root)->RenderSlices(corner, 0, 6, there, 0.2, from), S_OK);
+    EXPECT_TRUE(here == there) << number;
+  }
+}
+
+/// A range that reads coordinates twice is no wider than the slope allows, in a part of a part too, and holds all values.
+TEST(LipschitzBounds, NarrowIntervalsAndStayWithParts)
+{
+  std::string const stated = "+ e * f0.5 + X Y e * f-0.5 + X Y ";
+  std::string const found = "- r + + q - X * f0.6 + * f0.6 X * f0.8 Y q - Y * f0.8 + * f0.6 X * f0.8 Y q Z f0.1 ";
+  for (auto const& [text, bound] : {std::pair{stated, 2.0}, {found, 1.0}}) {
+    RootPtr const root = Build("U " + text + "f100 $");
+    SFLipschitzBound const known{root->GetLhs().get(), 2.0};
+    SFCompiledFieldOptions options = WithThreads(1);
+    if (text == stated)
+      options.lipschitzBounds = {&known, 1};
+    FieldPtr field = Compiled(root, options);
+    for (double const half : {1.0, 0.3, 0.01}) {
+      ZULMathBox const box{{0.7 - half, 0.9 - half, 0.2 - half}, {0.7 + half, 0.9 + half, 0.2 + half}};
+      ASSERT_EQ(field->Restrict(box, field), S_OK);
+      double low = 0.0;
+      double high = 0.0;
+      ASSERT_EQ(field->EvaluateInterval(box, low, high), S_OK);
+      EXPECT_LE(high - low, 2.0 * bound * half * std::sqrt(3.0) * 1.01 + 1e-5) << text << half;
+      Points points = RandomPoints(200, half);
+      for (std::size_t i = 0; i < points.Count(); ++i) {
+        points.x[i] += 0.7;
+        points.y[i] += 0.9;
+        points.z[i] += 0.2;
+      }
+      ASSERT_EQ(points.Evaluate(*field), S_OK);
+      EXPECT_GE(*std::min_element(points.values.begin(), points.values.end()), low);
+      EXPECT_LE(*std::max_element(points.values.begin(), points.values.end()), high);
+    }
+  }
 }
 
 TEST(LipschitzBounds, FalseOnesAreReportedByTheCheck)

@@ -16,7 +16,7 @@ struct SFStepCost
   {
     if (iTape.IsHoisted(iStep.id))
       return;
-    choices = IsChoice(SFNodeType{iStep.code}) || iStep.code == SelectCode ? 1 : 0;
+    choices = IsChoiceCode(iStep.code) ? 1 : 0;
     cost = CostOf(iStep.code);
   }
 

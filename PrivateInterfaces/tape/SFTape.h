@@ -8,11 +8,13 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 namespace SF {
 
 class ResourceToSF;
+struct SFSlopeTable;
 
 /// Number of a value on a tape: the position of the instruction that computes it.
 using SFValueId = std::uint32_t;
@@ -93,6 +95,8 @@ struct SFTape
   std::vector<SFTapeInstruction> instructions;
   std::vector<SFStatedBound> bounds;
   std::vector<SFValueId> results; ///< one a root, in the order in which the roots were given
+  /// The slopes of its values in the box that it has been restricted to; none for a tape that holds everywhere.
+  std::shared_ptr<SFSlopeTable const> slopes;
 };
 
 /// Whether it asks the host, whose answers take any time.

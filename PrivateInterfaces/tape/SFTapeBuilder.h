@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tape/SFSlopeTable.h"
 #include "tape/SFTape.h"
 
 #include <vector>
@@ -21,6 +22,9 @@ public:
   SFTapeInstruction const& At(SFValueId iId) const { return _tape.instructions[iId]; }
   void AddResult(SFValueId iId) { _tape.results.push_back(iId); }
   void AddBound(SFStatedBound const& iBound) { _tape.bounds.push_back(iBound); }
+  /// The tape has slopes: those that are added.
+  void TakeSlopes() { _hasSlopes = true; }
+  void AddSlope(SFValueId iId, SFSlopeEntry const& iSlope);
 
   /// The tape, without instructions that no result needs. The builder is spent.
   SFTape Finish();
@@ -29,6 +33,8 @@ private:
   void Grow();
 
   SFTape _tape;
+  bool _hasSlopes = false;
+  SFSlopeTable _slopes;
   std::vector<SFValueId> _numbering; ///< open-addressing table of the instructions by what they compute
 };
 

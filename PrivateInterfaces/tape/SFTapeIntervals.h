@@ -3,6 +3,7 @@
 #include "operators/SFInterval.h"
 #include "operators/SFScalarOps.h"
 #include "tape/SFRanges.h"
+#include "tape/SFSlopeTable.h"
 #include "tape/SFTape.h"
 #include "tape/SFTapeKernels.h"
 
@@ -16,6 +17,9 @@ namespace SF {
 /// The range of an operator over ranges of its operands, from the one meaning that it has. A unary operator reads
 /// `iA` alone; the square of one value is recognised by `iA` and `iB` being one object.
 SFInterval RangeOfOperator(SFTapeCode iOperator, SFInterval const& iA, SFInterval const& iB);
+
+/// Where values are computed at, of a range of a coordinate; NaN for one without ends.
+inline double MiddleOf(SFInterval const& iRange) { return iRange.lo + (iRange.hi - iRange.lo) / 2.0; }
 
 /// The range of the angle of (u, w).
 SFInterval RangeOfAngle(SFInterval const& iU, SFInterval const& iW);
@@ -49,9 +53,10 @@ void ComputeRange(SFTapeCode iCode, SFRanges<W> const& iA, SFRanges<W> const& iB
     oRange.SetAll(SFInterval::Anything());
 }
 
-/// The ranges of all values of a tape for points in a box, given by the ranges of its coordinates.
-std::vector<SFRanges<1>> RangesOverBox(SFTape const& iTape, std::array<SFInterval, 3> const& iBox);
+/// The ranges of all values of a tape for points in a box, given by the ranges of its coordinates. Confined by slopes
+/// that hold there.
+std::vector<SFRanges<1>> RangesOverBox(SFTape const& iTape, SFPointBox const& iBox, SFSlopeTable const& iSlopes = {});
 /// That of its first result.
-SFInterval RangeOverBox(SFTape const& iTape, std::array<SFInterval, 3> const& iBox);
+SFInterval RangeOverBox(SFTape const& iTape, SFPointBox const& iBox, SFSlopeTable const& iSlopes = {});
 
 } // namespace SF

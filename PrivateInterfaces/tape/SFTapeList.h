@@ -1,6 +1,7 @@
 #pragma once
 
 #include "SFOperatorTable.h"
+#include "tape/SFSlopeTable.h"
 #include "tape/SFTape.h"
 
 #include <array>
@@ -8,14 +9,6 @@
 #include <vector>
 
 namespace SF {
-
-/// What confines the range of a value over a box, beside those of its operands.
-enum class SFSlopeUse : std::uint8_t
-{
-  None,
-  OfValue, ///< the Lipschitz bound of the value
-  OfRoot   ///< that of its root
-};
 
 /// One step of a list that a tile runs: the instruction of value `id`, its operands perhaps replaced.
 struct SFTapeStep
@@ -48,6 +41,9 @@ void ForOperands(Step const& iStep, Call iCall)
   for (int i = 0; i < ArityOf(iStep.code); ++i)
     iCall(iStep.operands[static_cast<std::size_t>(i)]);
 }
+
+/// Whether pruning might decide a step with this code.
+constexpr bool IsChoiceCode(SFTapeCode iCode) { return IsChoice(SFNodeType{iCode}) || iCode == SelectCode; }
 
 /// The cost of a step with this code at one point, in additions. What is no operator costs as much as a function.
 constexpr std::size_t CostOf(SFTapeCode iCode)

@@ -9,7 +9,8 @@
 
 #include <atomic>
 #include <functional>
-#include <optional>
+#include <memory>
+#include <vector>
 
 namespace SF {
 
@@ -48,12 +49,15 @@ private:
 
   std::size_t PointsAtOnce(std::size_t iCount) const;
   bool TriesPruning(std::size_t iCount) const;
+  std::shared_ptr<SFTapePruner const> PrunerFor(SFPointBox const& iBox) const;
 
   SFWorkPlan _plan;
   std::size_t _most; ///< points that a thread may divide at once
   bool _asksHost;
+  std::vector<char> _whereSlopesHelp;
   SFTapeInvariants _tape;
-  std::optional<SFTapePruner> _pruner;          ///< none where the list is too short to be pruned
+  bool _mayPrune = false; ///< not where the list is too short
+  SFMadeForBox<SFTapePruner> _pruner;
   mutable std::atomic<unsigned int> _inVain{0}; ///< how many parts are run unpruned before the next attempt
   mutable SFPool<Worker> _workers;
 };

@@ -8,6 +8,7 @@
 
 #include <array>
 #include <limits>
+#include <memory>
 #include <span>
 #include <vector>
 
@@ -42,9 +43,6 @@ struct SFStepState
   SFBoxes altered; ///< where its readers must be rewritten: it is replaced, or of other axes than before
   SFBoxes changed; ///< where its readers may find another value than before, as what it is does not matter
 };
-
-/// The ranges of the coordinates of some points.
-using SFPointBox = std::array<SFInterval, 3>;
 
 /// The boxes that a list is pruned for: parts of a grid or, for a tape at points, ranges of coordinates.
 struct SFPruningBoxes
@@ -93,7 +91,10 @@ public:
   static constexpr std::size_t MaxBoxes = SFRangeLanes;
 
   /// `iLimit`: the magnitude that the result is limited to when it is stored; infinity where it is stored as it is.
-  explicit SFTapePruner(SFTapeInvariants const& iTape, double iLimit = SFInterval::Infinity);
+  /// `iSlopes`: those of the values in all boxes that it will prune for; without, those of the tape, or on a grid those
+  /// that are found.
+  explicit SFTapePruner(SFTapeInvariants const& iTape, double iLimit = SFInterval::Infinity,
+                        std::shared_ptr<SFSlopeTable const> iSlopes = nullptr);
 
   /// The list for tiles anywhere in the grid. Without choices, or on a grid whose coordinates are not numbers, it has
   /// no choices and must not be pruned.
@@ -121,7 +122,7 @@ private:
   SFTapeInvariants const& _tape;
   double _limit;
   SFPrunableList _list;
-  SFSlopeTable _slopes;
+  std::shared_ptr<SFSlopeTable const> _slopes;
 };
 
 } // namespace SF

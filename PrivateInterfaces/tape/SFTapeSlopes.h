@@ -31,7 +31,10 @@ struct SFSlope
 /// from a segment, however it is written. Everything else follows operator by operator. Errors are forward error bounds.
 /// (N. J. Higham, Accuracy and Stability of Numerical Algorithms, 2002, chapter 3; F. H. Clarke, Optimization and Nonsmooth
 /// Analysis, 1983, for the gradients of pieces.)
-std::vector<SFSlope> SlopesOf(SFTape const& iTape, std::span<SFInterval const> iRanges);
+///
+/// `iNeeded`: by value, whether it is wanted; it must be of the operands of what is. All where it is empty.
+std::vector<SFSlope> SlopesOf(SFTape const& iTape, std::span<SFInterval const> iRanges,
+                              std::span<char const> iNeeded = {});
 
 /// No vector grows by more under these three columns: an upper bound of the largest singular value, at most half a percent
 /// above it.

@@ -160,6 +160,16 @@ struct SFCompiledField::Content
   /// The tape for coordinates up to a magnitude; with a bound it may be shorter.
   SFTape const& TapeFor(bool iBounded) const { return iBounded ? *bounded : *anywhere; }
 
+  /// The slopes of that tape in a box.
+  std::shared_ptr<SFSlopeTable const> SlopesFor(bool iBounded, SFPointBox const& iBox) const
+  {
+    SFTape const& tape = TapeFor(iBounded);
+    if (tape.slopes != nullptr)
+      return tape.slopes;
+    return slopes[iBounded ? 1 : 0].Get(
+        iBox, [&](SFPointBox const& iAll) { return SlopesOverBox(WhereSlopesHelp(tape), tape, iAll); });
+  }
+
   HRESULT Evaluate(std::size_t iCount, SFTapePoints::Points const& iPoints, double* oValues,
                    std::atomic<bool> const* iCancel) const;
   HRESULT EvaluateGradient(std::size_t iCount, SFTapePoints::Points const& iPoints, double* oValues, double* oGradients,
@@ -195,7 +205,8 @@ struct SFCompiledField::Content
   Resources resources;
   SFCompiledFieldOptions options;
   Tape anywhere;
-  Tape bounded; ///< for coordinates up to SFTapeCompiler::LargestCoordinate
+  Tape bounded;                                     ///< for coordinates up to SFTapeCompiler::LargestCoordinate
+  std::array<SFMadeForBox<SFSlopeTable>, 2> slopes; ///< by tape
   mutable SFPreparedGrids grids;
   Points points;
   Points gradients;
@@ -361,7 +372,7 @@ HRESULT SFCompiledField::EvaluateInterval(ZULMathBox const& iBox, double& oLow, 
   bool isBounded = false;
   if (!AsRanges("EvaluateInterval", iBox, box, isBounded))
     return E_INVALIDARG;
-  SFInterval const range = RangeOverBox(_content->TapeFor(isBounded), box);
+  SFInterval const range = RangeOverBox(_content->TapeFor(isBounded), box, *_content->SlopesFor(isBounded, box));
   oLow = range.lo;
   oHigh = range.hi;
   return range.nan ? S_FALSE : S_OK;
@@ -373,7 +384,8 @@ HRESULT SFCompiledField::Restrict(ZULMathBox const& iBox, std::shared_ptr<SFComp
   bool isBounded = false;
   if (!AsRanges("Restrict", iBox, box, isBounded))
     return E_INVALIDARG;
-  auto tape = std::make_shared<SFTape const>(Restricted(_content->TapeFor(isBounded), box));
+  auto tape = std::make_shared<SFTape const>(
+      Restricted(_content->TapeFor(isBounded), box, *_content->SlopesFor(isBounded, box)));
   oField.reset(new SFCompiledField(
       std::make_unique<Content>(_content->root, _content->resources, _content->options, tape, tape)));
   return S_OK;

@@ -8,6 +8,8 @@
 namespace SF {
 namespace {
 
+double Square(double iValue) { return iValue * iValue; }
+
 /// The first pass: ranges, in the order of the list.
 template <std::size_t W>
 class Ranges
@@ -81,11 +83,15 @@ void Ranges<W>::FindRadii()
   for (std::size_t axis = 0; axis < 3; ++axis) {
     Extents const& extents = _extents[axis];
     for (std::size_t lane = 0; lane < _boxes.size(); ++lane) {
+      if (_tape.IsAtPoints()) {
+        SFInterval const& range = _boxes.ranges[lane][axis];
+        _radii[lane] += Square(std::max(MiddleOf(range) - range.lo, range.hi - MiddleOf(range)));
+        continue;
+      }
       std::size_t const centre = extents.centres[extents.of[lane]];
       double const at = _tape.Coordinate(axis, centre);
       SFInterval const range = _tape.CoordinateRange(axis, _boxes.tiles[lane]);
-      double const half = std::max(at - range.lo, range.hi - at);
-      _radii[lane] += half * half;
+      _radii[lane] += Square(std::max(at - range.lo, range.hi - at));
     }
   }
   for (double& radius : _radii)
@@ -129,7 +135,7 @@ void Ranges<W>::ReadLeaf(SFTapeStep const& iStep, SFRanges<W>& oRange) const
 template <std::size_t W>
 void Ranges<W>::Confine(SFTapeStep const& iStep, SFRanges<W>& ioRange)
 {
-  SFSlopeTable::Entry const& entry = _slopes.entries[iStep.id];
+  SFSlopeEntry const& entry = _slopes.entries[iStep.id];
   bool const isOfRoot = iStep.slope == SFSlopeUse::OfRoot;
   _spread.margin = entry.margin;
   _spread.rootOfMargin = entry.rootOfMargin;
@@ -148,8 +154,11 @@ template <std::size_t W>
 void Ranges<W>::ReadCoordinate(SFTapeStep const& iStep, SFRanges<W>& oRange) const
 {
   std::size_t const axis = AxisOf(_tape.GetTape().instructions[iStep.id].code);
-  for (std::size_t lane = 0; lane < W; ++lane)
-    oRange.Set(lane, _boxes.ranges[lane < _boxes.size() ? lane : 0][axis]);
+  for (std::size_t lane = 0; lane < W; ++lane) {
+    SFInterval const& range = _boxes.ranges[lane < _boxes.size() ? lane : 0][axis];
+    oRange.Set(lane, range);
+    oRange.centre[lane] = MiddleOf(range);
+  }
 }
 
 template <std::size_t W>

@@ -1,6 +1,7 @@
 #include "tape/SFSlopeTable.h"
 
 #include "tape/SFTapeIntervals.h"
+#include "tape/SFTapeList.h"
 #include "tape/SFTapeSlopes.h"
 
 #include <algorithm>
@@ -9,29 +10,6 @@
 
 namespace SF {
 namespace {
-
-/// The ranges of all values of a tape over its whole grid.
-std::vector<SFInterval> RangesOverGrid(SFTapeInvariants const& iTape)
-{
-  SFGrid const& grid = iTape.GetGrid();
-  SFTile const whole{{0, 0, 0}, grid.dims};
-  auto const& instructions = iTape.GetTape().instructions;
-  std::vector<SFRanges<1>> ranges(instructions.size());
-  std::vector<SFInterval> found;
-  for (SFValueId id = 0; id < instructions.size(); ++id) {
-    SFTapeInstruction const& instruction = instructions[id];
-    auto const leaf = [&](SFRanges<1>& oRange) {
-      oRange.Set(0, iTape.CoordinateRange(AxisOf(instruction.code), whole));
-    };
-    if (instruction.axes == 0)
-      ranges[id].Set(0, SFInterval(iTape.GetScalar(id)));
-    else
-      ComputeRange<false>(instruction.code, ranges[instruction.operands[0]], ranges[instruction.operands[1]],
-                          iTape.GetKernels(), leaf, ranges[id]);
-    found.push_back(ranges[id].At(0));
-  }
-  return found;
-}
 
 /// By value: whether a slope can tell more than the ranges of the operands. It cannot where every coordinate is read once, as
 /// the range is exact then, nor for choices and what is no more than one of them moved, which have the ranges of what they
@@ -60,15 +38,15 @@ std::vector<char> WhereSlopesTell(SFTape const& iTape)
   return tells;
 }
 
-/// By value: whether it is a result or an operand of a choice.
+/// By value: whether it is the first result or an operand of a choice.
 std::vector<char> WhereRangesDecide(SFTape const& iTape)
 {
   std::vector<char> decides(iTape.instructions.size(), 0);
   for (auto const& instruction : iTape.instructions)
     if (IsChoice(SFNodeType{instruction.code}))
       ForOperands(instruction, [&](SFValueId iOperand) { decides[iOperand] = 1; });
-  for (SFValueId const result : iTape.results)
-    decides[result] = 1;
+  if (!iTape.results.empty())
+    decides[iTape.results.front()] = 1;
   return decides;
 }
 
@@ -81,30 +59,54 @@ SFSlopeUse UseOf(SFSlope const& iSlope)
 
 } // namespace
 
-SFSlopeTable SlopesOnGrid(SFTapeInvariants const& iTape, std::span<SFTapeStep> ioSteps)
+std::vector<char> WhereSlopesHelp(SFTape const& iTape)
+{
+  auto const decides = WhereRangesDecide(iTape);
+  auto const tells = WhereSlopesTell(iTape);
+  std::vector<char> where(decides.size(), 0);
+  bool isAny = false;
+  for (std::size_t id = 0; id < where.size(); ++id)
+    if (decides[id] != 0 && tells[id] != 0) {
+      where[id] = 1;
+      isAny = true;
+    }
+  return isAny ? where : std::vector<char>{};
+}
+
+SFSlopeTable SlopesWhere(std::span<char const> iWhere, SFTape const& iTape, std::span<SFInterval const> iRanges)
 {
   SFSlopeTable table;
-  auto const decides = WhereRangesDecide(iTape.GetTape());
-  auto const tells = WhereSlopesTell(iTape.GetTape());
-  auto const isWorthwhile = [&](SFTapeStep const& iStep) {
-    return decides[iStep.id] != 0 && tells[iStep.id] != 0 && iStep.code != InputCode;
-  };
-  if (std::none_of(ioSteps.begin(), ioSteps.end(), isWorthwhile))
+  if (iWhere.empty())
     return table;
-  auto const ranges = RangesOverGrid(iTape);
-  auto const slopes = SlopesOf(iTape.GetTape(), ranges);
-  for (SFTapeStep& step : ioSteps) {
-    SFSlope const& slope = slopes[step.id];
-    double const magnitude = std::max(std::abs(ranges[step.id].lo), std::abs(ranges[step.id].hi));
+  std::vector<char> needed(iTape.instructions.size(), 0);
+  std::copy(iWhere.begin(), iWhere.end(), needed.begin()); // the tape may have got more values at its end
+  for (std::size_t id = needed.size(); id-- > 0;)
+    if (needed[id] != 0)
+      ForOperands(iTape.instructions[id], [&](SFValueId iOperand) { needed[iOperand] = 1; });
+  auto const slopes = SlopesOf(iTape, iRanges, needed);
+  for (std::size_t id = 0; id < iWhere.size(); ++id) {
+    SFSlope const& slope = slopes[id];
+    double const magnitude = std::max(std::abs(iRanges[id].lo), std::abs(iRanges[id].hi));
     double const margin = 2.0 * slope.error + 16.0 * std::numeric_limits<double>::epsilon() * magnitude + 1e-300;
-    step.slope = isWorthwhile(step) && margin < SFInterval::Infinity ? UseOf(slope) : SFSlopeUse::None;
-    if (step.slope == SFSlopeUse::None)
+    SFSlopeUse const use = UseOf(slope);
+    if (iWhere[id] == 0 || !(margin < SFInterval::Infinity) || use == SFSlopeUse::None)
       continue;
     table.entries.resize(slopes.size());
-    double const bound = step.slope == SFSlopeUse::OfRoot ? slope.ofRoot : slope.lipschitz;
-    table.entries[step.id] = {bound * (1.0 + 1e-14), margin, std::sqrt(margin) * (1.0 + 1e-14), slope.isStated};
+    double const bound = use == SFSlopeUse::OfRoot ? slope.ofRoot : slope.lipschitz;
+    table.entries[id] = {bound * (1.0 + 1e-14), margin, std::sqrt(margin) * (1.0 + 1e-14), use, slope.isStated};
   }
   return table;
+}
+
+SFSlopeTable SlopesOverBox(std::span<char const> iWhere, SFTape const& iTape, SFPointBox const& iBox)
+{
+  if (iWhere.empty())
+    return {};
+  std::vector<SFInterval> ranges;
+  ranges.reserve(iTape.instructions.size());
+  for (SFRanges<1> const& range : RangesOverBox(iTape, iBox))
+    ranges.push_back(range.At(0));
+  return SlopesWhere(iWhere, iTape, ranges);
 }
 
 } // namespace SF

@@ -82,6 +82,17 @@ SFValueId SFTapeBuilder::Emit(SFNodeType iOperator, SFValueId iA, SFValueId iB)
   return Number(instruction);
 }
 
+/// Of two for one value the first one stays.
+void SFTapeBuilder::AddSlope(SFValueId iId, SFSlopeEntry const& iSlope)
+{
+  if (iSlope.use == SFSlopeUse::None)
+    return;
+  if (_slopes.entries.size() <= iId)
+    _slopes.entries.resize(iId + 1);
+  if (_slopes.entries[iId].use == SFSlopeUse::None)
+    _slopes.entries[iId] = iSlope;
+}
+
 SFTape SFTapeBuilder::Finish()
 {
   auto& instructions = _tape.instructions;
@@ -108,6 +119,15 @@ SFTape SFTapeBuilder::Finish()
   for (SFStatedBound const& bound : _tape.bounds)
     if (needed[bound.value] != 0)
       tape.bounds.push_back({renumbered[bound.value], bound.lipschitz});
+  if (!_hasSlopes)
+    return tape;
+  SFSlopeTable slopes;
+  if (!_slopes.entries.empty())
+    slopes.entries.resize(tape.instructions.size());
+  for (std::size_t id = 0; id < _slopes.entries.size(); ++id)
+    if (needed[id] != 0)
+      slopes.entries[renumbered[id]] = _slopes.entries[id];
+  tape.slopes = std::make_shared<SFSlopeTable const>(std::move(slopes));
   return tape;
 }
 

@@ -291,6 +291,13 @@ SFTape SFTapeDifferentiation::Run(SFTape const& iFields)
     _copies.push_back(copy);
     _gradients.push_back(Differentiate(instruction, copy));
   }
+  if (iFields.slopes != nullptr) {
+    _builder.TakeSlopes();
+    for (std::size_t id = 0; id < iFields.slopes->entries.size(); ++id)
+      _builder.AddSlope(_copies[id], iFields.slopes->entries[id]);
+  }
+  for (SFStatedBound const& bound : iFields.bounds)
+    _builder.AddBound({_copies[bound.value], bound.lipschitz});
   for (SFValueId const field : iFields.results) {
     _builder.AddResult(_copies[field]);
     for (SFValueId const derivative : _gradients[field])

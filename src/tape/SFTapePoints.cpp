@@ -95,11 +95,13 @@ public:
   /// Returns whether pruning gained something.
   bool RunDivided(SFPointPlaces const& iPlaces)
   {
-    if (_worker.pruning.positions.empty())
-      _worker.pruning = _owner._pruner->MakeScratch();
-    _worker.pruning.stop = &_worker.runner.GetStop();
     _first = iPlaces.first;
-    return Visit(_worker.cloud.Gather(_points, iPlaces.first, iPlaces.count), _owner._pruner->GetList(), 0, false);
+    Part const all = _worker.cloud.Gather(_points, iPlaces.first, iPlaces.count);
+    _pruner = _owner.PrunerFor(all.box);
+    if (_worker.pruning.positions.empty())
+      _worker.pruning = _pruner->MakeScratch();
+    _worker.pruning.stop = &_worker.runner.GetStop();
+    return Visit(all, _pruner->GetList(), 0, false);
   }
 
 private:
@@ -130,8 +132,8 @@ private:
     std::array<SFPointBox, SFPointCloud::MaxParts> boxes;
     for (std::size_t i = 0; i < count; ++i)
       boxes[i] = level.parts[i].box;
-    _owner._pruner->Prune(iList, SFPruningBoxes(std::span<SFPointBox const>(boxes.data(), count)), SFListUse::ToPrune,
-                          _worker.pruning, level.lists.data());
+    _pruner->Prune(iList, SFPruningBoxes(std::span<SFPointBox const>(boxes.data(), count)), SFListUse::ToPrune,
+                   _worker.pruning, level.lists.data());
     if (MustStop())
       return false;
     double time = 0.0;
@@ -210,30 +212,44 @@ private:
   Points const& _points;
   Sink const& _sink;
   std::size_t _first = 0;
+  std::shared_ptr<SFTapePruner const> _pruner;
 };
 
 SFTapePoints::SFTapePoints(SFTape iTape, SFCompiledFieldOptions const& iOptions)
   : _plan(PlanWork(iTape, iOptions.threads, BatchSizeFor(iTape), iOptions.memoryBudget)),
     _most((iOptions.memoryBudget - std::min(iOptions.memoryBudget, _plan.bytes)) / _plan.threads /
           SFPointCloud::BytesPerPoint),
-    _asksHost(HasResources(iTape)), _tape(SFTapeInvariants::AtPoints(std::move(iTape), NoLimits))
+    _asksHost(HasResources(iTape)),
+    _whereSlopesHelp(iTape.slopes == nullptr ? WhereSlopesHelp(iTape) : std::vector<char>()),
+    _tape(SFTapeInvariants::AtPoints(std::move(iTape), NoLimits))
 {
   std::size_t cost = 0;
   for (SFTapeStep const& step : _tape.GetList().steps)
     cost += CostOf(step.code);
   if (cost < WorthPruning || _most < LeastPoints || _plan.volume > BatchSize)
     return;
-  _pruner.emplace(_tape);
-  if (_pruner->GetList().choices == 0)
-    _pruner.reset();
+  auto const& steps = _tape.GetList().steps;
+  _mayPrune = std::any_of(steps.begin(), steps.end(), [](SFTapeStep const& iStep) { return IsChoiceCode(iStep.code); });
 }
 
 SFTapePoints::~SFTapePoints() = default;
 
+std::shared_ptr<SFTapePruner const> SFTapePoints::PrunerFor(SFPointBox const& iBox) const
+{
+  SFTape const& tape = _tape.GetTape();
+  SFPointBox const anywhere{};
+  return _pruner.Get(tape.slopes != nullptr ? anywhere : iBox, [&](SFPointBox const& iAll) {
+    std::shared_ptr<SFSlopeTable const> slopes = tape.slopes;
+    if (slopes == nullptr)
+      slopes = std::make_shared<SFSlopeTable const>(SlopesOverBox(_whereSlopesHelp, tape, iAll));
+    return SFTapePruner(_tape, SFInterval::Infinity, std::move(slopes));
+  });
+}
+
 /// How many points a thread takes at once.
 std::size_t SFTapePoints::PointsAtOnce(std::size_t iCount) const
 {
-  if (!_pruner || iCount < LeastPoints)
+  if (!_mayPrune || iCount < LeastPoints)
     return _plan.volume;
   std::size_t const share = _plan.threads == 1 ? iCount : iCount / (2 * std::size_t{_plan.threads}) + 1;
   return std::min(_most, std::clamp(share, 4 * WorthDividing, MostPoints));
@@ -242,7 +258,7 @@ std::size_t SFTapePoints::PointsAtOnce(std::size_t iCount) const
 /// Not for a while after an attempt in vain.
 bool SFTapePoints::TriesPruning(std::size_t iCount) const
 {
-  if (!_pruner || iCount < LeastPoints)
+  if (!_mayPrune || iCount < LeastPoints)
     return false;
   unsigned int const left = _inVain.load(std::memory_order_relaxed);
   if (left > 0)

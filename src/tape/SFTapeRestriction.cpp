@@ -5,6 +5,7 @@
 #include "tape/SFTapeIntervals.h"
 #include "tape/SFTapeList.h"
 
+#include <algorithm>
 #include <vector>
 
 namespace SF {
@@ -14,9 +15,12 @@ namespace {
 class Restriction
 {
 public:
-  Restriction(SFTape const& iTape, std::array<SFInterval, 3> const& iBox)
-    : _tape(iTape), _ranges(RangesOverBox(iTape, iBox)), _states(iTape.instructions.size())
+  Restriction(SFTape const& iTape, SFPointBox const& iBox, SFSlopeTable const& iSlopes)
+    : _tape(iTape), _slopes(iSlopes), _ranges(RangesOverBox(iTape, iBox, iSlopes)), _states(iTape.instructions.size())
   {
+    auto const& steps = iTape.instructions;
+    if (std::none_of(steps.begin(), steps.end(), [](auto const& iStep) { return iStep.code == LimitCode; }))
+      _builder.TakeSlopes();
   }
 
   SFTape Run()
@@ -28,7 +32,7 @@ public:
         PushDemand(static_cast<SFValueId>(id));
     for (SFValueId id = 0; id < _states.size(); ++id)
       if (_states[id].isNeeded)
-        _states[id].written = Write(id);
+        WriteStep(id);
     for (SFValueId const result : _tape.results)
       _builder.AddResult(_states[result].written);
     return _builder.Finish();
@@ -51,6 +55,8 @@ private:
   {
     SFDemand<1> demand{{Infinity}, {-Infinity}};
     bool isNeeded = false;
+    /// Whether its readers may find another value than before, as what it is does not matter.
+    bool isChanged = false;
     Outcome outcome = Outcome::Unchanged;
     SFValueId written = 0; ///< on the new tape
   };
@@ -113,6 +119,22 @@ private:
     }
   }
 
+  void WriteStep(SFValueId iId)
+  {
+    SFTapeInstruction const& instruction = _tape.instructions[iId];
+    State& state = _states[iId];
+    state.isChanged = state.outcome != Outcome::Unchanged;
+    ForOperands(instruction, [&](SFValueId iOperand) {
+      state.isChanged = state.isChanged || (_states[iOperand].isNeeded && _states[iOperand].isChanged);
+    });
+    bool const isWhole = state.demand.lower[0] == -Infinity && state.demand.upper[0] == Infinity;
+    state.isChanged = state.isChanged && !isWhole;
+    state.written = Write(iId);
+    if (state.outcome == Outcome::Unchanged && iId < _slopes.entries.size() &&
+        !(state.isChanged && _slopes.entries[iId].isStated))
+      _builder.AddSlope(state.written, _slopes.entries[iId]);
+  }
+
   SFValueId Write(SFValueId iId)
   {
     SFTapeInstruction instruction = _tape.instructions[iId];
@@ -140,6 +162,7 @@ private:
   }
 
   SFTape const& _tape;
+  SFSlopeTable const& _slopes;
   std::vector<SFRanges<1>> _ranges;
   std::vector<State> _states;
   SFTapeBuilder _builder;
@@ -147,6 +170,9 @@ private:
 
 } // namespace
 
-SFTape Restricted(SFTape const& iTape, std::array<SFInterval, 3> const& iBox) { return Restriction(iTape, iBox).Run(); }
+SFTape Restricted(SFTape const& iTape, SFPointBox const& iBox, SFSlopeTable const& iSlopes)
+{
+  return Restriction(iTape, iBox, iSlopes).Run();
+}
 
 } // namespace SF

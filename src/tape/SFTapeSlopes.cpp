@@ -83,9 +83,9 @@ namespace {
 class Slopes
 {
 public:
-  Slopes(SFTape const& iTape, std::span<SFInterval const> iRanges)
-    : _tape(iTape), _ranges(iRanges), _slopes(iTape.instructions.size()), _forms(iTape.instructions.size(), None),
-      _squares(iTape.instructions.size(), None)
+  Slopes(SFTape const& iTape, std::span<SFInterval const> iRanges, std::span<char const> iNeeded)
+    : _tape(iTape), _ranges(iRanges), _needed(iNeeded), _slopes(iTape.instructions.size()),
+      _forms(iTape.instructions.size(), None), _squares(iTape.instructions.size(), None)
   {
   }
 
@@ -95,6 +95,8 @@ public:
     std::sort(stated.begin(), stated.end(), [](auto const& a, auto const& b) { return a.value < b.value; });
     auto next = stated.begin();
     for (SFValueId id = 0; id < _slopes.size(); ++id) {
+      if (!_needed.empty() && _needed[id] == 0)
+        continue;
       _at = id;
       SFTapeInstruction const& instruction = _tape.instructions[id];
       Derive(instruction);
@@ -103,6 +105,8 @@ public:
         slope.error = Infinity;
       ForFirstTwo(instruction,
                   [&](SFValueId iOperand) { slope.isStated = slope.isStated || _slopes[iOperand].isStated; });
+      while (next != stated.end() && next->value < id)
+        ++next;
       for (; next != stated.end() && next->value == id; ++next)
         if (next->lipschitz < slope.lipschitz) {
           slope.lipschitz = next->lipschitz;
@@ -444,6 +448,7 @@ private:
 
   SFTape const& _tape;
   std::span<SFInterval const> _ranges;
+  std::span<char const> _needed;
   SFValueId _at = 0;
   std::vector<SFSlope> _slopes;
   std::vector<std::uint32_t> _forms; ///< by value: the number of its form
@@ -456,9 +461,9 @@ private:
 
 } // namespace
 
-std::vector<SFSlope> SlopesOf(SFTape const& iTape, std::span<SFInterval const> iRanges)
+std::vector<SFSlope> SlopesOf(SFTape const& iTape, std::span<SFInterval const> iRanges, std::span<char const> iNeeded)
 {
-  return Slopes(iTape, iRanges).Run();
+  return Slopes(iTape, iRanges, iNeeded).Run();
 }
 
 } // namespace SF
