@@ -59,15 +59,23 @@ struct ReadNode
   bool IsNull() const { return node == nullptr && number == SFHashConsing::None; }
 };
 
-/// A node under construction: its token has been read, its operands have not all been.
+/// A node under construction: its token has been read, its operands have not all been. As many are open as the text is
+/// deep, so what most of them do not need is kept apart.
 struct OpenNode
 {
-  SFToken token;
-  int incomingRank = -1;
-  SFDagNodePtr node; ///< a transform or an offset, which is made before its operand is read
+  SFNodeType type = SFNodeType::NONE;
+  int rank = -1; ///< the running counter, as the right operand gets it; then as the left one has left it
+  SFHashConsing::Number lhs = SFHashConsing::None; ///< of the left operand, where it has one
   bool leftRead = false;
-  ReadNode lhs;
-  int lhsRank = -1;
+  bool hasDetails = false;
+};
+
+/// What only some open nodes have.
+struct OpenDetails
+{
+  SFToken token;
+  SFDagNodePtr node; ///< a transform or an offset, which is made before its operand is read
+  ReadNode lhs;      ///< a left operand that has no number yet
 };
 
 /// Builds one graph: the reading is recursive by nature, but runs on a stack of open nodes, so that a text of
@@ -94,9 +102,11 @@ private:
   std::shared_ptr<ResourceToSF> BuildReference(std::string const& iText);
   SFDagNodePtr BuildParameter(SFToken const& iToken);
   bool OpenNodeWithOperands(SFToken const& iToken);
-  ReadNode Close(OpenNode& ioOpen, ReadNode iLast);
-  ReadNode BuildUnaryOpFromExpression(OpenNode& ioOpen, ReadNode iLhs);
-  ReadNode BuildBinaryOpFromExpression(OpenNode& ioOpen, ReadNode iRhs);
+  void KeepLeft(OpenNode& ioOpen, ReadNode iLhs);
+  ReadNode CloseLast(ReadNode iLast);
+  ReadNode Close(OpenNode const& iOpen, OpenDetails* ioDetails, ReadNode iLast);
+  ReadNode BuildUnaryOpFromExpression(SFNodeType iType, OpenDetails* ioDetails, ReadNode iLhs);
+  ReadNode BuildBinaryOpFromExpression(OpenNode const& iOpen, OpenDetails* ioDetails, ReadNode iRhs);
   SFHashConsing::Number DeDuplicate(ReadNode& ioRead);
   SFDagNodePtr MakeAffineTransform(SFToken const& iToken);
   SFDagNodePtr MakeCylindricalTransform(SFToken const& iToken);
@@ -114,7 +124,8 @@ private:
   SFBracketFinder _brackets{_lexer};
   SFReadingObserver* _observer;
   std::vector<OpenNode, SFLargePages<OpenNode>> _openNodes;
-  int _rank = -1; ///< the running rank counter
+  std::vector<OpenDetails> _details; ///< of those open nodes that have any, in their order
+  int _rank = -1;                    ///< the running rank counter
 };
 
 /// Whether operands follow a token; NONE and the kinds without a token have none.
@@ -136,15 +147,12 @@ SFDagNodePtr Builder::BuildFromExpression()
     // The node just read completes those that were waiting for it.
     while (!_openNodes.empty()) {
       OpenNode& open = _openNodes.back();
-      if (HasRightOperand(open.token.type) && !open.leftRead) {
-        open.leftRead = true;
-        open.lhs = std::move(read);
-        open.lhsRank = std::exchange(_rank, open.incomingRank);
+      if (HasRightOperand(open.type) && !open.leftRead) {
+        KeepLeft(open, std::move(read));
         break;
       }
       ExpectLeftOperands();
-      read = Close(open, std::move(read));
-      _openNodes.pop_back();
+      read = CloseLast(std::move(read));
     }
     if (_openNodes.empty())
       return read.number != SFHashConsing::None ? _canonicalNodes.At(read.number) : read.node;
@@ -157,7 +165,7 @@ SFToken Builder::NextToken()
   if (_observer != nullptr) {
     OpenNode const* const parent = _openNodes.empty() ? nullptr : &_openNodes.back();
     bool const isRight = parent != nullptr && parent->leftRead;
-    _observer->OnToken(token, parent != nullptr ? &parent->token : nullptr,
+    _observer->OnToken(token, parent != nullptr ? &_details.back().token : nullptr,
                        isRight ? SFOperand::ERhs : SFOperand::ELhs);
   }
   return token;
@@ -168,7 +176,7 @@ void Builder::ExpectLeftOperands() const
 {
   constexpr std::size_t ahead = 8;
   auto const numberOf = [this](std::size_t iAhead) {
-    return _openNodes.size() > iAhead ? _openNodes[_openNodes.size() - 1 - iAhead].lhs.number : SFHashConsing::None;
+    return _openNodes.size() > iAhead ? _openNodes[_openNodes.size() - 1 - iAhead].lhs : SFHashConsing::None;
   };
   if (auto const number = numberOf(2 * ahead); number != SFHashConsing::None)
     _canonicalNodes.ExpectUsers(number);
@@ -389,54 +397,87 @@ bool Builder::FillGuidedTransform(SFGCGuidedTransform& ioTransform, std::string 
 bool Builder::OpenNodeWithOperands(SFToken const& iToken)
 {
   OpenNode open;
-  open.token = iToken;
-  open.incomingRank = _rank;
+  open.type = iToken.type;
+  open.rank = _rank;
+  if (IsOperator(iToken.type) && _observer == nullptr) {
+    _openNodes.push_back(open);
+    return true;
+  }
+  open.hasDetails = true;
+  OpenDetails details;
+  details.token = iToken;
   switch (iToken.type) {
   case SFNodeType::AFFINETRANSFORM:
-    open.node = MakeAffineTransform(iToken);
+    details.node = MakeAffineTransform(iToken);
     break;
   case SFNodeType::CYLINDRICALTRANSFORM:
-    open.node = MakeCylindricalTransform(iToken);
+    details.node = MakeCylindricalTransform(iToken);
     break;
   case SFNodeType::DISCRETETRANFORM:
-    open.node = MakeDiscreteTransform(iToken);
+    details.node = MakeDiscreteTransform(iToken);
     break;
   case SFNodeType::GCGUIDEDTRANSFORM:
-    open.node = MakeGuidedTransform(iToken);
+    details.node = MakeGuidedTransform(iToken);
     break;
   case SFNodeType::BLEND:
   case SFNodeType::OFFSET:
     // A number that cannot be read leaves the lexer on the letter: the node would be its own operand for ever.
     if (iToken.end == iToken.start) {
-      Close(open, {});
+      Close(open, &details, {});
       return false;
     }
     if (iToken.type == SFNodeType::OFFSET)
-      open.node = std::make_shared<SFDagOffset>(nullptr, iToken.value);
+      details.node = std::make_shared<SFDagOffset>(nullptr, iToken.value);
     break;
   default:
     break;
   }
-  if (FamilyOf(iToken.type) == SFNodeFamily::Transform && open.node == nullptr)
+  if (FamilyOf(iToken.type) == SFNodeFamily::Transform && details.node == nullptr)
     return false;
-  _openNodes.push_back(std::move(open));
+  _openNodes.push_back(open);
+  _details.push_back(std::move(details));
   return true;
 }
 
-/// The node of `ioOpen`, now that its last operand has been read; null when an operand is.
-ReadNode Builder::Close(OpenNode& ioOpen, ReadNode iLast)
+/// The left operand of the innermost open node has been read.
+void Builder::KeepLeft(OpenNode& ioOpen, ReadNode iLhs)
 {
-  SFToken const& token = ioOpen.token;
-  if (HasRightOperand(token.type)) {
-    ReadNode binary = BuildBinaryOpFromExpression(ioOpen, std::move(iLast));
+  ioOpen.leftRead = true;
+  std::swap(ioOpen.rank, _rank);
+  ioOpen.lhs = iLhs.number;
+  if (iLhs.node == nullptr)
+    return;
+  if (!ioOpen.hasDetails) {
+    ioOpen.hasDetails = true;
+    _details.emplace_back();
+  }
+  _details.back().lhs = std::move(iLhs);
+}
+
+/// The node of the innermost open one, which is no longer open then.
+ReadNode Builder::CloseLast(ReadNode iLast)
+{
+  OpenNode const open = _openNodes.back();
+  ReadNode read = Close(open, open.hasDetails ? &_details.back() : nullptr, std::move(iLast));
+  _openNodes.pop_back();
+  if (open.hasDetails)
+    _details.pop_back();
+  return read;
+}
+
+/// The node of `iOpen`, now that its last operand has been read; null when an operand is.
+ReadNode Builder::Close(OpenNode const& iOpen, OpenDetails* ioDetails, ReadNode iLast)
+{
+  if (HasRightOperand(iOpen.type)) {
+    ReadNode binary = BuildBinaryOpFromExpression(iOpen, ioDetails, std::move(iLast));
     if (binary.IsNull())
       ReportFailure("BuildFromExpression, BuildBinaryOpFromExpression failed.");
     return binary;
   }
 
-  ReadNode unary = BuildUnaryOpFromExpression(ioOpen, std::move(iLast));
+  ReadNode unary = BuildUnaryOpFromExpression(iOpen.type, ioDetails, std::move(iLast));
   if (unary.IsNull())
-    ReportFailure(FailureOf(token.type));
+    ReportFailure(FailureOf(iOpen.type));
   return unary;
 }
 
@@ -452,7 +493,7 @@ SFHashConsing::Number Builder::DeDuplicate(ReadNode& ioRead)
   return ioRead.number;
 }
 
-ReadNode Builder::BuildUnaryOpFromExpression(OpenNode& ioOpen, ReadNode iLhs)
+ReadNode Builder::BuildUnaryOpFromExpression(SFNodeType iType, OpenDetails* ioDetails, ReadNode iLhs)
 {
   if (iLhs.IsNull()) {
     ReportFailure("BuildUnaryOpFromExpression, could not create lhs.");
@@ -461,39 +502,39 @@ ReadNode Builder::BuildUnaryOpFromExpression(OpenNode& ioOpen, ReadNode iLhs)
   ReadNode read;
   read.operands.lhs = DeDuplicate(iLhs);
   int const rank = _rank++;
-  if (ioOpen.node == nullptr)
-    read.number = _canonicalNodes.OperatorOver(read.operands, ioOpen.token.type, rank);
+  if (ioDetails == nullptr || ioDetails->node == nullptr)
+    read.number = _canonicalNodes.OperatorOver(read.operands, iType, rank);
   else {
-    read.node = std::move(ioOpen.node);
+    read.node = std::move(ioDetails->node);
     read.node->SetLhs(_canonicalNodes.At(read.operands.lhs));
     read.node->SetRank(rank);
-    Made(read, ioOpen.token);
+    Made(read, ioDetails->token);
   }
   return read;
 }
 
 /// Reports under the unary builder's name, like its twin.
-ReadNode Builder::BuildBinaryOpFromExpression(OpenNode& ioOpen, ReadNode iRhs)
+ReadNode Builder::BuildBinaryOpFromExpression(OpenNode const& iOpen, OpenDetails* ioDetails, ReadNode iRhs)
 {
-  if (ioOpen.lhs.IsNull())
+  bool const hasLhs = iOpen.lhs != SFHashConsing::None || (ioDetails != nullptr && !ioDetails->lhs.IsNull());
+  if (!hasLhs)
     ReportFailure("BuildUnaryOpFromExpression, could not create lhs.");
   if (iRhs.IsNull())
     ReportFailure("BuildUnaryOpFromExpression, could not create rhs.");
-  if (ioOpen.lhs.IsNull() || iRhs.IsNull())
+  if (!hasLhs || iRhs.IsNull())
     return {};
   ReadNode read;
-  read.operands.lhs = DeDuplicate(ioOpen.lhs);
+  read.operands.lhs = iOpen.lhs != SFHashConsing::None ? iOpen.lhs : DeDuplicate(ioDetails->lhs);
   read.operands.rhs = DeDuplicate(iRhs);
-  int const rank = std::max(ioOpen.lhsRank, _rank);
+  int const rank = std::max(iOpen.rank, _rank);
   _rank = rank + 1;
-  SFNodeType const type = ioOpen.token.type;
-  if (type != SFNodeType::BLEND)
-    read.number = _canonicalNodes.OperatorOver(read.operands, type, rank);
+  if (iOpen.type != SFNodeType::BLEND)
+    read.number = _canonicalNodes.OperatorOver(read.operands, iOpen.type, rank);
   else {
-    SFOp op(type, _canonicalNodes.At(read.operands.lhs), _canonicalNodes.At(read.operands.rhs));
+    SFOp op(iOpen.type, _canonicalNodes.At(read.operands.lhs), _canonicalNodes.At(read.operands.rhs));
     op.SetRank(rank);
-    read.node = std::make_shared<SFBlendNode>(op, ioOpen.token.value);
-    Made(read, ioOpen.token);
+    read.node = std::make_shared<SFBlendNode>(op, ioDetails->token.value);
+    Made(read, ioDetails->token);
   }
   return read;
 }

@@ -8,6 +8,7 @@
 #include "text/SFNodePayload.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <span>
 #include <stdexcept>
 #include <utility>
@@ -164,14 +165,63 @@ struct Frame
   int operandsEntered = -1; ///< -1 before the node's own token is written
 };
 
+/// Renews the slots of nodes as RenewEvaluationContext does, but while the nodes are written: over a large graph a visit
+/// of its own to each of them takes a third of the time. The paths to a node are then the times that it is written.
+class SlotRenewal
+{
+public:
+  /// A node is about to be written. False where the two would part: what is written may then not be all that is renewed.
+  bool Meet(SFDagNode const& iNode)
+  {
+    auto const [number, isNew] = _met.Insert(&iNode);
+    if (isNew) {
+      if (!IsAllWritten(iNode))
+        return false;
+      iNode.ReserveEvaluationContexts(SFEvaluationContext(0));
+      iNode.GetContextInfos(0) = {};
+    }
+    if (_written.size() <= SFDagNode::MaxSlotsPerContext) { // with more than that, one slot a node is all
+      _written.push_back(number);
+      if (isNew)
+        _nodes.push_back(&iNode);
+    }
+    return true;
+  }
+
+  /// All have been written: opens the slots that some have beside the first.
+  void Finish() const
+  {
+    if (_written.size() > SFDagNode::MaxSlotsPerContext)
+      return;
+    std::vector<int> last(_nodes.size(), -1);
+    for (std::uint32_t const number : _written)
+      ++last[number];
+    for (std::size_t i = 0; i < _nodes.size(); ++i)
+      _nodes[i]->ReserveEvaluationContexts(SFEvaluationContext(last[i]));
+  }
+
+private:
+  /// Whether no more belongs to a node than is written, and no slots are there that would have to go.
+  static bool IsAllWritten(SFDagNode const& iNode)
+  {
+    int const arity = OperatorRow(iNode.GetTypeTag()).arity;
+    return iNode.GetContextCount() <= 1 && (arity > 1 || iNode.GetRhs() == nullptr) &&
+           (arity > 0 || iNode.GetLhs() == nullptr) && ClassOf(iNode) == SFNodeClass::Plain;
+  }
+
+  SFNodeMarks _met;
+  std::vector<std::uint32_t> _written;  ///< numbers of nodes
+  std::vector<SFDagNode const*> _nodes; ///< by their numbers
+};
+
 class Writer
 {
 public:
   /// With `ioChecked` only checks: no text is kept, and a node is entered at the first of its parents alone.
   Writer(SFSWContext const& iContext, SFExportContext const& iExport, SFDagNode const& iRoot, Digits iDigits,
-         std::string& ioText, SFNodeMarks* ioChecked = nullptr)
+         std::string& ioText, SFNodeMarks* ioChecked = nullptr, SlotRenewal* ioRenewal = nullptr)
     : _context(iContext), _export(iExport), _root(iRoot), _digits(iDigits), _start(ioText.size()), _text(ioText),
-      _checked(ioChecked)
+      _checked(ioChecked), _renewal(ioRenewal)
   {
   }
 
@@ -235,6 +285,8 @@ private:
 
   HRESULT WriteToken(SFDagNode const& iNode)
   {
+    if (_renewal != nullptr && !_renewal->Meet(iNode))
+      return E_FAIL;
     if (_context.IsSemanticSupported(iNode.GetTypeTag()) != SFSemanticSupportStatus::ESupported) {
       Diagnostics::NotSatisfied("Export", "this->GetContext().IsSemanticSupported(iDagNode.GetTypeTag()) == "
                                           "SFSemanticSupportStatus::ESupported");
@@ -302,6 +354,7 @@ private:
   bool _hasCounted = false;
   std::string& _text;
   SFNodeMarks* _checked;
+  SlotRenewal* _renewal;
 };
 
 } // namespace
@@ -311,10 +364,30 @@ SFDagToExpression::~SFDagToExpression() = default;
 namespace {
 
 HRESULT AppendGraph(SFSWContext const& iContext, SFExportContext const& iExport, SFDagNode const& iDagNode,
-                    Digits iDigits, std::string& ioExpression)
+                    Digits iDigits, std::string& ioExpression, SlotRenewal* ioRenewal = nullptr)
 {
-  Writer writer(iContext, iExport, iDagNode, iDigits, ioExpression);
+  Writer writer(iContext, iExport, iDagNode, iDigits, ioExpression, nullptr, ioRenewal);
   return SFDagWalk<Frame>().Run(writer, iDagNode);
+}
+
+/// Renews the slots of a graph and appends its text, in one visit to each node where that does the same. What fails is
+/// done again in two, for its lines and for the slots that it leaves.
+HRESULT AppendRenewed(SFSWContext const& iContext, SFDagNode const& iDagNode, bool iExportFlag, Digits iDigits,
+                      std::string& ioExpression)
+{
+  std::size_t const before = ioExpression.size();
+  {
+    SFSilence const silence;
+    SlotRenewal renewal;
+    SFExportContext const first(SFEvaluationContext(0), iExportFlag);
+    if (Succeeded(AppendGraph(iContext, first, iDagNode, iDigits, ioExpression, &renewal))) {
+      renewal.Finish();
+      return S_OK;
+    }
+  }
+  ioExpression.resize(before);
+  SFExportContext const context(iDagNode.RenewEvaluationContext(), iExportFlag);
+  return AppendGraph(iContext, context, iDagNode, iDigits, ioExpression);
 }
 
 } // namespace
@@ -335,9 +408,8 @@ HRESULT SFDagToExpression::Export(SFDagNode const& iDagNode, std::string& oExpre
 HRESULT SFDagToExpression::Export(SFDagNode const& iDagNode, std::string& oExpression, bool iTerminate,
                                   bool iExportFlag, SFDigits iDigits) const
 {
-  SFExportContext const context(iDagNode.RenewEvaluationContext(), iExportFlag);
   std::string text;
-  HRESULT const hr = AppendGraph(GetContext(), context, iDagNode, DigitsOf(iDigits), text);
+  HRESULT const hr = AppendRenewed(GetContext(), iDagNode, iExportFlag, DigitsOf(iDigits), text);
   if (Failed(hr)) {
     Diagnostics::FailedCall("Export", hr);
     return hr;

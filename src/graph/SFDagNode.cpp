@@ -337,14 +337,18 @@ SFEvaluationContext SFDagNode::RenewEvaluationContext() const
   bool hasForeign = ClassOf(*this) == SFNodeClass::Foreign;
   if (!hasForeign) {
     PostOrderList nodes;
-    auto const renew = [&nodes](SFDagNode const& iNode, auto const& iVisits) {
+    std::size_t leastPaths = 1; // to the root; each reference to a node is on one of its own
+    auto const renew = [&](SFDagNode const& iNode, auto const& iVisits) {
       iNode.m_ContextInfos.Clear();
       iNode.m_ContextInfos.Resize(1);
-      if (nodes.size() <= MaxSlotsPerContext) // with more than that, one slot a node is all
-        nodes.push_back(ListNode(iNode, iVisits));
+      if (leastPaths > MaxSlotsPerContext) // one slot a node is all
+        return;
+      auto const& below = nodes.emplace_back(ListNode(iNode, iVisits)).below;
+      leastPaths +=
+          below.size() - static_cast<std::size_t>(std::count(below.begin(), below.end(), SFNodeIndex::Absent));
     };
     VisitOnce(*this, renew, [&hasForeign](SFDagNode const&, auto const&) { hasForeign = true; });
-    if (!hasForeign && nodes.size() <= MaxSlotsPerContext) {
+    if (!hasForeign && leastPaths <= MaxSlotsPerContext) {
       auto const slots = CountSlots(nodes);
       for (std::size_t i = 0; i < nodes.size(); ++i)
         if (slots[i] > 1)

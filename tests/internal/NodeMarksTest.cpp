@@ -218,6 +218,7 @@ TEST(NodeSlots, RenewAsDropAndOpen)
       {"one more", Op(SIN, Doublings(Op(X), 21))},
       {"too many", Doublings(Op(X), 22)},
       {"beyond counting", Doublings(Op(X), 200)},
+      {"operand too many", Op(MULT, Op(SIN, Op(X), Op(Y)), Op(Z, Op(Y)))},
       {"foreign below", Op(MULT, Op(PLUS, busy, below), busy)},
       {"foreign root", busy},
   };
@@ -236,6 +237,13 @@ TEST(NodeSlots, RenewAsDropAndOpen)
     EXPECT_EQ(root->RenewEvaluationContext().GetIndex(), index) << name;
     EXPECT_EQ(counts(), expected) << name;
     EXPECT_EQ(busy->calls - calls, name.starts_with("foreign") ? 1 : 0) << name;
+    // So does a writer, whatever it finds and whether or not it can write all.
+    for (int const slots : {0, 7}) {
+      root->ResetEvaluationCache();
+      root->ReserveEvaluationContexts(SFEvaluationContext(slots - 1));
+      LinesOf([graph = root] { TextOf(*graph); });
+      EXPECT_EQ(counts(), expected) << name;
+    }
     root->ResetEvaluationCache();
   }
 }
