@@ -80,7 +80,10 @@ ModelText ReadText(ModelOptions const& iOptions)
   RequireOneSource(iOptions);
   ModelText text;
   if (iOptions.file) {
-    text = {InputName(*iOptions.file), NotationOf(*iOptions.file), ReadInput(*iOptions.file), {}};
+    text = {InputName(*iOptions.file),
+            NotationOf(*iOptions.file),
+            iOptions.content ? *iOptions.content : ReadInput(*iOptions.file),
+            {}};
   } else if (iOptions.formula) {
     text = {"-e", Notation::Formula, *iOptions.formula, {}};
   } else {

@@ -21,6 +21,7 @@ struct ModelOptions
   void AddTo(Arguments& ioArguments);
 
   std::optional<std::string> file;
+  std::optional<std::string> content; ///< of the file, where it has been read already
   std::optional<std::string> expression;
   std::optional<std::string> formula;
   std::uint32_t level = 2;

@@ -14,6 +14,8 @@ namespace {
 
 constexpr std::array Caught{SIGINT, SIGTERM, SIGHUP, SIGPIPE};
 
+std::atomic<char const*> program{""};
+std::atomic<bool> isHelping{false};
 std::atomic<bool> isBarDrawn{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "read in a signal handler");
 
@@ -31,15 +33,27 @@ void WriteError(std::string_view iText)
   [[maybe_unused]] ssize_t const written = write(STDERR_FILENO, iText.data(), iText.size());
 }
 
+/// In one piece, behind the program's name.
+void WriteLine(std::string_view iText)
+{
+  std::array<char, 160> line{};
+  std::size_t length = 0;
+  for (std::string_view const part : {std::string_view(program.load()), iText})
+    for (char const character : part.substr(0, line.size() - length))
+      line[length++] = character;
+  WriteError({line.data(), length});
+}
+
 /// Only calls that are safe in a handler. The disposition is the default one again by now, and the signal is
 /// delivered a second time when this returns.
 void Handle(int iSignal)
 {
-  bool const anyRemoved = SF::SFOutputFile::RemoveUnfinished();
-  if (iSignal != SIGPIPE) {
+  using Unfinished = SF::SFOutputFile::Unfinished;
+  auto const found = SF::SFOutputFile::RemoveUnfinished();
+  if (iSignal != SIGPIPE && (found == Unfinished::Removed || (found == Unfinished::None && !isHelping))) {
     if (isBarDrawn)
       WriteError("\r\x1b[K");
-    WriteError(anyRemoved ? "sfdag: interrupted, the output is not written\n" : "sfdag: interrupted\n");
+    WriteLine(found == Unfinished::Removed ? ": interrupted, the output is not written\n" : ": interrupted\n");
   }
   if (iSignal == SIGINT)
     _exit(CancelledStatus);
@@ -48,8 +62,10 @@ void Handle(int iSignal)
 
 } // namespace
 
-void CatchSignals()
+void CatchSignals(char const* iProgram, bool iIsHelper)
 {
+  program = iProgram;
+  isHelping = iIsHelper;
   struct sigaction action
   {
   };

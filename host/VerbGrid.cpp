@@ -23,10 +23,10 @@ SF::SFVolumeFormat FormatOf(GridVerbOptions const& iOptions)
   return SF::VolumeFormatOf(ExtensionFor(iOptions.path, SF::VolumeExtensions()));
 }
 
-SF::SFVolumeOptions VolumeOptions(CommonOptions const& iCommon, GridVerbOptions const& iOptions, Progress* ioProgress)
+SF::SFVolumeOptions VolumeOptions(CommonOptions const& iCommon, GridVerbOptions const& iOptions)
 {
   SF::SFVolumeOptions options;
-  static_cast<SF::SFWorkOptions&>(options) = iCommon.ForTools(ioProgress);
+  static_cast<SF::SFWorkOptions&>(options) = iCommon.ForTools();
   options.halfBand = iOptions.band.value_or(0.0);
   options.unit = iOptions.grid.box.GetUnit();
   return options;
@@ -50,43 +50,49 @@ void Tell(CommonOptions const& iCommon, GridVerbOptions const& iOptions, SF::SFG
 }
 
 SF::SFVolumeReport WriteStrictly(CommonOptions const& iCommon, GridVerbOptions const& iOptions,
-                                 SF::SFGridFrame const& iFrame, SF::SFOutputFile& ioOutput)
+                                 SF::SFGridFrame const& iFrame)
 {
+  SF::SFOutputFile output(iOptions.path);
   Model model = LoadModel(iCommon.model);
   std::vector<float> values = MakeValues(iCommon, iFrame);
   RenderInto(values, model, iFrame);
-  return SF::WriteVolume(values, iFrame, FormatOf(iOptions), ioOutput, VolumeOptions(iCommon, iOptions, nullptr));
+  auto const report = SF::WriteVolume(values, iFrame, FormatOf(iOptions), output, VolumeOptions(iCommon, iOptions));
+  output.Commit();
+  return report;
 }
 
-SF::SFVolumeReport WritePlainly(CommonOptions const& iCommon, GridVerbOptions const& iOptions, FieldModel const& iModel,
-                                SF::SFGridFrame const& iFrame, SF::SFOutputFile& ioOutput)
+SF::SFVolumeReport WritePlainly(VolumeTask const& iTask)
 {
-  Progress progress(iCommon.GetProgressMode(), "grid");
-  progress.SetAmount(static_cast<double>(iFrame.PointCount()), "voxels");
-  return Named(iModel.name, [&] {
-    return SF::WriteVolume(iModel.field, iFrame, FormatOf(iOptions), ioOutput,
-                           VolumeOptions(iCommon, iOptions, &progress));
-  });
+  SF::SFOutputFile output(iTask.path); // before the work, which may be long, and of no use without a place for it
+  Progress progress(iTask.common.GetProgressMode(), "grid");
+  progress.SetAmount(static_cast<double>(iTask.frame.PointCount()), "voxels");
+  SF::SFVolumeOptions options = iTask.options;
+  options.profiler = &progress;
+  auto const report = Named(
+      iTask.model.name, [&] { return SF::WriteVolume(iTask.model.field, iTask.frame, iTask.format, output, options); });
+  output.Commit();
+  return report;
 }
 
-void Grid(CommonOptions const& iCommon, GridVerbOptions const& iOptions)
+void Grid(CommonOptions const& iCommon, GridVerbOptions const& iOptions, VolumeMaker iMake)
 {
-  FormatOf(iOptions);
+  SF::SFVolumeFormat const format = FormatOf(iOptions);
   RequireUsable(iCommon, iOptions.path);
   bool const strict = iCommon.model.strict;
   FieldModel const model = strict ? FieldModel() : LoadField(iCommon.model);
   SF::SFGridFrame const frame = strict ? iOptions.grid.FrameAlone() : iOptions.grid.FrameFor(model);
-  SF::SFOutputFile output(iOptions.path); // before the work, which may be long, and of no use without a place for it
   SF::SFVolumeReport const report =
-      strict ? WriteStrictly(iCommon, iOptions, frame, output) : WritePlainly(iCommon, iOptions, model, frame, output);
-  output.Commit();
+      strict ? WriteStrictly(iCommon, iOptions, frame)
+             : iMake({iCommon, model, frame, iOptions.path, format, VolumeOptions(iCommon, iOptions)});
   WarnOfNans(model.name, report.pointsWithoutValue, report.points);
   Tell(iCommon, iOptions, frame, report);
 }
 
 } // namespace
 
-Action AddGrid(Arguments& ioArguments)
+Action AddGrid(Arguments& ioArguments) { return AddGridBy(ioArguments, WritePlainly); }
+
+Action AddGridBy(Arguments& ioArguments, VolumeMaker iMake)
 {
   auto const options = std::make_shared<GridVerbOptions>();
   options->grid.AddTo(ioArguments);
@@ -103,7 +109,7 @@ Action AddGrid(Arguments& ioArguments)
       "Values are 32-bit floats, x fastest; NumPy sees the shape (NZ, NY, NX). .nrrd and .vdb hold origin, spacing\n"
       "and unit, .vti origin and spacing, .raw the values alone, little-endian. A .vdb is the narrow band of a level\n"
       "set: where the field is no distance, its values are divided by how steep it is near the surface.");
-  return [options](CommonOptions const& iCommon) { Grid(iCommon, *options); };
+  return [options, iMake](CommonOptions const& iCommon) { Grid(iCommon, *options, iMake); };
 }
 
 } // namespace SFHost

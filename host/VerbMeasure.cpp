@@ -66,24 +66,30 @@ void Tell(CommonOptions const& iCommon, std::string const& iUnit, SF::SFSolidMea
   report.Print(iCommon);
 }
 
-void Measure(CommonOptions const& iCommon, MeasureOptions const& iOptions)
+SF::SFSolidMeasures MeasureAlone(MeasureTask const& iTask)
+{
+  Progress progress(iTask.common.GetProgressMode(), "measure");
+  SF::SFMeasureOptions options = iTask.options;
+  options.profiler = &progress;
+  return SF::MeasureField(iTask.model.field, iTask.sampled.box, iTask.sampled.voxel, options);
+}
+
+void Measure(CommonOptions const& iCommon, MeasureOptions const& iOptions, SolidMeasurer iMeasure)
 {
   RequirePlain(iCommon.model);
   FieldModel const model = LoadField(iCommon.model);
-  SampledBox const sampled = SolidBoxFor(model, iOptions.box, iOptions.cell);
-  auto const measures = [&] {
-    Progress progress(iCommon.GetProgressMode(), "measure");
-    SF::SFMeasureOptions options;
-    static_cast<SF::SFWorkOptions&>(options) = iCommon.ForTools(&progress);
-    options.hasWall = !iOptions.hasNoWall;
-    return Named(model.name, [&] { return SF::MeasureField(model.field, sampled.box, sampled.voxel, options); });
-  }();
+  MeasureTask task{iCommon, model, SolidBoxFor(model, iOptions.box, iOptions.cell), {}};
+  static_cast<SF::SFWorkOptions&>(task.options) = iCommon.ForTools();
+  task.options.hasWall = !iOptions.hasNoWall;
+  auto const measures = Named(model.name, [&] { return iMeasure(task); });
   Tell(iCommon, std::string(SF::SymbolOf(iOptions.box.GetUnit())), measures);
 }
 
 } // namespace
 
-Action AddMeasure(Arguments& ioArguments)
+Action AddMeasure(Arguments& ioArguments) { return AddMeasureBy(ioArguments, MeasureAlone); }
+
+Action AddMeasureBy(Arguments& ioArguments, SolidMeasurer iMeasure)
 {
   auto const options = std::make_shared<MeasureOptions>();
   options->box.AddTo(ioArguments);
@@ -97,7 +103,7 @@ Action AddMeasure(Arguments& ioArguments)
       "From a mesh with vertices on the surface. What follows +- is an estimate of the error, from a second mesh\n"
       "with cells twice as large. A cavity is no component; the genus counts the holes through all of them. Walls\n"
       "are measured along the normals; those thinner than a cell may be missed.");
-  return [options](CommonOptions const& iCommon) { Measure(iCommon, *options); };
+  return [options, iMeasure](CommonOptions const& iCommon) { Measure(iCommon, *options, iMeasure); };
 }
 
 } // namespace SFHost

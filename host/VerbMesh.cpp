@@ -35,67 +35,45 @@ double DistanceOf(SF::SFMeshingReport const& iReport)
   return std::max({iReport.vertexDistance, iReport.sharpVertexDistance, iReport.surfaceDistance});
 }
 
-/// One making of a file.
-class MeshMaker
+/// Piece by piece, whatever its size.
+bool CanStream(MeshTask const& iTask, SF::SFOutputFile const& iOutput)
 {
-public:
-  MeshMaker(CommonOptions const& iCommon, MeshOptions const& iOptions, FieldModel const& iModel)
-    : _options(iOptions), _model(iModel), _progress(iCommon.GetProgressMode(), "mesh"), _format(FormatOf(iOptions)),
-      _output(iOptions.path)
-  {
-    static_cast<SF::SFWorkOptions&>(_meshing) = iCommon.ForTools(&_progress);
-    _meshing.isCapped = !iOptions.isOpen;
-    _meshing.hasSharpFeatures = !iOptions.isSmooth;
-    _meshing.adaptivity = iOptions.adaptivity.value_or(0.0);
-    static_cast<SF::SFWorkOptions&>(_file) = iCommon.ForTools();
-    _file.unit = iOptions.box.GetUnit();
-  }
+  bool const isPlain = iTask.format == SF::SFMeshFormat::Stl || iTask.format == SF::SFMeshFormat::Ply;
+  return isPlain && iTask.meshing.adaptivity == 0.0 && !iTask.tolerance && !iOutput.GetTemporaryPath().empty();
+}
 
-  SF::SFMeshingReport Make(SampledBox iSampled)
-  {
-    SF::SFMeshingReport report;
-    if (CanStream()) {
-      SF::SFMeshFileSink sink(_format, _output, _file);
-      SF::MeshField(_model.field, iSampled.box, iSampled.voxel, sink, _meshing, &report);
-      sink.Finish();
-    } else
-      SF::WriteMesh(MakeNear(iSampled, report), _format, _output, _file);
-    _output.Commit();
-    return report;
+/// A mesh within the tolerance, with smaller voxels if need be.
+SF::SFMesh MakeNear(MeshTask const& iTask, SF::SFMeshingOptions const& iOptions, SF::SFMeshingReport& oReport)
+{
+  constexpr int most = 5; // halvings, each of which takes four times the memory
+  double voxel = iTask.sampled.voxel;
+  for (int halving = 0;; ++halving, voxel /= 2.0) {
+    SF::SFMesh mesh = SF::MeshField(iTask.model.field, iTask.sampled.box, voxel, iOptions, &oReport);
+    if (!iTask.tolerance || DistanceOf(oReport) <= *iTask.tolerance)
+      return mesh;
+    if (halving == most)
+      throw Failure(iTask.model.name, "the mesh is not within the tolerance: with voxels of " +
+                                          std::to_string(oReport.voxel) + " it is off by " +
+                                          std::to_string(DistanceOf(oReport)));
   }
+}
 
-private:
-  /// Piece by piece, whatever its size.
-  bool CanStream() const
-  {
-    bool const isPlain = _format == SF::SFMeshFormat::Stl || _format == SF::SFMeshFormat::Ply;
-    return isPlain && !_options.adaptivity && !_options.tolerance && !_output.GetTemporaryPath().empty();
-  }
-
-  /// A mesh within the tolerance, with smaller voxels if need be.
-  SF::SFMesh MakeNear(SampledBox iSampled, SF::SFMeshingReport& oReport) const
-  {
-    constexpr int most = 5; // halvings, each of which takes four times the memory
-    for (int halving = 0;; ++halving) {
-      SF::SFMesh mesh = SF::MeshField(_model.field, iSampled.box, iSampled.voxel, _meshing, &oReport);
-      if (!_options.tolerance || DistanceOf(oReport) <= *_options.tolerance)
-        return mesh;
-      if (halving == most)
-        throw Failure(_model.name, "the mesh is not within the tolerance: with voxels of " +
-                                       std::to_string(oReport.voxel) + " it is off by " +
-                                       std::to_string(DistanceOf(oReport)));
-      iSampled.voxel /= 2.0;
-    }
-  }
-
-  MeshOptions const& _options;
-  FieldModel const& _model;
-  Progress _progress;
-  SF::SFMeshFormat _format;
-  SF::SFOutputFile _output;
-  SF::SFMeshingOptions _meshing;
-  SF::SFMeshFileOptions _file;
-};
+SF::SFMeshingReport WriteFile(MeshTask const& iTask)
+{
+  SF::SFOutputFile output(iTask.path);
+  Progress progress(iTask.common.GetProgressMode(), "mesh");
+  SF::SFMeshingOptions options = iTask.meshing;
+  options.profiler = &progress;
+  SF::SFMeshingReport report;
+  if (CanStream(iTask, output)) {
+    SF::SFMeshFileSink sink(iTask.format, output, iTask.file);
+    SF::MeshField(iTask.model.field, iTask.sampled.box, iTask.sampled.voxel, sink, options, &report);
+    sink.Finish();
+  } else
+    SF::WriteMesh(MakeNear(iTask, options, report), iTask.format, output, iTask.file);
+  output.Commit();
+  return report;
+}
 
 void Tell(CommonOptions const& iCommon, MeshOptions const& iOptions, SF::SFMeshingReport const& iMade)
 {
@@ -113,20 +91,29 @@ void Tell(CommonOptions const& iCommon, MeshOptions const& iOptions, SF::SFMeshi
   report.PrintBeside(iCommon);
 }
 
-void Mesh(CommonOptions const& iCommon, MeshOptions const& iOptions)
+void Mesh(CommonOptions const& iCommon, MeshOptions const& iOptions, MeshMaker iMake)
 {
-  FormatOf(iOptions);
+  SF::SFMeshFormat const format = FormatOf(iOptions);
   RequirePlain(iCommon.model);
   RequireUsable(iCommon, iOptions.path);
   FieldModel const model = LoadField(iCommon.model);
-  SampledBox const sampled = SolidBoxFor(model, iOptions.box, iOptions.cell);
-  MeshMaker maker(iCommon, iOptions, model);
-  Tell(iCommon, iOptions, Named(model.name, [&] { return maker.Make(sampled); }));
+  MeshTask task{
+      iCommon,           model, SolidBoxFor(model, iOptions.box, iOptions.cell), iOptions.path, format, {}, {},
+      iOptions.tolerance};
+  static_cast<SF::SFWorkOptions&>(task.meshing) = iCommon.ForTools();
+  task.meshing.isCapped = !iOptions.isOpen;
+  task.meshing.hasSharpFeatures = !iOptions.isSmooth;
+  task.meshing.adaptivity = iOptions.adaptivity.value_or(0.0);
+  static_cast<SF::SFWorkOptions&>(task.file) = iCommon.ForTools();
+  task.file.unit = iOptions.box.GetUnit();
+  Tell(iCommon, iOptions, Named(model.name, [&] { return iMake(task); }));
 }
 
 } // namespace
 
-Action AddMesh(Arguments& ioArguments)
+Action AddMesh(Arguments& ioArguments) { return AddMeshBy(ioArguments, WriteFile); }
+
+Action AddMeshBy(Arguments& ioArguments, MeshMaker iMake)
 {
   auto const options = std::make_shared<MeshOptions>();
   options->box.AddTo(ioArguments);
@@ -152,7 +139,7 @@ Action AddMesh(Arguments& ioArguments)
       "The mesh is closed, manifold and oriented, with vertices on the surface and on its edges. It covers the\n"
       "model's own box, or that of --bounds, where it is capped. .3mf and .glb know the unit. -v and --json tell\n"
       "its size, and the largest distances between mesh and surface that were measured.");
-  return [options](CommonOptions const& iCommon) { Mesh(iCommon, *options); };
+  return [options, iMake](CommonOptions const& iCommon) { Mesh(iCommon, *options, iMake); };
 }
 
 } // namespace SFHost

@@ -2,6 +2,7 @@
 
 #include "Arguments.h"
 #include "CommonOptions.h"
+#include "Tasks.h"
 
 #include <functional>
 
@@ -29,5 +30,10 @@ Action AddCurvature(Arguments& ioArguments);
 Action AddGraph(Arguments& ioArguments);
 Action AddOffset(Arguments& ioArguments);
 Action AddView(Arguments& ioArguments);
+
+// The same, for programs that do the work themselves.
+Action AddGridBy(Arguments& ioArguments, VolumeMaker iMake);
+Action AddMeshBy(Arguments& ioArguments, MeshMaker iMake);
+Action AddMeasureBy(Arguments& ioArguments, SolidMeasurer iMeasure);
 
 } // namespace SFHost

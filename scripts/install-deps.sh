@@ -25,6 +25,9 @@ packages=(
   pkg-config             # finds lib3mf; and a consumer without CMake
   libcpp-httplib-dev     # the server of sfdag view,
   libjs-three            # and its page
+  # sfdag-mpi
+  libopenmpi-dev
+  openmpi-bin
   # the Python package
   python3-dev
   python3-numpy

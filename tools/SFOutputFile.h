@@ -20,6 +20,10 @@ class SF_TOOLS_EXPORT SFOutputFile
 public:
   /// Opens the file, before the work that its content takes, so that what cannot be written is told at once.
   explicit SFOutputFile(std::string iPath);
+  /// As above, under a temporary name that TemporaryFor gave: for those who must know it before the file is there.
+  SFOutputFile(std::string iPath, std::string iTemporary);
+  /// A name in the folder of a file that no other object of this process uses.
+  static std::string TemporaryFor(std::string const& iPath);
   SFOutputFile(SFOutputFile const&) = delete;
   SFOutputFile& operator=(SFOutputFile const&) = delete;
   ~SFOutputFile();
@@ -41,13 +45,19 @@ public:
   /// when it is no regular file.
   std::string const& GetTemporaryPath() const { return _temporary; }
 
-  /// Removes the temporary files of all objects of this process and says whether there were any. Safe in a signal
-  /// handler, before the process ends.
-  static bool RemoveUnfinished() noexcept;
+  /// What RemoveUnfinished found: no temporary file; files that it removed; files that another process had removed before.
+  enum class Unfinished
+  {
+    None,
+    Removed,
+    Gone
+  };
+  /// Removes the temporary files of all objects of this process. Safe in a signal handler, before the process ends.
+  static Unfinished RemoveUnfinished() noexcept;
 
 private:
-  void OpenFile();
-  void OpenTemporary(std::string const& iPath);
+  void OpenFile(std::string const& iTemporary);
+  void OpenTemporary(std::string const& iPath, std::string const& iTemporary);
   void Open(int iDescriptor);
   void RemoveTemporary();
   template <class Number>
@@ -57,6 +67,21 @@ private:
   std::string _target;    ///< the file to be replaced; empty when there is no temporary file
   std::string _temporary; ///< empty once it has been renamed
   std::FILE* _file = nullptr;
+};
+
+/// The temporary file of another process, which this one helps to build: RemoveUnfinished removes it, too, while the object
+/// lives.
+class SF_TOOLS_EXPORT SFSharedTemporary
+{
+public:
+  /// The path of the temporary file, which need not be there yet.
+  explicit SFSharedTemporary(std::string iPath);
+  SFSharedTemporary(SFSharedTemporary const&) = delete;
+  SFSharedTemporary& operator=(SFSharedTemporary const&) = delete;
+  ~SFSharedTemporary();
+
+private:
+  std::string _path;
 };
 
 } // namespace SF

@@ -92,16 +92,24 @@ std::string FolderOf(std::string const& iPath)
 
 } // namespace
 
-SFOutputFile::SFOutputFile(std::string iPath) : _name(std::move(iPath))
+SFOutputFile::SFOutputFile(std::string iPath) : SFOutputFile(std::move(iPath), "") {}
+
+SFOutputFile::SFOutputFile(std::string iPath, std::string iTemporary) : _name(std::move(iPath))
 {
   if (_name == "-") {
     _name = "standard output";
     Open(DuplicateForWriting(STDOUT_FILENO));
   } else
-    OpenFile();
+    OpenFile(iTemporary);
 }
 
-void SFOutputFile::OpenFile()
+std::string SFOutputFile::TemporaryFor(std::string const& iPath)
+{
+  static std::atomic<unsigned int> counter{0};
+  return FolderOf(Resolved(iPath)) + ".sf-" + std::to_string(getpid()) + "-" + std::to_string(counter++) + ".tmp";
+}
+
+void SFOutputFile::OpenFile(std::string const& iTemporary)
 {
   struct stat found
   {
@@ -109,7 +117,7 @@ void SFOutputFile::OpenFile()
   if (stat(_name.c_str(), &found) != 0) {
     if (errno != ENOENT)
       throw SFFileError(_name, errno);
-    return OpenTemporary(_name);
+    return OpenTemporary(_name, iTemporary);
   }
   if (S_ISDIR(found.st_mode))
     throw SFFileError(_name, EISDIR);
@@ -121,13 +129,12 @@ void SFOutputFile::OpenFile()
     return Open(open(_name.c_str(), O_WRONLY | O_CLOEXEC));
   if (access(_name.c_str(), W_OK) != 0)
     throw SFFileError(_name, errno);
-  OpenTemporary(Resolved(_name));
+  OpenTemporary(Resolved(_name), iTemporary);
   fchmod(fileno(_file), found.st_mode & 07777);
 }
 
-void SFOutputFile::OpenTemporary(std::string const& iPath)
+void SFOutputFile::OpenTemporary(std::string const& iPath, std::string const& iTemporary)
 {
-  static std::atomic<unsigned int> counter{0};
   _target = iPath;
   if (_target.empty() || _target.back() == '/')
     throw SFFileError(_name, _target.empty() ? ENOENT : EISDIR);
@@ -135,9 +142,9 @@ void SFOutputFile::OpenTemporary(std::string const& iPath)
   SignalsHeld const held;
   int descriptor = -1;
   for (int attempt = 0; descriptor < 0 && attempt < 100; ++attempt) {
-    _temporary = FolderOf(_target) + ".sf-" + std::to_string(getpid()) + "-" + std::to_string(counter++) + ".tmp";
+    _temporary = attempt == 0 && !iTemporary.empty() ? iTemporary : TemporaryFor(_target);
     descriptor = open(_temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (descriptor < 0 && errno != EEXIST)
+    if (descriptor < 0 && (errno != EEXIST || !iTemporary.empty()))
       break;
   }
   if (descriptor < 0)
@@ -176,15 +183,17 @@ void SFOutputFile::RemoveTemporary()
   _temporary.clear();
 }
 
-bool SFOutputFile::RemoveUnfinished() noexcept
+SFOutputFile::Unfinished SFOutputFile::RemoveUnfinished() noexcept
 {
-  bool any = false;
+  auto found = Unfinished::None;
   for (auto& place : unfinished)
     if (char const* const path = place.exchange(nullptr)) {
-      unlink(path);
-      any = true;
+      if (unlink(path) == 0)
+        found = Unfinished::Removed;
+      else if (found == Unfinished::None)
+        found = Unfinished::Gone;
     }
-  return any;
+  return found;
 }
 
 void SFOutputFile::Write(std::string_view iBytes)
@@ -233,5 +242,8 @@ void SFOutputFile::Commit()
   TakeUnfinished(_temporary.c_str());
   _temporary.clear();
 }
+
+SFSharedTemporary::SFSharedTemporary(std::string iPath) : _path(std::move(iPath)) { AddUnfinished(_path.c_str()); }
+SFSharedTemporary::~SFSharedTemporary() { TakeUnfinished(_path.c_str()); }
 
 } // namespace SF

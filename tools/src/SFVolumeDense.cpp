@@ -106,22 +106,6 @@ std::string VtiHeader(SFGridFrame const& iFrame, SFVolumeOptions const& iOptions
          Bytes(iFrame.PointCount() * sizeof(float));
 }
 
-std::string HeaderOf(SFGridFrame const& iFrame, SFVolumeFormat iFormat, SFVolumeOptions const& iOptions)
-{
-  switch (iFormat) {
-  case SFVolumeFormat::Npy:
-    return NpyHeader(iFrame);
-  case SFVolumeFormat::Nrrd:
-    return NrrdHeader(iFrame, iOptions);
-  case SFVolumeFormat::Vti:
-    return VtiHeader(iFrame, iOptions);
-  case SFVolumeFormat::Raw:
-  case SFVolumeFormat::Vdb:
-    break;
-  }
-  return {};
-}
-
 class DenseWriter : public SFVolumeWriter
 {
 public:
@@ -150,11 +134,31 @@ private:
 
 } // namespace
 
+std::string DenseHeader(SFGridFrame const& iFrame, SFVolumeFormat iFormat, SFVolumeOptions const& iOptions)
+{
+  switch (iFormat) {
+  case SFVolumeFormat::Npy:
+    return NpyHeader(iFrame);
+  case SFVolumeFormat::Nrrd:
+    return NrrdHeader(iFrame, iOptions);
+  case SFVolumeFormat::Vti:
+    return VtiHeader(iFrame, iOptions);
+  case SFVolumeFormat::Raw:
+  case SFVolumeFormat::Vdb:
+    break;
+  }
+  return {};
+}
+
+std::string DenseEnd(SFVolumeFormat iFormat)
+{
+  return iFormat == SFVolumeFormat::Vti ? "\n</AppendedData>\n</VTKFile>\n" : "";
+}
+
 std::unique_ptr<SFVolumeWriter> MakeDenseWriter(SFGridFrame const& iFrame, SFVolumeFormat iFormat, SFOutputFile& ioFile,
                                                 SFVolumeOptions const& iOptions)
 {
-  char const* const end = iFormat == SFVolumeFormat::Vti ? "\n</AppendedData>\n</VTKFile>\n" : "";
-  return std::make_unique<DenseWriter>(HeaderOf(iFrame, iFormat, iOptions), end, ioFile);
+  return std::make_unique<DenseWriter>(DenseHeader(iFrame, iFormat, iOptions), DenseEnd(iFormat), ioFile);
 }
 
 } // namespace SF

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <string>
 
 namespace SF {
 
@@ -26,6 +27,9 @@ struct SFVolumeBand
   double steepness = 1.0; ///< what values are divided by to be lengths
 };
 
+/// What the file of a format begins and ends with, around all values. Not for VDB.
+std::string DenseHeader(SFGridFrame const& iFrame, SFVolumeFormat iFormat, SFVolumeOptions const& iOptions);
+std::string DenseEnd(SFVolumeFormat iFormat);
 /// All values, behind a header of the format.
 std::unique_ptr<SFVolumeWriter> MakeDenseWriter(SFGridFrame const& iFrame, SFVolumeFormat iFormat, SFOutputFile& ioFile,
                                                 SFVolumeOptions const& iOptions);

@@ -35,9 +35,9 @@ TEST(OutputFile, AppearsWholeOrNotAtAll)
 
   {
     SF::SFOutputFile stopped(target);
-    EXPECT_TRUE(SF::SFOutputFile::RemoveUnfinished());
+    EXPECT_EQ(SF::SFOutputFile::RemoveUnfinished(), SF::SFOutputFile::Unfinished::Removed);
     EXPECT_EQ(filesThere(), 1);
-    EXPECT_FALSE(SF::SFOutputFile::RemoveUnfinished());
+    EXPECT_EQ(SF::SFOutputFile::RemoveUnfinished(), SF::SFOutputFile::Unfinished::None);
   }
 
   SF::SFOutputFile whole(target);
@@ -48,7 +48,7 @@ TEST(OutputFile, AppearsWholeOrNotAtAll)
   whole.Commit();
   EXPECT_EQ(ContentOf(target), "count=7, all.");
   EXPECT_EQ(filesThere(), 1);
-  EXPECT_FALSE(SF::SFOutputFile::RemoveUnfinished());
+  EXPECT_EQ(SF::SFOutputFile::RemoveUnfinished(), SF::SFOutputFile::Unfinished::None);
 }
 
 TEST(OutputFile, FailsWithItsName)

@@ -1,0 +1,179 @@
+#include "SFVolumeSampler.h"
+
+#include "SFQuantile.h"
+#include "SFWork.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <numeric>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace SF {
+namespace {
+
+constexpr double DefaultHalfBand = 3.0; // as OpenVDB's own tools have it
+
+/// A coarser frame over the same box.
+SFGridFrame Coarse(SFGridFrame const& iFrame)
+{
+  constexpr std::uint32_t most = 32;
+  SFGridFrame coarse = iFrame;
+  std::uint32_t const longest = *std::max_element(iFrame.dims.begin(), iFrame.dims.end());
+  double const factor = std::max(1.0, longest / static_cast<double>(most));
+  coarse.voxel = iFrame.voxel * factor;
+  for (std::uint32_t& count : coarse.dims)
+    count = std::max(1U, static_cast<std::uint32_t>(std::ceil(count / factor)));
+  return coarse;
+}
+
+std::array<double, 3> PointOf(SFGridFrame const& iFrame, std::size_t iIndex)
+{
+  auto const [nx, ny, nz] = iFrame.dims;
+  std::array<std::size_t, 3> const at{iIndex % nx, iIndex / nx % ny, iIndex / nx / ny};
+  std::array<double, 3> point{};
+  for (std::size_t axis = 0; axis < 3; ++axis)
+    point[axis] = iFrame.origin[axis] + static_cast<double>(at[axis]) * iFrame.voxel;
+  return point;
+}
+
+/// The points of a coarse frame where the field is nearest to 0.
+std::array<std::vector<double>, 3> NearPoints(SFGridFrame const& iFrame, std::vector<float> const& iValues)
+{
+  constexpr std::size_t most = 512;
+  std::vector<std::size_t> order(iValues.size());
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  std::size_t const count = std::min(most, order.size());
+  std::nth_element(order.begin(), order.begin() + static_cast<std::ptrdiff_t>(count - 1), order.end(),
+                   [&](std::size_t iA, std::size_t iB) { return std::abs(iValues[iA]) < std::abs(iValues[iB]); });
+  std::array<std::vector<double>, 3> points;
+  for (std::size_t i = 0; i < count; ++i) {
+    auto const point = PointOf(iFrame, order[i]);
+    for (std::size_t axis = 0; axis < 3; ++axis)
+      points[axis].push_back(point[axis]);
+  }
+  return points;
+}
+
+/// How long the gradient is near the surface: nine tenths of the points have a shorter one.
+double SteepnessOf(SFField const& iField, SFGridFrame const& iFrame, SFWorkOptions const& iOptions)
+{
+  if (iField.LipschitzBound() == 1.0)
+    return 1.0;
+  auto const compiled = CompileFor(iField, iOptions);
+  SFGridFrame const coarse = Coarse(iFrame);
+  std::vector<float> values(coarse.PointCount());
+  Require(compiled->RenderSlices(coarse.dims.data(), 0, coarse.dims[2], values, coarse.voxel, coarse.origin.data()));
+  auto const [x, y, z] = NearPoints(coarse, values);
+  std::vector<double> gradients(3 * x.size());
+  Require(compiled->EvaluateGradient(x.size(), x.data(), y.data(), z.data(), nullptr, gradients.data()));
+  std::vector<double> lengths;
+  for (std::size_t i = 0; i < gradients.size(); i += 3)
+    if (double const length = std::hypot(gradients[i], gradients[i + 1], gradients[i + 2]);
+        std::isfinite(length) && length > 0.0)
+      lengths.push_back(length);
+  if (lengths.empty())
+    return 1.0;
+  double const steepness = Quantile(lengths, 0.9);
+  constexpr double nearlyOne = 1e-3; // a distance but for rounding, or for a few kinks
+  return std::abs(steepness - 1.0) < nearlyOne ? 1.0 : steepness;
+}
+
+/// How many of some points have no value; they are forgotten.
+std::uint64_t TakeNans(SFCompiledField const& iField, std::array<std::vector<double>, 3>& ioPoints)
+{
+  auto& [x, y, z] = ioPoints;
+  std::vector<double> values(x.size());
+  Require(iField.Evaluate(values.size(), x.data(), y.data(), z.data(), values.data()));
+  for (auto& coordinates : ioPoints)
+    coordinates.clear();
+  return static_cast<std::uint64_t>(
+      std::count_if(values.begin(), values.end(), [](double iValue) { return std::isnan(iValue); }));
+}
+
+} // namespace
+
+void RequireHalfBand(double iHalfBand)
+{
+  if (!(iHalfBand >= 0.0) || !std::isfinite(iHalfBand))
+    throw std::invalid_argument("band: not a finite number of voxels, 0 or more");
+}
+
+SFVolumeBand BandOf(SFGridFrame const& iFrame, SFVolumeFormat iFormat, SFVolumeOptions const& iOptions,
+                    double iSteepness)
+{
+  double const halfBand =
+      iOptions.halfBand == 0.0 && iFormat == SFVolumeFormat::Vdb ? DefaultHalfBand : iOptions.halfBand;
+  double const limit = halfBand * iFrame.voxel * iSteepness;
+  return {halfBand > 0.0 ? limit : std::numeric_limits<double>::infinity(), iSteepness};
+}
+
+std::uint32_t SlicesAtOnce(SFGridFrame const& iFrame, SFVolumeFormat iFormat, SFVolumeOptions const& iOptions)
+{
+  constexpr std::uint64_t bytes = std::uint64_t{16} << 20;
+  std::uint64_t const slice = std::uint64_t{iFrame.dims[0]} * iFrame.dims[1] * sizeof(float);
+  std::uint32_t const unit = iFormat == SFVolumeFormat::Vdb ? SFVdbSlices : 1;
+  auto const units = static_cast<std::uint32_t>(std::clamp<std::uint64_t>(bytes / slice / unit, 1, 1U << 20));
+  auto const slices = static_cast<std::uint32_t>(std::min<std::uint64_t>(std::uint64_t{units} * unit, iFrame.dims[2]));
+  RequireMemory(iOptions, static_cast<double>(slice) * slices,
+                "a slab of " + std::to_string(iFrame.dims[0]) + " x " + std::to_string(iFrame.dims[1]) + " x " +
+                    std::to_string(slices) + " points");
+  return slices;
+}
+
+SFVolumeSampler::SFVolumeSampler(SFField const& iField, SFGridFrame const& iFrame, SFVolumeFormat iFormat,
+                                 SFVolumeOptions const& iOptions, SFProfilerItf* iSlabProfiler)
+  : _frame(iFrame), _hasBand(iFormat == SFVolumeFormat::Vdb || iOptions.halfBand > 0.0)
+{
+  RequireHalfBand(iOptions.halfBand);
+  _report.points = iFrame.PointCount();
+  _report.steepness = _hasBand ? SteepnessOf(iField, iFrame, iOptions) : 1.0;
+  _band = BandOf(iFrame, iFormat, iOptions, _report.steepness);
+  SFCompiledFieldOptions options = iOptions;
+  options.band = _band.limit;
+  options.profiler = iSlabProfiler;
+  _compiled = iField.Compile(options);
+}
+
+void SFVolumeSampler::Sample(std::uint32_t iBegin, std::uint32_t iEnd, std::span<float> oValues)
+{
+  Require(_compiled->RenderSlices(_frame.dims.data(), iBegin, iEnd, oValues, _frame.voxel, _frame.origin.data()));
+  if (!_hasBand)
+    _report.pointsWithoutValue += CountNans(iBegin, oValues);
+}
+
+/// Of a slab. Points without a value are stored as the diagonal of the grid, as all is that is as far away as that.
+std::uint64_t SFVolumeSampler::CountNans(std::uint32_t iFirst, std::span<float const> iValues) const
+{
+  std::size_t const first = std::size_t{_frame.dims[0]} * _frame.dims[1] * iFirst;
+  if (!MayHoldNan(first, first + iValues.size() - 1))
+    return 0;
+  float const farthest = *std::max_element(iValues.begin(), iValues.end());
+  constexpr std::size_t atOnce = 1 << 16;
+  std::uint64_t nans = 0;
+  std::array<std::vector<double>, 3> suspects;
+  for (std::size_t index = 0; index < iValues.size(); ++index) {
+    if (iValues[index] == farthest) {
+      auto const point = PointOf(_frame, first + index);
+      for (std::size_t axis = 0; axis < 3; ++axis)
+        suspects[axis].push_back(point[axis]);
+    }
+    if (suspects[0].size() == atOnce || index + 1 == iValues.size())
+      nans += TakeNans(*_compiled, suspects);
+  }
+  return nans;
+}
+
+bool SFVolumeSampler::MayHoldNan(std::size_t iFirst, std::size_t iLast) const
+{
+  auto const low = PointOf(_frame, iFirst);
+  auto const high = PointOf(_frame, iLast);
+  double least = 0.0;
+  double most = 0.0;
+  return _compiled->EvaluateInterval({{low[0], low[1], low[2]}, {high[0], high[1], high[2]}}, least, most) != S_OK;
+}
+
+} // namespace SF
