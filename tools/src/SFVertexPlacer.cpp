@@ -24,9 +24,14 @@ constexpr double Parallel = 1e-12;
 constexpr double SideCosine = 0.9;
 /// Planes that are so much alike are one: 2 degrees.
 constexpr double OnePlaneCosine = 0.9994;
-constexpr int MaxRounds = 8;
+/// A smooth vertex further off than this starts again elsewhere.
+constexpr double SmoothLimit = 1e-4;
+/// A step on the way to the surface is worth it when it leaves no more than this part of the distance.
+constexpr double WorthLeft = 0.9;
+constexpr int MaxRounds = 12;
 constexpr int MaxRefinements = 3;
-/// A side is looked at this far from the vertex, as a part of the way to the centre of its crossings.
+/// A side is looked at this far from the vertex, as a part of the way to the centre of its crossings; a way onto the
+/// surface begins this far from a crossing, on that to their centre.
 constexpr double LookAside = 0.1;
 
 } // namespace
@@ -130,7 +135,7 @@ void SFVertexPlacer::Run(SFCompiledField const& iField, CellTest const& iHasShar
     _batch.EvaluateGradient(iField);
     std::size_t open = 0;
     for (std::size_t i = 0; i < _open.size(); ++i)
-      if (!Update(_vertices[_open[i]], _batch.Point(i), _batch.Value(i), _batch.Gradient(i)))
+      if (!Update(_vertices[_open[i]], _batch.Point(i), _batch.Value(i), _batch.Gradient(i)) || StartAgain(_open[i]))
         _open[open++] = _open[i];
     _open.resize(open);
     Refine(iField);
@@ -321,7 +326,26 @@ bool SFVertexPlacer::Update(Vertex& ioVertex, SFVector3 const& iPoint, double iV
     return false;
   }
   ioVertex.position = InCell(ioVertex, iPoint - step * plane.normal, SlideMargin);
-  return !(std::abs(step) < 0.5 * before); // no longer worth it
+  return !(std::abs(step) < WorthLeft * before);
+}
+
+/// Where the way from the centre of the crossings does not end on the surface, as at rims that are thinner than the cell: a
+/// second one, from next to the nearest crossing. False when there is no need of it, or no hope.
+bool SFVertexPlacer::StartAgain(std::size_t iVertex)
+{
+  Vertex& vertex = _vertices[iVertex];
+  if (vertex.sides != 0 || vertex.hasStartedAgain || !(vertex.distance > SmoothLimit * _voxel))
+    return false;
+  vertex.hasStartedAgain = true;
+  double nearest = std::numeric_limits<double>::infinity();
+  for (std::size_t i = vertex.firstCrossing; i < EndOfCrossings(iVertex); ++i) {
+    SFVector3 const way = vertex.centre - _crossings[i].point;
+    if (!_crossings[i].plane.IsKnown() || !(Norm(way) < nearest))
+      continue;
+    nearest = Norm(way);
+    vertex.position = _crossings[i].point + LookAside * way;
+  }
+  return std::isfinite(nearest);
 }
 
 /// Looks at the sides of the sharp vertices next to them, where curved sides have other planes than at the crossings, and

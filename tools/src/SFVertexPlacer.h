@@ -54,6 +54,7 @@ private:
     std::size_t firstSide = 0;
     std::size_t sides = 0; ///< of a sharp vertex: 2 or more
     int refinements = 0;
+    bool hasStartedAgain = false;
   };
 
   /// A part of a line.
@@ -87,6 +88,7 @@ private:
   void Refine(SFCompiledField const& iField);
   bool IsCurved(Vertex const& iVertex) const;
   void MakeSmooth(Vertex& ioVertex) const;
+  bool StartAgain(std::size_t iVertex);
   void Finish(SFMeshBlock& ioBlock) const;
 
   double _voxel;
