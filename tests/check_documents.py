@@ -16,7 +16,7 @@ Usage: check_documents.py links | tokens | blocks
        check_documents.py python [DOCUMENT...]        by the interpreter that runs this
        check_documents.py commands SFDAG
        check_documents.py host STAGE LIBDIR           against an installed tree
-       check_documents.py operator COMPILER
+       check_documents.py guide NAME COMPILER
 """
 
 import os
@@ -33,7 +33,6 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parent.parent
 README = ROOT / "README.md"
 HOST_GUIDE = ROOT / "docs" / "host_guide.md"
-OPERATOR_GUIDE = ROOT / "docs" / "ADDING_AN_OPERATOR.md"
 DOCUMENTS = [*sorted(ROOT.glob("*.md")), *sorted((ROOT / "docs").glob("*.md")),
              *(ROOT / folder / "README.md" for folder in ("examples", "bench", "tests"))]
 LANGUAGES = {"cpp", "python", "console", "sh", "cmake", "sfm", "vm", "ebnf", "text"}
@@ -71,7 +70,8 @@ def differences(what, run, shown):
 
 
 def check_links():
-    """Every link, every file of this project in backticks, and every document that a header names exists."""
+    """Every link, every file of this project in backticks, and every document that a header names exists. The tables of the
+    engine's files are whole."""
     for document in DOCUMENTS:
         text = document.read_text()
         prose = re.sub(r"^ *```.*?^ *```$", "", text, flags=re.MULTILINE | re.DOTALL)
@@ -80,6 +80,10 @@ def check_links():
         for target in [document.parent / link for link in links] + [ROOT / path for path in paths]:
             if not target.exists():
                 yield f"{document.name}: {os.path.relpath(target, ROOT)} does not exist"
+    design = (ROOT / "docs" / "DESIGN.md").read_text()
+    for source in [file for folder in ("tape", "evaluation") for file in (ROOT / "src" / folder).glob("*.*")]:
+        if f"`{source.stem}" not in design:
+            yield f"DESIGN.md: its table lacks {source.relative_to(ROOT)}"
     for header in [*ROOT.glob("*Interfaces/*.h"), *ROOT.glob("modelling/*.h"), *ROOT.glob("tools/*.h")]:
         for named in re.findall(r"docs/\w+\.md", header.read_text()):
             if not (ROOT / named).exists():
@@ -102,10 +106,10 @@ def check_tokens():
 
 
 def check_blocks():
-    """No block is of a language that nothing here tests, and only the guide whose fragments are compiled has any."""
+    """No block is of a language that nothing here tests, and only the guides whose fragments are compiled have any."""
     for document in DOCUMENTS:
         for block in blocks(document):
-            fragment = block.language == "cpp" and "int main(" not in block.text and document != OPERATOR_GUIDE
+            fragment = block.language == "cpp" and "int main(" not in block.text and document.stem not in GUIDES
             if block.language not in LANGUAGES or fragment:
                 yield f"{document.name}: no test of this block\n{block.text}"
 
@@ -192,23 +196,35 @@ def check_host(stage, libdir):
                 yield from run(document, head + block.text, "cmake -B app -DCMAKE_PREFIX_PATH=$DIR")
 
 
-def check_operator(compiler):
-    """The fragments of the guide compile where it says that they belong."""
+# Where the fragments of a guide belong, and the sources that then compile.
+GUIDES = {
+    "ADDING_AN_OPERATOR": (
+        [("ProtectedInterfaces/SFTypes.h", r"  RESERVED = 40\n"),
+         ("ProtectedInterfaces/SFOperatorTable.h", r"(?<=L2, \"\"},\n)(?=}\);)"),
+         ("PrivateInterfaces/operators/SFScalarOps.h", r"(?=/// Whether an operator has a meaning)"),
+         ("src/calculus/SFCalculusRules.cpp", r"(?=consteval bool ReadsRight)")],
+        ["src/calculus/SFCalculusRules.cpp", "src/evaluation/SFScalarEvaluation.cpp"]),
+    "ADDING_A_SHAPE": (
+        [("modelling/SFShapes.h", r"(?=/// All points within)"),
+         ("modelling/src/SFShapes.cpp", r"(?=SFField Capsule\()"),
+         ("modelling/src/SFFormulaShapes.cpp", r"(?<=c.Field\(\"tube_radius\"\)\); }},\n)"),
+         ("modelling/tests/ShapesTest.cpp", r"(?<=std::vector<Row> rows{\n)")],
+        ["modelling/src/SFShapes.cpp", "modelling/src/SFFormulaShapes.cpp", "modelling/tests/ShapesTest.cpp"])}
+
+
+def check_guide(name, compiler):
+    """The fragments of a guide compile where it says that they belong."""
     with tempfile.TemporaryDirectory() as place:
         folder = Path(place)
-        for name in ("PublicInterfaces", "PrivateInterfaces", "ProtectedInterfaces", "HostMath", "src"):
-            shutil.copytree(ROOT / name, folder / name)
-        kinds, rows, meanings, rules = [block.text for block in blocks(OPERATOR_GUIDE)][:4]
-        for file, place, fragment in (
-            ("ProtectedInterfaces/SFTypes.h", r"  RESERVED = 40\n", kinds),
-            ("ProtectedInterfaces/SFOperatorTable.h", r"(?<=L2, \"\"},\n)(?=}\);)", rows),
-            ("PrivateInterfaces/operators/SFScalarOps.h", r"(?=/// Whether an operator has a meaning)", meanings),
-            ("src/calculus/SFCalculusRules.cpp", r"(?=consteval bool ReadsRight)", rules)):
-            text, count = re.subn(place, lambda _: fragment, (folder / file).read_text())
+        for part in ("PublicInterfaces", "PrivateInterfaces", "ProtectedInterfaces", "HostMath", "src", "modelling"):
+            shutil.copytree(ROOT / part, folder / part)
+        places, sources = GUIDES[name]
+        for (file, pattern), block in zip(places, blocks(ROOT / "docs" / f"{name}.md")):
+            text, count = re.subn(pattern, lambda _: block.text, (folder / file).read_text())
             assert count == 1, f"{file}: the place of the fragment has moved"
             (folder / file).write_text(text)
-        includes = [f"-I{folder / part}" for part in os.listdir(folder)]
-        for source in ("src/calculus/SFCalculusRules.cpp", "src/evaluation/SFScalarEvaluation.cpp"):
+        includes = [f"-I{folder / part}" for part in (*os.listdir(folder), "modelling/src")]
+        for source in sources:
             command = [compiler, "-std=c++20", "-fsyntax-only", *includes, folder / source]
             yield from differences(source, subprocess.run(command, capture_output=True, text=True, check=False), "")
 
@@ -217,7 +233,7 @@ def main():
     name, *arguments = sys.argv[1:]
     checks = {"links": check_links, "tokens": check_tokens, "blocks": check_blocks, "programs": write_programs,
               "example": check_example, "python": check_python, "commands": check_commands, "host": check_host,
-              "operator": check_operator}
+              "guide": check_guide}
     complaints = list(checks[name](*arguments))
     print("\n".join(complaints), end="")
     return 1 if complaints else 0
