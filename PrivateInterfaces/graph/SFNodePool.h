@@ -1,5 +1,7 @@
 #pragma once
 
+#include "graph/SFPageStore.h"
+
 #include <cstddef>
 #include <memory>
 #include <utility>
@@ -38,17 +40,7 @@ public:
 
 private:
   // Address sanitizer tells the use of a node that has gone only where nodes are blocks of the heap.
-#if defined(__SANITIZE_ADDRESS__)
-  static constexpr bool PutsOnPages = false;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-  static constexpr bool PutsOnPages = false;
-#else
-  static constexpr bool PutsOnPages = true;
-#endif
-#else
-  static constexpr bool PutsOnPages = true;
-#endif
+  static constexpr bool PutsOnPages = !SFHasAddressSanitizer;
 
   struct Chunk;
 

@@ -17,18 +17,13 @@ struct SFNodePool::Chunk
 
   std::atomic<std::size_t> places{Reserved}; ///< taken, or yet to be
 
-  static Chunk* Make()
-  {
-    void* const page = ::operator new (SFLargePage, std::align_val_t{SFLargePage});
-    AskForLargePages(page, SFLargePage);
-    return new (page) Chunk;
-  }
+  static Chunk* Make() { return new (SFPageStore::Take()) Chunk; }
 
   void GiveBack(std::size_t iPlaces) noexcept
   {
     if (places.fetch_sub(iPlaces, std::memory_order_acq_rel) == iPlaces) {
       this->~Chunk();
-      ::operator delete (this, std::align_val_t{SFLargePage});
+      SFPageStore::GiveBack(this);
     }
   }
 };

@@ -2,11 +2,15 @@
 
 #include "SFConstant.h"
 #include "graph/SFNodePool.h"
+#include "tape/SFLargePages.h"
 
+#include <algorithm>
+#include <set>
 #include <thread>
 
 #if defined(__GLIBC__)
 #include <malloc.h>
+#include <sys/resource.h>
 #endif
 
 using namespace SF;
@@ -58,14 +62,42 @@ TEST(NodePool, NodesOutliveTheirPoolAndGoOnAnyThread)
 #if defined(__GLIBC__) && !defined(SF_INSTRUMENTED)
 TEST(NodePool, ChunksGoWithTheirLastNode)
 {
-  constexpr std::size_t page = std::size_t{1} << 21;
   MakeConstants(); // what the heap keeps for itself is there
+  SFPageStore::Drop();
   std::size_t const before = TakenFromHeap();
   auto nodes = MakeConstants();
-  std::size_t const least = before + 4 * page;
+  std::size_t const least = before + 4 * SFLargePage;
   EXPECT_GT(TakenFromHeap(), least);
   nodes.erase(nodes.begin() + 1, nodes.end());
   nodes.shrink_to_fit();
-  EXPECT_LT(TakenFromHeap(), before + page);
+  // All but that of the first node, which is in the heap, are kept for the next graph, and that takes no others.
+  std::size_t const kept = SFPageStore::GetKeptCount();
+  EXPECT_GE(kept, 4U);
+  nodes = MakeConstants();
+  EXPECT_LT(SFPageStore::GetKeptCount(), 2U);
+  std::vector<NodePtr>().swap(nodes);
+  EXPECT_EQ(SFPageStore::GetKeptCount(), kept);
+  SFPageStore::Drop();
+  EXPECT_LT(TakenFromHeap(), before + SFLargePage);
+}
+
+TEST(PageStore, KeepsNoMoreThanItSaysAndNoneWhereAddressesAreLimited)
+{
+  SFPageStore::Drop();
+  std::vector<void*> pages(SFPageStore::MaxKept + 3); // never written to
+  std::generate(pages.begin(), pages.end(), SFPageStore::Take);
+  EXPECT_EQ(std::set<void*>(pages.begin(), pages.end()).size(), pages.size());
+  std::for_each(pages.begin(), pages.end(), SFPageStore::GiveBack);
+  EXPECT_EQ(SFPageStore::GetKeptCount(), SFPageStore::MaxKept);
+  SFPageStore::Drop();
+
+  void* const page = SFPageStore::Take();
+  rlimit unlimited{};
+  getrlimit(RLIMIT_AS, &unlimited);
+  rlimit const limited{rlim_t{1} << 46, unlimited.rlim_max};
+  setrlimit(RLIMIT_AS, &limited);
+  SFPageStore::GiveBack(page);
+  setrlimit(RLIMIT_AS, &unlimited);
+  EXPECT_EQ(SFPageStore::GetKeptCount(), 0U);
 }
 #endif
