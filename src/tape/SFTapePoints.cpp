@@ -4,6 +4,7 @@
 #include "tape/SFPointCloud.h"
 
 #include <algorithm>
+#include <bit>
 
 namespace SF {
 namespace {
@@ -27,6 +28,8 @@ constexpr double StepOverhead = 1500.0;
 constexpr std::size_t MostPoints = std::size_t{1} << 18;
 /// So many points are divided further: rows of their parts are long enough, and planned for quickly enough.
 constexpr std::size_t WorthDividing = 2048;
+/// Batches are planned for as many points, at least: the plan serves shorter ones too.
+constexpr std::size_t LeastPlanned = 64;
 /// Levels of the division, each with lists of its own.
 constexpr std::size_t MostLevels = 6;
 /// After an attempt that gained nothing so many parts are run as they come.
@@ -198,8 +201,12 @@ private:
       count = SFShortestRow;
     }
     SFTile const tile{{0, 0, 0}, {static_cast<unsigned int>(count), 1, 1}};
-    if (!iIsPlanned || !runner.Recount(tile.count[0]))
-      runner.Plan(iList, tile.count);
+    if (!iIsPlanned || !runner.Recount(tile.count[0])) {
+      std::size_t const longest = std::min(_owner._plan.volume, std::max(LeastPlanned, std::bit_ceil(count)));
+      runner.Plan(iList, {static_cast<unsigned int>(std::max(count, longest)), 1, 1});
+      if (!runner.Recount(tile.count[0]))
+        runner.Plan(iList, tile.count);
+    }
     runner.SetPoints(iPoints);
     runner.RunTile(tile);
     if (!MustStop())
