@@ -10,7 +10,7 @@ namespace SF {
 
 /// Writes messages about places in a text as compilers do, for people and for editors that look for such lines:
 ///
-///     plate.sf:1:3: warning: "3" is skipped: a number starts with "f".
+///     plate.sf:1:3: warning: "3" is skipped: a number begins with "f".
 ///     - 3 X
 ///       ^
 ///
