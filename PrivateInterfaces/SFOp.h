@@ -6,7 +6,7 @@ namespace SF {
 
 /// An operator, a coordinate leaf (no operands; the type says which coordinate) or the END leaf. A unary operator has a
 /// left operand only; a binary operator has its first operand left and its second right. Which types are operators, and
-/// of how many operands, SFOperatorTable tells; what they compute is in the README. Angles are in radians.
+/// of how many operands, SFOperatorTable tells; what they compute is in docs/text_formats.md. Angles are in radians.
 class SF_EXPORT SFOp : public SFDagNode
 {
 public:

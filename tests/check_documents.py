@@ -31,7 +31,7 @@ from collections import namedtuple
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
-README = ROOT / "README.md"
+TEXT_FORMATS = ROOT / "docs" / "text_formats.md"
 HOST_GUIDE = ROOT / "docs" / "host_guide.md"
 DOCUMENTS = [*sorted(ROOT.glob("*.md")), *sorted((ROOT / "docs").glob("*.md")),
              *(ROOT / folder / "README.md" for folder in ("examples", "bench", "tests"))]
@@ -91,18 +91,18 @@ def check_links():
 
 
 def check_tokens():
-    """The README lists the tokens of the operator table, with their names and operand counts."""
+    """The guide to texts lists the tokens of the operator table, with their names and operand counts."""
     table = (ROOT / "ProtectedInterfaces" / "SFOperatorTable.h").read_text()
     rows = re.findall(r'\{Detail::\w+, *"(\w+)", *\'(\\?.)\', *(\d)', table)
     # "#" stands twice in the table; which of its kinds is meant is decided by what follows.
     known = {(token[-1], name, arity) for name, token, arity in rows if name != "UNRESOLVEDREF"}
-    listed = set(re.findall(r"^\| `(.)` \| (\w+) \| (\d) \|", README.read_text(), re.MULTILINE))
+    listed = set(re.findall(r"^\| `(.)` \| (\w+) \| (\d) \|", TEXT_FORMATS.read_text(), re.MULTILINE))
     if not known:
         yield "SFOperatorTable.h: no rows found"
     for row in sorted(known - listed):
-        yield f"README.md lacks {row}"
+        yield f"text_formats.md lacks {row}"
     for row in sorted(listed - known):
-        yield f"README.md lists {row}, which the operator table does not hold"
+        yield f"text_formats.md lists {row}, which the operator table does not hold"
 
 
 def check_blocks():
