@@ -1,9 +1,13 @@
 # The everyday commands. All set up what is missing first and work in build/release.
 
-.PHONY: demo test bench check clean deps
+.PHONY: demo pictures test bench check clean deps
 
 demo: deps
 	scripts/demo.sh
+
+# The pictures of the documents, docs/pictures, anew.
+pictures: deps
+	scripts/pictures.sh
 
 # The whole suite.
 test: deps

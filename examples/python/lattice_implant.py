@@ -41,7 +41,8 @@ def main(folder=".", voxel="0.25", width="1024"):
     solid = body.difference(opening).mesh(voxel=voxel)
     print(f"{len(ends)} struts, {100 * (1 - mesh.volume / solid.volume):.0f} % open")
     mesh.save(folder / "lattice_implant.stl")
-    part.picture(size=(width, width * 3 // 4)).save(folder / "lattice_implant.png")
+    eye = ((40, -60, 52), (0, 0, -1))
+    part.picture(size=(width, width * 3 // 4), eye=eye, field_of_view=0.38).save(folder / "lattice_implant.png")
 
 
 if __name__ == "__main__":

@@ -6,6 +6,14 @@ from pathlib import Path
 import pytest
 
 SCRIPTS = sorted((Path(__file__).parents[2] / "examples" / "python").glob("*.py"))
+# What they print, as far as it is known.
+FACTS = {
+    "gear_pair": ["the gap is 0.100 to 0.101 mm", "18.0 cm3"],  # the same at every angle: the flanks are involutes
+    "heat_exchanger": ["channels: 0.9", "2 separate bodies of fluid"],  # the wall keeps them apart
+    "lattice_implant": ["3960 struts, 77 % open"],
+    "phone_stand": ["65.2 cm3", "76.4 cm3"],
+    "text_plate": ["3099 nodes, 288 strokes, 1 part"],
+}
 
 
 @pytest.mark.parametrize("script", SCRIPTS, ids=lambda script: script.stem)
@@ -14,6 +22,4 @@ def test_examples_run(script, tmp_path, capsys):
     made = sorted(path.suffix for path in tmp_path.iterdir())
     assert len(made) == 2 and ".png" in made and made != [".png", ".png"]
     printed = capsys.readouterr().out
-    assert "cm3" in printed or "% open" in printed
-    if script.stem == "heat_exchanger":
-        assert "channels: 0.9" in printed  # the wall that keeps the two apart
+    assert [fact for fact in FACTS[script.stem] if fact not in printed] == []
