@@ -2,7 +2,7 @@
 
 .PHONY: demo pictures test bench check clean deps
 
-demo: deps
+demo:
 	scripts/demo.sh
 
 # The pictures of the documents, docs/pictures, anew.

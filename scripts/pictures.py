@@ -4,7 +4,9 @@
 Usage: pictures.py [NAME...]     of build/release; all of them, or some
 """
 
+import re
 import runpy
+import shlex
 import struct
 import subprocess
 import sys
@@ -80,10 +82,24 @@ def draw(name):
         subprocess.run([BUILD / "examples" / name, FOLDER / f"{name}.png"], check=True)
 
 
+def draw_tutorial():
+    """The pictures of its commands, after each of its models."""
+    blocks = re.findall(r"^```(\w+)\n(.*?)^```", (ROOT / "docs" / "tutorial.md").read_text(), re.MULTILINE | re.DOTALL)
+    with tempfile.TemporaryDirectory() as folder:
+        for language, text in blocks:
+            if language == "sfm":
+                (Path(folder) / "model.sfm").write_text(text)
+            for options, name in re.findall(r"sfdag render (.*) -o (\w+)\.png", text):
+                command = [BUILD / "host" / "sfdag", "render", *shlex.split(options), "-q", "-o", FOLDER / f"tutorial_{name}.png"]
+                subprocess.run(command, check=True, cwd=folder)
+
+
 def main(names):
     sf.Picture.save = save
     FOLDER.mkdir(exist_ok=True)
-    for name in names or [*MODELS, *SCRIPTS, "nut_on_plate"]:
+    if not names or "tutorial" in names:
+        draw_tutorial()
+    for name in [name for name in names if name != "tutorial"] or [*MODELS, *SCRIPTS, "nut_on_plate"] * (not names):
         draw(name)
         size = (FOLDER / f"{name}.png").stat().st_size
         print(f"docs/pictures/{name}.png  {size / 1000:.0f} kB", flush=True)
