@@ -44,6 +44,9 @@ packages=(
   python3-venv
   python3-tqdm
   python3-xarray
+  python3-dask        # arrays in chunks,
+  python3-distributed # on a cluster,
+  python3-zarr        # and their files
   mypy       # the stubs of the Python package
   graphviz   # drawings
   gnuplot-nox # plots of the documents, by bench/growth.gp

@@ -85,4 +85,25 @@ SF_TOOLS_EXPORT SFMesh MeshField(SFField const& iField, ZULMathBox const& iBox, 
 SF_TOOLS_EXPORT void MeshField(SFField const& iField, ZULMathBox const& iBox, double iVoxel, SFMeshSink& ioSink,
                                SFMeshingOptions const& iOptions = {}, SFMeshingReport* oReport = nullptr);
 
+/// A piece of a mesh that may be made apart from the others, by another process.
+struct SFMeshLayers
+{
+  /// The triangles that end in the layers. The first `below` vertices are those of the layer below, which are also the
+  /// last ones of the piece before; the others are those of the layers.
+  SFMesh mesh;
+  std::uint32_t below = 0; ///< how many vertices the layer below has
+  SFMeshingReport report;  ///< of the layers
+};
+
+/// How many layers, 16 cells high, a mesh can be divided into. Errors as MeshField.
+SF_TOOLS_EXPORT std::uint32_t MeshLayerCount(ZULMathBox const& iBox, double iVoxel);
+
+/// The layers iBegin <= layer < iEnd of the mesh of MeshField; empty where no surface is. All pieces in a row have its
+/// vertices, bit for bit, in the same order, and its triangles but for slivers that meet two pieces: where three vertices
+/// lie on one line another diagonal may be taken. Errors as MeshField; std::invalid_argument also for layers that are none
+/// of the mesh, and with an adaptivity.
+SF_TOOLS_EXPORT SFMeshLayers MeshFieldLayers(SFField const& iField, ZULMathBox const& iBox, double iVoxel,
+                                             std::uint32_t iBegin, std::uint32_t iEnd,
+                                             SFMeshingOptions const& iOptions = {});
+
 } // namespace SF

@@ -6,6 +6,9 @@
 array([-3.,  4.])
 """
 
+from importlib import import_module
+from typing import Any
+
 from ._errors import TextError
 from ._field import Curvature, Field, Parameter, angle, axes, intersection, length, parameter, smooth_union, union
 from ._grid import Grid
@@ -32,6 +35,14 @@ from ._shapes import (
     torus,
 )
 from ._texts import Problem, check, formula, from_expression, from_listing, load, save
+
+
+def __getattr__(name: str) -> Any:
+    """The module sf.dask, when it is asked for: it needs a package that need not be installed."""
+    if name == "dask":
+        return import_module(".dask", __name__)
+    raise AttributeError(f"module {__name__!r} has no attribute {name!r}")
+
 
 __all__ = [
     "Curvature",

@@ -101,7 +101,14 @@ def curvature(
 ) -> None: ...
 def interval(field: Node, low: _Vector, high: _Vector) -> tuple[float, float, bool]: ...
 def grid(
-    field: Node, values: npt.NDArray[np.float32], voxel: float, origin: _Vector, threads: int, progress: _Report
+    field: Node,
+    values: npt.NDArray[np.float32],
+    voxel: float,
+    origin: _Vector,
+    first: int,
+    slices: int,
+    threads: int,
+    progress: _Report,
 ) -> None: ...
 def mesh(
     field: Node,
@@ -114,6 +121,18 @@ def mesh(
     threads: int,
     progress: _Report,
 ) -> tuple[_Floats, npt.NDArray[np.uint32], npt.NDArray[np.float32], tuple[Any, ...]]: ...
+def mesh_layer_count(low: _Vector, high: _Vector, voxel: float) -> int: ...
+def mesh_layers(
+    field: Node,
+    low: _Vector,
+    high: _Vector,
+    voxel: float,
+    begin: int,
+    end: int,
+    sharp: bool,
+    capped: bool,
+    threads: int,
+) -> tuple[_Floats, npt.NDArray[np.uint32], npt.NDArray[np.float32], tuple[Any, ...], int]: ...
 def measure(
     field: Node, low: _Vector, high: _Vector, voxel: float, wall: bool, threads: int, progress: _Report
 ) -> tuple[Any, ...]: ...

@@ -524,6 +524,24 @@ class Field:
         """
         return sampled(self, voxel, bounds, cells, threads, progress)
 
+    def dask_array(
+        self,
+        bounds: Any = None,
+        voxel: Optional[float] = None,
+        chunks: Any = "auto",
+        *,
+        cells: Optional[int] = None,
+        threads: int = 1,
+    ) -> Any:
+        """The values of :meth:`grid` as a lazy array of Dask, of which each chunk is rendered where it is needed; see
+        :func:`sf.dask.array`."""
+        from . import dask
+
+        return dask.array(self, bounds, voxel, chunks, cells=cells, threads=threads)
+
+    def __dask_tokenize__(self) -> Any:
+        return self.to_listing()
+
     def mesh(
         self,
         voxel: Optional[float] = None,

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import math
 import os
-from typing import TYPE_CHECKING, Any, Optional, Union
+from typing import TYPE_CHECKING, Any, NamedTuple, Optional, Union
 
 import numpy as np
 import numpy.typing as npt
@@ -16,7 +16,7 @@ from ._progress import Progress, reporting
 if TYPE_CHECKING:
     from ._field import Field
 
-_MOST_POINTS = 2**32 - 1
+Box = tuple[tuple[float, float, float], tuple[float, float, float]]
 
 
 class Grid(npt.NDArray[np.float32]):
@@ -85,9 +85,7 @@ class Grid(npt.NDArray[np.float32]):
         return xarray.DataArray(np.asarray(self), dims=("z", "y", "x"), coords={"z": z, "y": y, "x": x})
 
 
-def frame(
-    field: Field, voxel: Optional[float], cells: Optional[int], bounds: Any
-) -> tuple[tuple[tuple[float, float, float], tuple[float, float, float]], float]:
+def frame(field: Field, voxel: Optional[float], cells: Optional[int], bounds: Any) -> tuple[Box, float]:
     """The box to work on and the edge of its cells."""
     if bounds is None:
         bounds = field.bounds
@@ -105,18 +103,39 @@ def frame(
     return (low, high), edge
 
 
-def sampled(
-    field: Field, voxel: Optional[float], bounds: Any, cells: Optional[int], threads: int, progress: Progress
-) -> Grid:
-    """The values of a field on a grid, as its method `grid` says."""
+class Lattice(NamedTuple):
+    """The points of a grid."""
+
+    shape: tuple[int, int, int]
+    origin: tuple[float, float, float]
+    spacing: float
+
+    def render(
+        self, field: Field, first: int, last: int, threads: int = 0, progress: Progress = None
+    ) -> npt.NDArray[np.float32]:
+        """The slices from `first` to before `last`, with the bits that they have in the whole grid."""
+        nz, ny, nx = self.shape
+        values = np.empty((last - first, ny, nx), dtype=np.float32)
+        with reporting(progress, "grid") as report:
+            _core.grid(field._core, values, self.spacing, self.origin, first, nz, threads, report)
+        return values
+
+
+def lattice(field: Field, voxel: Optional[float], cells: Optional[int], bounds: Any) -> Lattice:
+    """The points that cover a box, as far as the high corner, which rounding must not cost a point."""
     (low, high), edge = frame(field, voxel, cells, bounds)
-    # As far as the high corner, which rounding must not cost a point.
     spans = [(b - a) / edge for a, b in zip(low, high)]
     if max(spans) > 2**20:
         raise ValueError(f"voxel: {edge} makes more than {2**20} cells along an axis")
     nx, ny, nz = (math.ceil(span - 1e-9 * max(1.0, span)) + 1 for span in spans)
-    _core.require_memory(4.0 * nx * ny * nz, "the grid")
-    values = np.empty((nz, ny, nx), dtype=np.float32)
-    with reporting(progress, "grid") as report:
-        _core.grid(field._core, values, edge, low, count("threads", threads), report)
-    return Grid(values, low, edge)
+    return Lattice((nz, ny, nx), low, edge)
+
+
+def sampled(
+    field: Field, voxel: Optional[float], bounds: Any, cells: Optional[int], threads: int, progress: Progress
+) -> Grid:
+    """The values of a field on a grid, as its method `grid` says."""
+    points = lattice(field, voxel, cells, bounds)
+    _core.require_memory(4.0 * math.prod(points.shape), "the grid")
+    values = points.render(field, 0, points.shape[0], count("threads", threads), progress)
+    return Grid(values, points.origin, points.spacing)

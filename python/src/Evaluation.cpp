@@ -75,19 +75,21 @@ void AddBoxes(py::module_& ioModule)
         IsSmall(iField));
     return py::make_tuple(low, high, code == S_FALSE);
   });
-  ioModule.def("grid", [](Field const& iField, py::array_t<float>& oValues, double iVoxel, Vector const& iOrigin,
-                          unsigned int iThreads, py::object const& iProgress) {
-    std::array<unsigned int, 3> dims{};
-    for (std::size_t axis = 0; axis < 3; ++axis)
-      dims[axis] = static_cast<unsigned int>(oValues.shape(static_cast<py::ssize_t>(2 - axis)));
-    std::span<float> const values(oValues.mutable_data(), static_cast<std::size_t>(oValues.size()));
-    auto const render = [&](Call& ioCall) {
-      Require(iField.Compile(iThreads)->RenderSlices(dims.data(), 0, dims[2], values, iVoxel, iOrigin.data(),
-                                                     ioCall.GetCancel()));
-    };
-    double const work = static_cast<double>(values.size()) * static_cast<double>(iField.GetNodeCount());
-    Run(render, iProgress, work <= QuickWork);
-  });
+  ioModule.def("grid",
+               [](Field const& iField, py::array_t<float>& oValues, double iVoxel, Vector const& iOrigin,
+                  unsigned int iFirst, unsigned int iSlices, unsigned int iThreads, py::object const& iProgress) {
+                 std::array<unsigned int, 3> dims{};
+                 for (std::size_t axis = 0; axis < 3; ++axis)
+                   dims[axis] = static_cast<unsigned int>(oValues.shape(static_cast<py::ssize_t>(2 - axis)));
+                 std::array<unsigned int, 3> const whole{dims[0], dims[1], iSlices};
+                 std::span<float> const values(oValues.mutable_data(), static_cast<std::size_t>(oValues.size()));
+                 auto const render = [&](Call& ioCall) {
+                   Require(iField.Compile(iThreads)->RenderSlices(whole.data(), iFirst, iFirst + dims[2], values,
+                                                                  iVoxel, iOrigin.data(), ioCall.GetCancel()));
+                 };
+                 double const work = static_cast<double>(values.size()) * static_cast<double>(iField.GetNodeCount());
+                 Run(render, iProgress, work <= QuickWork);
+               });
 }
 
 } // namespace

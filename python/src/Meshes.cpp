@@ -67,6 +67,29 @@ SF::SFMesh MeshOf(py::array_t<double> const& iVertices, py::array_t<std::uint32_
   return {RowsOf(iVertices), RowsOf(iFaces), RowsOf(iNormals)};
 }
 
+void AddLayers(py::module_& ioModule)
+{
+  ioModule.def("mesh_layer_count", [](Vector const& iLow, Vector const& iHigh, double iVoxel) {
+    return SF::MeshLayerCount(BoxOf(iLow, iHigh), iVoxel);
+  });
+  ioModule.def("mesh_layers",
+               [](Field const& iField, Vector const& iLow, Vector const& iHigh, double iVoxel, std::uint32_t iBegin,
+                  std::uint32_t iEnd, bool iIsSharp, bool iIsCapped, unsigned int iThreads) {
+                 SF::SFMeshLayers layers;
+                 auto const run = [&](Call& ioCall) {
+                   SF::SFMeshingOptions options;
+                   Attend(options, ioCall, iThreads);
+                   options.hasSharpFeatures = iIsSharp;
+                   options.isCapped = iIsCapped;
+                   layers = SF::MeshFieldLayers(iField.Get(), BoxOf(iLow, iHigh), iVoxel, iBegin, iEnd, options);
+                 };
+                 Run(run, py::none(), false);
+                 SF::SFMesh& mesh = layers.mesh;
+                 return py::make_tuple(ArrayOf(std::move(mesh.vertices)), ArrayOf(std::move(mesh.triangles)),
+                                       ArrayOf(std::move(mesh.normals)), ReportOf(layers.report), layers.below);
+               });
+}
+
 void AddMeshing(py::module_& ioModule)
 {
   ioModule.def("mesh",
@@ -134,6 +157,7 @@ void AddMeshes(py::module_& ioModule)
 
 void AddTools(py::module_& ioModule)
 {
+  AddLayers(ioModule);
   AddMeshing(ioModule);
   AddMeshes(ioModule);
 }

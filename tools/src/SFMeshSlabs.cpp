@@ -62,23 +62,45 @@ SFMeshSlabs::SFMeshSlabs(SFField const& iField, ZULMathBox const& iBox, SFMeshLa
 
 SFMeshSlabs::~SFMeshSlabs() = default;
 
-void SFMeshSlabs::Run(std::function<void(SFMesh&&, std::uint32_t)> const& iTake)
+void SFMeshSlabs::Run(std::int64_t iFirst, std::int64_t iLast,
+                      std::function<void(SFMesh&&, std::uint32_t)> const& iTake)
 {
   auto const blocksPerLayer = static_cast<std::size_t>(_blocks[0] * _blocks[1]);
   std::int64_t const thickness = std::max<std::int64_t>(1, BlocksPerSlab / (_blocks[0] * _blocks[1]));
+  auto const doneAt = [&](std::int64_t iLayer) {
+    return static_cast<double>(iLayer - iFirst) / static_cast<double>(iLast - iFirst);
+  };
   _layers.emplace_back(blocksPerLayer);
-  for (_begin = 0; _begin < _blocks[2]; _begin = _end) {
-    _end = std::min(_begin + thickness, _blocks[2]);
+  if (iFirst > 0)
+    iTake(MakeLayerBelow(iFirst), 0);
+  for (_begin = iFirst; _begin < iLast; _begin = _end) {
+    _end = std::min(_begin + thickness, iLast);
     for (std::int64_t layer = _begin; layer < _end; ++layer)
       _layers.emplace_back(blocksPerLayer);
     auto const firstVertex = static_cast<std::uint32_t>(_vertexCount);
-    MakeBlocks();
+    MakeBlocks(_progress.Part(doneAt(_begin), doneAt(_end)));
     NumberVertices();
     iTake(Assemble(), firstVertex);
     _layers.erase(_layers.begin(), _layers.end() - 1);
     _bytes = 0.0;
     _nextCheck = 0.0;
   }
+}
+
+/// Returns its vertices. What is reported of them is that of the range below.
+SFMesh SFMeshSlabs::MakeLayerBelow(std::int64_t iFirst)
+{
+  _begin = iFirst - 1;
+  _end = iFirst;
+  _layers.emplace_back(_layers.front().size());
+  MakeBlocks(_progress.Part(0.0, 0.0));
+  SFMeshingReport const report = _report;
+  NumberVertices();
+  _report = report;
+  SFMesh part;
+  AddVertices(BlocksOfSlab(), part);
+  _layers.erase(_layers.begin());
+  return part;
 }
 
 std::size_t SFMeshSlabs::PlaceOf(std::int64_t iX, std::int64_t iY) const
@@ -93,7 +115,7 @@ SFMeshBlock const* SFMeshSlabs::BlockAt(SFLatticeIndex const& iPlace) const
   return _layers[static_cast<std::size_t>(iPlace[2] - _begin + 1)][PlaceOf(iPlace[0], iPlace[1])].get();
 }
 
-void SFMeshSlabs::MakeBlocks()
+void SFMeshSlabs::MakeBlocks(SFProgress const& iProgress)
 {
   std::shared_ptr<SFCompiledField> slab;
   Require(
@@ -103,16 +125,14 @@ void SFMeshSlabs::MakeBlocks()
   std::int64_t const columns = (_blocks[0] + TaskBlocks - 1) / TaskBlocks;
   std::int64_t const rows = (_blocks[1] + TaskBlocks - 1) / TaskBlocks;
   std::int64_t const storeys = (_end - _begin + TaskBlocks - 1) / TaskBlocks;
-  auto const layers = static_cast<double>(_blocks[2]);
   auto const tasks = static_cast<std::size_t>(columns * rows * storeys);
-  SFProgress const progress = _progress.Part(static_cast<double>(_begin) / layers, static_cast<double>(_end) / layers);
   ForEach(tasks, _options, [&](std::size_t iTask, unsigned int iWorker) {
     auto const task = static_cast<std::int64_t>(iTask);
     SFLatticeIndex const low{task % columns * TaskBlocks * Side, task / columns % rows * TaskBlocks * Side,
                              _begin * Side + task / columns / rows * TaskBlocks * Side};
     Descend(*slab, low, TaskBlocks * Side, *_makers[iWorker]);
     if (iWorker == 0)
-      progress.Report(static_cast<double>(iTask + 1) / static_cast<double>(tasks));
+      iProgress.Report(static_cast<double>(iTask + 1) / static_cast<double>(tasks));
   });
 }
 
@@ -172,6 +192,7 @@ void SFMeshSlabs::NumberVertices()
       if (block != nullptr) {
         block->firstVertex = static_cast<std::uint32_t>(_vertexCount);
         _vertexCount += block->vertices.size();
+        _report.vertices += block->vertices.size();
         _report.vertexDistance = std::max(_report.vertexDistance, block->vertexDistance);
         _report.sharpVertexDistance = std::max(_report.sharpVertexDistance, block->sharpVertexDistance);
         _report.sharpVertices += block->sharpVertices;
@@ -179,7 +200,6 @@ void SFMeshSlabs::NumberVertices()
       }
   if (_vertexCount > std::numeric_limits<std::uint32_t>::max())
     throw std::invalid_argument("voxel: the mesh would have more than 4294967295 vertices");
-  _report.vertices = _vertexCount;
 }
 
 /// Removes the triangles on the box that close the solid. Those of a surface that lies there by itself stay.
@@ -204,13 +224,28 @@ void SFMeshSlabs::RemoveCap(SFMeshBlock const& iBlock, SFBlockTriangles& ioTrian
   std::erase(ioTriangles.triangles, std::array<std::uint32_t, 3>{0, 0, 0});
 }
 
-SFMesh SFMeshSlabs::Assemble()
+std::vector<SFMeshBlock const*> SFMeshSlabs::BlocksOfSlab() const
 {
   std::vector<SFMeshBlock const*> blocks;
   for (std::size_t layer = 1; layer < _layers.size(); ++layer)
     for (auto const& block : _layers[layer])
       if (block != nullptr)
         blocks.push_back(block.get());
+  return blocks;
+}
+
+void SFMeshSlabs::AddVertices(std::vector<SFMeshBlock const*> const& iBlocks, SFMesh& ioPart) const
+{
+  for (SFMeshBlock const* const block : iBlocks)
+    for (SFMeshVertex const& vertex : block->vertices) {
+      ioPart.vertices.push_back(vertex.position);
+      ioPart.normals.push_back(vertex.normal);
+    }
+}
+
+SFMesh SFMeshSlabs::Assemble()
+{
+  std::vector<SFMeshBlock const*> const blocks = BlocksOfSlab();
   SFMesh part;
   if (blocks.empty())
     return part;

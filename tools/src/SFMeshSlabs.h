@@ -23,7 +23,13 @@ public:
   ~SFMeshSlabs();
 
   /// Hands on the slabs from the lowest one on: the vertices and the triangles that end in it.
-  void Run(std::function<void(SFMesh&& ioPart, std::uint32_t iFirstVertex)> const& iTake);
+  void Run(std::function<void(SFMesh&& ioPart, std::uint32_t iFirstVertex)> const& iTake) { Run(0, _blocks[2], iTake); }
+  /// The same for a range of the layers of blocks. Where there is a layer below it, that is handed on first, with its
+  /// vertices alone.
+  void Run(std::int64_t iFirst, std::int64_t iLast,
+           std::function<void(SFMesh&& ioPart, std::uint32_t iFirstVertex)> const& iTake);
+
+  std::int64_t GetLayerCount() const { return _blocks[2]; }
 
   SFCompiledField const& GetField() const { return *_field; }
   SFMeshingReport const& GetReport() const { return _report; }
@@ -31,7 +37,10 @@ public:
 private:
   using BlockList = std::vector<std::unique_ptr<SFMeshBlock>>;
 
-  void MakeBlocks();
+  SFMesh MakeLayerBelow(std::int64_t iFirst);
+  std::vector<SFMeshBlock const*> BlocksOfSlab() const;
+  void AddVertices(std::vector<SFMeshBlock const*> const& iBlocks, SFMesh& ioPart) const;
+  void MakeBlocks(SFProgress const& iProgress);
   void Descend(SFCompiledField const& iField, SFLatticeIndex const& iLow, std::int64_t iSide,
                SFMeshBlockMaker& ioMaker);
   bool IsBeyond(SFLatticeIndex const& iLow) const;

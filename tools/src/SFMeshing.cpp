@@ -78,6 +78,13 @@ void Append(std::vector<Value>&& ioFrom, std::vector<Value>& ioTo)
     ioTo.insert(ioTo.end(), ioFrom.begin(), ioFrom.end());
 }
 
+void Append(SFMesh&& ioFrom, SFMesh& ioTo)
+{
+  Append(std::move(ioFrom.vertices), ioTo.vertices);
+  Append(std::move(ioFrom.normals), ioTo.normals);
+  Append(std::move(ioFrom.triangles), ioTo.triangles);
+}
+
 } // namespace
 
 SFMeshSink::~SFMeshSink() = default;
@@ -88,11 +95,8 @@ SFMesh MeshField(SFField const& iField, ZULMathBox const& iBox, double iVoxel, S
   if (!(iOptions.adaptivity >= 0.0))
     throw std::invalid_argument("adaptivity: not a length");
   SFMesh mesh;
-  auto report = MeshInParts(iField, iBox, iVoxel, true, iOptions, [&mesh](SFMesh&& ioPart, std::uint32_t) {
-    Append(std::move(ioPart.vertices), mesh.vertices);
-    Append(std::move(ioPart.normals), mesh.normals);
-    Append(std::move(ioPart.triangles), mesh.triangles);
-  });
+  auto report = MeshInParts(iField, iBox, iVoxel, true, iOptions,
+                            [&mesh](SFMesh&& ioPart, std::uint32_t) { Append(std::move(ioPart), mesh); });
   if (!iOptions.isCapped) {
     DropLoneVertices(mesh);
     report.vertices = mesh.vertices.size();
@@ -121,6 +125,35 @@ void MeshField(SFField const& iField, ZULMathBox const& iBox, double iVoxel, SFM
       });
   if (oReport != nullptr)
     *oReport = report;
+}
+
+std::uint32_t MeshLayerCount(ZULMathBox const& iBox, double iVoxel)
+{
+  std::uint32_t const cells = SFMeshLattice(iBox, iVoxel).cells[2];
+  return (cells + SFMeshBlock::Side - 1) / SFMeshBlock::Side;
+}
+
+SFMeshLayers MeshFieldLayers(SFField const& iField, ZULMathBox const& iBox, double iVoxel, std::uint32_t iBegin,
+                             std::uint32_t iEnd, SFMeshingOptions const& iOptions)
+{
+  if (iOptions.adaptivity != 0.0)
+    throw std::invalid_argument("adaptivity: a mesh in parts cannot be simplified");
+  if (!(iBegin < iEnd && iEnd <= MeshLayerCount(iBox, iVoxel)))
+    throw std::invalid_argument("layers: not a range of those of the mesh");
+  SFMeshLattice const lattice(iBox, iVoxel);
+  SFProgress const progress(iOptions, "mesh");
+  progress.Report(0.0);
+  SFMeshSlabs slabs(iField, iBox, lattice, iOptions, progress);
+  SFMeshLayers layers;
+  bool isBelow = iBegin > 0;
+  slabs.Run(iBegin, iEnd, [&](SFMesh&& ioPart, std::uint32_t) {
+    if (std::exchange(isBelow, false))
+      layers.below = static_cast<std::uint32_t>(ioPart.vertices.size());
+    Append(std::move(ioPart), layers.mesh);
+  });
+  layers.report = slabs.GetReport();
+  progress.Report(1.0);
+  return layers;
 }
 
 } // namespace SF
