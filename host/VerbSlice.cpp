@@ -92,7 +92,7 @@ SF::SFPlaneSamples RenderSlice(CommonOptions const& iCommon, FieldModel const& i
   slice.dims[2] = 1;
   std::vector<float> values = MakeValues(iCommon, slice);
   work.RenderSlices(frame, z, z + 1, values);
-  WarnOfNans(work.GetName(), work.CountNans(frame, z, z + 1, values), values.size());
+  WarnOfNans(work.GetName(), work.CountNans(frame, z, values), values.size());
   return {frame.dims[0], frame.dims[1], std::move(values)};
 }
 
@@ -133,10 +133,12 @@ SF::SFSlicePicture DrawFigure(CommonOptions const& iCommon, SliceOptions const& 
   options.spacing = iOptions.spacing;
   options.unit = iOptions.grid.box.GetUnit();
   Progress progress(iCommon.GetProgressMode(), "slice");
-  return Named(model.name, [&] {
+  SF::SFSlicePicture picture = Named(model.name, [&] {
     return SF::DrawSlice(model.field, box, options, iIsSvg ? SF::SFPictureFormat::Svg : SF::SFPictureFormat::Png,
                          iCommon.ForTools(&progress));
   });
+  WarnOfNans(model.name, picture.pointsWithoutValue, picture.points);
+  return picture;
 }
 
 void Slice(CommonOptions const& iCommon, SliceOptions const& iOptions)

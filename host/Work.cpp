@@ -61,42 +61,10 @@ void Work::RenderSlices(SF::SFGridFrame const& iGrid, std::uint32_t iBegin, std:
           _model.name, "cannot be rendered");
 }
 
-std::uint64_t Work::CountNans(SF::SFGridFrame const& iGrid, std::uint32_t iBegin, std::uint32_t iEnd,
-                              std::span<float const> iValues)
+std::uint64_t Work::CountNans(SF::SFGridFrame const& iGrid, std::uint32_t iBegin, std::span<float const> iValues)
 {
-  auto const at = [&](std::uint32_t i, std::uint32_t j, std::uint32_t k) {
-    return Point{iGrid.origin[0] + i * iGrid.voxel, iGrid.origin[1] + j * iGrid.voxel,
-                 iGrid.origin[2] + k * iGrid.voxel};
-  };
-  auto const [nx, ny, nz] = iGrid.dims;
-  auto const [lowX, lowY, lowZ] = at(0, 0, iBegin);
-  auto const [highX, highY, highZ] = at(nx - 1, ny - 1, iEnd - 1);
-  double low = 0.0;
-  double high = 0.0;
-  if (_compiled->EvaluateInterval({{lowX, lowY, lowZ}, {highX, highY, highZ}}, low, high) == S_OK)
-    return 0;
-
-  // What has no value is stored as the diagonal of the grid, as all is that is as far away as that.
-  float const farthest = *std::max_element(iValues.begin(), iValues.end());
-  std::uint64_t nans = 0;
-  std::vector<Point> suspects;
-  auto const count = [&] {
-    nans += SFHost::CountNans(Evaluate(suspects));
-    suspects.clear();
-  };
   _progress->Begin(_done, _done);
-  constexpr std::size_t atOnce = 1 << 16;
-  std::size_t index = 0;
-  for (std::uint32_t k = iBegin; k < iEnd; ++k)
-    for (std::uint32_t j = 0; j < ny; ++j)
-      for (std::uint32_t i = 0; i < nx; ++i)
-        if (iValues[index++] == farthest) {
-          suspects.push_back(at(i, j, k));
-          if (suspects.size() == atOnce)
-            count();
-        }
-  count();
-  return nans;
+  return Named(_model.name, [&] { return SF::CountNans(*_compiled, iGrid, iBegin, iValues); });
 }
 
 std::uint64_t CountNans(std::span<double const> iValues)

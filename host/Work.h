@@ -36,8 +36,7 @@ public:
   void RenderSlices(SF::SFGridFrame const& iGrid, std::uint32_t iBegin, std::uint32_t iEnd, std::span<float> oValues,
                     double iTo = 1.0);
   /// How many points of slices that have been rendered have no value.
-  std::uint64_t CountNans(SF::SFGridFrame const& iGrid, std::uint32_t iBegin, std::uint32_t iEnd,
-                          std::span<float const> iValues);
+  std::uint64_t CountNans(SF::SFGridFrame const& iGrid, std::uint32_t iBegin, std::span<float const> iValues);
 
 private:
   FieldModel _model;

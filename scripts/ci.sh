@@ -10,6 +10,7 @@
 #   clang        as release, with the second compiler, but for the packaging tests; not a part of the whole check
 #   aarch64      the library for another processor, and the hashes of its grids under an emulator
 #   packages     the Debian packages of the release step, installed into a clean root and used there
+#   meshes       meshes, volumes and pictures of the release step, read by other programs (scripts/check-meshes.sh)
 #   browser      the page of sfdag view, of the release step, in headless Chromium
 #   summary      what the steps have given since build/logs was removed, the suite's closing line last
 #
@@ -34,7 +35,7 @@ configure_and_build() { cmake --preset "$1" -DSF_WARNINGS_AS_ERRORS=$warnings_as
 
 # The last line of a whole run: that of the tests, or of the fuzzers.
 closing_line() {
-  grep -E '^([0-9]+% tests passed, [0-9]+ tests failed out of [0-9]+|fuzz: .* inputs, none failed|packages: .*|browser: .*)$' "$1" | tail -n 1
+  grep -E '^([0-9]+% tests passed, [0-9]+ tests failed out of [0-9]+|fuzz: .* inputs, none failed|packages: .*|meshes: .*|browser: .*)$' "$1" | tail -n 1
 }
 
 build_and_test() {
@@ -51,6 +52,8 @@ build_and_fuzz() {
 check_browser() {
   /usr/bin/python3 tests/view_browser_test.py build/release/host/sfdag 2>&1 | tee "$2" && echo "browser: the page works" | tee -a "$2"
 }
+
+check_meshes() { scripts/check-meshes.sh build/release 2>&1 | tee "$2"; }
 
 check_packages() { scripts/check-packages.sh build/release 2>&1 | tee "$2"; }
 
@@ -78,6 +81,7 @@ for step in "$@"; do
   case $step in
   release | clang | asan-ubsan | tsan | aarch64) run_step "$step" build_and_test ;;
   fuzz) run_step "$step" build_and_fuzz ;;
+  meshes) run_step "$step" check_meshes ;;
   packages) run_step "$step" check_packages ;;
   browser) run_step "$step" check_browser ;;
   summary) summary ;;

@@ -3,11 +3,13 @@
 Runs under the system's own Python, for which Debian has NumPy, OpenVDB and VTK. What is not installed is skipped, and named.
 """
 
+import base64
 import os
 import shutil
 import subprocess
 import sys
 import unittest
+import xml.etree.ElementTree
 
 import sfdag_test
 from sfdag_test import SfdagTest
@@ -100,6 +102,22 @@ class Volumes(SfdagTest):
                 numpy.testing.assert_allclose(dense[band] * steepness, expected[band], 1e-6)
                 numpy.testing.assert_array_equal(dense[~band], numpy.copysign(read.background, expected[~band]))
                 self.assertEqual(read.getConstAccessor().getValue((-1, -1, -1)), read.background)
+
+    @unittest.skipIf(vtk is None, "no VTK")
+    def test_pictures(self):
+        for verb, more in [("render", ["--size", "64x48"]), ("slice", ["-n", "63", "--scale", "1"])]:
+            self.succeed(verb, "-e", "sphere(2)", *more, "-o", "picture.png")
+            reader = vtk.vtkPNGReader()
+            reader.SetFileName(self.path("picture.png"))
+            reader.Update()
+            self.assertEqual(reader.GetOutput().GetDimensions(), (64, 48, 1) if verb == "render" else (66, 66, 1))
+            low, high = reader.GetOutput().GetPointData().GetScalars().GetRange()
+            self.assertGreater(high - low, 100)
+        self.succeed("slice", "-e", "sphere(2)", "-o", "picture.svg")
+        drawing = xml.etree.ElementTree.parse(self.path("picture.svg")).getroot()
+        inside = drawing.find("{*}image").get("href")
+        self.assertEqual(base64.b64decode(inside.split(",")[1])[:4], b"\x89PNG")
+        self.assertGreater(len(drawing.findall("{*}path")), 10)
 
     def test_bands_of_other_formats(self):
         values = numpy.load(self.grid(GYROID, ["-n", "40"], "all.npy"))

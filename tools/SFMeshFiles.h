@@ -53,6 +53,8 @@ public:
   /// std::invalid_argument for the other formats.
   SFMeshFileSink(SFMeshFormat iFormat, SFOutputFile& ioFile, SFMeshFileOptions const& iOptions = {});
   ~SFMeshFileSink() override;
+  /// SFFileError when the disk has no room for so many.
+  void Expect(double iVertices) override;
   /// Writes a piece. SFFileError.
   void Add(SFMeshPiece const& iPiece) override;
   /// Fills in the counts, after the last piece. SFFileError, also for more triangles than the format can count.

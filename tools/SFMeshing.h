@@ -59,6 +59,9 @@ class SF_TOOLS_EXPORT SFMeshSink
 {
 public:
   virtual ~SFMeshSink();
+  /// Called before the first piece with about how many vertices there will be at least, 0 for few, so that what cannot
+  /// be taken is refused at once: an exception ends the meshing and reaches its caller. Does nothing by itself.
+  virtual void Expect(double iVertices);
   /// Takes a piece; an exception ends the meshing and reaches its caller.
   virtual void Add(SFMeshPiece const& iPiece) = 0;
 };

@@ -36,6 +36,8 @@ public:
   void Write(std::span<std::uint32_t const> iValues); ///< 4 bytes each
   /// Replaces bytes that have been written, as a count in a header that is known in the end only. Fails for pipes.
   void Overwrite(std::uint64_t iPosition, std::string_view iBytes);
+  /// Throws unless the disk has room for `iBytes` more; what is no regular file has room for all.
+  void RequireRoom(double iBytes) const;
   /// Makes the result whole. Nothing may be written afterwards.
   void Commit();
 

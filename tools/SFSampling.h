@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstdint>
+#include <span>
 #include <string_view>
 
 namespace SF {
@@ -19,6 +20,14 @@ struct SFGridFrame
 
   /// nx ny nz.
   std::uint64_t PointCount() const { return std::uint64_t{dims[0]} * dims[1] * dims[2]; }
+  /// A point by its number, from 0 to PointCount() - 1, x fastest.
+  std::array<double, 3> PointAt(std::uint64_t iNumber) const
+  {
+    std::uint64_t const row = iNumber / dims[0];
+    return {origin[0] + static_cast<double>(iNumber % dims[0]) * voxel,
+            origin[1] + static_cast<double>(row % dims[1]) * voxel,
+            origin[2] + static_cast<double>(row / dims[1]) * voxel};
+  }
 };
 
 /// The field's own box. SFModelError when no bounded box is known outside of which it is positive: nothing is guessed;
@@ -35,6 +44,11 @@ inline constexpr std::uint32_t SFMaxCells = 1U << 20;
 /// it. std::invalid_argument for a box that is not finite or has a side below 0, a voxel that is not positive and
 /// finite, and beyond SFMaxCells cells along an axis.
 SF_TOOLS_EXPORT SFGridFrame FrameOver(ZULMathBox const& iBox, double iVoxel);
+
+/// How many points of slices have no value (NaN): `iValues` are those that SFCompiledField::RenderSlices has stored without
+/// a band, from slice `iFirst` of the frame on. SFModelError; SFCancelled.
+SF_TOOLS_EXPORT std::uint64_t CountNans(SFCompiledField const& iField, SFGridFrame const& iFrame, std::uint32_t iFirst,
+                                        std::span<float const> iValues);
 
 /// Units of length.
 enum class SFLengthUnit

@@ -52,8 +52,10 @@ struct SFSliceOptions
 /// A figure.
 struct SFSlicePicture
 {
-  std::string bytes;    ///< of the file
-  double spacing = 0.0; ///< of its iso-lines, in units of the field; 0 for none
+  std::string bytes;                    ///< of the file
+  double spacing = 0.0;                 ///< of its iso-lines, in units of the field; 0 for none
+  std::uint64_t points = 0;             ///< where the field was sampled
+  std::uint64_t pointsWithoutValue = 0; ///< where it is NaN, drawn as outside
 };
 
 /// Draws the section of a field by a plane, within a box: its level sets as DrawLevelSets does, sampled at each pixel,

@@ -60,13 +60,13 @@ private:
 
 } // namespace
 
-void RequireFeasible(SFCompiledField const& iField, SFMeshLattice const& iLattice, bool iIsWhole,
-                     SFWorkOptions const& iOptions)
+double RequireFeasible(SFCompiledField const& iField, SFMeshLattice const& iLattice, bool iIsWhole,
+                       SFWorkOptions const& iOptions)
 {
   auto const& [x, y, z] = iLattice.cells;
   std::int64_t const longest = std::max({x, y, z});
   if (longest < SmallLattice)
-    return;
+    return 0.0;
   std::int64_t side = SFMeshBlock::Side;
   while (side < longest)
     side *= 2;
@@ -79,6 +79,7 @@ void RequireFeasible(SFCompiledField const& iField, SFMeshLattice const& iLattic
   RequireMemory(iOptions, places * BytesPerBlockPlace + (iIsWhole ? vertices * BytesPerVertex : 0.0), what);
   if (vertices > 2.0 * std::numeric_limits<std::uint32_t>::max())
     throw std::invalid_argument("voxel: " + what + " would have more than 4294967295 vertices");
+  return vertices;
 }
 
 } // namespace SF

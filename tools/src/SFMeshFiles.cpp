@@ -69,6 +69,7 @@ SFMeshFileSink::SFMeshFileSink(SFMeshFormat iFormat, SFOutputFile& ioFile, SFMes
 {
 }
 SFMeshFileSink::~SFMeshFileSink() = default;
+void SFMeshFileSink::Expect(double iVertices) { _writer->Expect(iVertices); }
 void SFMeshFileSink::Add(SFMeshPiece const& iPiece) { _writer->Add(iPiece); }
 void SFMeshFileSink::Finish() { _writer->Finish(); }
 

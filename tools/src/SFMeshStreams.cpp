@@ -67,6 +67,8 @@ public:
     _file.Write(_bytes.Take());
   }
 
+  void Expect(double iVertices) override { _file.RequireRoom(100.0 * iVertices); } // two triangles each
+
   void Add(SFMeshPiece const& iPiece) override
   {
     auto const vertex = [&](std::uint32_t iNumber) {
@@ -184,6 +186,8 @@ public:
     }
     _file.Write(HeaderFor(_isCounted ? *iCounts : SFMeshCounts{}));
   }
+
+  void Expect(double iVertices) override { _file.RequireRoom((36.0 + 2.0 * 26.0) * iVertices); } // triangles twice
 
   void Add(SFMeshPiece const& iPiece) override
   {

@@ -13,6 +13,7 @@ namespace SF {
 struct SFMeshFileSink::Writer
 {
   virtual ~Writer() = default;
+  virtual void Expect(double iVertices) = 0;
   virtual void Add(SFMeshPiece const& iPiece) = 0;
   /// Fills in what is known in the end only.
   virtual void Finish() = 0;

@@ -32,14 +32,17 @@ namespace {
                                              : "no surface of the model lies in the box");
 }
 
-SFMeshingReport MeshInParts(SFField const& iField, ZULMathBox const& iBox, double iVoxel, bool iIsWhole,
+/// For a sink, or null for a mesh in one piece.
+SFMeshingReport MeshInParts(SFField const& iField, ZULMathBox const& iBox, double iVoxel, SFMeshSink* ioSink,
                             SFMeshingOptions const& iOptions, std::function<void(SFMesh&&, std::uint32_t)> const& iTake)
 {
   SFMeshLattice const lattice(iBox, iVoxel);
   SFProgress const progress(iOptions, "mesh");
   progress.Report(0.0);
   SFMeshSlabs slabs(iField, iBox, lattice, iOptions, progress);
-  RequireFeasible(slabs.GetField(), lattice, iIsWhole, iOptions);
+  double const vertices = RequireFeasible(slabs.GetField(), lattice, ioSink == nullptr, iOptions);
+  if (ioSink != nullptr)
+    ioSink->Expect(vertices);
   slabs.Run(iTake);
   if (slabs.GetReport().triangles == 0)
     ThrowNoSurface(iField, iBox, iOptions);
@@ -88,6 +91,7 @@ void Append(SFMesh&& ioFrom, SFMesh& ioTo)
 } // namespace
 
 SFMeshSink::~SFMeshSink() = default;
+void SFMeshSink::Expect(double) {}
 
 SFMesh MeshField(SFField const& iField, ZULMathBox const& iBox, double iVoxel, SFMeshingOptions const& iOptions,
                  SFMeshingReport* oReport)
@@ -95,7 +99,7 @@ SFMesh MeshField(SFField const& iField, ZULMathBox const& iBox, double iVoxel, S
   if (!(iOptions.adaptivity >= 0.0))
     throw std::invalid_argument("adaptivity: not a length");
   SFMesh mesh;
-  auto report = MeshInParts(iField, iBox, iVoxel, true, iOptions,
+  auto report = MeshInParts(iField, iBox, iVoxel, nullptr, iOptions,
                             [&mesh](SFMesh&& ioPart, std::uint32_t) { Append(std::move(ioPart), mesh); });
   if (!iOptions.isCapped) {
     DropLoneVertices(mesh);
@@ -120,7 +124,7 @@ void MeshField(SFField const& iField, ZULMathBox const& iBox, double iVoxel, SFM
   if (iOptions.adaptivity != 0.0)
     throw std::invalid_argument("adaptivity: a mesh in parts cannot be simplified");
   auto const report =
-      MeshInParts(iField, iBox, iVoxel, false, iOptions, [&ioSink](SFMesh&& ioPart, std::uint32_t iFirst) {
+      MeshInParts(iField, iBox, iVoxel, &ioSink, iOptions, [&ioSink](SFMesh&& ioPart, std::uint32_t iFirst) {
         ioSink.Add({ioPart.vertices, ioPart.normals, ioPart.triangles, iFirst});
       });
   if (oReport != nullptr)

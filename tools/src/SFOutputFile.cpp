@@ -13,6 +13,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <type_traits>
 #include <unistd.h>
 #include <utility>
@@ -227,6 +228,17 @@ void SFOutputFile::Overwrite(std::uint64_t iPosition, std::string_view iBytes)
   Write(iBytes);
   if (fseeko(_file, end, SEEK_SET) != 0)
     throw SFFileError(_name, errno);
+}
+
+void SFOutputFile::RequireRoom(double iBytes) const
+{
+  struct statvfs disk
+  {
+  };
+  if (_temporary.empty() || fstatvfs(fileno(_file), &disk) != 0)
+    return;
+  if (iBytes > static_cast<double>(disk.f_bavail) * static_cast<double>(disk.f_frsize))
+    throw SFFileError(_name, ENOSPC);
 }
 
 void SFOutputFile::Commit()

@@ -51,16 +51,21 @@ struct SlicePlane
 
 /// The field at the middle of each pixel.
 SFPlaneSamples SamplesOf(SFField const& iField, SlicePlane const& iPlane, SFSliceOptions const& iOptions,
-                         SFWorkOptions const& iWork)
+                         SFWorkOptions const& iWork, SFSlicePicture& ioPicture)
 {
-  std::array<unsigned int, 3> dims{1, 1, 1};
-  dims[iPlane.right] = iPlane.columns;
-  dims[iPlane.up] = iPlane.rows;
   SFVector3 origin = iPlane.low + SFVector3{0.5, 0.5, 0.5} * iPlane.pixel;
   origin[iOptions.axis] = iOptions.position;
+  SFGridFrame frame{{1, 1, 1}, iPlane.pixel, origin};
+  frame.dims[iPlane.right] = iPlane.columns;
+  frame.dims[iPlane.up] = iPlane.rows;
   SFPlaneSamples samples{iPlane.columns, iPlane.rows, {}};
-  samples.values.resize(std::size_t{iPlane.columns} * iPlane.rows);
-  Require(iField.Compile(iWork)->RenderSlices(dims.data(), 0, dims[2], samples.values, iPlane.pixel, origin.data()));
+  samples.values.resize(frame.PointCount());
+  auto const compiled = iField.Compile(iWork);
+  Require(compiled->RenderSlices(frame.dims.data(), 0, frame.dims[2], samples.values, frame.voxel, origin.data()));
+  ioPicture.points = frame.PointCount();
+  ioPicture.pointsWithoutValue = CountNans(*compiled, frame, 0, samples.values);
+  if (ioPicture.pointsWithoutValue == ioPicture.points)
+    throw SFModelError("the field has no value (NaN) anywhere in the section");
   return samples;
 }
 
@@ -222,16 +227,20 @@ SFSlicePicture DrawSlice(SFField const& iField, ZULMathBox const& iBox, SFSliceO
                 LevelSetsMemory(plane.columns, plane.rows, 1) + 4.0 * plane.columns * plane.rows +
                     ImageMemory(layout.width, layout.height),
                 "the picture");
-  SFLevelSets const levels(SamplesOf(iField, plane, iOptions, iWork), 1, iOptions.spacing);
+  SFSlicePicture picture;
+  SFLevelSets const levels(SamplesOf(iField, plane, iOptions, iWork, picture), 1, iOptions.spacing);
+  picture.spacing = levels.Style().spacing;
   ThrowIfCancelled(iWork);
   if (iFormat == SFPictureFormat::Svg) {
     SFSvgCanvas canvas(layout.width, layout.height);
     SliceFigure(canvas, levels, plane, iOptions).Draw(true);
-    return {canvas.Finish(), levels.Style().spacing};
+    picture.bytes = canvas.Finish();
+  } else {
+    SFImageCanvas canvas(layout.width, layout.height);
+    SliceFigure(canvas, levels, plane, iOptions).Draw(false);
+    picture.bytes = EncodePng(canvas.Image());
   }
-  SFImageCanvas canvas(layout.width, layout.height);
-  SliceFigure(canvas, levels, plane, iOptions).Draw(false);
-  return {EncodePng(canvas.Image()), levels.Style().spacing};
+  return picture;
 }
 
 } // namespace SF

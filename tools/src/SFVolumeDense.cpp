@@ -158,6 +158,7 @@ std::string DenseEnd(SFVolumeFormat iFormat)
 std::unique_ptr<SFVolumeWriter> MakeDenseWriter(SFGridFrame const& iFrame, SFVolumeFormat iFormat, SFOutputFile& ioFile,
                                                 SFVolumeOptions const& iOptions)
 {
+  ioFile.RequireRoom(static_cast<double>(iFrame.PointCount()) * sizeof(float));
   return std::make_unique<DenseWriter>(DenseHeader(iFrame, iFormat, iOptions), DenseEnd(iFormat), ioFile);
 }
 

@@ -30,16 +30,6 @@ SFGridFrame Coarse(SFGridFrame const& iFrame)
   return coarse;
 }
 
-std::array<double, 3> PointOf(SFGridFrame const& iFrame, std::size_t iIndex)
-{
-  auto const [nx, ny, nz] = iFrame.dims;
-  std::array<std::size_t, 3> const at{iIndex % nx, iIndex / nx % ny, iIndex / nx / ny};
-  std::array<double, 3> point{};
-  for (std::size_t axis = 0; axis < 3; ++axis)
-    point[axis] = iFrame.origin[axis] + static_cast<double>(at[axis]) * iFrame.voxel;
-  return point;
-}
-
 /// The points of a coarse frame where the field is nearest to 0.
 std::array<std::vector<double>, 3> NearPoints(SFGridFrame const& iFrame, std::vector<float> const& iValues)
 {
@@ -51,7 +41,7 @@ std::array<std::vector<double>, 3> NearPoints(SFGridFrame const& iFrame, std::ve
                    [&](std::size_t iA, std::size_t iB) { return std::abs(iValues[iA]) < std::abs(iValues[iB]); });
   std::array<std::vector<double>, 3> points;
   for (std::size_t i = 0; i < count; ++i) {
-    auto const point = PointOf(iFrame, order[i]);
+    auto const point = iFrame.PointAt(order[i]);
     for (std::size_t axis = 0; axis < 3; ++axis)
       points[axis].push_back(point[axis]);
   }
@@ -80,18 +70,6 @@ double SteepnessOf(SFField const& iField, SFGridFrame const& iFrame, SFWorkOptio
   double const steepness = Quantile(lengths, 0.9);
   constexpr double nearlyOne = 1e-3; // a distance but for rounding, or for a few kinks
   return std::abs(steepness - 1.0) < nearlyOne ? 1.0 : steepness;
-}
-
-/// How many of some points have no value; they are forgotten.
-std::uint64_t TakeNans(SFCompiledField const& iField, std::array<std::vector<double>, 3>& ioPoints)
-{
-  auto& [x, y, z] = ioPoints;
-  std::vector<double> values(x.size());
-  Require(iField.Evaluate(values.size(), x.data(), y.data(), z.data(), values.data()));
-  for (auto& coordinates : ioPoints)
-    coordinates.clear();
-  return static_cast<std::uint64_t>(
-      std::count_if(values.begin(), values.end(), [](double iValue) { return std::isnan(iValue); }));
 }
 
 } // namespace
@@ -142,38 +120,7 @@ void SFVolumeSampler::Sample(std::uint32_t iBegin, std::uint32_t iEnd, std::span
 {
   Require(_compiled->RenderSlices(_frame.dims.data(), iBegin, iEnd, oValues, _frame.voxel, _frame.origin.data()));
   if (!_hasBand)
-    _report.pointsWithoutValue += CountNans(iBegin, oValues);
-}
-
-/// Of a slab. Points without a value are stored as the diagonal of the grid, as all is that is as far away as that.
-std::uint64_t SFVolumeSampler::CountNans(std::uint32_t iFirst, std::span<float const> iValues) const
-{
-  std::size_t const first = std::size_t{_frame.dims[0]} * _frame.dims[1] * iFirst;
-  if (!MayHoldNan(first, first + iValues.size() - 1))
-    return 0;
-  float const farthest = *std::max_element(iValues.begin(), iValues.end());
-  constexpr std::size_t atOnce = 1 << 16;
-  std::uint64_t nans = 0;
-  std::array<std::vector<double>, 3> suspects;
-  for (std::size_t index = 0; index < iValues.size(); ++index) {
-    if (iValues[index] == farthest) {
-      auto const point = PointOf(_frame, first + index);
-      for (std::size_t axis = 0; axis < 3; ++axis)
-        suspects[axis].push_back(point[axis]);
-    }
-    if (suspects[0].size() == atOnce || index + 1 == iValues.size())
-      nans += TakeNans(*_compiled, suspects);
-  }
-  return nans;
-}
-
-bool SFVolumeSampler::MayHoldNan(std::size_t iFirst, std::size_t iLast) const
-{
-  auto const low = PointOf(_frame, iFirst);
-  auto const high = PointOf(_frame, iLast);
-  double least = 0.0;
-  double most = 0.0;
-  return _compiled->EvaluateInterval({{low[0], low[1], low[2]}, {high[0], high[1], high[2]}}, least, most) != S_OK;
+    _report.pointsWithoutValue += CountNans(*_compiled, _frame, iBegin, oValues);
 }
 
 } // namespace SF

@@ -35,9 +35,6 @@ public:
   SFVolumeReport const& GetReport() const { return _report; }
 
 private:
-  std::uint64_t CountNans(std::uint32_t iFirst, std::span<float const> iValues) const;
-  bool MayHoldNan(std::size_t iFirst, std::size_t iLast) const;
-
   SFGridFrame _frame;
   SFVolumeReport _report;
   bool _hasBand;
