@@ -56,6 +56,8 @@ public:
 
   /// Whether tiles store their result into the target. Otherwise it is read by the functions below.
   bool StoresResult() const { return _plan.storesResult; }
+  /// Whether values of a tile pass through memory on their way to the result.
+  bool KeepsValues() const { return !_plan.slots.empty(); }
   /// A result over the tile that has been run, counted from the tile's first point.
   SFValueView Result(std::size_t iResult, SFTile const& iTile) const { return ViewOf(_plan.results[iResult], iTile); }
   /// A result along a row of the tile. Valid until the next call for the same result.

@@ -76,11 +76,11 @@ struct SFSweepContext::Worker
   Worker& operator=(Worker const&) = delete;
 
   bool MustStop() { return runner.GetStop().MustStop(); }
-  /// Whether the plan of the runner is one for a box.
-  bool IsPlannedFor(SFTile const& iBox, SFSweepContext const& iContext) const
+  /// Whether the plan of the runner is one for a box, of the whole list where that is not pruned.
+  bool IsPlannedFor(SFTile const& iBox, SFSweepContext const& iContext, bool iPrunes) const
   {
-    return plannedIn == iContext._preparations && SameSize(planned.begin, iBox.begin) &&
-           SameSize(planned.count, iBox.count);
+    return plannedIn == iContext._preparations && SameSize(planned.count, iBox.count) &&
+           ((plannedWhole && !iPrunes) || SameSize(planned.begin, iBox.begin));
   }
 
   SFTapeRunner runner;
@@ -89,6 +89,7 @@ struct SFSweepContext::Worker
   std::vector<std::array<SFPrunableList, SFTapePruner::MaxBoxes>> lists; ///< by level
   SFTile planned;            ///< the box that the runner has been planned for last, if it is of one tile
   std::size_t plannedIn = 0; ///< the preparation of the tape that this holds for; 0 for none
+  bool plannedWhole = false; ///< the list of the tape, which is the same everywhere
   SFTapeSweep::Sink const* sink = nullptr;
   std::function<void()> const* onTile = nullptr;
 };
@@ -190,8 +191,8 @@ void SFTapeSweep::Work(Output const& iOutput, SFStopRequest const& iStop, std::f
     count = _shared != nullptr ? 0 : DrawRegions(boxes.data());
     if (_shared != nullptr)
       count = WorkOnPart(*worker) ? 1 : 0;
-    else if (count == 1 && worker->IsPlannedFor(boxes[0], _context))
-      RunTile(*worker, boxes[0], _tape.GetList()); // for small grids that are asked for again and again
+    else if (count == 1 && worker->IsPlannedFor(boxes[0], _context, _prunes))
+      RunTile(*worker, boxes[0], _tape.GetList()); // also for small grids that are asked for again and again
     else if (count > 0 && _prunes)
       Visit(*worker, {boxes.data(), count}, nullptr, _pruner.GetList(), 0, false);
     else if (count > 0)
@@ -349,25 +350,29 @@ void SFTapeSweep::RunBox(Worker& ioWorker, SFTile const& iBox, SFTapeList const&
 {
   if (RunSmallBox(ioWorker, iBox, iList))
     return;
-  std::array<unsigned int, 3> size{};
+  Size size{};
   std::size_t left = _tileVolume;
   for (std::size_t axis = 0; axis < 3; ++axis) {
     size[axis] = static_cast<unsigned int>(std::clamp<std::size_t>(iBox.count[axis], 1, left));
     left = std::max<std::size_t>(1, left / size[axis]);
   }
-  bool isNew = true;
   SFTapeRunner& runner = ioWorker.runner;
+  runner.Plan(iList, size);
+  // What leaves nothing behind but floats does so for the whole region: the lines of the cache that two tiles share are
+  // brought in and written twice.
+  if (!_prunes && runner.StoresResult() && !runner.KeepsValues())
+    size = iBox.count;
   ForEachBox(iBox, size, [&](SFTile const& iTile) {
     if (ioWorker.MustStop())
       return;
-    if (isNew || !SameSize(runner.PlannedCount(), iTile.count))
+    if (!SameSize(runner.PlannedCount(), iTile.count))
       runner.Plan(iList, iTile.count);
-    isNew = false;
     RunTile(ioWorker, iTile, iList);
   });
   bool const holds = SameSize(size, iBox.count) && runner.StoresResult() && !runner.GetStop().IsStopped();
   ioWorker.planned = iBox;
   ioWorker.plannedIn = holds ? _context._preparations : 0;
+  ioWorker.plannedWhole = &iList == &_tape.GetList();
 }
 
 /// Of the list that the runner has been planned for.
