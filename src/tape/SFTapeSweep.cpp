@@ -29,10 +29,13 @@ void ForEachBox(SFTile const& iAll, std::array<unsigned int, 3> const& iSize, Ca
       }
 }
 
-/// The boxes to prune for, by how many axes the grid has, from the regions down to a tile.
-std::vector<std::array<unsigned int, 3>> PruningLevels(std::array<unsigned int, 3> const& iDims)
+/// The boxes to prune for, by how many axes the grid has, from the regions down to a tile. A long list is shortened for
+/// large boxes first: each pass over all of it takes as long as a region.
+std::vector<std::array<unsigned int, 3>> PruningLevels(std::array<unsigned int, 3> const& iDims, bool iIsLong)
 {
   auto const flat = std::count_if(iDims.begin(), iDims.end(), [](unsigned int iN) { return iN < 8; });
+  if (flat == 0 && iIsLong)
+    return {{128, 128, 128}, {64, 64, 64}, {32, 32, 32}, {16, 16, 16}, {16, 8, 8}, {8, 4, 4}};
   if (flat == 0)
     return {{64, 64, 64}, {32, 32, 32}, {16, 16, 16}, {16, 8, 8}, {8, 4, 4}};
   if (iDims[2] < 8)
@@ -41,9 +44,9 @@ std::vector<std::array<unsigned int, 3>> PruningLevels(std::array<unsigned int, 
 }
 
 /// Without those that are no different from the next ones where the grid is small.
-std::vector<std::array<unsigned int, 3>> DifferentLevels(std::array<unsigned int, 3> const& iDims)
+std::vector<std::array<unsigned int, 3>> DifferentLevels(std::array<unsigned int, 3> const& iDims, bool iIsLong)
 {
-  auto levels = PruningLevels(iDims);
+  auto levels = PruningLevels(iDims, iIsLong);
   auto const fits = [&](std::array<unsigned int, 3> const& iSize) {
     return iDims[0] <= iSize[0] && iDims[1] <= iSize[1] && iDims[2] <= iSize[2];
   };
@@ -106,7 +109,7 @@ SFTapeSweep::SFTapeSweep(SFSweepContext& ioContext, unsigned int iBegin, unsigne
   _all = {{0, 0, iBegin}, {dims[0], dims[1], iEnd - iBegin}};
   SFPrunableList const& list = _pruner.GetList();
   if (list.choices > 0 && list.cost >= WorthPruning)
-    _levels = DifferentLevels(_all.count);
+    _levels = DifferentLevels(_all.count, SFTapePruner::BoxesFor(list) == 1);
   _prunes = !_levels.empty() && (list.cost >= SurelyWorthPruning || PruningGains());
   if (!_prunes) {
     unsigned int const rows = std::max(1U, 32768U / std::max(1U, dims[0]));
