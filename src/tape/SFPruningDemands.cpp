@@ -1,6 +1,8 @@
 #include "tape/SFPruningPass.h"
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
 
 namespace SF {
 namespace {
@@ -17,6 +19,10 @@ template <std::size_t W>
 constexpr SFDemand<W> NoDemand = FilledDemand<W>(SFInterval::Infinity, -SFInterval::Infinity);
 template <std::size_t W>
 constexpr SFDemand<W> FullDemand = FilledDemand<W>(-SFInterval::Infinity, SFInterval::Infinity);
+
+/// For the rounding of a step, relative and beside that.
+constexpr double Room = 8.0 * std::numeric_limits<double>::epsilon();
+constexpr double Tiny = 1e-300;
 
 SFPruning PruningOf(SFTapeStep const& iStep) { return OperatorRow(SFNodeType{iStep.code}).pruning; }
 
@@ -48,7 +54,8 @@ private:
   void ChooseSign(SFTapeStep const& iStep, State& ioState);
   void ChooseMagnitude(SFTapeStep const& iStep, State& ioState);
   void ChooseSelected(SFTapeStep const& iStep, State& ioState);
-  void PushSign(SFTapeStep const& iStep, State& ioState);
+  void PushRoot(SFTapeStep const& iStep, State const& iState);
+  void PushDifference(SFTapeStep const& iStep, State& ioState);
   SFBoxes WherePositive(SFValueId iId);
   SFBoxes WhereNegative(SFValueId iId);
   void PushDemand(SFTapeStep const& iStep, State& ioState);
@@ -182,10 +189,24 @@ void Demands<W>::ChooseSelected(SFTapeStep const& iStep, State& ioState)
   Demand(condition, ioState.needed & static_cast<SFBoxes>(~(isFirst | isSecond)), FilledDemand<W>(0.0, 0.0));
 }
 
-/// Hands the demand of a difference on to its operands. Where it is needed for its sign alone, and undecided, each operand
-/// may be anything else beyond the range of the other one: the order of the two stays as it is.
+/// Hands the demand of a root on: roots of what is further above are no smaller, and a little room covers the rounding.
+/// Below, an operand might become negative.
 template <std::size_t W>
-void Demands<W>::PushSign(SFTapeStep const& iStep, State& ioState)
+void Demands<W>::PushRoot(SFTapeStep const& iStep, State const& iState)
+{
+  SFDemand<W> squared = FullDemand<W>;
+  for (std::size_t lane = 0; lane < W; ++lane) {
+    double const upper = std::max(iState.demand.upper[lane], 0.0);
+    squared.upper[lane] = upper * upper * (1.0 + Room) + Tiny;
+  }
+  Demand(iStep.operands[0], iState.needed, squared);
+}
+
+/// Hands the demand of a difference on to its operands. Where it is needed for its sign alone, and undecided, each operand
+/// may be anything else beyond the range of the other one: the order of the two stays as it is. Where the second one is one
+/// value, the demand of the first one is moved by that, with room for the rounding.
+template <std::size_t W>
+void Demands<W>::PushDifference(SFTapeStep const& iStep, State& ioState)
 {
   SFRanges<W> const& a = At(iStep.operands[0]).range;
   SFRanges<W> const& b = At(iStep.operands[1]).range;
@@ -193,9 +214,16 @@ void Demands<W>::PushSign(SFTapeStep const& iStep, State& ioState)
   SFDemand<W> ofB = FullDemand<W>;
   for (std::size_t lane = 0; lane < W; ++lane) {
     bool const overlap = a.lo[lane] <= b.hi[lane] && b.lo[lane] <= a.hi[lane];
-    if (ioState.demand.lower[lane] != 0.0 || ioState.demand.upper[lane] != 0.0 || !overlap ||
-        (a.nan[lane] | b.nan[lane]) != 0)
+    double const lower = ioState.demand.lower[lane];
+    double const upper = ioState.demand.upper[lane];
+    if (lower != 0.0 || upper != 0.0 || !overlap || (a.nan[lane] | b.nan[lane]) != 0) {
+      double const by = b.lo[lane];
+      if (by == b.hi[lane] && b.nan[lane] == 0 && std::isfinite(by)) {
+        ofA.lower[lane] = lower + by - (Room * (std::abs(lower) + std::abs(by)) + Tiny);
+        ofA.upper[lane] = upper + by + (Room * (std::abs(upper) + std::abs(by)) + Tiny);
+      }
       continue;
+    }
     ofA.lower[lane] = b.lo[lane];
     ofA.upper[lane] = b.hi[lane];
     ofB.lower[lane] = a.lo[lane];
@@ -212,13 +240,17 @@ void Demands<W>::PushDemand(SFTapeStep const& iStep, State& ioState)
   // Hoisted values stay as they are; their steps serve the ranges alone.
   bool const isHoisted = _tape.IsHoisted(iStep.id);
   SFPruning const pruning = isHoisted ? SFPruning::None : PruningOf(iStep);
-  bool const isSign = iStep.code == CodeOf(SFNodeType::MINUS) && !isHoisted && ioState.full != ioState.needed;
-  if (pruning != SFPruning::None || isSign || iStep.code == SelectCode)
+  bool const isLimited = !isHoisted && ioState.full != ioState.needed;
+  bool const isDifference = isLimited && iStep.code == CodeOf(SFNodeType::MINUS);
+  bool const isRoot = isLimited && iStep.code == CodeOf(SFNodeType::ROOT);
+  if (pruning != SFPruning::None || isDifference || isRoot || iStep.code == SelectCode)
     TakeFullDemands(ioState);
   if (iStep.code == SelectCode)
     return ChooseSelected(iStep, ioState);
-  if (isSign)
-    return PushSign(iStep, ioState);
+  if (isDifference)
+    return PushDifference(iStep, ioState);
+  if (isRoot)
+    return PushRoot(iStep, ioState);
   switch (pruning) {
   case SFPruning::Minimum:
   case SFPruning::Maximum:
