@@ -31,6 +31,7 @@ foreach(guide IN ITEMS ADDING_AN_OPERATOR ADDING_A_SHAPE)
 endforeach()
 if(TARGET sfdag)
   add_test(NAME Documents.commands COMMAND ${check} commands $<TARGET_FILE:sfdag>)
+  set_tests_properties(Documents.commands PROPERTIES COST 20 TIMEOUT 900) # it draws the pictures of the tutorial
   add_test(NAME Documents.grammars
     COMMAND Python3::Interpreter "${CMAKE_CURRENT_SOURCE_DIR}/check_grammars.py" $<TARGET_FILE:sfdag>)
 endif()
