@@ -39,7 +39,7 @@ mkdir -p "$out"
 echo "A bracket filled with a gyroid, examples/gyroid_bracket.sf:"
 make_one bracket.3mf "a mesh for the slicer" mesh --voxel 0.5 --units mm
 make_one bracket.vdb "a volume for Blender, Houdini and the like" grid --voxel 0.5 --units mm
-make_one bracket_plate.png "a slice through its plate, 5 mm up" slice --voxel 0.25 --at 5
+make_one bracket_plate.png "a slice through its plate, 5 mm up" slice --at 5
 make_one bracket.png "the part, cut open" render --camera 150,-190,150,0,0,38 --fov 24 --cut x=22 --size 960x640
 running=$(seconds "$begin")
 
