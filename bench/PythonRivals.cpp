@@ -36,15 +36,9 @@ private:
 extern "C" {
 
 /// The field of a listing, compiled; to be given back to sf_rival_drop.
-Compiled* sf_rival_make(char const* iListing)
-{
-  return new Compiled(SF::ReadListing(iListing, {}).Compile());
-}
+Compiled* sf_rival_make(char const* iListing) { return new Compiled(SF::ReadListing(iListing, {}).Compile()); }
 
-void sf_rival_drop(Compiled* iField)
-{
-  delete iField;
-}
+void sf_rival_drop(Compiled* iField) { delete iField; }
 
 /// The last of the values at points in rows.
 double sf_rival_rows(Compiled const* iField, std::size_t iCount, double const* iPoints)
@@ -55,7 +49,8 @@ double sf_rival_rows(Compiled const* iField, std::size_t iCount, double const* i
 }
 
 /// The last of the values at points in three arrays.
-double sf_rival_columns(Compiled const* iField, std::size_t iCount, double const* iX, double const* iY, double const* iZ)
+double sf_rival_columns(Compiled const* iField, std::size_t iCount, double const* iX, double const* iY,
+                        double const* iZ)
 {
   std::unique_ptr<double[]> const values(new double[iCount]);
   (*iField)->Evaluate(iCount, iX, iY, iZ, values.get());

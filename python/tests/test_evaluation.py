@@ -31,7 +31,8 @@ def unaligned(rows):
 
 
 LAYOUTS = [np.copy, np.asfortranarray, lambda rows: np.repeat(rows, 2, axis=0)[::2], lambda rows: rows[::-1][::-1],
-           np.ndarray.tolist, big_endian, unaligned, lambda rows: np.hstack([rows, rows])[:, 3:], lambda rows: rows.T.copy()[::-1].T[:, ::-1]]
+           np.ndarray.tolist, big_endian, unaligned, lambda rows: np.hstack([rows, rows])[:, 3:],
+           lambda rows: rows.T.copy()[::-1].T[:, ::-1]]
 
 
 @pytest.mark.parametrize("layout", LAYOUTS)

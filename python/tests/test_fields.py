@@ -127,7 +127,8 @@ def test_surfaces_and_lattices_have_their_shapes():
         sheet = sf.periodic_sheet(name, cell=5, thickness=0.5)
         sides = sf.periodic_network(name, 5)
         np.testing.assert_allclose(sheet(POINTS), np.abs(sides(POINTS)) - 0.25, atol=1e-12)
-    on_struts = {"cubic": (0, 2.5, 2.5), "bcc": (1, 1, 1), "fcc": (0, 2.5, 0), "octet": (1.25, 1.25, 0), "kelvin": (2.5, 0, 1.25)}
+    on_struts = {"cubic": (0, 2.5, 2.5), "bcc": (1, 1, 1), "fcc": (0, 2.5, 0), "octet": (1.25, 1.25, 0),
+                 "kelvin": (2.5, 0, 1.25)}
     for kind, strut in on_struts.items():
         inside = sf.lattice(kind, (1, 1, 1), 5, 0.1)
         assert abs(inside(*strut) + 0.1) < 1e-9, kind
