@@ -15,6 +15,7 @@ namespace {
 constexpr std::array Caught{SIGINT, SIGTERM, SIGHUP, SIGPIPE};
 
 std::atomic<char const*> program{""};
+std::atomic<char const*> keptNote{nullptr};
 std::atomic<bool> isHelping{false};
 std::atomic<bool> isBarDrawn{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "read in a signal handler");
@@ -53,7 +54,10 @@ void Handle(int iSignal)
   if (iSignal != SIGPIPE && (found == Unfinished::Removed || (found == Unfinished::None && !isHelping))) {
     if (isBarDrawn)
       WriteError("\r\x1b[K");
-    WriteLine(found == Unfinished::Removed ? ": interrupted, the output is not written\n" : ": interrupted\n");
+    if (char const* const note = keptNote)
+      WriteLine(note);
+    else
+      WriteLine(found == Unfinished::Removed ? ": interrupted, the output is not written\n" : ": interrupted\n");
   }
   if (iSignal == SIGINT)
     _exit(CancelledStatus);
@@ -82,6 +86,8 @@ void CatchSignals(char const* iProgram, bool iIsHelper)
   }
   std::signal(SIGXFSZ, SIG_IGN);
 }
+
+void SetInterruptionNote(char const* iNote) { keptNote = iNote; }
 
 void SetBarDrawn(bool iIsDrawn) { isBarDrawn = iIsDrawn; }
 

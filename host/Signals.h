@@ -11,6 +11,9 @@ namespace SFHost {
 /// there is no file, the one that is no helper.
 void CatchSignals(char const* iProgram, bool iIsHelper = false);
 
+/// What the line of an interruption says of what is kept, instead of what is not written; lives as long as the program.
+void SetInterruptionNote(char const* iNote);
+
 /// Whether the line of such a signal must first wipe a bar that is drawn on the standard error stream.
 void SetBarDrawn(bool iIsDrawn);
 

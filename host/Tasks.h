@@ -16,7 +16,7 @@ namespace SFHost {
 // What verbs that sample a whole model ask for, once their options and the model have been read. Who does it, and with how
 // many processes, is the program's choice. Options have no profiler yet.
 
-/// A volume file. It is made and committed.
+/// A volume file. It is made and committed; where it is resumable, so that another run can go on with it.
 struct VolumeTask
 {
   CommonOptions const& common;

@@ -5,8 +5,11 @@
 #include "Report.h"
 #include "SFOutputFile.h"
 #include "SFVolumeFiles.h"
+#include "Signals.h"
 #include "Verbs.h"
 #include "Work.h"
+
+#include <filesystem>
 
 namespace SFHost {
 namespace {
@@ -15,6 +18,7 @@ struct GridVerbOptions
 {
   GridOptions grid;
   std::optional<double> band;
+  bool isResumable = false;
   std::string path;
 };
 
@@ -61,38 +65,62 @@ SF::SFVolumeReport WriteStrictly(CommonOptions const& iCommon, GridVerbOptions c
   return report;
 }
 
+SF::SFVolumeReport WriteResumably(VolumeTask const& iTask, SF::SFVolumeOptions const& iOptions)
+{
+  SetInterruptionNote(": interrupted; the same command goes on from here\n");
+  auto const report = Named(iTask.model.name, [&] {
+    return SF::WriteVolumeResumably(iTask.model.field, iTask.frame, iTask.format, iTask.path, iOptions);
+  });
+  SetInterruptionNote(nullptr);
+  return report;
+}
+
 SF::SFVolumeReport WritePlainly(VolumeTask const& iTask)
 {
-  SF::SFOutputFile output(iTask.path); // before the work, which may be long, and of no use without a place for it
   Progress progress(iTask.common.GetProgressMode(), "grid");
   progress.SetAmount(static_cast<double>(iTask.frame.PointCount()), "voxels");
   SF::SFVolumeOptions options = iTask.options;
   options.profiler = &progress;
+  if (iTask.isResumable)
+    return WriteResumably(iTask, options);
+  SF::SFOutputFile output(iTask.path); // before the work, which may be long, and of no use without a place for it
   auto const report = Named(
       iTask.model.name, [&] { return SF::WriteVolume(iTask.model.field, iTask.frame, iTask.format, output, options); });
   output.Commit();
   return report;
 }
 
+/// Throws a UsageError.
+void RequireResumable(CommonOptions const& iCommon, std::string const& iPath)
+{
+  std::error_code error;
+  if (iCommon.model.strict)
+    throw UsageError("--resume is not for --strict");
+  if (iPath == "-" || (std::filesystem::exists(iPath, error) && !std::filesystem::is_regular_file(iPath, error)))
+    throw UsageError("--resume: " + Quoted(iPath) + " is no regular file");
+}
+
 void Grid(CommonOptions const& iCommon, GridVerbOptions const& iOptions, VolumeMaker iMake)
 {
   SF::SFVolumeFormat const format = FormatOf(iOptions);
   RequireUsable(iCommon, iOptions.path);
+  if (iOptions.isResumable)
+    RequireResumable(iCommon, iOptions.path);
   bool const strict = iCommon.model.strict;
   FieldModel const model = strict ? FieldModel() : LoadField(iCommon.model);
   SF::SFGridFrame const frame = strict ? iOptions.grid.FrameAlone() : iOptions.grid.FrameFor(model);
-  SF::SFVolumeReport const report =
-      strict ? WriteStrictly(iCommon, iOptions, frame)
-             : iMake({iCommon, model, frame, iOptions.path, format, VolumeOptions(iCommon, iOptions)});
+  SF::SFVolumeReport const report = strict ? WriteStrictly(iCommon, iOptions, frame)
+                                           : iMake({iCommon, model, frame, iOptions.path, format,
+                                                    VolumeOptions(iCommon, iOptions), iOptions.isResumable});
   WarnOfNans(model.name, report.pointsWithoutValue, report.points);
   Tell(iCommon, iOptions, frame, report);
 }
 
 } // namespace
 
-Action AddGrid(Arguments& ioArguments) { return AddGridBy(ioArguments, WritePlainly); }
+Action AddGrid(Arguments& ioArguments) { return AddGridBy(ioArguments, WritePlainly, true); }
 
-Action AddGridBy(Arguments& ioArguments, VolumeMaker iMake)
+Action AddGridBy(Arguments& ioArguments, VolumeMaker iMake, bool iCanResume)
 {
   auto const options = std::make_shared<GridVerbOptions>();
   options->grid.AddTo(ioArguments);
@@ -100,6 +128,12 @@ Action AddGridBy(Arguments& ioArguments, VolumeMaker iMake)
                       .values = "W",
                       .help = "Keep values within W voxels of the surface, and signs elsewhere (.vdb: 3; others: all)"},
                      options->band, NumberRange::Positive);
+  if (iCanResume)
+    ioArguments.Flag(
+        {.names = "--resume",
+         .values = "",
+         .help = "Keep what is done when interrupted, in OUT.partial and OUT.journal, and go on from there"},
+        options->isResumable);
   AddOutputFile(ioArguments, "OUT.vdb|.npy|.nrrd|.vti|.raw", options->path);
   ioArguments.Examples(
       "  sfdag grid part.sfm -n 256 -o part.vdb\n"
@@ -108,7 +142,11 @@ Action AddGridBy(Arguments& ioArguments, VolumeMaker iMake)
       "The grid covers the model's own box and a voxel around it, the box of --bounds, or the points of --dims.\n"
       "Values are 32-bit floats, x fastest; NumPy sees the shape (NZ, NY, NX). .nrrd and .vdb hold origin, spacing\n"
       "and unit, .vti origin and spacing, .raw the values alone, little-endian. A .vdb is the narrow band of a level\n"
-      "set: where the field is no distance, its values are divided by how steep it is near the surface.");
+      "set: where the field is no distance, its values are divided by how steep it is near the surface.\n"
+      "With --resume an interrupted run leaves what it has done, and the same command goes on with it; the file is "
+      "the\n"
+      "same as that of an uninterrupted run. Another model or other options are an error, until both files are "
+      "removed.");
   return [options, iMake](CommonOptions const& iCommon) { Grid(iCommon, *options, iMake); };
 }
 

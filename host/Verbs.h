@@ -32,7 +32,7 @@ Action AddOffset(Arguments& ioArguments);
 Action AddView(Arguments& ioArguments);
 
 // The same, for programs that do the work themselves.
-Action AddGridBy(Arguments& ioArguments, VolumeMaker iMake);
+Action AddGridBy(Arguments& ioArguments, VolumeMaker iMake, bool iCanResume);
 Action AddMeshBy(Arguments& ioArguments, MeshMaker iMake);
 Action AddMeasureBy(Arguments& ioArguments, SolidMeasurer iMeasure);
 

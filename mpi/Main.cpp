@@ -17,14 +17,34 @@ namespace {
 
 SFHost::Action AddGrid(SFHost::Arguments& ioArguments)
 {
-  auto const action = SFHost::AddGridBy(ioArguments, GridOverRanks);
+  auto const action = SFHost::AddGridBy(ioArguments, GridOverRanks, false);
   ioArguments.Examples("  mpirun -n 64 sfdag-mpi grid plate.sfm -n 4096 -o plate.nrrd\n\n"
                        "As sfdag grid, to the byte, but for .vdb, which one process writes.");
   return action;
 }
 
+SFHost::Action AddMesh(SFHost::Arguments& ioArguments)
+{
+  auto const action = SFHost::AddMeshBy(ioArguments, MeshOverRanks);
+  ioArguments.Examples(
+      "  mpirun -n 64 sfdag-mpi mesh plate.sfm -n 2048 -o plate.stl\n\n"
+      "As sfdag mesh, to the byte, into .stl and .ply. The mesh is in the memory of all processes together.");
+  return action;
+}
+
+SFHost::Action AddMeasure(SFHost::Arguments& ioArguments)
+{
+  auto const action = SFHost::AddMeasureBy(ioArguments, MeasureOverRanks);
+  ioArguments.Examples(
+      "  mpirun -n 64 sfdag-mpi measure plate.sfm -n 1024\n\n"
+      "As sfdag measure, to the last digit. All make the mesh; the first process holds and measures it.");
+  return action;
+}
+
 constexpr SFHost::Verb Verbs[] = {
     {"grid", "Sample a model on a voxel grid, into a volume file", AddGrid},
+    {"mesh", "Mesh the surface of a model, for printing, viewing and computing", AddMesh},
+    {"measure", "Measure a solid: volume, area, box, centre of mass, holes, walls", AddMeasure},
 };
 
 constexpr SFHost::Program SfdagMpi{

@@ -83,6 +83,12 @@ double Ranks::Sum(double iNumber) const
   return iNumber;
 }
 
+void Ranks::SumAll(std::vector<std::uint64_t>& ioNumbers) const
+{
+  MPI_Allreduce(MPI_IN_PLACE, ioNumbers.data(), static_cast<int>(ioNumbers.size()), MPI_UINT64_T, MPI_SUM,
+                MPI_COMM_WORLD);
+}
+
 double Ranks::Largest(double iNumber) const
 {
   MPI_Allreduce(MPI_IN_PLACE, &iNumber, 1, MPI_DOUBLE, MPI_MAX, MPI_COMM_WORLD);

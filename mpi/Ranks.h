@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace SFMpi {
 
@@ -51,6 +52,8 @@ public:
   /// The sum over all processes, everywhere. Collective.
   std::uint64_t Sum(std::uint64_t iNumber) const;
   double Sum(double iNumber) const;
+  /// Element by element. Collective.
+  void SumAll(std::vector<std::uint64_t>& ioNumbers) const;
   /// The largest one. Collective.
   double Largest(double iNumber) const;
 

@@ -73,6 +73,19 @@ class SameAsAlone(MpiTest):
         ):
             self.check("grid", ranks, extension, *model, "-n", "40", *more)
 
+    def test_mesh(self):
+        # The second one has several slabs, and is cut open by the box.
+        for ranks, extension, *more in (
+            (1, ".stl", *LATTICE, "-n", "60"),
+            (3, ".ply", "-e", "sphere(1)", "-n", "700", "-b", "-1,-1,-1,1,1,-0.5", "--no-cap"),
+            (4, ".stl", *HOLED, "-n", "100"),
+        ):
+            self.check("mesh", ranks, extension, *more)
+
+    def test_measure(self):
+        told, _ = self.alone("measure", *HOLED, "-n", "50", "--json")
+        self.assertEqual(self.over(3, "measure", *HOLED, "-n", "50", "--json"), (0, told, ""))
+
 
 class Failures(MpiTest):
     def test_one_line_and_no_file(self):

@@ -7,6 +7,7 @@
 #include "SFToolsExport.h"
 #include "SFWorkOptions.h"
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -43,6 +44,29 @@ struct SFMeshFileOptions : SFWorkOptions
 /// without triangles or with more of them than the format can count.
 SF_TOOLS_EXPORT void WriteMesh(SFMesh const& iMesh, SFMeshFormat iFormat, SFOutputFile& ioFile,
                                SFMeshFileOptions const& iOptions = {});
+
+/// The bytes of an STL or PLY file, for those who put it together themselves: after the header come all vertices, where the
+/// format has a list of them, then all triangles.
+class SF_TOOLS_EXPORT SFMeshFileParts
+{
+public:
+  /// std::invalid_argument for the other formats.
+  SFMeshFileParts(SFMeshFormat iFormat, SFMeshFileOptions const& iOptions);
+  /// Bytes of a vertex; 0 without a list.
+  std::uint64_t GetVertexSize() const;
+  /// Bytes of a triangle.
+  std::uint64_t GetTriangleSize() const;
+  /// What a file with so many of them begins with. std::invalid_argument for more triangles than the format can count.
+  std::string Header(std::uint64_t iVertices, std::uint64_t iTriangles) const;
+  /// The vertices of a piece.
+  std::string Vertices(SFMeshPiece const& iPiece) const;
+  /// Its triangles. `iBelow` are the vertices just before its first one, which they may use.
+  std::string Triangles(SFMeshPiece const& iPiece, std::span<std::array<double, 3> const> iBelow) const;
+
+private:
+  bool _isStl;
+  SFMeshFileOptions _options;
+};
 
 /// Writes a mesh piece by piece, as MeshField makes it: STL and PLY. The file belongs to the caller, who commits it
 /// after Finish. It must be a regular file, as counts are filled in at the end. The triangles of a PLY are gathered in

@@ -81,6 +81,12 @@ struct SFSolidMeasures
   SFMeshingReport report;         ///< of the finer mesh
 };
 
+/// As MeasureField, for those who have made the two meshes of it themselves, capped. `iCoarse` has voxels twice as large, and is
+/// empty where these find no surface. SFCancelled.
+SF_TOOLS_EXPORT SFSolidMeasures MeasureMeshes(SFField const& iField, SFMesh const& iFine,
+                                              SFMeshingReport const& iReport, SFMesh const& iCoarse,
+                                              SFMeasureOptions const& iOptions = {});
+
 /// Measures the solid within a box, capped there. Errors as MeshField.
 SF_TOOLS_EXPORT SFSolidMeasures MeasureField(SFField const& iField, ZULMathBox const& iBox, double iVoxel,
                                              SFMeasureOptions const& iOptions = {});

@@ -24,6 +24,14 @@ public:
   SFOutputFile(std::string iPath, std::string iTemporary);
   /// A name in the folder of a file that no other object of this process uses.
   static std::string TemporaryFor(std::string const& iPath);
+  /// How a file that a run builds after another one is opened: all behind this many bytes is made anew.
+  struct Kept
+  {
+    std::uint64_t from = 0; ///< bytes that stay
+  };
+  /// The temporary name is that of the file with ".partial", and what has been built stays there when there is no Commit.
+  /// Regular files only.
+  SFOutputFile(std::string iPath, Kept iKept);
   SFOutputFile(SFOutputFile const&) = delete;
   SFOutputFile& operator=(SFOutputFile const&) = delete;
   ~SFOutputFile();
@@ -38,6 +46,8 @@ public:
   void Overwrite(std::uint64_t iPosition, std::string_view iBytes);
   /// Throws unless the disk has room for `iBytes` more; what is no regular file has room for all.
   void RequireRoom(double iBytes) const;
+  /// What has been written is on the disk.
+  void Flush();
   /// Makes the result whole. Nothing may be written afterwards.
   void Commit();
 
@@ -50,9 +60,9 @@ public:
   /// What RemoveUnfinished found: no temporary file; files that it removed; files that another process had removed before.
   enum class Unfinished
   {
-    None,
-    Removed,
-    Gone
+    None,    ///< there was no file
+    Removed, ///< files were removed
+    Gone     ///< others had removed them
   };
   /// Removes the temporary files of all objects of this process. Safe in a signal handler, before the process ends.
   static Unfinished RemoveUnfinished() noexcept;
@@ -68,6 +78,7 @@ private:
   std::string _name;      ///< for messages
   std::string _target;    ///< the file to be replaced; empty when there is no temporary file
   std::string _temporary; ///< empty once it has been renamed
+  bool _isKept = false;
   std::FILE* _file = nullptr;
 };
 

@@ -60,6 +60,14 @@ struct SFVolumeReport
 SF_TOOLS_EXPORT SFVolumeReport WriteVolume(SFField const& iField, SFGridFrame const& iFrame, SFVolumeFormat iFormat,
                                            SFOutputFile& ioFile, SFVolumeOptions const& iOptions = {});
 
+/// As above, in a run that another one can go on with when it is interrupted, in whatever way: called again with the same
+/// arguments, it samples what is missing, and the file is the same. Until it is whole there are beside it `<iPath>.journal`,
+/// which says what has been finished of which volume, and but for VDB `<iPath>.partial`, its values so far; the journal of a
+/// VDB holds its slabs. SFFileError, too, when the journal is that of another field, frame, format or options.
+SF_TOOLS_EXPORT SFVolumeReport WriteVolumeResumably(SFField const& iField, SFGridFrame const& iFrame,
+                                                    SFVolumeFormat iFormat, std::string const& iPath,
+                                                    SFVolumeOptions const& iOptions = {});
+
 /// Writes values that the caller has, one for each point of the frame. A band is in their own unit then: the steepness
 /// is 1.
 SF_TOOLS_EXPORT SFVolumeReport WriteVolume(std::span<float const> iValues, SFGridFrame const& iFrame,

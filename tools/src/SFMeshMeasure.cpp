@@ -110,12 +110,11 @@ private:
 
 SFMeasure WithError(double iFine, double iCoarse, double iLeast) { return {iFine, std::abs(iFine - iCoarse) + iLeast}; }
 
-/// The mass properties of the mesh with twice the voxel; those of nothing when that has no surface.
-SFMassProperties CoarseProperties(SFField const& iField, ZULMathBox const& iBox, double iVoxel,
-                                  SFMeshingOptions const& iOptions)
+/// The mesh with twice the voxel; an empty one when that has no surface.
+SFMesh CoarseMesh(SFField const& iField, ZULMathBox const& iBox, double iVoxel, SFMeshingOptions const& iOptions)
 {
   try {
-    return MassPropertiesOf(MeshField(iField, iBox, 2.0 * iVoxel, iOptions));
+    return MeshField(iField, iBox, 2.0 * iVoxel, iOptions);
   } catch (SFModelError const&) {
     return {};
   }
@@ -157,14 +156,22 @@ SFSolidMeasures MeasureField(SFField const& iField, ZULMathBox const& iBox, doub
 {
   SFMeshingOptions options;
   static_cast<SFWorkOptions&>(options) = iOptions;
-  SFSolidMeasures measures;
-  SFMesh const mesh = MeshField(iField, iBox, iVoxel, options, &measures.report);
+  SFMeshingReport report;
+  SFMesh const mesh = MeshField(iField, iBox, iVoxel, options, &report);
   ThrowIfCancelled(iOptions);
-  measures.topology = TopologyOf(mesh, iOptions);
-  ThrowIfCancelled(iOptions);
-  SFMassProperties const fine = MassPropertiesOf(mesh);
   options.profiler = nullptr;
-  SFMassProperties const coarse = CoarseProperties(iField, iBox, iVoxel, options);
+  return MeasureMeshes(iField, mesh, report, CoarseMesh(iField, iBox, iVoxel, options), iOptions);
+}
+
+SFSolidMeasures MeasureMeshes(SFField const& iField, SFMesh const& iFine, SFMeshingReport const& iReport,
+                              SFMesh const& iCoarse, SFMeasureOptions const& iOptions)
+{
+  SFSolidMeasures measures;
+  measures.report = iReport;
+  measures.topology = TopologyOf(iFine, iOptions);
+  ThrowIfCancelled(iOptions);
+  SFMassProperties const fine = MassPropertiesOf(iFine);
+  SFMassProperties const coarse = MassPropertiesOf(iCoarse);
 
   double const offset = std::max(measures.report.vertexDistance, measures.report.sharpVertexDistance);
   measures.volume = WithError(fine.volume, coarse.volume, offset * fine.area);
@@ -179,7 +186,7 @@ SFSolidMeasures MeasureField(SFField const& iField, ZULMathBox const& iBox, doub
     return measures;
   SFVector3 const diagonal = HighOf(fine.box) - LowOf(fine.box);
   auto const field = CompileFor(iField, iOptions);
-  WallSearch search(*field, mesh, measures.report.voxel);
+  WallSearch search(*field, iFine, measures.report.voxel);
   if (search.Run(Norm(diagonal), iOptions)) {
     measures.wall = SFMeasure{search.GetThinnest(), measures.report.surfaceDistance};
     measures.wallAt = search.GetPlace();

@@ -15,8 +15,6 @@ namespace SF {
 namespace {
 
 constexpr std::int64_t Side = SFMeshBlock::Side;
-/// The boxes that threads draw, in blocks along an axis.
-constexpr std::int64_t TaskBlocks = 4;
 /// A slab has as many layers as this number of blocks allows.
 constexpr std::int64_t BlocksPerSlab = 8192;
 /// How near to the surface, in voxels, the centre of a triangle is on it.
@@ -66,7 +64,7 @@ void SFMeshSlabs::Run(std::int64_t iFirst, std::int64_t iLast,
                       std::function<void(SFMesh&&, std::uint32_t)> const& iTake)
 {
   auto const blocksPerLayer = static_cast<std::size_t>(_blocks[0] * _blocks[1]);
-  std::int64_t const thickness = std::max<std::int64_t>(1, BlocksPerSlab / (_blocks[0] * _blocks[1]));
+  std::int64_t const thickness = GetSlabHeight();
   auto const doneAt = [&](std::int64_t iLayer) {
     return static_cast<double>(iLayer - iFirst) / static_cast<double>(iLast - iFirst);
   };
@@ -78,7 +76,7 @@ void SFMeshSlabs::Run(std::int64_t iFirst, std::int64_t iLast,
     for (std::int64_t layer = _begin; layer < _end; ++layer)
       _layers.emplace_back(blocksPerLayer);
     auto const firstVertex = static_cast<std::uint32_t>(_vertexCount);
-    MakeBlocks(_progress.Part(doneAt(_begin), doneAt(_end)));
+    MakeBlocks(_progress.Part(doneAt(_begin), doneAt(_end)), 0, _blocks[1]);
     NumberVertices();
     iTake(Assemble(), firstVertex);
     _layers.erase(_layers.begin(), _layers.end() - 1);
@@ -93,7 +91,7 @@ SFMesh SFMeshSlabs::MakeLayerBelow(std::int64_t iFirst)
   _begin = iFirst - 1;
   _end = iFirst;
   _layers.emplace_back(_layers.front().size());
-  MakeBlocks(_progress.Part(0.0, 0.0));
+  MakeBlocks(_progress.Part(0.0, 0.0), 0, _blocks[1]);
   SFMeshingReport const report = _report;
   NumberVertices();
   _report = report;
@@ -115,7 +113,50 @@ SFMeshBlock const* SFMeshSlabs::BlockAt(SFLatticeIndex const& iPlace) const
   return _layers[static_cast<std::size_t>(iPlace[2] - _begin + 1)][PlaceOf(iPlace[0], iPlace[1])].get();
 }
 
-void SFMeshSlabs::MakeBlocks(SFProgress const& iProgress)
+std::int64_t SFMeshSlabs::GetSlabHeight() const
+{
+  return std::max<std::int64_t>(1, BlocksPerSlab / (_blocks[0] * _blocks[1]));
+}
+
+void SFMeshSlabs::Begin(std::int64_t iBegin, std::int64_t iEnd)
+{
+  _begin = iBegin;
+  _end = iEnd;
+  _layers.clear();
+  for (std::int64_t layer = iBegin - 1; layer < iEnd; ++layer)
+    _layers.emplace_back(static_cast<std::size_t>(_blocks[0] * _blocks[1]));
+  _bytes = 0.0;
+  _nextCheck = 0.0;
+}
+
+void SFMeshSlabs::Place(std::unique_ptr<SFMeshBlock> ioBlock)
+{
+  auto& layer = _layers[static_cast<std::size_t>(ioBlock->low[2] / Side - _begin + 1)];
+  layer[PlaceOf(ioBlock->low[0] / Side, ioBlock->low[1] / Side)] = std::move(ioBlock);
+}
+
+SFMesh SFMeshSlabs::AssembleFrom(std::uint64_t iFirstVertex, std::uint32_t& oFirstVertex,
+                                 std::vector<SFVector3>& oBelow)
+{
+  _vertexCount = iFirstVertex;
+  for (auto const& block : _layers.front())
+    if (block != nullptr) {
+      block->firstVertex = static_cast<std::uint32_t>(_vertexCount);
+      _vertexCount += block->vertices.size();
+      for (SFMeshVertex const& vertex : block->vertices)
+        oBelow.push_back(vertex.position);
+    }
+  oFirstVertex = static_cast<std::uint32_t>(_vertexCount);
+  NumberVertices();
+  return Assemble();
+}
+
+void SFMeshSlabs::MakeBlocks(std::int64_t iFirstRow, std::int64_t iLastRow)
+{
+  MakeBlocks(_progress, iFirstRow, iLastRow);
+}
+
+void SFMeshSlabs::MakeBlocks(SFProgress const& iProgress, std::int64_t iFirstRow, std::int64_t iLastRow)
 {
   std::shared_ptr<SFCompiledField> slab;
   Require(
@@ -123,12 +164,13 @@ void SFMeshSlabs::MakeBlocks(SFProgress const& iProgress)
                                            SFMeshBlockMaker::Margin),
                        slab));
   std::int64_t const columns = (_blocks[0] + TaskBlocks - 1) / TaskBlocks;
-  std::int64_t const rows = (_blocks[1] + TaskBlocks - 1) / TaskBlocks;
+  std::int64_t const rows = (std::min(iLastRow, _blocks[1]) - iFirstRow + TaskBlocks - 1) / TaskBlocks;
   std::int64_t const storeys = (_end - _begin + TaskBlocks - 1) / TaskBlocks;
   auto const tasks = static_cast<std::size_t>(columns * rows * storeys);
   ForEach(tasks, _options, [&](std::size_t iTask, unsigned int iWorker) {
     auto const task = static_cast<std::int64_t>(iTask);
-    SFLatticeIndex const low{task % columns * TaskBlocks * Side, task / columns % rows * TaskBlocks * Side,
+    SFLatticeIndex const low{task % columns * TaskBlocks * Side,
+                             (iFirstRow + task / columns % rows * TaskBlocks) * Side,
                              _begin * Side + task / columns / rows * TaskBlocks * Side};
     Descend(*slab, low, TaskBlocks * Side, *_makers[iWorker]);
     if (iWorker == 0)

@@ -31,16 +31,38 @@ public:
 
   std::int64_t GetLayerCount() const { return _blocks[2]; }
 
+  // For slabs whose blocks come from elsewhere.
+
+  /// The boxes that threads draw, in blocks along an axis.
+  static constexpr std::int64_t TaskBlocks = 4;
+  using BlockList = std::vector<std::unique_ptr<SFMeshBlock>>;
+
+  /// Along each axis, of the whole lattice.
+  SFLatticeIndex const& GetBlocks() const { return _blocks; }
+  /// In layers of blocks.
+  std::int64_t GetSlabHeight() const;
+  /// Forgets all blocks: those of the layers from `iBegin` to before `iEnd` come next.
+  void Begin(std::int64_t iBegin, std::int64_t iEnd);
+  /// Makes the blocks of some rows.
+  void MakeBlocks(std::int64_t iFirstRow, std::int64_t iLastRow);
+  BlockList const& GetLayer(std::int64_t iLayer) const
+  {
+    return _layers[static_cast<std::size_t>(iLayer - _begin + 1)];
+  }
+  /// A block of these layers, or of the one below them.
+  void Place(std::unique_ptr<SFMeshBlock> ioBlock);
+  /// The slab of all blocks that have been placed. `iFirstVertex` is the number of the first vertex of the layer below, whose
+  /// vertices go to `oBelow`, and `oFirstVertex` that of the first vertex of the slab.
+  SFMesh AssembleFrom(std::uint64_t iFirstVertex, std::uint32_t& oFirstVertex, std::vector<SFVector3>& oBelow);
+
   SFCompiledField const& GetField() const { return *_field; }
   SFMeshingReport const& GetReport() const { return _report; }
 
 private:
-  using BlockList = std::vector<std::unique_ptr<SFMeshBlock>>;
-
   SFMesh MakeLayerBelow(std::int64_t iFirst);
   std::vector<SFMeshBlock const*> BlocksOfSlab() const;
   void AddVertices(std::vector<SFMeshBlock const*> const& iBlocks, SFMesh& ioPart) const;
-  void MakeBlocks(SFProgress const& iProgress);
+  void MakeBlocks(SFProgress const& iProgress, std::int64_t iFirstRow, std::int64_t iLastRow);
   void Descend(SFCompiledField const& iField, SFLatticeIndex const& iLow, std::int64_t iSide,
                SFMeshBlockMaker& ioMaker);
   bool IsBeyond(SFLatticeIndex const& iLow) const;
@@ -67,5 +89,8 @@ private:
   std::uint64_t _vertexCount = 0;
   SFMeshingReport _report;
 };
+
+/// SFModelError that says why a box holds no surface.
+[[noreturn]] void ThrowNoSurface(SFField const& iField, ZULMathBox const& iBox, SFMeshingOptions const& iOptions);
 
 } // namespace SF

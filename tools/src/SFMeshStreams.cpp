@@ -42,6 +42,60 @@ private:
   std::string _taken;
 };
 
+void AddVector(std::array<float, 3> const& iVector, Bytes& ioBytes)
+{
+  for (float const value : iVector)
+    ioBytes.Add(value);
+}
+
+constexpr std::size_t StlCountPosition = 80;
+
+std::string StlHeader(SFMeshFileOptions const& iOptions)
+{
+  std::string header("binary STL, unit " + std::string(SymbolOf(iOptions.unit))); // must not begin with "solid"
+  header.resize(StlCountPosition, ' ');
+  return header;
+}
+
+/// The normal is that of the corners as they are written.
+void AddStlTriangle(std::array<SFVector3, 3> const& iCorners, Bytes& ioBytes)
+{
+  std::array<std::array<float, 3>, 3> const corners{AsFloats(iCorners[0]), AsFloats(iCorners[1]),
+                                                    AsFloats(iCorners[2])};
+  SFVector3 const origin = AsDoubles(corners[0]);
+  AddVector(AsFloats(Unit(Cross(AsDoubles(corners[1]) - origin, AsDoubles(corners[2]) - origin))), ioBytes);
+  for (auto const& corner : corners)
+    AddVector(corner, ioBytes);
+  ioBytes.Add(std::uint16_t{0});
+}
+
+/// Counts have a fixed width: the comment is filled up.
+std::string PlyHeader(SFMeshFileOptions const& iOptions, std::uint64_t iVertices, std::uint64_t iTriangles)
+{
+  std::string const vertices = std::to_string(iVertices);
+  std::string const triangles = std::to_string(iTriangles);
+  std::string const filling(40 - vertices.size() - triangles.size(), '.');
+  return "ply\nformat binary_little_endian 1.0\ncomment unit " + std::string(SymbolOf(iOptions.unit)) + " " + filling +
+         "\nelement vertex " + vertices +
+         "\nproperty double x\nproperty double y\nproperty double z\n"
+         "property float nx\nproperty float ny\nproperty float nz\nelement face " +
+         triangles + "\nproperty list uchar uint vertex_indices\nend_header\n";
+}
+
+void AddPlyVertex(SFMeshPiece const& iPiece, std::size_t iVertex, Bytes& ioBytes)
+{
+  for (double const coordinate : iPiece.vertices[iVertex])
+    ioBytes.Add(coordinate);
+  AddVector(iPiece.normals.empty() ? std::array<float, 3>{} : iPiece.normals[iVertex], ioBytes);
+}
+
+void AddPlyTriangle(SFMeshPiece const& iPiece, std::size_t iTriangle, Bytes& ioBytes)
+{
+  ioBytes.Add(std::uint8_t{3});
+  for (std::uint32_t const vertex : iPiece.triangles[iTriangle])
+    ioBytes.Add(vertex);
+}
+
 /// Calls `iAdd` for all numbers below `iCount` and `iWrite` after each batch of them.
 template <class Add, class Write>
 void InBatches(std::size_t iCount, SFWorkOptions const& iOptions, Add iAdd, Write iWrite)
@@ -60,9 +114,7 @@ public:
   StlWriter(SFOutputFile& ioFile, SFMeshFileOptions const& iOptions, SFMeshCounts const* iCounts)
     : _file(ioFile), _options(iOptions), _isCounted(iCounts != nullptr)
   {
-    std::string header("binary STL, unit " + std::string(SymbolOf(iOptions.unit))); // must not begin with "solid"
-    header.resize(CountPosition, ' ');
-    _file.Write(header);
+    _file.Write(StlHeader(iOptions));
     _bytes.Add(_isCounted ? static_cast<std::uint32_t>(iCounts->triangles) : std::uint32_t{0});
     _file.Write(_bytes.Take());
   }
@@ -79,7 +131,7 @@ public:
         iPiece.triangles.size(), _options,
         [&](std::size_t iTriangle) {
           auto const& [a, b, c] = iPiece.triangles[iTriangle];
-          AddTriangle({vertex(a), vertex(b), vertex(c)});
+          AddStlTriangle({vertex(a), vertex(b), vertex(c)}, _bytes);
         },
         [this] { _file.Write(_bytes.Take()); });
     _triangles += iPiece.triangles.size();
@@ -96,30 +148,10 @@ public:
     if (_triangles > std::numeric_limits<std::uint32_t>::max())
       throw SFFileError(_file.GetName(), "more triangles than an STL file can count");
     _bytes.Add(static_cast<std::uint32_t>(_triangles));
-    _file.Overwrite(CountPosition, _bytes.Take());
+    _file.Overwrite(StlCountPosition, _bytes.Take());
   }
 
 private:
-  static constexpr std::size_t CountPosition = 80;
-
-  /// The normal is that of the corners as they are written.
-  void AddTriangle(std::array<SFVector3, 3> const& iCorners)
-  {
-    std::array<std::array<float, 3>, 3> const corners{AsFloats(iCorners[0]), AsFloats(iCorners[1]),
-                                                      AsFloats(iCorners[2])};
-    SFVector3 const origin = AsDoubles(corners[0]);
-    AddVector(AsFloats(Unit(Cross(AsDoubles(corners[1]) - origin, AsDoubles(corners[2]) - origin))));
-    for (auto const& corner : corners)
-      AddVector(corner);
-    _bytes.Add(std::uint16_t{0});
-  }
-
-  void AddVector(std::array<float, 3> const& iVector)
-  {
-    for (float const value : iVector)
-      _bytes.Add(value);
-  }
-
   SFOutputFile& _file;
   SFMeshFileOptions const _options;
   bool _isCounted;
@@ -184,7 +216,8 @@ public:
         throw SFFileError(ioFile.GetName(), "a PLY file that is written in parts must be a regular file");
       _faces = std::make_unique<NamelessFile>(ioFile);
     }
-    _file.Write(HeaderFor(_isCounted ? *iCounts : SFMeshCounts{}));
+    SFMeshCounts const counts = _isCounted ? *iCounts : SFMeshCounts{};
+    _file.Write(PlyHeader(_options, counts.vertices, counts.triangles));
   }
 
   void Expect(double iVertices) override { _file.RequireRoom((36.0 + 2.0 * 26.0) * iVertices); } // triangles twice
@@ -192,21 +225,10 @@ public:
   void Add(SFMeshPiece const& iPiece) override
   {
     InBatches(
-        iPiece.vertices.size(), _options,
-        [&](std::size_t iVertex) {
-          for (double const coordinate : iPiece.vertices[iVertex])
-            _bytes.Add(coordinate);
-          for (std::size_t axis = 0; axis < 3; ++axis)
-            _bytes.Add(iPiece.normals.empty() ? 0.0F : iPiece.normals[iVertex][axis]);
-        },
+        iPiece.vertices.size(), _options, [&](std::size_t iVertex) { AddPlyVertex(iPiece, iVertex, _bytes); },
         [this] { _file.Write(_bytes.Take()); });
     InBatches(
-        iPiece.triangles.size(), _options,
-        [&](std::size_t iTriangle) {
-          _bytes.Add(std::uint8_t{3});
-          for (std::uint32_t const vertex : iPiece.triangles[iTriangle])
-            _bytes.Add(vertex);
-        },
+        iPiece.triangles.size(), _options, [&](std::size_t iTriangle) { AddPlyTriangle(iPiece, iTriangle, _bytes); },
         [this] { _isCounted ? _file.Write(_bytes.Take()) : _faces->Write(_bytes.Take()); });
     _counts.vertices += iPiece.vertices.size();
     _counts.triangles += iPiece.triangles.size();
@@ -217,23 +239,10 @@ public:
     if (_isCounted)
       return;
     _faces->CopyTo(_file, _options);
-    _file.Overwrite(0, HeaderFor(_counts));
+    _file.Overwrite(0, PlyHeader(_options, _counts.vertices, _counts.triangles));
   }
 
 private:
-  /// Counts have a fixed width: the comment is filled up.
-  std::string HeaderFor(SFMeshCounts const& iCounts) const
-  {
-    std::string const vertices = std::to_string(iCounts.vertices);
-    std::string const triangles = std::to_string(iCounts.triangles);
-    std::string const filling(40 - vertices.size() - triangles.size(), '.');
-    return "ply\nformat binary_little_endian 1.0\ncomment unit " + std::string(SymbolOf(_options.unit)) + " " +
-           filling + "\nelement vertex " + vertices +
-           "\nproperty double x\nproperty double y\nproperty double z\n"
-           "property float nx\nproperty float ny\nproperty float nz\nelement face " +
-           triangles + "\nproperty list uchar uint vertex_indices\nend_header\n";
-  }
-
   SFOutputFile& _file;
   SFMeshFileOptions const _options;
   bool _isCounted;
@@ -243,6 +252,51 @@ private:
 };
 
 } // namespace
+
+SFMeshFileParts::SFMeshFileParts(SFMeshFormat iFormat, SFMeshFileOptions const& iOptions)
+  : _isStl(iFormat == SFMeshFormat::Stl), _options(iOptions)
+{
+  if (!_isStl && iFormat != SFMeshFormat::Ply)
+    throw std::invalid_argument("format: only STL and PLY can be written in parts");
+}
+
+std::uint64_t SFMeshFileParts::GetVertexSize() const { return _isStl ? 0 : 3 * sizeof(double) + 3 * sizeof(float); }
+
+std::uint64_t SFMeshFileParts::GetTriangleSize() const { return _isStl ? 12 * sizeof(float) + 2 : 1 + 3 * 4; }
+
+std::string SFMeshFileParts::Header(std::uint64_t iVertices, std::uint64_t iTriangles) const
+{
+  if (!_isStl)
+    return PlyHeader(_options, iVertices, iTriangles);
+  if (iTriangles > std::numeric_limits<std::uint32_t>::max())
+    throw std::invalid_argument("more triangles than an STL file can count");
+  Bytes count;
+  count.Add(static_cast<std::uint32_t>(iTriangles));
+  return StlHeader(_options).append(count.Take());
+}
+
+std::string SFMeshFileParts::Vertices(SFMeshPiece const& iPiece) const
+{
+  Bytes bytes;
+  for (std::size_t vertex = 0; !_isStl && vertex < iPiece.vertices.size(); ++vertex)
+    AddPlyVertex(iPiece, vertex, bytes);
+  return std::string(bytes.Take());
+}
+
+std::string SFMeshFileParts::Triangles(SFMeshPiece const& iPiece, std::span<std::array<double, 3> const> iBelow) const
+{
+  Bytes bytes;
+  auto const at = [&](std::uint32_t iNumber) {
+    return iNumber < iPiece.firstVertex ? iBelow[iNumber + iBelow.size() - iPiece.firstVertex]
+                                        : iPiece.vertices[iNumber - iPiece.firstVertex];
+  };
+  for (std::size_t triangle = 0; triangle < iPiece.triangles.size(); ++triangle)
+    if (auto const& [a, b, c] = iPiece.triangles[triangle]; _isStl)
+      AddStlTriangle({at(a), at(b), at(c)}, bytes);
+    else
+      AddPlyTriangle(iPiece, triangle, bytes);
+  return std::string(bytes.Take());
+}
 
 std::unique_ptr<SFMeshFileSink::Writer> MakeStlWriter(SFOutputFile& ioFile, SFMeshFileOptions const& iOptions,
                                                       SFMeshCounts const* iCounts)

@@ -13,25 +13,6 @@
 namespace SF {
 namespace {
 
-/// Says why there is no surface.
-[[noreturn]] void ThrowNoSurface(SFField const& iField, ZULMathBox const& iBox, SFMeshingOptions const& iOptions)
-{
-  constexpr int side = 17;
-  SFPointBatch batch;
-  auto const between = [](double iLow, double iHigh, int iStep) {
-    return iLow + (iHigh - iLow) * iStep / (side - 1.0);
-  };
-  for (int i = 0; i < side * side * side; ++i)
-    batch.Add({between(iBox.low.x, iBox.high.x, i % side), between(iBox.low.y, iBox.high.y, i / side % side),
-               between(iBox.low.z, iBox.high.z, i / side / side)});
-  batch.Evaluate(*CompileFor(iField, iOptions));
-  std::size_t missing = 0;
-  for (std::size_t i = 0; i < batch.Size(); ++i)
-    missing += std::isnan(batch.Value(i)) ? 1 : 0;
-  throw SFModelError(missing == batch.Size() ? "the field has no value (NaN) anywhere in the box"
-                                             : "no surface of the model lies in the box");
-}
-
 /// For a sink, or null for a mesh in one piece.
 SFMeshingReport MeshInParts(SFField const& iField, ZULMathBox const& iBox, double iVoxel, SFMeshSink* ioSink,
                             SFMeshingOptions const& iOptions, std::function<void(SFMesh&&, std::uint32_t)> const& iTake)
@@ -89,6 +70,24 @@ void Append(SFMesh&& ioFrom, SFMesh& ioTo)
 }
 
 } // namespace
+
+void ThrowNoSurface(SFField const& iField, ZULMathBox const& iBox, SFMeshingOptions const& iOptions)
+{
+  constexpr int side = 17;
+  SFPointBatch batch;
+  auto const between = [](double iLow, double iHigh, int iStep) {
+    return iLow + (iHigh - iLow) * iStep / (side - 1.0);
+  };
+  for (int i = 0; i < side * side * side; ++i)
+    batch.Add({between(iBox.low.x, iBox.high.x, i % side), between(iBox.low.y, iBox.high.y, i / side % side),
+               between(iBox.low.z, iBox.high.z, i / side / side)});
+  batch.Evaluate(*CompileFor(iField, iOptions));
+  std::size_t missing = 0;
+  for (std::size_t i = 0; i < batch.Size(); ++i)
+    missing += std::isnan(batch.Value(i)) ? 1 : 0;
+  throw SFModelError(missing == batch.Size() ? "the field has no value (NaN) anywhere in the box"
+                                             : "no surface of the model lies in the box");
+}
 
 SFMeshSink::~SFMeshSink() = default;
 void SFMeshSink::Expect(double) {}

@@ -104,6 +104,25 @@ SFOutputFile::SFOutputFile(std::string iPath, std::string iTemporary) : _name(st
     OpenFile(iTemporary);
 }
 
+SFOutputFile::SFOutputFile(std::string iPath, Kept iKept)
+  : _name(std::move(iPath)), _target(Resolved(_name)), _temporary(_target + ".partial"), _isKept(true)
+{
+  struct stat found
+  {
+  };
+  if (_name == "-" || (stat(_target.c_str(), &found) == 0 && !S_ISREG(found.st_mode)))
+    throw SFFileError(_name, "only a regular file can be gone on with");
+  int const descriptor = open(_temporary.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
+  auto const size = static_cast<off_t>(iKept.from);
+  if (descriptor >= 0 && fstat(descriptor, &found) == 0 && found.st_size < size) {
+    close(descriptor);
+    throw SFFileError(_temporary, "shorter than its journal says; remove both to begin anew");
+  }
+  Open(descriptor);
+  if (ftruncate(descriptor, size) != 0 || fseeko(_file, size, SEEK_SET) != 0)
+    throw SFFileError(_temporary, errno);
+}
+
 std::string SFOutputFile::TemporaryFor(std::string const& iPath)
 {
   static std::atomic<unsigned int> counter{0};
@@ -176,7 +195,7 @@ SFOutputFile::~SFOutputFile()
 
 void SFOutputFile::RemoveTemporary()
 {
-  if (_temporary.empty())
+  if (_temporary.empty() || _isKept)
     return;
   SignalsHeld const held;
   unlink(_temporary.c_str());
@@ -239,6 +258,12 @@ void SFOutputFile::RequireRoom(double iBytes) const
     return;
   if (iBytes > static_cast<double>(disk.f_bavail) * static_cast<double>(disk.f_frsize))
     throw SFFileError(_name, ENOSPC);
+}
+
+void SFOutputFile::Flush()
+{
+  if (std::fflush(_file) != 0 || fdatasync(fileno(_file)) != 0)
+    throw SFFileError(_name, errno);
 }
 
 void SFOutputFile::Commit()

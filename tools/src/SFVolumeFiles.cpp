@@ -1,6 +1,7 @@
 #include "SFVolumeFiles.h"
 
 #include "SFNameTable.h"
+#include "SFVolumeJournal.h"
 #include "SFVolumeSampler.h"
 #include "SFVolumeSlabs.h"
 #include "SFVolumeWriter.h"
@@ -26,6 +27,15 @@ std::unique_ptr<SFVolumeWriter> MakeWriter(SFGridFrame const& iFrame, SFVolumeFo
                                         : MakeDenseWriter(iFrame, iFormat, ioFile, iOptions);
 }
 
+/// A field that has no text keeps the identity that is random.
+void TagVdb(SFField const& iField, SFGridFrame const& iFrame, SFOutputFile& ioFile, SFVolumeOptions const& iOptions)
+{
+  try {
+    SetVdbTag(ioFile, DigestOf(VolumeKey(iField, iFrame, SFVolumeFormat::Vdb, iOptions)));
+  } catch (std::domain_error const&) {
+  }
+}
+
 } // namespace
 
 std::span<std::string_view const> VolumeExtensions() { return Formats.names; }
@@ -41,22 +51,15 @@ SFVolumeReport WriteVolume(SFField const& iField, SFGridFrame const& iFrame, SFV
   std::uint32_t const slices = SlicesAtOnce(iFrame, iFormat, iOptions);
   SFVolumeSampler sampler(iField, iFrame, iFormat, iOptions);
   auto const writer = MakeWriter(iFrame, iFormat, sampler.GetBand(), ioFile, iOptions);
-  SFProgress const progress(iOptions, "volume");
-  std::uint64_t const slice = std::uint64_t{iFrame.dims[0]} * iFrame.dims[1];
-  std::vector<float> values(slice * slices);
-  for (std::uint32_t begin = 0; begin < iFrame.dims[2];) {
-    progress.Report(static_cast<double>(begin) / iFrame.dims[2]);
-    ThrowIfCancelled(iOptions);
-    std::uint32_t const end = begin + std::min(slices, iFrame.dims[2] - begin);
-    std::span const slab(values.data(), slice * (end - begin));
-    sampler.Sample(begin, end, slab);
-    writer->Add(begin, slab);
-    begin = end;
-  }
+  SampleSlabs(
+      sampler, iFrame, 0, slices, iOptions,
+      [&](std::uint32_t iBegin, std::uint32_t, std::span<float const> iValues) { writer->Add(iBegin, iValues); });
   SFVolumeReport report = sampler.GetReport();
   RequireValues(report);
   report.activePoints = writer->Finish();
-  progress.Report(1.0);
+  if (iFormat == SFVolumeFormat::Vdb)
+    TagVdb(iField, iFrame, ioFile, iOptions);
+  SFProgress(iOptions, "volume").Report(1.0);
   return report;
 }
 

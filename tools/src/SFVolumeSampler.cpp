@@ -123,4 +123,22 @@ void SFVolumeSampler::Sample(std::uint32_t iBegin, std::uint32_t iEnd, std::span
     _report.pointsWithoutValue += CountNans(*_compiled, _frame, iBegin, oValues);
 }
 
+void SampleSlabs(SFVolumeSampler& ioSampler, SFGridFrame const& iFrame, std::uint32_t iFirst, std::uint32_t iAtOnce,
+                 SFWorkOptions const& iOptions,
+                 std::function<void(std::uint32_t, std::uint32_t, std::span<float const>)> const& iTake)
+{
+  SFProgress const progress(iOptions, "volume");
+  std::size_t const slice = std::size_t{iFrame.dims[0]} * iFrame.dims[1];
+  std::vector<float> values(slice * iAtOnce);
+  for (std::uint32_t begin = iFirst; begin < iFrame.dims[2];) {
+    progress.Report(static_cast<double>(begin) / iFrame.dims[2]);
+    ThrowIfCancelled(iOptions);
+    std::uint32_t const end = begin + std::min(iAtOnce, iFrame.dims[2] - begin);
+    std::span const slab(values.data(), slice * (end - begin));
+    ioSampler.Sample(begin, end, slab);
+    iTake(begin, end, slab);
+    begin = end;
+  }
+}
+
 } // namespace SF

@@ -5,8 +5,10 @@
 #include "SFVolumeWriter.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
+#include <string>
 
 namespace SF {
 
@@ -41,5 +43,18 @@ private:
   SFVolumeBand _band;
   std::shared_ptr<SFCompiledField> _compiled;
 };
+
+/// All that the values of a volume depend on, in lines "name: value". std::domain_error for resources without an id.
+std::string VolumeKey(SFField const& iField, SFGridFrame const& iFrame, SFVolumeFormat iFormat,
+                      SFVolumeOptions const& iOptions);
+
+/// Gives a VDB file the identity that its content has: OpenVDB's own is random, so that no two runs gave the same file.
+void SetVdbTag(SFOutputFile& ioFile, std::uint64_t iTag);
+
+/// Samples the slices from `iFirst` on, some at once, and hands them on.
+void SampleSlabs(
+    SFVolumeSampler& ioSampler, SFGridFrame const& iFrame, std::uint32_t iFirst, std::uint32_t iAtOnce,
+    SFWorkOptions const& iOptions,
+    std::function<void(std::uint32_t iBegin, std::uint32_t iEnd, std::span<float const> iValues)> const& iTake);
 
 } // namespace SF
