@@ -44,13 +44,14 @@ public:
   /// Makes the strips of a task. Each is of one task.
   std::vector<Strip> Make(std::uint32_t iTask);
 
-  /// The strips that a slab is made of, from the first to before the last. Those before `own` are of the layer below it.
+  /// Strips from the first to before the last. Those before `own` are of the layer below the slab.
   struct Range
   {
     std::uint32_t first = 0; ///< of the layer below
     std::uint32_t own = 0;   ///< the first one of the slab
     std::uint32_t last = 0;  ///< behind its last one
   };
+  /// Those of a slab.
   Range StripsOf(std::uint32_t iSlab) const;
 
   /// A piece of the mesh, and the vertices below it that its triangles use.
