@@ -63,6 +63,10 @@ test -s /usr/share/man/man1/sfdag.1
 man --warnings sfdag 2>&1 >/dev/null | (! grep .)
 bash -c '. /usr/share/bash-completion/completions/sfdag && COMP_WORDS=(sfdag mea) COMP_CWORD=1 && _sfdag && test "${COMPREPLY[*]}" = measure'
 
+if ls sfdag-mpi_*.deb >/dev/null 2>&1; then
+  quietly apt-get install --yes --no-install-recommends ./sfdag-mpi_*.deb openmpi-bin
+  mpirun --allow-run-as-root --oversubscribe -n 2 sfdag-mpi grid -e 'sphere(2)' -n 16 -o ball.npy && test -s ball.npy
+fi
 if ls python3-sf_*.deb >/dev/null 2>&1; then
   quietly apt-get install --yes --no-install-recommends ./python3-sf_*.deb
   python3 -c 'import sf; assert sf.sphere(radius=2)([[0, 0, 0]]) == -2; sf.sphere(2).mesh(voxel=1).save("ball.stl")'

@@ -37,7 +37,7 @@ DOCUMENTS = [*sorted(ROOT.glob("*.md")), *sorted((ROOT / "docs").glob("*.md")),
              *(ROOT / folder / "README.md" for folder in ("examples", "bench", "tests"))]
 LANGUAGES = {"cpp", "python", "console", "sh", "cmake", "sfm", "vm", "ebnf", "text"}
 # The parts of the tree that backticks in a document may name.
-PATH = re.compile(r"(?:\w+Interfaces|HostMath|src|modelling|tools|host|python|examples|bench|fuzz|tests|scripts|cmake|docs)"
+PATH = re.compile(r"(?:\w+Interfaces|HostMath|src|modelling|tools|host|mpi|python|examples|bench|fuzz|tests|scripts|cmake|docs)"
                   r"/[\w./-]+")
 
 Block = namedtuple("Block", "language text shown")
