@@ -57,11 +57,14 @@ std::string StlHeader(SFMeshFileOptions const& iOptions)
   return header;
 }
 
+/// The corner as it is written. Not inlined: where GCC 12 vectorises what follows, it takes the way to float and back away
+/// (-fno-tree-slp-vectorize would keep it).
+[[gnu::noinline]] std::array<float, 3> Rounded(SFVector3 const& iCorner) { return AsFloats(iCorner); }
+
 /// The normal is that of the corners as they are written.
 void AddStlTriangle(std::array<SFVector3, 3> const& iCorners, Bytes& ioBytes)
 {
-  std::array<std::array<float, 3>, 3> const corners{AsFloats(iCorners[0]), AsFloats(iCorners[1]),
-                                                    AsFloats(iCorners[2])};
+  std::array<std::array<float, 3>, 3> const corners{Rounded(iCorners[0]), Rounded(iCorners[1]), Rounded(iCorners[2])};
   SFVector3 const origin = AsDoubles(corners[0]);
   AddVector(AsFloats(Unit(Cross(AsDoubles(corners[1]) - origin, AsDoubles(corners[2]) - origin))), ioBytes);
   for (auto const& corner : corners)

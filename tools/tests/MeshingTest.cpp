@@ -9,7 +9,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -313,6 +316,30 @@ TEST(MeshFiles, PiecesGiveTheSameFile)
   SFOutputFile full("/dev/full");
   for (SFMeshFormat const format : {SFMeshFormat::Stl, SFMeshFormat::Obj, SFMeshFormat::ThreeMf, SFMeshFormat::Glb})
     EXPECT_THROW(WriteMesh(Meshed(GyroidBall(), 32), format, full), SFFileError);
+}
+
+/// Other programs compute the normals of an STL again, from the corners in single precision.
+TEST(MeshFiles, NormalsAreThoseOfTheCornersAsWritten)
+{
+  SFMesh const mesh = Meshed(Sphere(1.0), 64);
+  SFMeshFileParts const parts(SFMeshFormat::Stl, {});
+  std::string const bytes = parts.Triangles({mesh.vertices, mesh.normals, mesh.triangles, 0}, {});
+  ASSERT_EQ(bytes.size(), parts.GetTriangleSize() * mesh.triangles.size());
+  double largest = 0.0;
+  for (std::size_t at = 0; at < bytes.size(); at += parts.GetTriangleSize()) {
+    std::array<float, 12> numbers;
+    std::memcpy(numbers.data(), bytes.data() + at, sizeof numbers);
+    std::array<double, 3> u{}, v{};
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+      u[axis] = double{numbers[6 + axis]} - double{numbers[3 + axis]};
+      v[axis] = double{numbers[9 + axis]} - double{numbers[3 + axis]};
+    }
+    std::array<double, 3> const normal{u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2], u[0] * v[1] - u[1] * v[0]};
+    double const length = std::hypot(normal[0], normal[1], normal[2]);
+    for (std::size_t axis = 0; axis < 3; ++axis)
+      largest = std::max(largest, std::abs(normal[axis] / length - double{numbers[axis]}));
+  }
+  EXPECT_LT(largest, 4e-8);
 }
 
 } // namespace
