@@ -7,6 +7,7 @@ import os
 import random
 import re
 import resource
+import shlex
 import shutil
 import signal
 import subprocess
@@ -21,6 +22,12 @@ VERBS = [
     ["text"], ["eval", "--at", "1", "2", "3"], ["grid", *GRID, "-o", "-"], ["slice", *GRID, "-o", "-"],
     ["derive", "--by", "x"], ["gradient"], ["simplify"], ["curvature", *GRID], ["graph", "-o", "-"],
     ["offset", "--distance", "0.5"],
+]
+GYROID = ["-e", "intersection(gyroid(1, 0.2), sphere(2))"]
+OUTPUTS = [  # of more than 64 KiB, by what writes them
+    *(["mesh", "-n", "40", "-o", "out." + end] for end in ["stl", "ply", "obj", "3mf", "glb"]),
+    *(["grid", "-n", "60", "-o", "out." + end] for end in ["npy", "raw", "nrrd", "vti", "vdb"]),
+    ["render", "--size", "600x400", "-o", "out.png"], ["slice", "-o", "out.png"], ["slice", "-o", "out.svg"],
 ]
 SLOW = b"s" * 4000 + b"+ X + Y Z"  # a grid of this takes many seconds, as the sine is not made faster
 
@@ -125,7 +132,8 @@ class Files(SfdagTest):
         table = [("secret: Permission denied", ["text", "secret"]),
                  ("secret: Permission denied", ["eval", "-x", "X", "--points", "secret"]),
                  ("kept.npy: Permission denied", [*grid, "kept.npy"]),
-                 ("closed/out.npy: Permission denied", [*grid, "closed/out.npy"])]
+                 *(("closed/%s: Permission denied" % out, [*verb, *GYROID, "-o", "closed/" + out])
+                   for *verb, _, out in OUTPUTS)]
         for pattern, arguments in table:
             done = self.run_tool(*arguments, **options)
             self.assertEqual((done.returncode, own_lines(done.stderr)), (1, ["sfdag: " + pattern]))
@@ -138,12 +146,34 @@ class Files(SfdagTest):
         possible = shutil.which("unshare") and subprocess.run([*inside, mount + "true"], stderr=subprocess.DEVNULL)
         if not possible or possible.returncode:
             self.skipTest("no file system may be mounted here")
-        script = mount + """cd '%s' && echo kept > out.npy && "$0" grid -x X --dims 40 40 40 --voxel 1 -o out.npy
-            echo "status $?"; ls -A; cat out.npy""" % self.folder
-        done = subprocess.run([*inside, script, sfdag_test.SFDAG], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                              timeout=60)
-        self.assertEqual(own_lines(done.stderr), ["sfdag: out.npy: No space left on device"])
-        self.assertEqual(done.stdout, b"status 1\nout.npy\nkept\n")
+        runs = "".join("\"$0\" %s -o %s 2>>err; echo $? `cat %s`;" % (shlex.join([*verb, *GYROID]), out, out)
+                       for *verb, _, out in OUTPUTS)
+        kept = "for file in %s; do echo kept > $file; done;" % " ".join({out for *_, out in OUTPUTS})
+        script = mount + "cd '%s' && %s %s ls -A | wc -l; cat err" % (self.folder, kept, runs)
+        done = subprocess.run([*inside, script, sfdag_test.SFDAG], stdout=subprocess.PIPE, timeout=100)
+        files = len({out for *_, out in OUTPUTS}) + 1
+        self.assertEqual(done.stdout.decode().split("\n"),
+                         ["1 kept"] * len(OUTPUTS) + [str(files)] +
+                         ["sfdag: %s: No space left on device" % out for *_, out in OUTPUTS] + [""])
+
+    def test_nothing_to_show(self):
+        """No surface in the box, no value anywhere, no cells, too many of them."""
+        beside = ["-e", "sphere(1)", "-b", "5,5,5,6,6,6", "-n", "8"]
+        nan = ["-e", "sqrt(-1 - x*x)", "-b", "-1,-1,-1,1,1,1", "-n", "8"]
+        for verb in [["mesh", "-o", "a.stl"], ["mesh", "-o", "a.glb"], ["grid", "-o", "a.vdb"], ["measure"]]:
+            self.fail(3, "-e: .*no surface.*", *verb, *beside)
+            self.fail(3, "-e: .*(no value|no surface).*", *verb, *nan)
+            self.fail(2, "--cells: '0' is not .*", *verb, "-e", "sphere(1)", "-n", "0")
+            self.fail(4, ".* needs .* of memory, .* is allowed", *verb, *GYROID, "-n", "1000000", "--max-memory", "8")
+        self.fail(3, "-e: .*no surface.*", "render", *beside[:4], "-o", "a.png")
+        self.fail(3, "-e: .*no value.*", "render", *nan[:4], "-o", "a.png")
+        self.fail(3, "-e: .*no value.*", "slice", *nan[:4], "-o", "a.svg")
+        self.fail(3, "-e: .*no value.*", "grid", *nan, "-o", "a.npy")
+        self.fail(4, ".* needs .* of memory, .*", "mesh", *GYROID, "-n", "20000", "--max-memory", "8", "-o", "a.obj")
+        self.fail(1, "a.npy: No space left on device", "grid", "-x", "X", "--dims",
+                  "1000000x10x1000000", "-s", "1", "-o", "a.npy")
+        half = self.run_tool("slice", "-e", "sqrt(x)", "-b", "-1,-1,-1,1,1,1", "-o", "a.png").stderr
+        self.assertRegex(half.decode(), "-e: warning: 405000 of 810000 points have no value")
 
     def test_folder_that_goes_away(self):
         os.mkdir(self.path("folder"))
