@@ -29,9 +29,11 @@ endforeach()
 foreach(guide IN ITEMS ADDING_AN_OPERATOR ADDING_A_SHAPE)
   add_test(NAME Documents.${guide} COMMAND ${check} guide ${guide} "${CMAKE_CXX_COMPILER}")
 endforeach()
-if(TARGET sfdag)
+if(TARGET sfdag AND NOT SF_SANITIZE) # pictures by instrumented code take many minutes
   add_test(NAME Documents.commands COMMAND ${check} commands $<TARGET_FILE:sfdag>)
   set_tests_properties(Documents.commands PROPERTIES COST 20 TIMEOUT 900) # it draws the pictures of the tutorial
+endif()
+if(TARGET sfdag)
   add_test(NAME Documents.grammars
     COMMAND Python3::Interpreter "${CMAKE_CURRENT_SOURCE_DIR}/check_grammars.py" $<TARGET_FILE:sfdag>)
 endif()

@@ -76,7 +76,7 @@ class CommandLines(SfdagTest):
                                     ("grid", "--output", "out.npy"), ("derive", "--by", "x"),
                                     ("offset", "--distance", "1")]:
             given = {"grid": ["-x", "X", "--dims", "1", "1", "1"]}.get(verb, ["-x", "X"])
-            self.fail(2, ".*" + option + ".*", verb, *given, option, value, option, value)
+            self.assert_fails(2, ".*" + option + ".*", verb, *given, option, value, option, value)
 
     def test_numbers(self):
         """Numbers that are none, or none that can be used; whatever is finite is used."""
@@ -88,7 +88,7 @@ class CommandLines(SfdagTest):
                 values = {"--origin": ["0"] * 3, "--voxel": ["1"], "--dims": ["1"] * 3}
                 values[option][place % len(values[option])] = text
                 arguments = [word for name, words in values.items() for word in [name, *words]]
-                self.fail(2, option + ": '.*' is not " + expected, "grid", "-x", "X", *arguments, "-o", "out.npy")
+                self.assert_fails(2, option + ": '.*' is not " + expected, "grid", "-x", "X", *arguments, "-o", "out.npy")
         for voxel, origin in [("1e308", "1e308"), ("5e-324", "-1e308"), ("1e308", "-1e308")]:
             for verb, out in [("grid", "out.npy"), ("slice", "out.png")]:
                 self.succeed(verb, "-x", "/ X - Y X", "--dims", "4", "4", "4", "--voxel", voxel,
@@ -104,9 +104,9 @@ class CommandLines(SfdagTest):
                  (["graph", "part.dot", "-o", "link.dot"], "link.dot"),
                  (["slice", "part.dot", *GRID, "-o", "same.png"], "same.png")]
         for arguments, name in table:
-            self.fail(2, "--output: '%s' is the model's own file" % re.escape(name), *arguments)
+            self.assert_fails(2, "--output: '%s' is the model's own file" % re.escape(name), *arguments)
         os.rename(self.path("part.dot"), self.path("part"))
-        self.fail(2, "--output: 'part' is the model's own file", "grid", "part", *GRID, "-o", "part")
+        self.assert_fails(2, "--output: 'part' is the model's own file", "grid", "part", *GRID, "-o", "part")
         with open(self.path("part"), "rb") as model:
             done = subprocess.run([sfdag_test.SFDAG, "grid", "-", *GRID, "-o", "part"], stdin=model, cwd=self.folder,
                                   stderr=subprocess.PIPE, timeout=60)
@@ -161,16 +161,16 @@ class Files(SfdagTest):
         beside = ["-e", "sphere(1)", "-b", "5,5,5,6,6,6", "-n", "8"]
         nan = ["-e", "sqrt(-1 - x*x)", "-b", "-1,-1,-1,1,1,1", "-n", "8"]
         for verb in [["mesh", "-o", "a.stl"], ["mesh", "-o", "a.glb"], ["grid", "-o", "a.vdb"], ["measure"]]:
-            self.fail(3, "-e: .*no surface.*", *verb, *beside)
-            self.fail(3, "-e: .*(no value|no surface).*", *verb, *nan)
-            self.fail(2, "--cells: '0' is not .*", *verb, "-e", "sphere(1)", "-n", "0")
-            self.fail(4, ".* needs .* of memory, .* is allowed", *verb, *GYROID, "-n", "1000000", "--max-memory", "8")
-        self.fail(3, "-e: .*no surface.*", "render", *beside[:4], "-o", "a.png")
-        self.fail(3, "-e: .*no value.*", "render", *nan[:4], "-o", "a.png")
-        self.fail(3, "-e: .*no value.*", "slice", *nan[:4], "-o", "a.svg")
-        self.fail(3, "-e: .*no value.*", "grid", *nan, "-o", "a.npy")
-        self.fail(4, ".* needs .* of memory, .*", "mesh", *GYROID, "-n", "20000", "--max-memory", "8", "-o", "a.obj")
-        self.fail(1, "a.npy: No space left on device", "grid", "-x", "X", "--dims",
+            self.assert_fails(3, "-e: .*no surface.*", *verb, *beside)
+            self.assert_fails(3, "-e: .*(no value|no surface).*", *verb, *nan)
+            self.assert_fails(2, "--cells: '0' is not .*", *verb, "-e", "sphere(1)", "-n", "0")
+            self.assert_fails(4, ".* needs .* of memory, .* is allowed", *verb, *GYROID, "-n", "1000000", "--max-memory", "8")
+        self.assert_fails(3, "-e: .*no surface.*", "render", *beside[:4], "-o", "a.png")
+        self.assert_fails(3, "-e: .*no value.*", "render", *nan[:4], "-o", "a.png")
+        self.assert_fails(3, "-e: .*no value.*", "slice", *nan[:4], "-o", "a.svg")
+        self.assert_fails(3, "-e: .*no value.*", "grid", *nan, "-o", "a.npy")
+        self.assert_fails(4, ".* needs .* of memory, .*", "mesh", *GYROID, "-n", "20000", "--max-memory", "8", "-o", "a.obj")
+        self.assert_fails(1, "a.npy: No space left on device", "grid", "-x", "X", "--dims",
                   "1000000x10x1000000", "-s", "1", "-o", "a.npy")
         half = self.run_tool("slice", "-e", "sqrt(x)", "-b", "-1,-1,-1,1,1,1", "-o", "a.png").stderr
         self.assertRegex(half.decode(), "-e: warning: 405000 of 810000 points have no value")
@@ -204,8 +204,8 @@ class Streams(SfdagTest):
         for verb in VERBS:
             arguments = [*verb, "-x", "- r + + q X q Y q Z f1"]
             with open("/dev/full", "wb") as full:
-                self.fail(1, "standard output: No space left on device", *arguments, stdout=full)
-            self.fail(1, "standard output: Bad file descriptor", *arguments, preexec_fn=lambda: os.close(1))
+                self.assert_fails(1, "standard output: No space left on device", *arguments, stdout=full)
+            self.assert_fails(1, "standard output: Bad file descriptor", *arguments, preexec_fn=lambda: os.close(1))
             for disposition, status, lines in [(signal.SIG_IGN, 1, ["sfdag: standard output: Broken pipe"]),
                                                (signal.SIG_DFL, -signal.SIGPIPE, [])]:
                 reader, writer = os.pipe()

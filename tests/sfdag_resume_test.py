@@ -31,17 +31,20 @@ class Resume(unittest.TestCase):
         return os.path.getsize(path) if os.path.exists(path) else 0
 
     def interrupt(self, by, out, *arguments):
-        """Ends a run as soon as its journal has grown."""
-        before = self.size(out + ".journal")
-        process = self.start(*arguments, "-o", out, "--resume")
-        first = 0
-        while process.poll() is None and (self.size(out + ".journal") <= max(before, first) or not first):
-            first = first or self.size(out + ".journal")
-            time.sleep(0.005)
-        process.send_signal(by)
-        _, error = process.communicate()
-        self.assertNotEqual(process.returncode, 0, "the run was too short")
-        return error
+        """Ends a run as soon as its journal has grown; one that was faster is run again."""
+        for _ in range(5):
+            before = self.size(out + ".journal")
+            process = self.start(*arguments, "-o", out, "--resume")
+            first = 0
+            while process.poll() is None and (self.size(out + ".journal") <= max(before, first) or not first):
+                first = first or self.size(out + ".journal")
+                time.sleep(0.005)
+            process.send_signal(by)
+            _, error = process.communicate()
+            if process.returncode != 0:
+                return error
+            os.remove(os.path.join(self.folder, out))
+        self.fail("the runs were too short")
 
     def get(self, name):
         with open(os.path.join(self.folder, name), "rb") as file:

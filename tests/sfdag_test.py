@@ -65,7 +65,7 @@ class SfdagTest(unittest.TestCase):
         self.assertEqual((done.returncode, own_lines(done.stderr)), (0, []), arguments)
         return done.stdout
 
-    def fail(self, status, pattern, *arguments, stdin=b"", **options):
+    def assert_fails(self, status, pattern, *arguments, stdin=b"", **options):
         """A failure: its status, one line of ours that matches all of a pattern, no result, no file touched."""
         before = self.contents()
         done = self.run_tool(*arguments, stdin=stdin, **options)
@@ -211,9 +211,9 @@ class Results(SfdagTest):
         self.assertEqual(self.get("again.vm"), b"_0 var-x\n_1 const -0\n_2 max _0 _1\n_3 sub _2 _1\n")
         self.assertEqual(self.succeed("check", "half.vm"), b"")
         self.put("bad.vm", listing + b"_e sub _c\n")
-        self.fail(3, "bad.vm: not a readable listing", "text", "bad.vm")
+        self.assert_fails(3, "bad.vm: not a readable listing", "text", "bad.vm")
         self.assertIn(b"bad.vm:6:10: error: ", self.run_tool("check", "bad.vm").stderr)
-        self.fail(2, "--output: listings and formulae hold the plain meaning.*", "text", "half.vm", "--strict", "-o", "strict.vm")
+        self.assert_fails(2, "--output: listings and formulae hold the plain meaning.*", "text", "half.vm", "--strict", "-o", "strict.vm")
 
     def test_graph(self):
         expected = b"""strict digraph G{
@@ -235,11 +235,11 @@ n3;
         self.assertEqual(self.get("out.DOT"), expected)
         self.assertEqual(self.succeed(*arguments, "-"), expected)
         nowhere = {**os.environ, "PATH": self.folder}
-        self.fail(1, r"dot: not found; install GraphViz, or write a \.dot file",
+        self.assert_fails(1, r"dot: not found; install GraphViz, or write a \.dot file",
                   "graph", "-x", "X", "-o", "out.svg", env=nowhere)
         self.put("dot", b"#!/bin/sh\necho half; exit 3\n")
         os.chmod(self.path("dot"), 0o755)
-        self.fail(1, "dot: did not lay out the drawing", "graph", "-x", "X", "-o", "out.svg", env=nowhere)
+        self.assert_fails(1, "dot: did not lay out the drawing", "graph", "-x", "X", "-o", "out.svg", env=nowhere)
         if shutil.which("dot"):
             self.succeed("graph", "-x", "+ q X q X", "-o", "out.svg")
             self.assertEqual(len(re.findall(b'<g id="node', self.get("out.svg"))), 1 + 3)
@@ -281,16 +281,16 @@ class Options(SfdagTest):
             data = struct.unpack("<%df" % side ** 3, out[-4 * side ** 3:])
             self.assertAlmostEqual(data[0], first, 6, arguments)
             self.assertIn(b"(%d, %d, %d)" % (side, side, side), out, arguments)
-        self.fail(3, r"-x: no bounds are known.* \(see --bounds\)", "grid", "-x", "X", "-o", "out.npy")
+        self.assert_fails(3, r"-x: no bounds are known.* \(see --bounds\)", "grid", "-x", "X", "-o", "out.npy")
         for more in (["-b", "0,0,0,1,1,1"], ["-n", "4"], ["--origin", "0,0,0"]):
             given = ["--dims", "2x2x2", "-s", "1"] if more[0] != "--origin" else []
-            self.fail(2, ".*--(dims|origin).*", "grid", "-x", "X", *given, *more, "-o", "out.npy")
-        self.fail(2, "cells.*|bounds.*|--cells.*", "grid", "-x", "X", "-b", "1,1,1,1,1,1", "-o", "out.npy")
-        self.fail(2, "voxel: more than 1048576 cells.*", "grid", "-x", "X", "-b", "0,0,0,1,1,1", "-s1e-7", "-o", "out.npy")
+            self.assert_fails(2, ".*--(dims|origin).*", "grid", "-x", "X", *given, *more, "-o", "out.npy")
+        self.assert_fails(2, "cells.*|bounds.*|--cells.*", "grid", "-x", "X", "-b", "1,1,1,1,1,1", "-o", "out.npy")
+        self.assert_fails(2, "voxel: more than 1048576 cells.*", "grid", "-x", "X", "-b", "0,0,0,1,1,1", "-s1e-7", "-o", "out.npy")
 
     def test_memory(self):
         grid = ["grid", "-x", "X", "--dims", "2000", "2000", "1", "--voxel", "1", "-o", "-"]
-        self.fail(4, "a slab of .* needs 0.0149 GiB of memory, 0.00931 GiB is allowed", *grid, "--max-memory", "0.01")
+        self.assert_fails(4, "a slab of .* needs 0.0149 GiB of memory, 0.00931 GiB is allowed", *grid, "--max-memory", "0.01")
 
     def test_messages(self):
         nan = ["eval", "-x", "r X", "--at", "-1", "0", "0"]
@@ -372,7 +372,7 @@ class Solids(SfdagTest):
         ball = ["mesh", "-e", "sphere(1)", "-n", "8", "-o", "out.obj", "--json", "--tolerance"]
         near = json.loads(self.succeed(*ball, "0.002"))
         self.assertLess(max(near["vertex_distance"], near["surface_distance"]), 0.002)
-        self.fail(1, "-e: the mesh is not within the tolerance.*", *ball, "1e-9")
+        self.assert_fails(1, "-e: the mesh is not within the tolerance.*", *ball, "1e-9")
         for unit, name in [("in", "inch"), ("um", "micron")]:
             self.succeed("mesh", *self.BOX, "-n", "5", "-o", "out.3mf", "--units", unit)
             with zipfile.ZipFile(self.path("out.3mf")) as package:
@@ -396,8 +396,8 @@ class Solids(SfdagTest):
                      (4, ".* needs .*|out of memory", ["-e", "sphere(1)", "-n", "1000000", "--max-memory", "1"]),
                      (4, ".* needs .*", ["-e", "sphere(1)", "-n", "300", "--max-memory", "0.01"])]
             for status, pattern, arguments in table:
-                self.fail(status, pattern, *verb, *arguments)
-        self.fail(2, r"--output: 'out\.off' does not end in .*", "mesh", *self.BOX, "-o", "out.off")
+                self.assert_fails(status, pattern, *verb, *arguments)
+        self.assert_fails(2, r"--output: 'out\.off' does not end in .*", "mesh", *self.BOX, "-o", "out.off")
 
 
 class Calculus(SfdagTest):
@@ -459,8 +459,8 @@ class Calculus(SfdagTest):
             (3, "-x: no edge of the grid crosses the surface where it has a curvature", ["curvature", "-x", "f5", *grid]),
         ]
         for status, pattern, arguments in table:
-            self.fail(status, pattern, *arguments)
-        self.fail(4, "standard input: the text needs .* of memory, .* is free", "derive", "--strict", "-", "--by", "x",
+            self.assert_fails(status, pattern, *arguments)
+        self.assert_fails(4, "standard input: the text needs .* of memory, .* is free", "derive", "--strict", "-", "--by", "x",
                   stdin=b"U " * 1000 + b"X " * 1001)
 
 
@@ -621,10 +621,10 @@ class Pictures(SfdagTest):
         for pattern, arguments in [("--cut: 'w=1' is not a plane, .*", ["--cut", "w=1"]),
                                    ("--colour: 'blu' is not a colour, .*", ["--colour", "blu"]),
                                    ("--size: '0' is not .*", ["--size", "0x5"])]:
-            self.fail(2, pattern, "render", *ball[:2], "-o", "out.png", *arguments)
-        self.fail(3, ".*: there is no surface in the box.*", "render", "-e", "sphere(1) + 2", "-b", "-1,-1,-1,1,1,1", "-o",
+            self.assert_fails(2, pattern, "render", *ball[:2], "-o", "out.png", *arguments)
+        self.assert_fails(3, ".*: there is no surface in the box.*", "render", "-e", "sphere(1) + 2", "-b", "-1,-1,-1,1,1,1", "-o",
                   "out.png")
-        self.fail(4, "the picture needs .*", "render", "-e", "sphere(1)", "--size", "1000000x1000000", "-o", "out.png")
+        self.assert_fails(4, "the picture needs .*", "render", "-e", "sphere(1)", "--size", "1000000x1000000", "-o", "out.png")
 
     def test_size(self):
         for dims, size in [("3 2 1", (513, 342)), ("1 1 1", (512, 512)), ("2 600 1", (2, 600))]:
@@ -668,8 +668,8 @@ class Failures(SfdagTest):
             ("--dims: .* is not a whole number.*", ["grid", "-x", "X", "--dims", "1", "1", "--voxel", "1", "-o", "out.npy"]),
         ]
         for pattern, arguments in table:
-            self.fail(2, pattern, *arguments)
-        self.fail(2, r"SF_KERNELS: 'avx-512' is not one of avx512\|avx2\|portable", "text", "-x", "X",
+            self.assert_fails(2, pattern, *arguments)
+        self.assert_fails(2, r"SF_KERNELS: 'avx-512' is not one of avx512\|avx2\|portable", "text", "-x", "X",
                   env={**os.environ, "SF_KERNELS": "avx-512"})
 
     def test_input(self):
@@ -705,15 +705,15 @@ class Failures(SfdagTest):
             table.append((1, r"standard input:3: '.*' is not three numbers", ["eval", "-x", "X", "--points", "-"],
                           b"1 2 3\n\n" + junk + b"\n4 5 6\n"))
         for status, pattern, arguments, stdin in table:
-            self.fail(status, pattern, *arguments, stdin=stdin)
+            self.assert_fails(status, pattern, *arguments, stdin=stdin)
 
         verbs = {"text": [], "simplify": [], "gradient": [], "eval": at, "curvature": GRID, "derive": ["--by", "x"],
                  "offset": ["--distance", "1"], "graph": ["-o", "out.dot"], "grid": [*GRID, "-o", "out.npy"],
                  "slice": [*GRID, "-o", "out.png"]}
         for verb, arguments in verbs.items():
-            self.fail(3, "-x: holds a parameter, a transform, a blend or an offset, which level 1 does not have",
+            self.assert_fails(3, "-x: holds a parameter, a transform, a blend or an offset, which level 1 does not have",
                       verb, "-x", "+ X pr[1]", "--level", "1", *arguments)
-        self.fail(1, "standard input: Bad file descriptor", "text", "-", preexec_fn=lambda: os.close(0))
+        self.assert_fails(1, "standard input: Bad file descriptor", "text", "-", preexec_fn=lambda: os.close(0))
 
     def test_output(self):
         os.mkdir(self.path("folder"))
@@ -728,12 +728,12 @@ class Failures(SfdagTest):
             ("'': No such file or directory", [*grid, ""]),
         ]
         for pattern, arguments in table:
-            self.fail(1, pattern, *arguments)
+            self.assert_fails(1, pattern, *arguments)
         with open("/dev/full", "wb") as full:
-            self.fail(1, "standard output: No space left on device", "--help", stdout=full)
-        self.fail(1, "standard output: Bad file descriptor", "--help", preexec_fn=lambda: os.close(1))
+            self.assert_fails(1, "standard output: No space left on device", "--help", stdout=full)
+        self.assert_fails(1, "standard output: Bad file descriptor", "--help", preexec_fn=lambda: os.close(1))
         # A file that cannot grow: the one in the making goes, the one that was there stays.
-        self.fail(1, "out.npy: File too large", "grid", "-x", "X", "--dims", "30", "30", "30", "--voxel", "1", "-o",
+        self.assert_fails(1, "out.npy: File too large", "grid", "-x", "X", "--dims", "30", "30", "30", "--voxel", "1", "-o",
                   "out.npy", preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (20000, 20000)))
 
     def test_library_lines_never_reach_a_file(self):

@@ -1,6 +1,7 @@
 """Arrays in and out, functions of Python as fields, threads, progress and the end of calls before their time."""
 
 import gc
+import os
 import pickle
 import subprocess
 import sys
@@ -267,8 +268,8 @@ except KeyboardInterrupt:
 
 @pytest.mark.parametrize("call", ["values", "gradients", "grid", "function", "points", "modelling", "text"])
 def test_interrupts_end_any_call(call):
-    # Alone on the machine it is less than 0.1 s. Other tests run beside this one.
-    slack = 0.5
+    # Alone on the machine it is less than 0.1 s. Other tests run beside this one; preloaded sanitizers take their time.
+    slack = 5 if "LD_PRELOAD" in os.environ else 0.5
     for _ in range(3):
         command = [sys.executable, "-c", INTERRUPTED, call]
         run = subprocess.run(command, capture_output=True, text=True, timeout=120, check=False)
