@@ -67,6 +67,15 @@ SF::SFMesh MeshOf(py::array_t<double> const& iVertices, py::array_t<std::uint32_
   return {RowsOf(iVertices), RowsOf(iFaces), RowsOf(iNormals)};
 }
 
+SF::SFMeshingOptions OptionsFor(Call& ioCall, unsigned int iThreads, bool iIsSharp, bool iIsCapped)
+{
+  SF::SFMeshingOptions options;
+  Attend(options, ioCall, iThreads);
+  options.hasSharpFeatures = iIsSharp;
+  options.isCapped = iIsCapped;
+  return options;
+}
+
 void AddLayers(py::module_& ioModule)
 {
   ioModule.def("mesh_layer_count", [](Vector const& iLow, Vector const& iHigh, double iVoxel) {
@@ -77,10 +86,7 @@ void AddLayers(py::module_& ioModule)
                   std::uint32_t iEnd, bool iIsSharp, bool iIsCapped, unsigned int iThreads) {
                  SF::SFMeshLayers layers;
                  auto const run = [&](Call& ioCall) {
-                   SF::SFMeshingOptions options;
-                   Attend(options, ioCall, iThreads);
-                   options.hasSharpFeatures = iIsSharp;
-                   options.isCapped = iIsCapped;
+                   auto const options = OptionsFor(ioCall, iThreads, iIsSharp, iIsCapped);
                    layers = SF::MeshFieldLayers(iField.Get(), BoxOf(iLow, iHigh), iVoxel, iBegin, iEnd, options);
                  };
                  Run(run, py::none(), false);
@@ -98,11 +104,8 @@ void AddMeshing(py::module_& ioModule)
                  SF::SFMesh mesh;
                  SF::SFMeshingReport report;
                  auto const run = [&](Call& ioCall) {
-                   SF::SFMeshingOptions options;
-                   Attend(options, ioCall, iThreads);
+                   auto options = OptionsFor(ioCall, iThreads, iIsSharp, iIsCapped);
                    options.adaptivity = iAdaptivity;
-                   options.hasSharpFeatures = iIsSharp;
-                   options.isCapped = iIsCapped;
                    mesh = SF::MeshField(iField.Get(), BoxOf(iLow, iHigh), iVoxel, options, &report);
                  };
                  Run(run, iProgress, false);
