@@ -6,6 +6,7 @@
 #include <exception>
 #include <fstream>
 #include <iostream>
+#include <stdexcept>
 
 /// What the models are made of besides the shapes of the library. Millimetres.
 namespace SFExample {
@@ -34,19 +35,28 @@ inline SF::SFField RoundedPlate(double iHalfX, double iHalfY, double iCorner, do
   return (SF::Length({max(u, 0.0), max(v, 0.0)}) + min(max(u, v), 0.0) - iCorner) & Slab(z, iLow, iHigh);
 }
 
+/// Does what can fail. The exit status; errors are reported.
+template <class Work>
+int Reported(Work const& iWork)
+{
+  try {
+    iWork();
+    return 0;
+  } catch (std::exception const& error) {
+    std::cerr << error.what() << '\n';
+    return 1;
+  }
+}
+
 /// Writes a model to the path that the command line names, else to the file kept here. The exit status.
 inline int WriteModel(int iCount, char const* const* iArguments, char const* iKept, SF::SFField (*iModel)())
 {
-  try {
+  return Reported([&] {
     std::ofstream file(iCount > 1 ? iArguments[1] : iKept, std::ios::binary);
     file << iModel().ToExpression() << '\n' << std::flush;
-    if (file)
-      return 0;
-    std::cerr << "the model cannot be written\n";
-  } catch (std::exception const& error) {
-    std::cerr << error.what() << '\n';
-  }
-  return 1;
+    if (!file)
+      throw std::runtime_error("the model cannot be written");
+  });
 }
 
 } // namespace SFExample

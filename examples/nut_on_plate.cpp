@@ -20,7 +20,6 @@ static SFField Nut()
 {
   auto const mesh = std::make_shared<MeshDistance>(ReadStl(SF_EXAMPLES_DIR "/flange_nut.stl"));
   auto const resource = std::make_shared<MeshResource>(mesh);
-  resource->SetTypeTag(SFNodeType::POLY); // what the reader of a text makes of a mesh
   resource->SetExpressionId("#BRX:flange_nut.stl");
   return SFField::Resource(resource, SFResourceKind::Distance, mesh->Box());
 }
@@ -36,12 +35,11 @@ static SFField NutOnPlate()
   return Difference(Union({nut, plate, bead}), quarter);
 }
 
-// The part itself, as its name's ending says.
-static void WritePart(std::string const& iPath, bool iIsPicture)
+static void WritePart(std::string const& iPath)
 {
   ZULMathBox const box{{-18, -18, -6}, {18, 18, 15}};
   SFOutputFile file(iPath);
-  if (iIsPicture) {
+  if (iPath.ends_with(".png")) {
     SFRenderOptions options;
     options.width = 480;
     options.height = 360;
@@ -56,13 +54,7 @@ static void WritePart(std::string const& iPath, bool iIsPicture)
 int main(int iCount, char** iArguments)
 {
   std::string const path = iCount > 1 ? iArguments[1] : "";
-  if (!path.ends_with(".png") && !path.ends_with(".stl"))
-    return WriteModel(iCount, iArguments, SF_EXAMPLES_DIR "/nut_on_plate.sf", NutOnPlate);
-  try {
-    WritePart(path, path.ends_with(".png"));
-    return 0;
-  } catch (std::exception const& error) {
-    std::cerr << error.what() << '\n';
-    return 1;
-  }
+  if (path.ends_with(".png") || path.ends_with(".stl"))
+    return Reported([&] { WritePart(path); });
+  return WriteModel(iCount, iArguments, SF_EXAMPLES_DIR "/nut_on_plate.sf", NutOnPlate);
 }

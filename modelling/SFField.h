@@ -100,8 +100,8 @@ public:
   /// The same with a range. std::invalid_argument for one that is empty or NaN.
   static SFField Parameter(std::string iName, double iValue, double iLow, double iHigh);
 
-  /// A field whose values and gradients the host answers. The field shares the resource. `iBounds`, where known, is a
-  /// box outside of which the resource is positive.
+  /// A field whose values and gradients the host answers. The field shares the resource, and makes one that has
+  /// no type a resolved reference. `iBounds`, where known, is a box outside of which the resource is positive.
   static SFField Resource(std::shared_ptr<ResourceToSF> iResource, SFResourceKind iKind = SFResourceKind::General,
                           std::optional<ZULMathBox> const& iBounds = std::nullopt);
 

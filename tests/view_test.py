@@ -14,6 +14,9 @@ import time
 import unittest
 from pathlib import Path
 
+# A shell ignores it in what it starts in the background, and so would the servers that are started here.
+signal.signal(signal.SIGINT, signal.default_int_handler)
+
 SFDAG = ""
 ROOT = Path(__file__).resolve().parent.parent
 

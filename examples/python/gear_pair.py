@@ -11,7 +11,6 @@ import numpy as np
 import sf
 
 MODULE, TEETH, HEIGHT, BACKLASH = 2.0, (17, 29), 8.0, 0.1
-DISTANCE = MODULE * sum(TEETH) / 2
 CENTRES = np.array([(-MODULE * TEETH[0] / 2, 0, 0), (MODULE * TEETH[1] / 2, 0, 0)])
 
 
@@ -33,9 +32,8 @@ def wheel(number, bore, holes):
 
 def meshed(left, right, angle=0.0):
     """The left gear turned by an angle, and the right one with it. A gap of the one faces a tooth of the other."""
-    left = left.rotate((0, 0, 1), angle).translate(CENTRES[0])
-    right = right.rotate((0, 0, 1), np.pi - np.pi / TEETH[1] - angle * TEETH[0] / TEETH[1])
-    return left, right.translate(CENTRES[1])
+    turned = np.pi - np.pi / TEETH[1] - angle * TEETH[0] / TEETH[1]
+    return [gear.rotate((0, 0, 1), by).translate(at) for gear, by, at in zip((left, right), (angle, turned), CENTRES)]
 
 
 part = sf.union(*meshed(wheel(TEETH[0], 4, 0), wheel(TEETH[1], 6, 6)))
@@ -51,12 +49,11 @@ def gaps(angles):
 def main(folder=".", voxel="0.25", width="1024"):
     folder, voxel, width = Path(folder), float(voxel), int(width)
     found = gaps(np.linspace(0, 2 * np.pi / TEETH[0], 12, endpoint=False))
-    print(f"over one tooth the gap is {found.min():.3f} to {found.max():.3f} mm")
     mesh = part.mesh(voxel=voxel)
-    print(f"{mesh.volume / 1000:.1f} cm3")
+    print(f"{mesh.volume / 1000:.1f} cm3; over one tooth the gap is {found.min():.3f} to {found.max():.3f} mm")
     mesh.save(folder / "gear_pair.3mf", unit="mm")
-    eye = ((55, -110, 110), (13.5, -1, 0))
-    part.picture(size=(width, width * 3 // 4), eye=eye, field_of_view=0.5).save(folder / "gear_pair.png")
+    picture = part.picture(size=(width, width * 3 // 4), eye=((55, -110, 110), (13.5, -1, 0)), field_of_view=0.5)
+    picture.save(folder / "gear_pair.png")
 
 
 if __name__ == "__main__":

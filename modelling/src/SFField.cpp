@@ -91,6 +91,8 @@ SFField SFField::Resource(std::shared_ptr<ResourceToSF> iResource, SFResourceKin
 {
   if (iResource == nullptr)
     Argument::Refuse("resource", "null");
+  if (iResource->GetTypeTag() == SFNodeType::END) // a host's own class need not say what it is
+    iResource->SetTypeTag(SFNodeType::RESOLVEDREF);
   auto detail = std::make_unique<SFFieldDetail>();
   detail->resource = std::move(iResource);
   detail->hasFacts = true;

@@ -32,7 +32,6 @@ TEST(Field, TransformsPlaceTheirOperandOnly)
 class HostBall : public BRXResourceToSF
 {
 public:
-  HostBall() : BRXResourceToSF(SFNodeType::RESOLVEDREF) {}
   HRESULT ComputeScalars(ZULMathBox const&, ZULTolerance const&, ZULGMSFDiscretizationAccuracyLevel) override
   {
     return S_OK;
