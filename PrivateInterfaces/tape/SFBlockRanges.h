@@ -12,8 +12,8 @@
 
 namespace SF {
 
-/// The ranges of the hoisted values of single axes over blocks of positions, from which pruning starts. The blocks are
-/// 8, 16, 32 and 64 positions long, as most of the boxes that are pruned for.
+/// The ranges of the hoisted values of single axes over blocks of positions, from which pruning starts. The blocks
+/// have four lengths, each twice the one before, as most of the boxes that are pruned for.
 class SFBlockRanges
 {
 public:
@@ -25,13 +25,11 @@ public:
     std::size_t stride = 0;
   };
 
-  static constexpr std::size_t ShortestBlock = 8;
-  static constexpr std::size_t Levels = 4;
-  static constexpr std::size_t LongestBlock = ShortestBlock << (Levels - 1);
-
-  /// Makes room for the ranges of all stored values of one axis.
+  /// Makes room for the ranges of all stored values of one axis, over blocks of 8 positions or, where all boxes are
+  /// longer, of as many as their shortest side has.
   void Reserve(std::span<SFValueView const> iViews, std::span<SFHoisting const> iHoisting,
                std::array<unsigned int, 3> const& iDims);
+  std::size_t LongestBlock() const { return _shortest << (Levels - 1); }
   /// Whether no room has been made.
   bool IsEmpty() const { return _numbers.empty(); }
   /// Computes those of an axis over the positions from `iBegin`, where a longest block starts, to `iEnd`.
@@ -43,7 +41,17 @@ public:
   SFInterval RangeOf(SFValueId iId, Run const& iBlocks) const;
 
 private:
+  static constexpr std::size_t Levels = 4;
+
+  std::size_t LengthOf(std::size_t iLevel) const { return _shortest << iLevel; }
+  std::size_t BlockCount(std::size_t iAxis, std::size_t iLevel) const
+  {
+    return (_dims[iAxis] + LengthOf(iLevel) - 1) / LengthOf(iLevel);
+  }
+  std::size_t FirstBlockOf(std::size_t iAxis, std::size_t iLevel) const;
+
   std::array<unsigned int, 3> _dims{};
+  std::size_t _shortest = 8;
   std::array<std::vector<SFValueId>, 3> _values;  ///< by axis
   std::vector<std::uint32_t> _numbers;            ///< by value: its number among those of its axis
   std::array<std::vector<SFInterval>, 3> _ranges; ///< by axis: those of all values over one block together

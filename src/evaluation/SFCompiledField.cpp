@@ -420,9 +420,12 @@ HRESULT SFCompiledField::RenderSlices(unsigned int const* iDims, unsigned int iB
   unsigned int const threads = prepared->ThreadsFor(points);
   SFTapeSweep sweep(prepared->GetContext(), begin, begin + slices.dims[2], threads, prepared->GetTileVolume());
   auto const output = ValueOutput(tape, true, ioValues, options.band, begin);
-  double const regions = static_cast<double>(sweep.GetRegionCount());
-  hr = call.Run(threads, [&](bool iIsCaller) {
-    auto const report = [&] { call.Report(static_cast<double>(sweep.GetRegionsDone()) / regions); };
+  std::size_t const regions = sweep.GetRegionCount();
+  auto const workers = static_cast<unsigned int>(std::min<std::size_t>(threads, regions));
+  hr = call.Run(workers, [&](bool iIsCaller) {
+    auto const report = [&] {
+      call.Report(static_cast<double>(sweep.GetRegionsDone()) / static_cast<double>(regions));
+    };
     sweep.Work(output, call.GetStopRequest(), iIsCaller ? std::function<void()>(report) : nullptr);
   });
   return call.Conclude(hr);

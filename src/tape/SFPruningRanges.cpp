@@ -1,5 +1,6 @@
 #include "tape/SFPruningPass.h"
 
+#include "tape/SFBoxSizes.h"
 #include "tape/SFTapeIntervals.h"
 
 #include <algorithm>
@@ -73,7 +74,9 @@ void Ranges<W>::FindExtents(std::size_t iAxis)
   for (std::size_t i = 0; i < extents.count; ++i) {
     SFTile const& box = extents.boxes[i];
     extents.blocks[i] = _tape.GetBlockRanges().BlocksOf(iAxis, box);
-    extents.centres[i] = SFBlockCentres::PositionOf(box.begin[iAxis], box.count[iAxis], _tape.GetGrid().dims[iAxis]);
+    auto const& dims = _tape.GetGrid().dims;
+    extents.centres[i] =
+        SFBlockCentres::PositionOf(box.begin[iAxis], box.count[iAxis], dims[iAxis], ShortestSide(dims));
   }
 }
 

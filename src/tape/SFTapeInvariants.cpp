@@ -3,6 +3,7 @@
 #include "ResourceToSF.h"
 #include "SFCylindricalTransform.h"
 #include "operators/SFScalarOps.h"
+#include "tape/SFBoxSizes.h"
 #include "tape/SFTapeRunner.h"
 #include "tape/SFTapeShape.h"
 
@@ -140,7 +141,7 @@ void SFTapeInvariants::FillCoordinates()
     for (unsigned int i = 0; i < _coordinates[axis].size(); ++i)
       _coordinates[axis][i] = _grid.Coordinate(axis, i);
     if (_hasCentres)
-      SFBlockCentres::Append(_coordinates[axis]);
+      SFBlockCentres::Append(_coordinates[axis], ShortestSide(_grid.dims));
   }
 }
 
@@ -241,7 +242,7 @@ struct SFTapeInvariants::Segment
 
 std::vector<SFTapeInvariants::Segment> SFTapeInvariants::AxisSegments(unsigned int iThreads) const
 {
-  constexpr unsigned int longest = SFBlockRanges::LongestBlock;
+  auto const longest = static_cast<unsigned int>(_blockRanges.LongestBlock());
   std::vector<Segment> segments;
   for (std::size_t axis = 0; axis < 3; ++axis) {
     if (_axesLists[1U << axis].steps.empty())

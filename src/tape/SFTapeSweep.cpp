@@ -1,5 +1,6 @@
 #include "tape/SFTapeSweep.h"
 
+#include "tape/SFBoxSizes.h"
 #include "tape/SFDirectRunner.h"
 #include "tape/SFTapeShape.h"
 
@@ -29,21 +30,7 @@ void ForEachBox(SFTile const& iAll, std::array<unsigned int, 3> const& iSize, Ca
       }
 }
 
-/// The boxes to prune for, by how many axes the grid has, from the regions down to a tile. A long list is shortened for
-/// large boxes first: each pass over all of it takes as long as a region.
-std::vector<std::array<unsigned int, 3>> PruningLevels(std::array<unsigned int, 3> const& iDims, bool iIsLong)
-{
-  auto const flat = std::count_if(iDims.begin(), iDims.end(), [](unsigned int iN) { return iN < 8; });
-  if (flat == 0 && iIsLong)
-    return {{128, 128, 128}, {64, 64, 64}, {32, 32, 32}, {16, 16, 16}, {16, 8, 8}, {8, 4, 4}};
-  if (flat == 0)
-    return {{64, 64, 64}, {32, 32, 32}, {16, 16, 16}, {16, 8, 8}, {8, 4, 4}};
-  if (iDims[2] < 8)
-    return {{256, 256, 8}, {128, 64, 8}, {64, 32, 8}};
-  return {{256, 64, 64}, {64, 32, 32}, {16, 16, 16}};
-}
-
-/// Without those that are no different from the next ones where the grid is small.
+/// The boxes to prune for, without those that are no different from the next ones where the grid is small.
 std::vector<std::array<unsigned int, 3>> DifferentLevels(std::array<unsigned int, 3> const& iDims, bool iIsLong)
 {
   auto levels = PruningLevels(iDims, iIsLong);

@@ -161,21 +161,24 @@ TEST(Slopes, NormsAreBoundedFromAbove)
   }
 }
 
-// Any extent of any axis has a position that there is, and it lies within the extent.
+// Any extent of any axis has a position that there is, and it lies within the extent; that of a block is its centre.
 TEST(Slopes, CentresOfBlocksAreWhereTheyAreLookedUp)
 {
-  for (std::size_t all = 1; all <= 40; ++all) {
-    std::vector<double> coordinates(all);
-    std::iota(coordinates.begin(), coordinates.end(), 0.0);
-    SFBlockCentres::Append(coordinates);
-    for (std::size_t begin = 0; begin < all; ++begin)
-      for (std::size_t count = 1; begin + count <= all; ++count) {
-        std::size_t const position = SFBlockCentres::PositionOf(begin, count, all);
-        ASSERT_LT(position, coordinates.size()) << begin << " " << count << " of " << all;
-        EXPECT_GE(coordinates[position], static_cast<double>(begin));
-        EXPECT_LE(coordinates[position], static_cast<double>(begin + count - 1));
-      }
-  }
+  for (std::size_t const shortest : {4U, 16U})
+    for (std::size_t all = 1; all <= 40; ++all) {
+      std::vector<double> coordinates(all);
+      std::iota(coordinates.begin(), coordinates.end(), 0.0);
+      SFBlockCentres::Append(coordinates, shortest);
+      for (std::size_t begin = 0; begin < all; ++begin)
+        for (std::size_t count = 1; begin + count <= all; ++count) {
+          std::size_t const position = SFBlockCentres::PositionOf(begin, count, all, shortest);
+          ASSERT_LT(position, coordinates.size()) << begin << " " << count << " of " << all;
+          EXPECT_GE(coordinates[position], static_cast<double>(begin));
+          EXPECT_LE(coordinates[position], static_cast<double>(begin + count - 1));
+          bool const isBlock = begin % count == 0 && (count == shortest || count == 2 * shortest);
+          EXPECT_TRUE(!isBlock || 2.0 * coordinates[position] == static_cast<double>(2 * begin + count - 1));
+        }
+    }
 }
 
 } // namespace
