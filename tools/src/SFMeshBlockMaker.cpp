@@ -1,5 +1,7 @@
 #include "SFMeshBlockMaker.h"
 
+#include "SFMeshQuad.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -7,6 +9,10 @@ namespace SF {
 namespace {
 
 constexpr std::uint32_t Side = SFMeshBlock::Side;
+
+/// How far from the surface, in voxels, a vertex may come to lie when it makes way for others: on an edge, and in its cell.
+constexpr double NearEdge = 0.02;
+constexpr double NearSurface = 1e-4;
 
 /// -0 counts as inside, like what rounds to it; NaN does not.
 bool IsInside(double iValue) { return std::signbit(iValue) && !std::isnan(iValue); }
@@ -16,7 +22,8 @@ bool IsInside(double iValue) { return std::signbit(iValue) && !std::isnan(iValue
 SFMeshBlockMaker::SFMeshBlockMaker(SFMeshLattice const& iLattice, bool iHasSharpFeatures)
   : _lattice(iLattice), _samples(Points * Points * Points), _inside(_samples.size()),
     _crossingOf(3 * _samples.size(), -1), _crossings(iLattice.voxel), _placer(iLattice.voxel, iHasSharpFeatures),
-    _crossingsBeyond(iLattice.voxel), _placerBeyond(iLattice.voxel, iHasSharpFeatures)
+    _crossingsBeyond(iLattice.voxel), _placerBeyond(iLattice.voxel, iHasSharpFeatures),
+    _crossingsAround(iLattice.voxel), _placerAround(iLattice.voxel, iHasSharpFeatures)
 {
 }
 
@@ -103,18 +110,32 @@ std::uint8_t SFMeshBlockMaker::InsideOf(SFCompiledField const& iField, SFMeshBlo
   return static_cast<std::uint8_t>(inside);
 }
 
+bool SFMeshBlockMaker::IsEmpty(SFCompiledField const& iField, SFMeshBlock const& iBlock, SFLatticeIndex const& iCell)
+{
+  std::uint8_t const inside = InsideOf(iField, iBlock, iCell);
+  return inside == 0 || inside == 255;
+}
+
 /// Finds the cells that are pinched at the same face as their neighbour. It may be in another block, which finds it too.
 void SFMeshBlockMaker::TurnFaces(SFCompiledField const& iField, SFMeshBlock& ioBlock)
 {
   for (std::uint32_t const index : _active) {
     SFMeshCell& cell = ioBlock.cells[index];
-    unsigned int const face = DualCellOf(cell.inside, false).pinchedFace;
-    if (face == SFDualCell::None)
-      continue;
-    SFLatticeIndex neighbour = PointOf(ioBlock, index);
-    neighbour[face / 2] += face % 2 != 0 ? 1 : -1;
-    cell.isTurned = DualCellOf(InsideOf(iField, ioBlock, neighbour), false).pinchedFace == (face ^ 1U);
+    if (DualCellOf(cell.inside, false).pinchedFace != SFDualCell::None)
+      TurnFace(iField, ioBlock, PointOf(ioBlock, index), cell);
   }
+}
+
+/// Notes whether a cell is.
+void SFMeshBlockMaker::TurnFace(SFCompiledField const& iField, SFMeshBlock const& iBlock, SFLatticeIndex const& iAt,
+                                SFMeshCell& ioCell)
+{
+  unsigned int const face = DualCellOf(ioCell.inside, false).pinchedFace;
+  if (face == SFDualCell::None)
+    return;
+  SFLatticeIndex neighbour = iAt;
+  neighbour[face / 2] += face % 2 != 0 ? 1 : -1;
+  ioCell.isTurned = DualCellOf(InsideOf(iField, iBlock, neighbour), false).pinchedFace == (face ^ 1U);
 }
 
 void SFMeshBlockMaker::FindCrossings(SFCompiledField const& iField, SFMeshBlock& ioBlock)
@@ -154,6 +175,18 @@ void SFMeshBlockMaker::AddVertices(SFLatticeIndex const& iCell, SFDualCell const
   }
 }
 
+/// Adds the crossings of a cell of another block, the values at whose corners are in the batch.
+void SFMeshBlockMaker::AddCrossings(SFDualCell const& iParts, SFEdgeCrossings& ioCrossings,
+                                    std::array<std::size_t, 12>& oCrossingOf) const
+{
+  for (unsigned int edge = 0; edge < 12; ++edge) {
+    unsigned int const low = LowCornerOf(edge);
+    if (iParts.partOf[edge] != SFDualCell::None)
+      oCrossingOf[edge] =
+          ioCrossings.Add(_batch.Point(low), edge / 4, _batch.Value(low), _batch.Value(low | 1U << edge / 4));
+  }
+}
+
 /// Whether a cell, which may be next to the block, has a vertex that its own crossings place on an edge.
 bool SFMeshBlockMaker::HasSharpVertex(SFCompiledField const& iField, SFMeshBlock const& iBlock,
                                       SFLatticeIndex const& iCell)
@@ -168,19 +201,11 @@ bool SFMeshBlockMaker::HasSharpVertex(SFCompiledField const& iField, SFMeshBlock
   SFDualCell const& parts = DualCellOf(InsideOf(iField, iBlock, iCell), false);
   std::array<std::size_t, 12> crossingOf{};
   _crossingsBeyond.Clear();
-  for (unsigned int edge = 0; edge < 12; ++edge) {
-    unsigned int const low = LowCornerOf(edge);
-    if (parts.partOf[edge] != SFDualCell::None)
-      crossingOf[edge] =
-          _crossingsBeyond.Add(_batch.Point(low), edge / 4, _batch.Value(low), _batch.Value(low | 1U << edge / 4));
-  }
+  AddCrossings(parts, _crossingsBeyond, crossingOf);
   _crossingsBeyond.Run(iField);
   _placerBeyond.Clear();
   AddVertices(iCell, parts, _crossingsBeyond, crossingOf, _placerBeyond);
-  _placerBeyond.Start([&](SFLatticeIndex const& iNext) {
-    std::uint8_t const inside = InsideOf(iField, iBlock, iNext);
-    return inside == 0 || inside == 255;
-  });
+  _placerBeyond.Start([&](SFLatticeIndex const& iNext) { return IsEmpty(iField, iBlock, iNext); });
   for (std::size_t part = 0; part < parts.count; ++part)
     if (_placerBeyond.IsSharp(part))
       return true;
@@ -208,16 +233,169 @@ void SFMeshBlockMaker::PlaceVertices(SFCompiledField const& iField, SFMeshBlock&
     vertices += parts.count;
     AddVertices(PointOf(ioBlock, index), parts, _crossings, crossingOf, _placer);
   }
-  _placer.Start([&](SFLatticeIndex const& iCell) {
-    std::uint8_t const inside = InsideOf(iField, ioBlock, iCell);
-    return inside == 0 || inside == 255;
+  _placer.Start([&](SFLatticeIndex const& iCell) { return IsEmpty(iField, ioBlock, iCell); });
+  _placer.Run(iField, [&](SFLatticeIndex const& iCell) { return HasSharpVertex(iField, ioBlock, iCell); });
+  _distances.clear();
+  for (std::size_t i = 0; i < _placer.Size(); ++i) {
+    ioBlock.vertices.push_back(InBox(_placer.Get(i)));
+    _distances.push_back(_placer.DistanceOf(i));
+  }
+  Untangle(iField, ioBlock);
+  Report(ioBlock);
+}
+
+/// Cells at the faces of the box reach beyond it.
+SFMeshVertex SFMeshBlockMaker::InBox(SFMeshVertex const& iVertex) const
+{
+  SFMeshVertex vertex = iVertex;
+  for (std::size_t axis = 0; axis < 3; ++axis)
+    vertex.position[axis] = std::clamp(vertex.position[axis], _lattice.low[axis], _lattice.high[axis]);
+  return vertex;
+}
+
+/// Of the vertices as they are now.
+void SFMeshBlockMaker::Report(SFMeshBlock& ioBlock) const
+{
+  for (std::size_t i = 0; i < ioBlock.vertices.size(); ++i) {
+    bool const isSharp = ioBlock.vertices[i].isSharp;
+    if (!std::isfinite(_distances[i])) {
+      ++ioBlock.unplacedVertices;
+      continue;
+    }
+    double& largest = isSharp ? ioBlock.sharpVertexDistance : ioBlock.vertexDistance;
+    largest = std::max(largest, _distances[i]);
+    ioBlock.sharpVertices += isSharp ? 1 : 0;
+  }
+}
+
+/// Mends what vertices that left their cells have tangled.
+void SFMeshBlockMaker::Untangle(SFCompiledField const& iField, SFMeshBlock& ioBlock)
+{
+  Suspects suspects;
+  for (std::uint32_t const index : _active) {
+    SFMeshCell const& cell = ioBlock.cells[index];
+    for (unsigned int part = 0; part < cell.GetParts().count; ++part)
+      if (std::size_t const vertex = cell.firstVertex + part; _placer.HasLeftCell(vertex))
+        suspects.push_back({PointOf(ioBlock, index), part, vertex, _placer.SidesOf(vertex)});
+  }
+  if (suspects.empty())
+    return;
+  FindCellsAround(ioBlock, suspects);
+  PlaceVerticesAround(iField, ioBlock);
+  SFMeshTangles const tangles(_lattice.voxel, [&](SFLatticeIndex const& iCell) -> SFMeshTangles::Cell {
+    if (std::uint32_t index = 0; IsHere(ioBlock, iCell, index))
+      return {&ioBlock.cells[index], &ioBlock.vertices[ioBlock.cells[index].firstVertex]};
+    SFMeshCell const& cell = _cellsAround.at(iCell);
+    return {&cell, &_verticesAround[cell.firstVertex]};
   });
-  _placer.Run(
-      iField, [&](SFLatticeIndex const& iCell) { return HasSharpVertex(iField, ioBlock, iCell); }, ioBlock);
-  // Cells at the faces of the box reach beyond it.
-  for (SFMeshVertex& vertex : ioBlock.vertices)
-    for (std::size_t axis = 0; axis < 3; ++axis)
-      vertex.position[axis] = std::clamp(vertex.position[axis], _lattice.low[axis], _lattice.high[axis]);
+  MoveAlongEdges(iField, tangles, 0.0, suspects, ioBlock);
+  PutInCells(iField, tangles, suspects, ioBlock);
+  // Around thin rims triangles may face away from their vertices. No two of these are in one place there either.
+  MoveAlongEdges(iField, tangles, SFMeshTangles::Coincident / 2.0, suspects, ioBlock);
+}
+
+/// Moves vertices whose quality is below the least one; leaves those for which there is no place.
+void SFMeshBlockMaker::MoveAlongEdges(SFCompiledField const& iField, SFMeshTangles const& iTangles, double iLeast,
+                                      Suspects& ioTangled, SFMeshBlock& ioBlock)
+{
+  Suspects moved;
+  std::vector<SFVector3> before;
+  std::erase_if(ioTangled, [&](SFMeshTangles::Suspect const& iSuspect) {
+    if (iTangles.QualityOf(iSuspect) >= iLeast)
+      return true;
+    SFMeshVertex& vertex = ioBlock.vertices[iSuspect.vertex];
+    auto const place = iTangles.FindPlace(iSuspect, iLeast, vertex);
+    if (!place)
+      return false;
+    moved.push_back(iSuspect);
+    before.push_back(vertex.position);
+    vertex.position = *place;
+    vertex = InBox(vertex);
+    return true;
+  });
+  if (moved.empty())
+    return;
+  _batch.Clear();
+  for (SFMeshTangles::Suspect const& suspect : moved)
+    _batch.Add(ioBlock.vertices[suspect.vertex].position);
+  _batch.EvaluateGradient(iField);
+  for (std::size_t i = 0; i < moved.size(); ++i) {
+    auto const plane = TangentPlaneOf(_batch.Point(i), _batch.Value(i), _batch.Gradient(i));
+    double const distance = std::abs(Dot(plane.normal, _batch.Point(i)) - plane.offset);
+    if (plane.IsKnown() && distance <= NearEdge * _lattice.voxel) {
+      _distances[moved[i].vertex] = distance;
+      continue;
+    }
+    ioBlock.vertices[moved[i].vertex].position = before[i];
+    ioTangled.push_back(moved[i]);
+  }
+}
+
+/// Gives up the edges at vertices where this makes the surface better.
+void SFMeshBlockMaker::PutInCells(SFCompiledField const& iField, SFMeshTangles const& iTangles,
+                                  Suspects const& iTangled, SFMeshBlock& ioBlock)
+{
+  if (iTangled.empty())
+    return;
+  std::vector<std::size_t> vertices;
+  for (SFMeshTangles::Suspect const& suspect : iTangled)
+    vertices.push_back(suspect.vertex);
+  _placer.PutInCells(iField, vertices);
+  for (SFMeshTangles::Suspect const& suspect : iTangled) {
+    SFMeshVertex& vertex = ioBlock.vertices[suspect.vertex];
+    SFMeshVertex const before = vertex;
+    double const quality = iTangles.QualityOf(suspect);
+    vertex = InBox(_placer.Get(suspect.vertex));
+    double const distance = _placer.DistanceOf(suspect.vertex);
+    if (iTangles.QualityOf(suspect) > quality &&
+        distance <= std::max(_distances[suspect.vertex], NearSurface * _lattice.voxel))
+      _distances[suspect.vertex] = distance;
+    else
+      vertex = before;
+  }
+}
+
+/// Finds the cells of other blocks that are around some vertices of this one.
+void SFMeshBlockMaker::FindCellsAround(SFMeshBlock const& iBlock, Suspects const& iSuspects)
+{
+  _cellsAround.clear();
+  for (auto const& [place, part, vertex, sides] : iSuspects) {
+    std::uint32_t index = 0;
+    IsHere(iBlock, place, index);
+    SFDualCell const& parts = iBlock.cells[index].GetParts();
+    for (unsigned int edge = 0; edge < 12; ++edge)
+      if (parts.partOf[edge] == part)
+        ForEachAround(place, edge, true, [&](SFLatticeIndex const& iAt, unsigned int, std::size_t) {
+          if (std::uint32_t here = 0; !IsHere(iBlock, iAt, here))
+            _cellsAround[iAt];
+        });
+  }
+}
+
+/// Places their vertices as their blocks do, but for what tangles there.
+void SFMeshBlockMaker::PlaceVerticesAround(SFCompiledField const& iField, SFMeshBlock const& iBlock)
+{
+  _crossingsAround.Clear();
+  _placerAround.Clear();
+  _verticesAround.clear();
+  if (_cellsAround.empty())
+    return;
+  std::vector<std::array<std::size_t, 12>> crossingsOf;
+  for (auto& [at, cell] : _cellsAround) {
+    cell.inside = InsideOf(iField, iBlock, at);
+    AddCrossings(DualCellOf(cell.inside, false), _crossingsAround, crossingsOf.emplace_back());
+    TurnFace(iField, iBlock, at, cell);
+  }
+  _crossingsAround.Run(iField);
+  auto crossingOf = crossingsOf.begin();
+  for (auto& [at, cell] : _cellsAround) {
+    cell.firstVertex = static_cast<std::uint16_t>(_placerAround.Size());
+    AddVertices(at, cell.GetParts(), _crossingsAround, *crossingOf++, _placerAround);
+  }
+  _placerAround.Start([&](SFLatticeIndex const& iCell) { return IsEmpty(iField, iBlock, iCell); });
+  _placerAround.Run(iField, [&](SFLatticeIndex const& iCell) { return HasSharpVertex(iField, iBlock, iCell); });
+  for (std::size_t i = 0; i < _placerAround.Size(); ++i)
+    _verticesAround.push_back(InBox(_placerAround.Get(i)));
 }
 
 } // namespace SF

@@ -1,5 +1,7 @@
 #include "SFMeshTriangles.h"
 
+#include "SFMeshQuad.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -8,61 +10,8 @@ namespace {
 
 constexpr std::uint32_t Side = SFMeshBlock::Side;
 
-/// Diagonals whose triangles agree with the normals to within this are equally good.
-constexpr double EqualAgreement = 0.01;
-/// A triangle whose height is below this, as a part of its sides, has no direction.
-constexpr double Flat = 1e-6;
 /// How near to a face of the box a vertex is on it, in voxels.
 constexpr double OnFace = 1e-4;
-
-/// The vertices of a quadrilateral, counter-clockwise from outside.
-struct Quad
-{
-  std::array<SFMeshVertex const*, 4> vertices{};
-  std::array<std::uint32_t, 4> numbers{};
-
-  SFVector3 const& Position(std::size_t iCorner) const { return vertices[iCorner]->position; }
-};
-
-using Corners = std::array<std::size_t, 3>;
-/// The two ways to cut a quadrilateral.
-constexpr std::array<std::array<Corners, 2>, 2> Cuts{{{{{0, 1, 2}, {0, 2, 3}}}, {{{0, 1, 3}, {1, 2, 3}}}}};
-
-/// How well a triangle faces the way that the surface does at its vertices: the smallest cosine. Sharp vertices face several
-/// ways and only tell what is turned over.
-double AgreementOf(Quad const& iQuad, Corners const& iCorners)
-{
-  SFVector3 const one = iQuad.Position(iCorners[1]) - iQuad.Position(iCorners[0]);
-  SFVector3 const other = iQuad.Position(iCorners[2]) - iQuad.Position(iCorners[0]);
-  SFVector3 const across = Cross(one, other);
-  if (Norm(across) <= Flat * (Dot(one, one) + Dot(other, other)))
-    return -1.0; // three vertices on one edge
-  SFVector3 const normal = Unit(across);
-  double agreement = 1.0;
-  for (std::size_t const corner : iCorners) {
-    double const cosine = Dot(normal, AsDoubles(iQuad.vertices[corner]->normal));
-    if (!iQuad.vertices[corner]->isSharp || cosine < 0.0)
-      agreement = std::min(agreement, cosine);
-  }
-  return agreement;
-}
-
-std::size_t BetterCut(Quad const& iQuad)
-{
-  std::array<double, 2> agreement{};
-  std::array<int, 2> sharp{};
-  std::array<double, 2> length{};
-  for (std::size_t cut = 0; cut < 2; ++cut) {
-    agreement[cut] = std::min(AgreementOf(iQuad, Cuts[cut][0]), AgreementOf(iQuad, Cuts[cut][1]));
-    sharp[cut] = int{iQuad.vertices[cut]->isSharp} + int{iQuad.vertices[cut + 2]->isSharp};
-    length[cut] = Norm(iQuad.Position(cut + 2) - iQuad.Position(cut));
-  }
-  if (std::abs(agreement[0] - agreement[1]) > EqualAgreement)
-    return agreement[0] > agreement[1] ? 0 : 1;
-  if (sharp[0] != sharp[1])
-    return sharp[0] > sharp[1] ? 0 : 1;
-  return length[0] <= length[1] ? 0 : 1;
-}
 
 /// Gathers the quadrilaterals of a block.
 class Builder
@@ -92,7 +41,7 @@ public:
 
 private:
   /// The vertex of a cell's part that an edge belongs to, for a cell at `iAt`, which may be -1 along an axis.
-  void AddCorner(std::array<int, 3> iAt, unsigned int iEdge, Quad& ioQuad, std::size_t iCorner) const
+  void AddCorner(SFLatticeIndex const& iAt, unsigned int iEdge, SFMeshQuad& ioQuad, std::size_t iCorner) const
   {
     std::size_t neighbour = 0;
     std::array<std::uint32_t, 3> at{};
@@ -109,31 +58,22 @@ private:
 
   void AddQuad(std::uint32_t iCell, unsigned int iAxis, double iCrossing)
   {
-    std::array<int, 3> const at{static_cast<int>(iCell % Side), static_cast<int>(iCell / Side % Side),
-                                static_cast<int>(iCell / Side / Side)};
-    std::size_t const u = (iAxis + 1) % 3;
-    std::size_t const v = (iAxis + 2) % 3;
-    // Counter-clockwise from the upper end of the edge; the other way round when that is inside.
-    bool const isOutwards = _block.cells[iCell].IsInside(0);
-    constexpr std::array<std::array<int, 2>, 4> around{{{0, 0}, {1, 0}, {1, 1}, {0, 1}}};
-    Quad quad;
-    for (std::size_t k = 0; k < 4; ++k) {
-      auto const [low, high] = around[k];
-      std::array<int, 3> neighbour = at;
-      neighbour[u] -= low;
-      neighbour[v] -= high;
-      AddCorner(neighbour, 4 * iAxis + static_cast<unsigned int>(low + 2 * high), quad, isOutwards ? k : 3 - k);
-    }
+    SFLatticeIndex const at{iCell % Side, iCell / Side % Side, iCell / Side / Side};
+    SFMeshQuad quad;
+    ForEachAround(at, 4 * iAxis, _block.cells[iCell].IsInside(0),
+                  [&](SFLatticeIndex const& iAt, unsigned int iEdge, std::size_t iCorner) {
+                    AddCorner(iAt, iEdge, quad, iCorner);
+                  });
     AddTriangles(quad);
     SFVector3 crossing = _lattice.At({_block.low[0] + at[0], _block.low[1] + at[1], _block.low[2] + at[2]});
     crossing[iAxis] += iCrossing * _lattice.voxel;
     Measure(quad, crossing);
   }
 
-  void AddTriangles(Quad const& iQuad)
+  void AddTriangles(SFMeshQuad const& iQuad)
   {
-    _cut = BetterCut(iQuad);
-    for (Corners const& corners : Cuts[_cut]) {
+    _cut = iQuad.BetterCut();
+    for (SFMeshQuad::Corners const& corners : SFMeshQuad::Cuts[_cut]) {
       if (_box != nullptr && IsOnFace(iQuad, corners)) {
         _result.onFaces.push_back(static_cast<std::uint32_t>(_result.triangles.size()));
         _result.centresOnFaces.push_back(
@@ -143,7 +83,7 @@ private:
     }
   }
 
-  bool IsOnFace(Quad const& iQuad, Corners const& iCorners) const
+  bool IsOnFace(SFMeshQuad const& iQuad, SFMeshQuad::Corners const& iCorners) const
   {
     for (std::size_t axis = 0; axis < 3; ++axis)
       for (ZULMathPoint const& corner : {_box->low, _box->high}) {
@@ -156,10 +96,10 @@ private:
     return false;
   }
 
-  void Measure(Quad const& iQuad, SFVector3 const& iCrossing)
+  void Measure(SFMeshQuad const& iQuad, SFVector3 const& iCrossing)
   {
     double distance = std::numeric_limits<double>::infinity();
-    for (Corners const& corners : Cuts[_cut])
+    for (SFMeshQuad::Corners const& corners : SFMeshQuad::Cuts[_cut])
       distance =
           std::min(distance, DistanceToTriangle(iCrossing, {iQuad.Position(corners[0]), iQuad.Position(corners[1]),
                                                             iQuad.Position(corners[2])}));

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 namespace SF {
 namespace {
@@ -29,6 +30,7 @@ constexpr double SmoothLimit = 1e-4;
 /// A step on the way to the surface is worth it when it leaves no more than this part of the distance.
 constexpr double WorthLeft = 0.9;
 constexpr int MaxRounds = 12;
+constexpr int MaxConfinedRounds = 60;
 constexpr int MaxRefinements = 3;
 /// A side is looked at this far from the vertex, as a part of the way to the centre of its crossings; a way onto the
 /// surface begins this far from a crossing, on that to their centre.
@@ -103,6 +105,7 @@ void SFVertexPlacer::StartOne(std::size_t iVertex)
   if (FindPlace(vertex, meeting, place)) {
     vertex.position = place;
     FindSides(iVertex);
+    vertex.hasStartedSharp = vertex.sides != 0;
   } else if (meeting.GetRank() >= 2)
     _reaches.push_back({iVertex, meeting});
 }
@@ -125,10 +128,26 @@ void SFVertexPlacer::ReachForEdges(CellTest const& iHasSharpVertex)
   }
 }
 
-void SFVertexPlacer::Run(SFCompiledField const& iField, CellTest const& iHasSharpVertex, SFMeshBlock& ioBlock)
+void SFVertexPlacer::Run(SFCompiledField const& iField, CellTest const& iHasSharpVertex)
 {
   ReachForEdges(iHasSharpVertex);
-  for (int round = 0; round < MaxRounds && !_open.empty(); ++round) {
+  RunOpen(iField, MaxRounds);
+}
+
+void SFVertexPlacer::PutInCells(SFCompiledField const& iField, std::vector<std::size_t> const& iVertices)
+{
+  for (std::size_t const vertex : iVertices) {
+    MakeSmooth(_vertices[vertex]);
+    _vertices[vertex].isConfined = true;
+    _vertices[vertex].newStarts = 0;
+  }
+  _open = iVertices;
+  RunOpen(iField, MaxConfinedRounds);
+}
+
+void SFVertexPlacer::RunOpen(SFCompiledField const& iField, int iRounds)
+{
+  for (int round = 0; round < iRounds && !_open.empty(); ++round) {
     _batch.Clear();
     for (std::size_t const vertex : _open)
       _batch.Add(_vertices[vertex].position);
@@ -140,7 +159,20 @@ void SFVertexPlacer::Run(SFCompiledField const& iField, CellTest const& iHasShar
     _open.resize(open);
     Refine(iField);
   }
-  Finish(ioBlock);
+}
+
+bool SFVertexPlacer::HasLeftCell(std::size_t iVertex) const
+{
+  return !IsInCell(_vertices[iVertex], _vertices[iVertex].best);
+}
+
+std::vector<SFTangentPlane> SFVertexPlacer::SidesOf(std::size_t iVertex) const
+{
+  Vertex const& vertex = _vertices[iVertex];
+  std::vector<SFTangentPlane> sides;
+  for (std::size_t k = 0; k < vertex.sides; ++k)
+    sides.push_back(_sides[vertex.firstSide + k].plane);
+  return sides;
 }
 
 bool SFVertexPlacer::IsInCell(Vertex const& iVertex, SFVector3 const& iPoint) const
@@ -325,27 +357,31 @@ bool SFVertexPlacer::Update(Vertex& ioVertex, SFVector3 const& iPoint, double iV
     MakeSmooth(ioVertex);
     return false;
   }
-  ioVertex.position = InCell(ioVertex, iPoint - step * plane.normal, SlideMargin);
+  ioVertex.position = InCell(ioVertex, iPoint - step * plane.normal, ioVertex.isConfined ? 0.0 : SlideMargin);
   return !(std::abs(step) < WorthLeft * before);
 }
 
-/// Where the way from the centre of the crossings does not end on the surface, as at rims that are thinner than the cell: a
-/// second one, from next to the nearest crossing. False when there is no need of it, or no hope.
+/// Where the way from the centre of the crossings does not end on the surface, as at rims that are thinner than the cell:
+/// another one, from next to the nearest crossing, and in a cell that must not be left from next to each. False when there
+/// is no need of it, or no hope.
 bool SFVertexPlacer::StartAgain(std::size_t iVertex)
 {
   Vertex& vertex = _vertices[iVertex];
-  if (vertex.sides != 0 || vertex.hasStartedAgain || !(vertex.distance > SmoothLimit * _voxel))
+  std::size_t const crossings = EndOfCrossings(iVertex) - vertex.firstCrossing;
+  std::size_t const start = vertex.newStarts;
+  if (vertex.sides != 0 || start >= (vertex.isConfined ? crossings : 1) || !(vertex.distance > SmoothLimit * _voxel))
     return false;
-  vertex.hasStartedAgain = true;
-  double nearest = std::numeric_limits<double>::infinity();
-  for (std::size_t i = vertex.firstCrossing; i < EndOfCrossings(iVertex); ++i) {
-    SFVector3 const way = vertex.centre - _crossings[i].point;
-    if (!_crossings[i].plane.IsKnown() || !(Norm(way) < nearest))
-      continue;
-    nearest = Norm(way);
-    vertex.position = _crossings[i].point + LookAside * way;
-  }
-  return std::isfinite(nearest);
+  ++vertex.newStarts;
+  std::vector<std::pair<double, std::size_t>> nearest;
+  for (std::size_t i = vertex.firstCrossing; i < EndOfCrossings(iVertex); ++i)
+    if (_crossings[i].plane.IsKnown())
+      nearest.emplace_back(Norm(vertex.centre - _crossings[i].point), i);
+  if (start >= nearest.size())
+    return false;
+  std::sort(nearest.begin(), nearest.end());
+  SFVector3 const& crossing = _crossings[nearest[start].second].point;
+  vertex.position = crossing + LookAside * (vertex.centre - crossing);
+  return true;
 }
 
 /// Looks at the sides of the sharp vertices next to them, where curved sides have other planes than at the crossings, and
@@ -388,26 +424,17 @@ void SFVertexPlacer::Refine(SFCompiledField const& iField)
   }
 }
 
-void SFVertexPlacer::Finish(SFMeshBlock& ioBlock) const
+SFMeshVertex SFVertexPlacer::Get(std::size_t iVertex) const
 {
-  ioBlock.vertices.reserve(_vertices.size());
-  for (Vertex const& vertex : _vertices) {
-    SFVector3 normal = vertex.normal;
-    if (vertex.sides != 0) {
-      normal = {};
-      for (std::size_t k = 0; k < vertex.sides; ++k)
-        normal = normal + _sides[vertex.firstSide + k].plane.normal;
-      normal = Unit(normal);
-    }
-    ioBlock.vertices.push_back({vertex.best, AsFloats(normal), vertex.sides != 0});
-    if (!std::isfinite(vertex.distance)) {
-      ++ioBlock.unplacedVertices;
-      continue;
-    }
-    double& largest = vertex.sides != 0 ? ioBlock.sharpVertexDistance : ioBlock.vertexDistance;
-    largest = std::max(largest, vertex.distance);
-    ioBlock.sharpVertices += vertex.sides != 0 ? 1 : 0;
+  Vertex const& vertex = _vertices[iVertex];
+  SFVector3 normal = vertex.normal;
+  if (vertex.sides != 0) {
+    normal = {};
+    for (std::size_t k = 0; k < vertex.sides; ++k)
+      normal = normal + _sides[vertex.firstSide + k].plane.normal;
+    normal = Unit(normal);
   }
+  return {vertex.best, AsFloats(normal), vertex.sides != 0};
 }
 
 } // namespace SF

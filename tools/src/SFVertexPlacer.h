@@ -24,10 +24,21 @@ public:
   /// First places by the crossings alone, in the vertices' own cells or in cells without surface.
   void Start(CellTest const& iIsEmpty);
   /// Whether a vertex was placed on an edge or a corner by Start.
-  bool IsSharp(std::size_t iVertex) const { return _vertices[iVertex].sides != 0; }
+  bool IsSharp(std::size_t iVertex) const { return _vertices[iVertex].hasStartedSharp; }
   /// Brings all vertices onto the surface. Edges that Start did not reach are looked for in neighbouring cells that
   /// `iHasSharpVertex` does not tell to have a vertex on them.
-  void Run(SFCompiledField const& iField, CellTest const& iHasSharpVertex, SFMeshBlock& ioBlock);
+  void Run(SFCompiledField const& iField, CellTest const& iHasSharpVertex);
+  /// Brings some vertices onto the surface in their own cells, as if they were smooth.
+  void PutInCells(SFCompiledField const& iField, std::vector<std::size_t> const& iVertices);
+
+  std::size_t Size() const { return _vertices.size(); }
+  SFMeshVertex Get(std::size_t iVertex) const;
+  /// Of a vertex from the surface; infinite when the surface was not found.
+  double DistanceOf(std::size_t iVertex) const { return _vertices[iVertex].distance; }
+  /// Whether a vertex is outside of its cell.
+  bool HasLeftCell(std::size_t iVertex) const;
+  /// The planes that meet at a sharp vertex.
+  std::vector<SFTangentPlane> SidesOf(std::size_t iVertex) const;
 
 private:
   struct Crossing
@@ -54,7 +65,9 @@ private:
     std::size_t firstSide = 0;
     std::size_t sides = 0; ///< of a sharp vertex: 2 or more
     int refinements = 0;
-    bool hasStartedAgain = false;
+    std::size_t newStarts = 0;
+    bool hasStartedSharp = false;
+    bool isConfined = false; ///< to its cell
   };
 
   /// A part of a line.
@@ -89,7 +102,7 @@ private:
   bool IsCurved(Vertex const& iVertex) const;
   void MakeSmooth(Vertex& ioVertex) const;
   bool StartAgain(std::size_t iVertex);
-  void Finish(SFMeshBlock& ioBlock) const;
+  void RunOpen(SFCompiledField const& iField, int iRounds);
 
   double _voxel;
   bool _hasSharpFeatures;

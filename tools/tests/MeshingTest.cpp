@@ -17,6 +17,7 @@
 #include <fstream>
 #include <iterator>
 #include <random>
+#include <set>
 #include <thread>
 
 namespace {
@@ -80,6 +81,23 @@ TEST(Meshing, ShapesHaveTheirVolumeAndTopology)
     EXPECT_EQ(topology.cavities, topology.components - 1) << name;
     EXPECT_LE(report.vertexDistance, 1e-4 * report.voxel) << name;
     EXPECT_EQ(report.unplacedVertices, 0U) << name;
+  }
+}
+
+/// Seen from the middle of a convex solid, each triangle shows its back, unless vertices passed each other on an edge.
+TEST(Meshing, VerticesKeepTheirOrderAlongEdges)
+{
+  for (std::uint32_t const cells : {64U, 96U, 128U}) {
+    SFMesh const mesh = Meshed(Rotate(Box({1.0, 0.7, 0.5}), {0.3, 0.5, 0.8}, 0.7), cells);
+    std::set<std::array<double, 3>> const places(mesh.vertices.begin(), mesh.vertices.end());
+    EXPECT_EQ(places.size(), mesh.vertices.size()) << cells;
+    for (auto const& [i, j, k] : mesh.triangles) {
+      auto const& [a, b, c] = std::array{mesh.vertices[i], mesh.vertices[j], mesh.vertices[k]};
+      EXPECT_GT(a[0] * (b[1] * c[2] - b[2] * c[1]) + a[1] * (b[2] * c[0] - b[0] * c[2]) +
+                    a[2] * (b[0] * c[1] - b[1] * c[0]),
+                -1e-9)
+          << cells;
+    }
   }
 }
 

@@ -1,5 +1,6 @@
-/// Writes the models that other programs check, each in all formats, into a folder, and says what is known of them:
-/// a line for each with its name, whether it is convex, its genus and the volume of its mesh.
+/// Writes the models that other programs check into a folder, and says what is known of them: a line for each with its name,
+/// whether it is convex, its genus and the volume of its mesh. Each is written in all formats with 64 cells, or as PLY with as
+/// many as are asked for: sf_mesh_models FOLDER [CELLS].
 
 #include "SFMeshFiles.h"
 #include "SFMeshMeasure.h"
@@ -9,6 +10,7 @@
 #include "ZULPI.h"
 
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <iostream>
@@ -54,15 +56,16 @@ std::vector<Model> Models()
           {"kelvin", Lattice(SFLattice::Kelvin, {2, 2, 2}, {1.0, 1.0, 1.0}, 0.1)}};
 }
 
-void Write(Model const& iModel, std::string const& iFolder)
+void Write(Model const& iModel, std::string const& iFolder, std::uint32_t iCells,
+           std::vector<std::string> const& iExtensions)
 {
   double const s = iModel.size;
   bool const isOwn = iModel.field.Bounds().has_value();
   ZULMathBox const box = isOwn ? RequireBounds(iModel.field) : ZULMathBox{{-s, -s, -s}, {s, s, s}};
   SFMeshingOptions options;
   options.adaptivity = iModel.adaptivity;
-  SFMesh const mesh = MeshField(iModel.field, box, VoxelFor(box, 64), options);
-  for (char const* const extension : {".stl", ".ply", ".obj", ".3mf", ".glb"}) {
+  SFMesh const mesh = MeshField(iModel.field, box, VoxelFor(box, iCells), options);
+  for (std::string const& extension : iExtensions) {
     SFOutputFile file(iFolder + "/" + iModel.name + extension);
     SFMeshFileOptions fileOptions;
     fileOptions.unit = SFLengthUnit::Centimetre;
@@ -79,8 +82,11 @@ void Write(Model const& iModel, std::string const& iFolder)
 int main(int iCount, char** iArguments)
 {
   try {
+    bool const isFine = iCount > 2;
     for (Model const& model : Models())
-      Write(model, iCount > 1 ? iArguments[1] : ".");
+      Write(
+          model, iCount > 1 ? iArguments[1] : ".", isFine ? static_cast<std::uint32_t>(std::stoul(iArguments[2])) : 64,
+          isFine ? std::vector<std::string>{".ply"} : std::vector<std::string>{".stl", ".ply", ".obj", ".3mf", ".glb"});
     return 0;
   } catch (std::exception const& error) {
     std::cerr << error.what() << '\n';
