@@ -1,3 +1,5 @@
+/// @file
+/// How finely the host's geometry is discretised.
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,5 @@
+/// @file
+/// A linear map of space.
 #pragma once
 
 #include "ZULMathVector.h"
@@ -47,6 +49,7 @@ private:
   std::array<double, 9> _coefficients{1.0, 0.0, 0.0, 0.0, 1.0, 0.0, 0.0, 0.0, 1.0};
 };
 
+/// The image of a vector.
 inline ZULMathVector operator*(ZULMath3x3Matrix const& iMatrix, ZULMathVector const& iVector)
 {
   return {iMatrix(0, 0) * iVector.x + iMatrix(0, 1) * iVector.y + iMatrix(0, 2) * iVector.z,

@@ -1,3 +1,5 @@
+/// @file
+/// A box along the axes.
 #pragma once
 
 #include "ZULMathPoint.h"

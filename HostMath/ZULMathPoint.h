@@ -1,3 +1,5 @@
+/// @file
+/// A point of space.
 #pragma once
 
 /// A point of space in the host's length unit; the coordinates are read and written directly.

@@ -1,3 +1,5 @@
+/// @file
+/// An affine map of space.
 #pragma once
 
 #include "ZULMath3x3Matrix.h"
@@ -78,6 +80,7 @@ private:
   friend ZULMathPoint operator*(ZULMathTransformation const&, ZULMathPoint const&);
 };
 
+/// The image of a point; the last row is not looked at.
 inline ZULMathPoint operator*(ZULMathTransformation const& iTransformation, ZULMathPoint const& iPoint)
 {
   auto const& c = iTransformation._coefficients;

@@ -1,3 +1,5 @@
+/// @file
+/// A vector, and products of two.
 #pragma once
 
 #include "ZULMathPoint.h"
@@ -31,16 +33,19 @@ struct ZULMathVector
   double z = 0.0; ///< component along the third axis
 };
 
+/// The scalar product.
 constexpr double Dot(ZULMathVector const& iA, ZULMathVector const& iB)
 {
   return iA.x * iB.x + iA.y * iB.y + iA.z * iB.z;
 }
 
+/// The vector product, right-handed.
 constexpr ZULMathVector Cross(ZULMathVector const& iA, ZULMathVector const& iB)
 {
   return {iA.y * iB.z - iA.z * iB.y, iA.z * iB.x - iA.x * iB.z, iA.x * iB.y - iA.y * iB.x};
 }
 
+/// The way from one point to another.
 constexpr ZULMathVector operator-(ZULMathPoint const& iTo, ZULMathPoint const& iFrom)
 {
   return {iTo.x - iFrom.x, iTo.y - iFrom.y, iTo.z - iFrom.z};

@@ -1,3 +1,5 @@
+/// @file
+/// The number of a circle.
 #pragma once
 
 /// The ratio of a circle's circumference to its diameter, rounded to the nearest double.

@@ -1,3 +1,5 @@
+/// @file
+/// The host's tolerances.
 #pragma once
 
 #include "ZULResultCodes.h"
