@@ -28,7 +28,7 @@ fuzz() {
     [[ ! -d $folder/$target ]] || kept+=("$folder/$target")
   done
   # New inputs go to the first folder, the others are only read.
-  build/asan-ubsan/fuzz/fuzz_"$target" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 \
+  build/asan-ubsan/fuzz/fuzz_"$target" -max_total_time="$seconds" -timeout=30 -rss_limit_mb=2048 -print_final_stats=1 \
     -dict=build/asan-ubsan/fuzz/sf.dict -artifact_prefix="$run/" \
     "$run/new" "${kept[@]}" >"$run/log" 2>&1 || code=$?
   [[ $code -ne 0 ]] || return 0
