@@ -100,9 +100,9 @@ Action AddMeasureBy(Arguments& ioArguments, SolidMeasurer iMeasure)
       "  sfdag measure part.sfm -n 256\n"
       "  sfdag measure -e 'torus(10, 3)' --units cm --json\n"
       "  sfdag measure -x '- r + + q X q Y q Z f1' -n 64 --no-wall\n\n"
-      "From a mesh with vertices on the surface. What follows +- is an estimate of the error, from a second mesh\n"
-      "with cells twice as large. A cavity is no component; the genus counts the holes through all of them. Walls\n"
-      "are measured along the normals; those thinner than a cell may be missed.");
+      "From a mesh with vertices on the surface, and from the field between them. What follows +- is an estimate of\n"
+      "the error, from a second mesh with cells twice as large. A cavity is no component; the genus counts the holes\n"
+      "through all of them. Walls are measured along the normals; those thinner than a cell may be missed.");
   return [options, iMeasure](CommonOptions const& iCommon) { Measure(iCommon, *options, iMeasure); };
 }
 

@@ -35,8 +35,8 @@ SF::SFSolidMeasures MeasureOverRanks(SFHost::MeasureTask const& iTask)
   SF::SFSolidMeasures measures;
   ranks.Together([&] {
     if (ranks.IsFirst())
-      measures =
-          SF::MeasureMeshes(iTask.model.field, Gathered(fine), fine.GetReport(), Gathered(coarse), iTask.options);
+      measures = SF::MeasureMeshes(iTask.model.field, iTask.sampled.box, Gathered(fine), fine.GetReport(),
+                                   Gathered(coarse), iTask.options);
   });
   return measures;
 }

@@ -133,6 +133,15 @@ def mesh_layers(
     capped: bool,
     threads: int,
 ) -> tuple[_Floats, npt.NDArray[np.uint32], npt.NDArray[np.float32], tuple[Any, ...], int]: ...
+def mesh_moments(
+    vertices: _Floats,
+    faces: npt.NDArray[np.uint32],
+    field: Node,
+    low: _Vector,
+    high: _Vector,
+    about: _Vector,
+    threads: int,
+) -> tuple[float, float, tuple[float, float, float]]: ...
 def measure(
     field: Node, low: _Vector, high: _Vector, voxel: float, wall: bool, threads: int, progress: _Report
 ) -> tuple[Any, ...]: ...

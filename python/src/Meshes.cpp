@@ -94,6 +94,19 @@ void AddLayers(py::module_& ioModule)
                  return py::make_tuple(ArrayOf(std::move(mesh.vertices)), ArrayOf(std::move(mesh.triangles)),
                                        ArrayOf(std::move(mesh.normals)), ReportOf(layers.report), layers.below);
                });
+  ioModule.def("mesh_moments",
+               [](py::array_t<double> const& iVertices, py::array_t<std::uint32_t> const& iFaces, Field const& iField,
+                  Vector const& iLow, Vector const& iHigh, Vector const& iAbout, unsigned int iThreads) {
+                 SF::SFMesh const mesh = MeshOf(iVertices, iFaces, {});
+                 SF::SFMeshMoments moments;
+                 auto const run = [&](Call& ioCall) {
+                   SF::SFWorkOptions options;
+                   Attend(options, ioCall, iThreads);
+                   moments = SF::MeshMomentsOf(mesh, iField.Get(), BoxOf(iLow, iHigh), iAbout, options);
+                 };
+                 Run(run, py::none(), false);
+                 return py::make_tuple(moments.volume, moments.area, moments.moment);
+               });
 }
 
 void AddMeshing(py::module_& ioModule)

@@ -1,7 +1,7 @@
 #include "SFMeshMeasure.h"
 
+#include "SFGeometry.h"
 #include "SFPointBatch.h"
-#include "SFVector3.h"
 #include "SFWork.h"
 
 #include <algorithm>
@@ -120,6 +120,20 @@ SFMesh CoarseMesh(SFField const& iField, ZULMathBox const& iBox, double iVoxel, 
   }
 }
 
+/// With what is between the triangles and the surface.
+SFMassProperties SolidPropertiesOf(SFMesh const& iMesh, SFField const& iField, ZULMathBox const& iBox,
+                                   SFWorkOptions const& iOptions)
+{
+  SFMassProperties properties = MassPropertiesOf(iMesh);
+  SFVector3 const middle = CentreOf(properties.box);
+  auto const moments = MeshMomentsOf(iMesh, iField, iBox, middle, iOptions);
+  properties.volume = moments.volume;
+  properties.area = moments.area;
+  if (moments.volume != 0.0)
+    properties.centre = middle + (1.0 / moments.volume) * moments.moment;
+  return properties;
+}
+
 } // namespace
 
 SFMassProperties MassPropertiesOf(SFMesh const& iMesh)
@@ -160,18 +174,18 @@ SFSolidMeasures MeasureField(SFField const& iField, ZULMathBox const& iBox, doub
   SFMesh const mesh = MeshField(iField, iBox, iVoxel, options, &report);
   ThrowIfCancelled(iOptions);
   options.profiler = nullptr;
-  return MeasureMeshes(iField, mesh, report, CoarseMesh(iField, iBox, iVoxel, options), iOptions);
+  return MeasureMeshes(iField, iBox, mesh, report, CoarseMesh(iField, iBox, iVoxel, options), iOptions);
 }
 
-SFSolidMeasures MeasureMeshes(SFField const& iField, SFMesh const& iFine, SFMeshingReport const& iReport,
-                              SFMesh const& iCoarse, SFMeasureOptions const& iOptions)
+SFSolidMeasures MeasureMeshes(SFField const& iField, ZULMathBox const& iBox, SFMesh const& iFine,
+                              SFMeshingReport const& iReport, SFMesh const& iCoarse, SFMeasureOptions const& iOptions)
 {
   SFSolidMeasures measures;
   measures.report = iReport;
   measures.topology = TopologyOf(iFine, iOptions);
   ThrowIfCancelled(iOptions);
-  SFMassProperties const fine = MassPropertiesOf(iFine);
-  SFMassProperties const coarse = MassPropertiesOf(iCoarse);
+  SFMassProperties const fine = SolidPropertiesOf(iFine, iField, iBox, iOptions);
+  SFMassProperties const coarse = SolidPropertiesOf(iCoarse, iField, iBox, iOptions);
 
   double const offset = std::max(measures.report.vertexDistance, measures.report.sharpVertexDistance);
   measures.volume = WithError(fine.volume, coarse.volume, offset * fine.area);

@@ -22,13 +22,6 @@ constexpr double OnSurface = 1e-3;
 /// Memory is looked at each time that so many bytes have been taken.
 constexpr double CheckInterval = 64e6;
 
-/// Positive outside of the box, by the distances from its planes.
-SFField BoxPlanes(ZULMathBox const& iBox)
-{
-  return Intersection({iBox.low.x - SFField::X(), SFField::X() - iBox.high.x, iBox.low.y - SFField::Y(),
-                       SFField::Y() - iBox.high.y, iBox.low.z - SFField::Z(), SFField::Z() - iBox.high.z});
-}
-
 template <class Part>
 std::vector<std::size_t> Offsets(std::vector<Part> const& iParts, std::size_t (*iSizeOf)(Part const&))
 {
@@ -40,6 +33,13 @@ std::vector<std::size_t> Offsets(std::vector<Part> const& iParts, std::size_t (*
 
 } // namespace
 
+SFField CappedField(SFField const& iField, ZULMathBox const& iBox)
+{
+  auto const [x, y, z] = std::array{SFField::X(), SFField::Y(), SFField::Z()};
+  return Intersection(iField, Intersection({iBox.low.x - x, x - iBox.high.x, iBox.low.y - y, y - iBox.high.y,
+                                            iBox.low.z - z, z - iBox.high.z}));
+}
+
 SFMeshSlabs::SFMeshSlabs(SFField const& iField, ZULMathBox const& iBox, SFMeshLattice const& iLattice,
                          SFMeshingOptions const& iOptions, SFProgress const& iProgress)
   : _box(iBox), _lattice(iLattice), _options(iOptions), _progress(iProgress)
@@ -47,7 +47,7 @@ SFMeshSlabs::SFMeshSlabs(SFField const& iField, ZULMathBox const& iBox, SFMeshLa
   // Blocks are what threads share out; each works alone.
   SFWorkOptions alone = iOptions;
   alone.threads = 1;
-  _field = CompileFor(Intersection(iField, BoxPlanes(iBox)), alone);
+  _field = CompileFor(CappedField(iField, iBox), alone);
   if (!iOptions.isCapped)
     _uncapped = CompileFor(iField, alone);
   for (unsigned int worker = 0; worker < ThreadsOf(iOptions); ++worker)

@@ -14,6 +14,9 @@ namespace SF {
 class SFMeshBlockMaker;
 struct SFBlockTriangles;
 
+/// Positive outside of the box too, by the distances from its planes.
+SFField CappedField(SFField const& iField, ZULMathBox const& iBox);
+
 /// Makes a mesh slab by slab: a slab is one or more layers of blocks. Memory is that of two slabs.
 class SFMeshSlabs
 {

@@ -275,6 +275,23 @@ TEST(MeshMeasure, ErrorsHoldAndWallsAreFound)
   EXPECT_EQ(measures.topology.cavities, 1U);
 }
 
+TEST(MeshMeasure, RoundPartsAreNotThoseOfTheChords)
+{
+  SFField const cube = Box({1.2, 1.2, 1.2});
+  for (auto const& [field, volume] : {std::pair{Translate(Sphere(1.0), {5.0, 6.0, 7.0}), 4.0 * ZULPI / 3.0},
+                                      std::pair{Torus(1.0, 0.4), 0.32 * ZULPI * ZULPI},
+                                      std::pair{Difference(cube, Cylinder(0.5, 2.0)), 1.728 - 0.3 * ZULPI}}) {
+    SFMeasureOptions options;
+    options.hasWall = false;
+    ZULMathBox const box = RequireBounds(field);
+    auto const measures = MeasureField(field, box, VoxelFor(box, 64), options);
+    EXPECT_NEAR(measures.volume.value, volume, 1e-6 * volume);
+    EXPECT_LE(std::abs(measures.volume.value - volume), measures.volume.error);
+    options.threads = 3;
+    EXPECT_EQ(MeasureField(field, box, VoxelFor(box, 64), options).area.value, measures.area.value);
+  }
+}
+
 TEST(MeshMeasure, FindsFaults)
 {
   // A tetrahedron, then with a triangle missing, turned, doubled, and with two corners at one vertex.
