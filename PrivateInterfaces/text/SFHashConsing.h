@@ -76,6 +76,8 @@ public:
   Number ExpectUsersOfConstant(std::uint32_t iHash) const;
   /// The number of an operator over `iNewer`, one of its operands, and asks for the users of that; None likewise.
   Number ExpectUsersOfOperator(Number iNewer, Operands iOperands, SFNodeType iType, int iRank) const;
+  /// Asks for the place of an operator over operands of which the newer one has many users.
+  void ExpectUserOf(Operands iOperands, SFNodeType iType, int iRank) const;
   /// Asks for the users of the node of a number, and for that node.
   void ExpectUsers(Number iNumber) const { Prefetch(&CanonicalAt(iNumber)); }
   void ExpectNode(Number iNumber) const;

@@ -32,6 +32,7 @@ public:
     ExpectConstant(_next + 26);
     ExpectParent(_next + 20);
     ExpectParent(_next + 14);
+    ExpectSum(_next + 10);
     if (Expected const& part = At(_next + 8); part.number != SFHashConsing::None)
       _canonicalNodes.ExpectNode(part.number);
     return At(_next++).token;
@@ -45,6 +46,7 @@ private:
     SFToken token;
     std::uint32_t hash = 0;                             ///< of the constant
     SFHashConsing::Number number = SFHashConsing::None; ///< of the part; None while or when that is not known
+    bool isWhole = false;                               ///< its parent has further operands
     int rank = ConstantRank;
     std::size_t first = 0; ///< token of the part
     std::size_t last = 0;
@@ -75,27 +77,46 @@ private:
   void ExpectParent(std::size_t iToken)
   {
     Expected& part = At(iToken);
-    if (part.number == SFHashConsing::None || part.first < _next + 2)
+    if (part.number == SFHashConsing::None || part.isWhole || part.first < _next + 2)
       return;
-    auto const arity = [](SFNodeType iType) { return IsOperator(iType) ? OperatorRow(iType).arity : 0; };
     SFNodeType const after = At(part.last + 1).token.type;
     SFNodeType const before = At(part.first - 1).token.type;
     SFNodeType type = before;
     SFHashConsing::Operands operands{part.number};
-    --part.first;
+    std::size_t first = part.first - 1;
+    std::size_t last = part.last;
     if (IsCoordinate(before)) {
-      type = At(--part.first).token.type;
+      type = At(--first).token.type;
       operands = {_canonicalNodes.NumberOfCoordinate(before), part.number};
-    } else if (arity(type) == 2 && IsCoordinate(after)) {
+    } else if (ArityOf(type) == 2 && IsCoordinate(after)) {
       operands.rhs = _canonicalNodes.NumberOfCoordinate(after);
-      ++part.last;
+      ++last;
     }
     bool const isUnary = operands.rhs == SFHashConsing::None;
+    part.isWhole = ArityOf(type) != (isUnary ? 1 : 2);
+    if (part.isWhole)
+      return;
+    part.first = first;
+    part.last = last;
     part.rank = isUnary ? part.rank + 1 : std::max(part.rank, CoordinateRank) + 1;
-    part.number = arity(type) == (isUnary ? 1 : 2)
-                      ? _canonicalNodes.ExpectUsersOfOperator(part.number, operands, type, part.rank)
-                      : SFHashConsing::None;
+    part.number = _canonicalNodes.ExpectUsersOfOperator(part.number, operands, type, part.rank);
   }
+
+  /// Goes on from two neighbouring parts, the second of a token, to the operator over both.
+  void ExpectSum(std::size_t iToken)
+  {
+    Expected const& second = At(iToken);
+    if (second.number == SFHashConsing::None || second.first < _next + 2)
+      return;
+    Expected const& first = At(second.first - 1);
+    if (first.number == SFHashConsing::None || first.last + 1 != second.first || first.first < _next + 1)
+      return;
+    SFNodeType const type = At(first.first - 1).token.type;
+    if (ArityOf(type) == 2)
+      _canonicalNodes.ExpectUserOf({first.number, second.number}, type, std::max(first.rank, second.rank) + 1);
+  }
+
+  static int ArityOf(SFNodeType iType) { return IsOperator(iType) ? OperatorRow(iType).arity : 0; }
 
   static constexpr int CoordinateRank = 0;
   static constexpr std::size_t Length = 32;

@@ -98,6 +98,11 @@ SFHashConsing::Number SFHashConsing::ExpectUsersOfOperator(Number iNewer, Operan
   return None;
 }
 
+void SFHashConsing::ExpectUserOf(Operands iOperands, SFNodeType iType, int iRank) const
+{
+  ExpectConstant(KeyOf(iType, iRank, iOperands).hash);
+}
+
 void SFHashConsing::ExpectNode(Number iNumber) const
 {
   Prefetch(reinterpret_cast<char const*>(At(iNumber).get()) - sizeof(void*)); // its counts, right before it
