@@ -35,8 +35,8 @@ struct SFCompiledFieldOptions
   unsigned int threads = 0;
 
   /// Bytes of working memory of one operation, beyond its output. Scratch that a few threads need to hold one
-  /// point or one short row of every live value is taken in any case. Up to as many bytes are kept between operations
-  /// for the next one.
+  /// point or one short row of every live value is taken in any case. Up to about as many bytes are kept between operations
+  /// for the next ones at points, by a field and all that are restricted from it together, and as many for its grids.
   std::size_t memoryBudget = std::size_t{64} << 20;
 
   /// Told how far Evaluate, EvaluateGradient and RenderSlices have got: 0, rising fractions, and 1 on success.

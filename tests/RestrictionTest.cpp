@@ -1,6 +1,12 @@
 #include "CompiledFieldSupport.h"
 
+#include "SFPointSource.h"
+
 #include <algorithm>
+
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
 
 using namespace SFTest;
 
@@ -23,7 +29,80 @@ double ValueIn(SF::SFCompiledField const& iField, ZULMathPoint const& iPoint)
   return value;
 }
 
+/// Points in arrays, from one on.
+class From : public SF::SFPointSource
+{
+public:
+  From(Points const& iPoints, std::size_t iFirst) : _points(iPoints), _first(iFirst) {}
+  void GetPoints(std::size_t iFirst, std::size_t iCount, std::array<double*, 3> const& oPoints) const override
+  {
+    std::copy_n(&_points.x[_first + iFirst], iCount, oPoints[0]);
+    std::copy_n(&_points.y[_first + iFirst], iCount, oPoints[1]);
+    std::copy_n(&_points.z[_first + iFirst], iCount, oPoints[2]);
+  }
+
+private:
+  Points const& _points;
+  std::size_t _first;
+};
+
+/// Bytes that the heap has given out; 0 where it does not tell.
+std::size_t TakenFromHeap()
+{
+#if defined(__GLIBC__)
+  struct mallinfo2 const heap = mallinfo2();
+  return heap.uordblks + heap.hblkhd;
+#else
+  return 0;
+#endif
+}
+
 } // namespace
+
+TEST(Restriction, HasTheSameBitsPreparedOrNot)
+{
+  Vocabulary words;
+  words.prefixes = {"m[1;2;0;0.5;0;1;1;0;-1;0;1;0;0;0;0;1] ", "n[1;2;3;4;5;6;7] "};
+  words.shares = true;
+  RandomFields random(11, words);
+  Points const points = RandomPoints(1100);
+  for (std::size_t round = 0; round < Scaled(300); ++round) {
+    FieldPtr field;
+    ASSERT_EQ(Compiled(Build(random.Next(6)), WithThreads(1))->Restrict({{-3, -3, -3}, {3, 3, 3}}, field), S_OK);
+    for (std::size_t const count : {1U, 7U, 8U, 130U, 1000U}) {
+      std::vector<double> few(4 * count);
+      std::vector<double> prepared(4 * count);
+      ASSERT_EQ(field->EvaluateGradient(count, &points.x[5], &points.y[5], &points.z[5], &few[0], &few[count]), S_OK);
+      ASSERT_EQ(field->EvaluateGradient(count, From(points, 5), &prepared[0], &prepared[count]), S_OK);
+      for (std::size_t i = 0; i < few.size(); ++i)
+        ASSERT_TRUE(Same(few[i], prepared[i]))
+            << "round " << round << ", " << i << " of " << count << ": " << few[i] << ' ' << prepared[i];
+    }
+  }
+}
+
+TEST(Restriction, ManyPiecesKeepNoMoreThanTheBudgetTogether)
+{
+  std::string text;
+  for (int i = 0; i < 40; ++i)
+    text += (i < 39 ? "U - r + + q - X f" : "- r + + q - X f") + std::to_string(i % 4) + " q - Y f" +
+            std::to_string(i / 4 % 4) + " q Z f0." + std::to_string(10 + i) + " ";
+  SF::SFCompiledFieldOptions options = WithThreads(1);
+  options.memoryBudget = std::size_t{1} << 20;
+  FieldPtr const field = Compiled(Build(text), options);
+  Points const points = RandomPoints(2000);
+  std::vector<FieldPtr> pieces(400);
+  for (FieldPtr& piece : pieces)
+    ASSERT_EQ(field->Restrict({{-3, -3, -3}, {3, 3, 3}}, piece), S_OK);
+  std::size_t const before = TakenFromHeap();
+  std::vector<double> numbers(8000);
+  for (FieldPtr const& piece : pieces)
+    for (std::size_t const count : {10U, 2000U})
+      ASSERT_EQ(piece->EvaluateGradient(count, points.x.data(), points.y.data(), points.z.data(), numbers.data(),
+                                        &numbers[2000]),
+                S_OK);
+  EXPECT_LT(TakenFromHeap(), before + 4 * options.memoryBudget);
+}
 
 TEST(Restriction, KeepsEveryBitInItsBoxThroughAllLevels)
 {

@@ -42,6 +42,8 @@ public:
   std::size_t Divide(Part const& iPart, std::array<Part, MaxParts>& oParts);
 
   std::array<double const*, 3> PointsOf(Part const& iPart) const;
+  /// Bytes that it has taken.
+  std::size_t GetBytes() const { return _copies[0].numbers.capacity() * BytesPerPoint; }
   /// The numbers that its points had when they were taken over.
   std::uint32_t const* NumbersOf(Part const& iPart) const { return &_copies[iPart.side].numbers[iPart.begin]; }
 

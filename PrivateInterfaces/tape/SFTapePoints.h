@@ -43,6 +43,9 @@ public:
   /// The code is that of the call.
   HRESULT Run(std::size_t iCount, Points const& iPoints, SFFieldCall& ioCall, Sink const& iSink) const;
 
+  /// Bytes that are taken between calls, about.
+  std::size_t GetBytes() const;
+
 private:
   struct Worker;
   class Work;
@@ -59,6 +62,9 @@ private:
   bool _mayPrune = false; ///< not where the list is too short
   SFMadeForBox<SFTapePruner> _pruner;
   mutable std::atomic<unsigned int> _inVain{0}; ///< how many parts are run unpruned before the next attempt
+  mutable std::atomic<unsigned int> _made{0};   ///< workers
+  mutable std::atomic<std::size_t> _dividing{
+      0}; ///< the most bytes that one has taken to divide points and prune for them
   mutable SFPool<Worker> _workers;
 };
 

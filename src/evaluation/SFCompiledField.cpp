@@ -5,19 +5,18 @@
 #include "SFDagFunctor.h"
 #include "evaluation/SFFieldCall.h"
 #include "evaluation/SFPreparedGrids.h"
+#include "evaluation/SFPreparedPoints.h"
 #include "evaluation/SFStatedBounds.h"
 #include "evaluation/SFWorkerCount.h"
 #include "graph/SFDagTraversal.h"
 #include "tape/SFTapeCompiler.h"
 #include "tape/SFTapeDifferentiation.h"
 #include "tape/SFTapeIntervals.h"
-#include "tape/SFTapePoints.h"
 #include "tape/SFTapeRestriction.h"
 #include "tape/SFTapeSinks.h"
 
 #include <algorithm>
 #include <cmath>
-#include <mutex>
 #include <thread>
 
 namespace SF {
@@ -150,10 +149,12 @@ struct SFCompiledField::Content
   using Tape = std::shared_ptr<SFTape const>;
   using Resources = std::shared_ptr<std::vector<std::shared_ptr<SFDagNode>> const>;
 
+  /// `iPrepared` is that of the field that this one is restricted from.
   Content(std::shared_ptr<SFDagNode> iRoot, Resources iResources, SFCompiledFieldOptions const& iOptions,
-          Tape iAnywhere, Tape iBounded)
+          Tape iAnywhere, Tape iBounded, std::shared_ptr<SFPreparedPoints> iPrepared)
     : root(std::move(iRoot)), resources(std::move(iResources)), options(iOptions), anywhere(std::move(iAnywhere)),
-      bounded(std::move(iBounded)), grids(options)
+      bounded(std::move(iBounded)), grids(options), prepared(std::move(iPrepared)), points(prepared),
+      gradients(prepared), hessians(prepared)
   {
   }
 
@@ -179,27 +180,20 @@ struct SFCompiledField::Content
   HRESULT EvaluateCurvature(std::size_t iCount, SFTapePoints::Points const& iPoints, double* oCurvatures,
                             std::atomic<bool> const* iCancel) const;
 
-  SFTapePoints const& GetPoints() const { return points.Get(*this, 0); }
-  SFTapePoints const& GetGradients() const { return gradients.Get(*this, 1); }
-  SFTapePoints const& GetHessians() const { return hessians.Get(*this, 2); }
-
-  /// What runs the field and its derivatives up to an order; made when first asked for.
-  struct Points
+  /// Runs the field, with its derivatives up to an order, at points.
+  HRESULT RunAt(int iOrder, std::size_t iCount, SFTapePoints::Points const& iPoints, SFFieldCall& ioCall,
+                SFTapePoints::Sink const& iSink) const
   {
-    SFTapePoints const& Get(Content const& iContent, int iOrder) const
-    {
-      std::call_once(once, [&] {
-        SFTape tape = *iContent.anywhere;
-        for (int i = 0; i < iOrder; ++i)
-          tape = SFTapeDifferentiation().Run(tape);
-        runs = std::make_unique<SFTapePoints>(std::move(tape), iContent.options);
-      });
-      return *runs;
-    }
-
-    mutable std::once_flag once;
-    mutable std::unique_ptr<SFTapePoints> runs;
-  };
+    auto const make = [&] {
+      Tape tape = anywhere;
+      for (int i = 0; i < iOrder; ++i)
+        tape = std::make_shared<SFTape const>(SFTapeDifferentiation().Run(*tape));
+      bool const isRestricted = anywhere->slopes != nullptr;
+      return SFPointRuns(std::move(tape), isRestricted, options, prepared->GetScratch());
+    };
+    SFPreparedPoints::Place const& place = iOrder == 0 ? points : iOrder == 1 ? gradients : hessians;
+    return place.With(make, [&](SFPointRuns const& iRuns) { return iRuns.Run(iCount, iPoints, ioCall, iSink); });
+  }
 
   std::shared_ptr<SFDagNode> root;
   Resources resources;
@@ -208,9 +202,10 @@ struct SFCompiledField::Content
   Tape bounded;                                     ///< for coordinates up to SFTapeCompiler::LargestCoordinate
   std::array<SFMadeForBox<SFSlopeTable>, 2> slopes; ///< by tape
   mutable SFPreparedGrids grids;
-  Points points;
-  Points gradients;
-  Points hessians;
+  std::shared_ptr<SFPreparedPoints> prepared;
+  SFPreparedPoints::Place points;
+  SFPreparedPoints::Place gradients;
+  SFPreparedPoints::Place hessians;
 };
 
 SFCompiledField::SFCompiledField(std::unique_ptr<Content> iContent) : _content(std::move(iContent)) {}
@@ -244,9 +239,9 @@ HRESULT SFCompiledField::Compile(SFSWContext const& iContext, std::shared_ptr<SF
   if (options.threads == 0)
     options.threads = WorkerCount(std::thread::hardware_concurrency());
   auto resources = std::make_shared<std::vector<std::shared_ptr<SFDagNode>> const>(ResourcesOf(*iRoot));
-  oField.reset(new SFCompiledField(std::make_unique<Content>(iRoot, std::move(resources), options,
-                                                             std::make_shared<SFTape const>(std::move(anywhere)),
-                                                             std::make_shared<SFTape const>(std::move(bounded)))));
+  oField.reset(new SFCompiledField(std::make_unique<Content>(
+      iRoot, std::move(resources), options, std::make_shared<SFTape const>(std::move(anywhere)),
+      std::make_shared<SFTape const>(std::move(bounded)), std::make_shared<SFPreparedPoints>(options.memoryBudget))));
   return S_OK;
 }
 
@@ -255,7 +250,7 @@ HRESULT SFCompiledField::Content::Evaluate(std::size_t iCount, SFTapePoints::Poi
 {
   SFFieldCall call(options, iCancel, "Evaluate");
   return call.Conclude(
-      GetPoints().Run(iCount, iPoints, call, [&](SFPointPlaces const& iPlaces, SFTapePoints::Rows const& iRows) {
+      RunAt(0, iCount, iPoints, call, [&](SFPointPlaces const& iPlaces, SFTapePoints::Rows const& iRows) {
         Interleave(iRows, FieldValue, iPlaces, oValues);
       }));
 }
@@ -282,7 +277,7 @@ HRESULT SFCompiledField::Content::EvaluateGradient(std::size_t iCount, SFTapePoi
 {
   SFFieldCall call(options, iCancel, "EvaluateGradient");
   return call.Conclude(
-      GetGradients().Run(iCount, iPoints, call, [&](SFPointPlaces const& iPlaces, SFTapePoints::Rows const& iRows) {
+      RunAt(1, iCount, iPoints, call, [&](SFPointPlaces const& iPlaces, SFTapePoints::Rows const& iRows) {
         Interleave(iRows, FieldValue, iPlaces, oValues);
         Interleave(iRows, FirstDerivatives, iPlaces, oGradients);
       }));
@@ -310,7 +305,7 @@ HRESULT SFCompiledField::Content::EvaluateHessian(std::size_t iCount, SFTapePoin
 {
   SFFieldCall call(options, iCancel, "EvaluateHessian");
   return call.Conclude(
-      GetHessians().Run(iCount, iPoints, call, [&](SFPointPlaces const& iPlaces, SFTapePoints::Rows const& iRows) {
+      RunAt(2, iCount, iPoints, call, [&](SFPointPlaces const& iPlaces, SFTapePoints::Rows const& iRows) {
         Interleave(iRows, FieldValue, iPlaces, oValues);
         Interleave(iRows, FirstDerivatives, iPlaces, oGradients);
         Interleave(iRows, SecondDerivatives, iPlaces, oHessians);
@@ -339,7 +334,7 @@ HRESULT SFCompiledField::Content::EvaluateCurvature(std::size_t iCount, SFTapePo
 {
   SFFieldCall call(options, iCancel, "EvaluateCurvature");
   return call.Conclude(
-      GetHessians().Run(iCount, iPoints, call, [&](SFPointPlaces const& iPlaces, SFTapePoints::Rows const& iRows) {
+      RunAt(2, iCount, iPoints, call, [&](SFPointPlaces const& iPlaces, SFTapePoints::Rows const& iRows) {
         std::vector<double> first(3 * iPlaces.count);
         std::vector<double> second(6 * iPlaces.count);
         SFPointPlaces const inARow{0, iPlaces.count, nullptr};
@@ -386,8 +381,8 @@ HRESULT SFCompiledField::Restrict(ZULMathBox const& iBox, std::shared_ptr<SFComp
     return E_INVALIDARG;
   auto tape = std::make_shared<SFTape const>(
       Restricted(_content->TapeFor(isBounded), box, *_content->SlopesFor(isBounded, box)));
-  oField.reset(new SFCompiledField(
-      std::make_unique<Content>(_content->root, _content->resources, _content->options, tape, tape)));
+  oField.reset(new SFCompiledField(std::make_unique<Content>(_content->root, _content->resources, _content->options,
+                                                             tape, tape, _content->prepared)));
   return S_OK;
 }
 

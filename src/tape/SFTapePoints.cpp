@@ -60,6 +60,17 @@ struct SFTapePoints::Worker
 
   explicit Worker(SFTapeInvariants const& iTape) : runner(iTape) {}
 
+  std::size_t DividingBytes() const
+  {
+    std::size_t bytes = cloud.GetBytes() + pruning.positions.capacity() * sizeof(std::uint32_t) +
+                        pruning.single.capacity() * sizeof(SFStepState<1>) +
+                        pruning.several.capacity() * sizeof(SFStepState<SFRangeLanes>);
+    for (auto const& level : levels)
+      for (SFPrunableList const& list : level->lists)
+        bytes += list.steps.capacity() * sizeof(SFTapeStep);
+    return bytes;
+  }
+
   SFTapeRunner runner;
   SFTapeList const* planned = nullptr; ///< the tape's own, or none
   std::array<std::array<double, SFShortestRow>, 3> few{};
@@ -253,6 +264,12 @@ std::shared_ptr<SFTapePruner const> SFTapePoints::PrunerFor(SFPointBox const& iB
   });
 }
 
+std::size_t SFTapePoints::GetBytes() const
+{
+  std::size_t const each = _plan.bytes / _plan.threads + _dividing.load(std::memory_order_relaxed);
+  return each * std::clamp(_made.load(std::memory_order_relaxed), 1U, _plan.threads);
+}
+
 /// How many points a thread takes at once.
 std::size_t SFTapePoints::PointsAtOnce(std::size_t iCount) const
 {
@@ -283,7 +300,10 @@ HRESULT SFTapePoints::Run(std::size_t iCount, Points const& iPoints, SFFieldCall
   std::atomic<std::size_t> next{0};
   std::atomic<std::size_t> done{0};
   return ioCall.Run(threads, [&](bool iIsCaller) {
-    auto worker = _workers.Take([&] { return std::make_unique<Worker>(_tape); });
+    auto worker = _workers.Take([&] {
+      ++_made;
+      return std::make_unique<Worker>(_tape);
+    });
     SFStopState& stop = worker->runner.GetStop();
     stop.Restart(&ioCall.GetStopRequest());
     Sink const sink = [&](SFPointPlaces const& iPlaces, Rows const& iRows) {
@@ -303,6 +323,8 @@ HRESULT SFTapePoints::Run(std::size_t iCount, Points const& iPoints, SFFieldCall
     if (stop.IsStopped())
       return;
     stop.Restart(nullptr);
+    if (std::size_t const bytes = worker->DividingBytes(); bytes > _dividing)
+      _dividing = bytes;
     _workers.GiveBack(std::move(worker), _plan.threads);
   });
 }
