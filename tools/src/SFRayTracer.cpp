@@ -177,11 +177,14 @@ void SFRayTracer::Advance(std::size_t iCount, double iLipschitz)
       Hit(active.ray, active.depth);
       continue;
     }
-    double const step = value / (iLipschitz * Norm(_rays[active.ray].ray.direction));
+    double step = value / (iLipschitz * Norm(_rays[active.ray].ray.direction));
+    double const tolerance = ToleranceAt(active.depth);
+    if (_quality == SFTraceQuality::Shadow)
+      step = std::max(step, tolerance);
     if (std::isnan(value)) {
-      active.step = ToleranceAt(active.depth);
+      active.step = tolerance;
       _walked.push_back(active);
-    } else if (!(step >= ToleranceAt(active.depth)))
+    } else if (!(step >= tolerance))
       _near.push_back(active);
     else if ((active.depth += step) < active.end)
       _active[left++] = active;
