@@ -169,7 +169,13 @@ class Files(SfdagTest):
         self.assert_fails(3, "-e: .*no value.*", "render", *nan[:4], "-o", "a.png")
         self.assert_fails(3, "-e: .*no value.*", "slice", *nan[:4], "-o", "a.svg")
         self.assert_fails(3, "-e: .*no value.*", "grid", *nan, "-o", "a.npy")
-        self.assert_fails(4, ".* needs .* of memory, .*", "mesh", *GYROID, "-n", "20000", "--max-memory", "8", "-o", "a.obj")
+        huge = ["-n", "20000", "--max-memory"]
+        for verb, gigabytes in [(["mesh", "-o", "a.obj"], "8"), (["measure"], "8"), (["slice", "-o", "a.png"], "1"),
+                                (["curvature"], "1"), (["grid", "-o", "a.vdb"], "15"), (["grid", "-o", "a.vdb"], "8")]:
+            self.assert_fails(4, ".* needs? .* of memory, .* is allowed", *verb, *GYROID, *huge, gigabytes)
+        for size in (["slice", "-o", "a.svg"], ["render", "-o", "a.png"]):
+            self.assert_fails(4, ".* needs .* of memory, .* is allowed", *size, *GYROID, "--max-memory", "0.1",
+                              "--size", "20000" if size[0] == "slice" else "16000x16000")
         self.assert_fails(1, "a.npy: No space left on device", "grid", "-x", "X", "--dims",
                   "1000000x10x1000000", "-s", "1", "-o", "a.npy")
         half = self.run_tool("slice", "-e", "sqrt(x)", "-b", "-1,-1,-1,1,1,1", "-o", "a.png").stderr

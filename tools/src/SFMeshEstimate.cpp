@@ -23,27 +23,32 @@ constexpr double BytesPerBlockPlace = 2 * sizeof(void*);
 class Survey
 {
 public:
-  Survey(SFMeshLattice const& iLattice, SFWorkOptions const& iOptions) : _lattice(iLattice), _options(iOptions) {}
+  using BoxBetween = std::function<ZULMathBox(SFLatticeIndex const&, SFLatticeIndex const&)>;
+
+  Survey(std::array<std::uint32_t, 3> const& iCells, BoxBetween const& iBoxBetween, SFWorkOptions const& iOptions)
+    : _cells(iCells), _boxBetween(iBoxBetween), _options(iOptions)
+  {
+  }
 
   double Count(SFCompiledField const& iField, SFLatticeIndex const& iLow, std::int64_t iSide, std::int64_t iLeast) const
   {
     ThrowIfCancelled(_options);
     SFLatticeIndex high{};
     for (std::size_t axis = 0; axis < 3; ++axis) {
-      if (iLow[axis] >= _lattice.cells[axis])
+      if (iLow[axis] >= _cells[axis])
         return 0.0;
-      high[axis] = std::min<std::int64_t>(iLow[axis] + iSide, _lattice.cells[axis]);
+      high[axis] = std::min<std::int64_t>(iLow[axis] + iSide, _cells[axis]);
     }
     double low = 0.0;
     double top = 0.0;
-    HRESULT const hr = iField.EvaluateInterval(_lattice.BoxBetween(iLow, high), low, top);
+    HRESULT const hr = iField.EvaluateInterval(_boxBetween(iLow, high), low, top);
     Require(hr);
     if (low > 0.0 || (top < 0.0 && hr == S_OK))
       return 0.0;
     if (iSide <= iLeast)
       return 1.0;
     std::shared_ptr<SFCompiledField> here;
-    Require(iField.Restrict(_lattice.BoxBetween(iLow, high), here));
+    Require(iField.Restrict(_boxBetween(iLow, high), here));
     double count = 0.0;
     std::int64_t const half = iSide / 2;
     for (std::int64_t child = 0; child < 8; ++child)
@@ -54,17 +59,17 @@ public:
   }
 
 private:
-  SFMeshLattice const& _lattice;
+  std::array<std::uint32_t, 3> _cells;
+  BoxBetween const& _boxBetween;
   SFWorkOptions const& _options;
 };
 
 } // namespace
 
-double RequireFeasible(SFCompiledField const& iField, SFMeshLattice const& iLattice, bool iIsWhole,
-                       SFWorkOptions const& iOptions)
+double EstimateVertices(SFCompiledField const& iField, std::array<std::uint32_t, 3> const& iCells,
+                        Survey::BoxBetween const& iBoxBetween, SFWorkOptions const& iOptions)
 {
-  auto const& [x, y, z] = iLattice.cells;
-  std::int64_t const longest = std::max({x, y, z});
+  std::int64_t const longest = *std::max_element(iCells.begin(), iCells.end());
   if (longest < SmallLattice)
     return 0.0;
   std::int64_t side = SFMeshBlock::Side;
@@ -72,7 +77,19 @@ double RequireFeasible(SFCompiledField const& iField, SFMeshLattice const& iLatt
     side *= 2;
   std::int64_t const least = side / CoarseBoxes;
   auto const edge = static_cast<double>(least);
-  double const vertices = Survey(iLattice, iOptions).Count(iField, {}, side, least) * edge * edge / 2.0;
+  return Survey(iCells, iBoxBetween, iOptions).Count(iField, {}, side, least) * edge * edge / 2.0;
+}
+
+double RequireFeasible(SFCompiledField const& iField, SFMeshLattice const& iLattice, bool iIsWhole,
+                       SFWorkOptions const& iOptions)
+{
+  auto const& [x, y, z] = iLattice.cells;
+  if (std::max({x, y, z}) < SmallLattice)
+    return 0.0;
+  double const vertices = EstimateVertices(
+      iField, iLattice.cells,
+      [&](SFLatticeIndex const& iLow, SFLatticeIndex const& iHigh) { return iLattice.BoxBetween(iLow, iHigh); },
+      iOptions);
   std::string const what =
       "a mesh of " + std::to_string(x) + " x " + std::to_string(y) + " x " + std::to_string(z) + " cells";
   double const places = static_cast<double>(x) * y / (SFMeshBlock::Side * SFMeshBlock::Side);

@@ -50,6 +50,8 @@ SFVolumeReport WriteVolume(SFField const& iField, SFGridFrame const& iFrame, SFV
 {
   std::uint32_t const slices = SlicesAtOnce(iFrame, iFormat, iOptions);
   SFVolumeSampler sampler(iField, iFrame, iFormat, iOptions);
+  if (iFormat == SFVolumeFormat::Vdb)
+    sampler.RequireRoomForBand(slices, iOptions);
   auto const writer = MakeWriter(iFrame, iFormat, sampler.GetBand(), ioFile, iOptions);
   SampleSlabs(
       sampler, iFrame, 0, slices, iOptions,

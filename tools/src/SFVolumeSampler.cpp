@@ -1,5 +1,6 @@
 #include "SFVolumeSampler.h"
 
+#include "SFMeshEstimate.h"
 #include "SFQuantile.h"
 #include "SFWork.h"
 
@@ -114,6 +115,31 @@ SFVolumeSampler::SFVolumeSampler(SFField const& iField, SFGridFrame const& iFram
   options.band = _band.limit;
   options.profiler = iSlabProfiler;
   _compiled = iField.Compile(options);
+}
+
+void SFVolumeSampler::RequireRoomForBand(std::uint32_t iSlices, SFWorkOptions const& iOptions) const
+{
+  // Measured with a gyroid: leaves with their compressed values, a voxel of the band on either side of the surface.
+  constexpr double bytesPerVertex = 5.0;
+  auto const cells = [](std::uint32_t iCount) { return std::max(iCount, 2U) - 1; };
+  auto const& [x, y, z] = _frame.dims;
+  double const vertices = EstimateVertices(
+      *_compiled, {cells(x), cells(y), cells(z)},
+      [this](SFLatticeIndex const& iLow, SFLatticeIndex const& iHigh) {
+        auto const point = [this](SFLatticeIndex const& iAt) {
+          auto const& [i, j, k] = iAt;
+          return ZULMathPoint{_frame.origin[0] + static_cast<double>(i) * _frame.voxel,
+                              _frame.origin[1] + static_cast<double>(j) * _frame.voxel,
+                              _frame.origin[2] + static_cast<double>(k) * _frame.voxel};
+        };
+        return ZULMathBox{point(iLow), point(iHigh)};
+      },
+      iOptions);
+  double const halfBand = _band.limit / (_frame.voxel * _band.steepness);
+  double const slab = double{sizeof(float)} * x * y * iSlices;
+  RequireMemory(iOptions, slab + vertices * halfBand * bytesPerVertex,
+                "the narrow band of " + std::to_string(x) + " x " + std::to_string(y) + " x " + std::to_string(z) +
+                    " points");
 }
 
 void SFVolumeSampler::Sample(std::uint32_t iBegin, std::uint32_t iEnd, std::span<float> oValues)

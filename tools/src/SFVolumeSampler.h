@@ -31,6 +31,9 @@ public:
                   SFVolumeOptions const& iOptions, SFProfilerItf* iSlabProfiler = nullptr);
 
   SFVolumeBand const& GetBand() const { return _band; }
+  /// SFMemoryLimit where the band of a VDB file, by an estimate of the surface, and a slab of so many slices beside it would
+  /// take more memory than there is.
+  void RequireRoomForBand(std::uint32_t iSlices, SFWorkOptions const& iOptions) const;
   /// The slices from `iBegin` to before `iEnd`.
   void Sample(std::uint32_t iBegin, std::uint32_t iEnd, std::span<float> oValues);
   /// What was found out, of the slabs that have been sampled.
