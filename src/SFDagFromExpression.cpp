@@ -63,11 +63,13 @@ struct ReadNode
 /// deep, so what most of them do not need is kept apart.
 struct OpenNode
 {
-  SFNodeType type = SFNodeType::NONE;
-  int rank = -1; ///< the running counter, as the right operand gets it; then as the left one has left it
+  OpenNode(SFNodeType iType, int iRank, bool iHasDetails) : type(iType), rank(iRank), hasDetails(iHasDetails) {}
+
+  SFNodeType type;
+  int rank; ///< the running counter, as the right operand gets it; then as the left one has left it
   SFHashConsing::Number lhs = SFHashConsing::None; ///< of the left operand, where it has one
   bool leftRead = false;
-  bool hasDetails = false;
+  bool hasDetails;
 };
 
 /// What only some open nodes have.
@@ -396,14 +398,11 @@ bool Builder::FillGuidedTransform(SFGCGuidedTransform& ioTransform, std::string 
 /// False when the node fails before its operands are read; its lines have then been written.
 bool Builder::OpenNodeWithOperands(SFToken const& iToken)
 {
-  OpenNode open;
-  open.type = iToken.type;
-  open.rank = _rank;
   if (IsOperator(iToken.type) && _observer == nullptr) {
-    _openNodes.push_back(open);
+    _openNodes.emplace_back(iToken.type, _rank, false);
     return true;
   }
-  open.hasDetails = true;
+  OpenNode open(iToken.type, _rank, true);
   OpenDetails details;
   details.token = iToken;
   switch (iToken.type) {
@@ -457,10 +456,11 @@ void Builder::KeepLeft(OpenNode& ioOpen, ReadNode iLhs)
 /// The node of the innermost open one, which is no longer open then.
 ReadNode Builder::CloseLast(ReadNode iLast)
 {
-  OpenNode const open = _openNodes.back();
-  ReadNode read = Close(open, open.hasDetails ? &_details.back() : nullptr, std::move(iLast));
+  OpenNode const& open = _openNodes.back();
+  bool const hasDetails = open.hasDetails;
+  ReadNode read = Close(open, hasDetails ? &_details.back() : nullptr, std::move(iLast));
   _openNodes.pop_back();
-  if (open.hasDetails)
+  if (hasDetails)
     _details.pop_back();
   return read;
 }
@@ -500,13 +500,13 @@ ReadNode Builder::BuildUnaryOpFromExpression(SFNodeType iType, OpenDetails* ioDe
     return {};
   }
   ReadNode read;
-  read.operands.lhs = DeDuplicate(iLhs);
+  read.operands = SFHashConsing::Operands(DeDuplicate(iLhs));
   int const rank = _rank++;
   if (ioDetails == nullptr || ioDetails->node == nullptr)
     read.number = _canonicalNodes.OperatorOver(read.operands, iType, rank);
   else {
     read.node = std::move(ioDetails->node);
-    read.node->SetLhs(_canonicalNodes.At(read.operands.lhs));
+    read.node->SetLhs(_canonicalNodes.At(read.operands.Lhs()));
     read.node->SetRank(rank);
     Made(read, ioDetails->token);
   }
@@ -524,14 +524,14 @@ ReadNode Builder::BuildBinaryOpFromExpression(OpenNode const& iOpen, OpenDetails
   if (!hasLhs || iRhs.IsNull())
     return {};
   ReadNode read;
-  read.operands.lhs = iOpen.lhs != SFHashConsing::None ? iOpen.lhs : DeDuplicate(ioDetails->lhs);
-  read.operands.rhs = DeDuplicate(iRhs);
+  SFHashConsing::Number const lhs = iOpen.lhs != SFHashConsing::None ? iOpen.lhs : DeDuplicate(ioDetails->lhs);
+  read.operands = SFHashConsing::Operands(lhs, DeDuplicate(iRhs));
   int const rank = std::max(iOpen.rank, _rank);
   _rank = rank + 1;
   if (iOpen.type != SFNodeType::BLEND)
     read.number = _canonicalNodes.OperatorOver(read.operands, iOpen.type, rank);
   else {
-    SFOp op(iOpen.type, _canonicalNodes.At(read.operands.lhs), _canonicalNodes.At(read.operands.rhs));
+    SFOp op(iOpen.type, _canonicalNodes.At(read.operands.Lhs()), _canonicalNodes.At(read.operands.Rhs()));
     op.SetRank(rank);
     read.node = std::make_shared<SFBlendNode>(op, ioDetails->token.value);
     Made(read, ioDetails->token);

@@ -36,11 +36,19 @@ public:
 
   explicit SFHashConsing(SFNodeEquality iEquality = SFNodeEquality::EStructural) : _equality(iEquality) {}
 
-  /// The numbers that the operands of a node were given.
-  struct Operands
+  /// The numbers that the operands of a node were given, in one word.
+  class Operands
   {
-    Number lhs = None;
-    Number rhs = None;
+  public:
+    Operands() = default;
+    explicit Operands(Number iLhs, Number iRhs = None) : _both(std::uint64_t{iLhs} << 32 | iRhs) {}
+
+    Number Lhs() const { return static_cast<Number>(_both >> 32); }
+    Number Rhs() const { return static_cast<Number>(_both); }
+    std::uint64_t Both() const { return _both; }
+
+  private:
+    std::uint64_t _both = UINT64_MAX;
   };
 
   /// Replaces `ioNode` by the same node met before, or takes it as the one to keep. Returns the number of that one.
@@ -84,12 +92,11 @@ public:
 
 private:
   /// All that tells an operator, a coordinate or a constant from others; the detail is the numbers of the operands or
-  /// the bits of the constant.
+  /// the bits of the constant, the kind is type and rank.
   struct Key
   {
     std::uint64_t detail = 0;
-    SFNodeType type = SFNodeType::NONE;
-    std::int32_t rank = -1;
+    std::uint64_t kind = UINT64_MAX;
     std::uint32_t hash = 0;
 
     bool operator==(Key const&) const = default;
@@ -103,6 +110,8 @@ private:
   /// One line of the cache.
   struct alignas(64) Canonical
   {
+    Canonical(NodePtr iNode, Key const& iKey) : node(std::move(iNode)), key{iKey.detail, iKey.kind, iKey.hash} {}
+
     NodePtr node;
     Key key;
     std::array<Entry, 3> users; ///< nodes of which this is the newer operand
@@ -115,14 +124,14 @@ private:
   /// Of a node that has operands.
   static Number NewestOf(Operands iOperands)
   {
-    return iOperands.rhs == None ? iOperands.lhs : std::max(iOperands.lhs, iOperands.rhs);
+    return iOperands.Rhs() == None ? iOperands.Lhs() : std::max(iOperands.Lhs(), iOperands.Rhs());
   }
 
   template <class IsSame>
   Entry& FindOrReserve(Operands iOperands, std::uint32_t iHash, IsSame iIsSame);
   template <class Make>
   Number FindOrMake(Operands iOperands, Key const& iKey, Make iMake);
-  Number Insert(NodePtr iNode, Key const& iKey);
+  Number Insert(NodePtr&& ioNode, Key const& iKey);
   void Grow();
 
   static std::size_t IndexOf(SFNodeType iCoordinate)

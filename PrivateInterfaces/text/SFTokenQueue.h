@@ -82,17 +82,17 @@ private:
     SFNodeType const after = At(part.last + 1).token.type;
     SFNodeType const before = At(part.first - 1).token.type;
     SFNodeType type = before;
-    SFHashConsing::Operands operands{part.number};
+    SFHashConsing::Operands operands(part.number);
     std::size_t first = part.first - 1;
     std::size_t last = part.last;
     if (IsCoordinate(before)) {
       type = At(--first).token.type;
-      operands = {_canonicalNodes.NumberOfCoordinate(before), part.number};
+      operands = SFHashConsing::Operands(_canonicalNodes.NumberOfCoordinate(before), part.number);
     } else if (ArityOf(type) == 2 && IsCoordinate(after)) {
-      operands.rhs = _canonicalNodes.NumberOfCoordinate(after);
+      operands = SFHashConsing::Operands(part.number, _canonicalNodes.NumberOfCoordinate(after));
       ++last;
     }
-    bool const isUnary = operands.rhs == SFHashConsing::None;
+    bool const isUnary = operands.Rhs() == SFHashConsing::None;
     part.isWhole = ArityOf(type) != (isUnary ? 1 : 2);
     if (part.isWhole)
       return;
@@ -113,7 +113,8 @@ private:
       return;
     SFNodeType const type = At(first.first - 1).token.type;
     if (ArityOf(type) == 2)
-      _canonicalNodes.ExpectUserOf({first.number, second.number}, type, std::max(first.rank, second.rank) + 1);
+      _canonicalNodes.ExpectUserOf(SFHashConsing::Operands(first.number, second.number), type,
+                                   std::max(first.rank, second.rank) + 1);
   }
 
   static int ArityOf(SFNodeType iType) { return IsOperator(iType) ? OperatorRow(iType).arity : 0; }

@@ -212,13 +212,13 @@ NodePtr SFTextRoundTrip::Read()
     if (arity > 0) {
       Entry const& lhs = ReadOperand(written->GetLhs());
       node->SetLhs(lhs.node);
-      read.operands.lhs = lhs.number;
+      read.operands = SFHashConsing::Operands(lhs.number);
       rank = node->GetLhs()->GetRank() + 1;
     }
     if (arity > 1) {
       Entry const& rhs = ReadOperand(written->GetRhs());
       node->SetRhs(rhs.node);
-      read.operands.rhs = rhs.number;
+      read.operands = SFHashConsing::Operands(read.operands.Lhs(), rhs.number);
       rank = std::max(rank, node->GetRhs()->GetRank() + 1);
     }
     if (_hasMergedOthers)

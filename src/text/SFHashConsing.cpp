@@ -53,13 +53,13 @@ bool SFHashConsing::AreSame(SFDagNode const& iA, SFDagNode const& iB) const
 
 SFHashConsing::Key SFHashConsing::KeyOf(SFNodeType iType, int iRank, std::uint64_t iDetail)
 {
-  std::uint64_t const head = static_cast<std::uint64_t>(iType) << 32 | static_cast<std::uint32_t>(iRank);
-  return {iDetail, iType, iRank, static_cast<std::uint32_t>(Mix(Mix(head, 0x9E3779B97F4A7C15ULL), iDetail))};
+  std::uint64_t const kind = static_cast<std::uint64_t>(iType) << 32 | static_cast<std::uint32_t>(iRank);
+  return {iDetail, kind, static_cast<std::uint32_t>(Mix(Mix(kind, 0x9E3779B97F4A7C15ULL), iDetail))};
 }
 
 SFHashConsing::Key SFHashConsing::KeyOf(SFNodeType iType, int iRank, Operands iOperands)
 {
-  return KeyOf(iType, iRank, std::uint64_t{iOperands.lhs} << 32 | iOperands.rhs);
+  return KeyOf(iType, iRank, iOperands.Both());
 }
 
 // ---- memory asked for ahead ---------------------------------------------------------------------------------------
@@ -77,13 +77,17 @@ void SFHashConsing::ExpectConstant(std::uint32_t iHash) const
 
 SFHashConsing::Number SFHashConsing::ExpectUsersOfConstant(std::uint32_t iHash) const
 {
-  if (_table.empty())
-    return None;
-  Entry const& entry = _table[iHash & (_table.size() - 1)];
-  if (entry.number == None || entry.hash != iHash)
-    return None;
-  ExpectUsers(entry.number);
-  return entry.number;
+  constexpr std::size_t most = 8; // entries of a line
+  for (std::size_t i = 0; i < most && !_table.empty(); ++i) {
+    Entry const& entry = _table[(iHash + i) & (_table.size() - 1)];
+    if (entry.number == None)
+      return None;
+    if (entry.hash == iHash) {
+      ExpectUsers(entry.number);
+      return entry.number;
+    }
+  }
+  return None;
 }
 
 SFHashConsing::Number SFHashConsing::ExpectUsersOfOperator(Number iNewer, Operands iOperands, SFNodeType iType,
@@ -117,7 +121,7 @@ SFHashConsing::Entry& SFHashConsing::FindOrReserve(Operands iOperands, std::uint
   auto const isIn = [&](Entry const& iEntry) {
     return iEntry.number == None || (iEntry.hash == iHash && iIsSame(CanonicalAt(iEntry.number)));
   };
-  if (iOperands.lhs != None)
+  if (iOperands.Lhs() != None)
     for (Entry& user : CanonicalAt(NewestOf(iOperands)).users)
       if (isIn(user))
         return user;
@@ -155,13 +159,13 @@ SFHashConsing::Number SFHashConsing::FindOrMake(Operands iOperands, Key const& i
   return place.number;
 }
 
-SFHashConsing::Number SFHashConsing::Insert(NodePtr iNode, Key const& iKey)
+SFHashConsing::Number SFHashConsing::Insert(NodePtr&& ioNode, Key const& iKey)
 {
   Location const location = LocationOf(_count);
   auto& block = _canonical[location.block];
   if (block.empty())
     block.reserve(FirstBlock << location.block);
-  block.push_back({std::move(iNode), iKey, {}});
+  block.emplace_back(std::move(ioNode), iKey);
   return _count++;
 }
 
@@ -171,7 +175,7 @@ SFHashConsing::Number SFHashConsing::OperatorOver(Operands iOperands, SFNodeType
 {
   return FindOrMake(iOperands, KeyOf(iType, iRank, iOperands), [&] {
     auto const operand = [this](Number iNumber) { return iNumber != None ? At(iNumber) : nullptr; };
-    auto node = _pool.Make<SFOp>(iType, operand(iOperands.lhs), operand(iOperands.rhs));
+    auto node = _pool.Make<SFOp>(iType, operand(iOperands.Lhs()), operand(iOperands.Rhs()));
     node->SetRank(iRank);
     return node;
   });
@@ -201,7 +205,7 @@ SFHashConsing::Number SFHashConsing::DeDuplicate(NodePtr& ioNode, Operands iOper
     Entry& place =
         FindOrReserve(iOperands, hash, [&](Canonical const& iCanonical) { return AreSame(*ioNode, *iCanonical.node); });
     if (place.number == None)
-      place = {hash, Insert(ioNode, {})};
+      place = {hash, Insert(NodePtr(ioNode), {})};
     number = place.number;
   }
   ioNode = At(number);
