@@ -7,6 +7,7 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <map>
 
 namespace SF {
 namespace {
@@ -17,7 +18,7 @@ std::uint32_t SkySide(std::uint32_t iPixels) { return std::clamp(iPixels / 4, 48
 
 constexpr std::uint32_t ExtentSide = 128;
 constexpr std::size_t SkyLights = 64;
-constexpr std::uint32_t TileSide = 64;
+constexpr std::uint32_t TileSide = 80;
 constexpr double KeySpread = 0.09; ///< half of the angle that the key light fills
 constexpr SFVector3 SkyColour{0.92, 0.98, 1.06};
 constexpr SFVector3 GroundColour{0.52, 0.47, 0.43};
@@ -54,24 +55,47 @@ std::array<SFVector3, Taps> DiskPoints()
   return points;
 }
 
+/// A tile of each of some maps, whose rays go through the pieces together: a piece has few rays of one map.
+struct Bundle
+{
+  std::vector<SFLightMap*> maps;
+  std::size_t tile;
+};
+
+std::vector<Bundle> BundlesOf(std::vector<SFLightMap>& ioMaps)
+{
+  std::map<std::array<std::uint32_t, 2>, std::vector<SFLightMap*>> kinds;
+  for (SFLightMap& map : ioMaps)
+    kinds[map.KindOfTrace()].push_back(&map);
+  std::vector<Bundle> bundles;
+  for (auto const& kind : kinds)
+    for (std::size_t tile = 0; tile < kind.second.front()->TileCount(); ++tile)
+      bundles.push_back({kind.second, tile});
+  return bundles;
+}
+
+void Trace(Bundle const& iBundle, SFRayTracer& ioTracer)
+{
+  std::vector<SFTraceTask> tasks;
+  for (SFLightMap const* const map : iBundle.maps)
+    tasks.push_back(map->TaskOf(iBundle.tile));
+  std::span<SFTracedRay const> rays = ioTracer.Trace(tasks);
+  for (std::size_t i = 0; i < tasks.size(); ++i) {
+    iBundle.maps[i]->Take(iBundle.tile, rays.first(tasks[i].RayCount()));
+    rays = rays.subspan(tasks[i].RayCount());
+  }
+}
+
 void TraceMaps(std::vector<SFLightMap>& ioMaps, SFBricks const& iBricks, SFClipRegion const& iRegion,
                SFWorkOptions const& iOptions, SFProgress const& iProgress)
 {
-  struct Tile
-  {
-    SFLightMap* map;
-    std::size_t number;
-  };
-  std::vector<Tile> tiles;
-  for (SFLightMap& map : ioMaps)
-    for (std::size_t i = 0; i < map.TileCount(); ++i)
-      tiles.push_back({&map, i});
+  std::vector<Bundle> const bundles = BundlesOf(ioMaps);
   std::vector<SFRayTracer> tracers(ThreadsOf(iOptions),
                                    SFRayTracer(iBricks, iRegion, iOptions, SFTraceQuality::Shadow));
-  ForEach(tiles.size(), iOptions, [&](std::size_t iIndex, unsigned int iWorker) {
-    tiles[iIndex].map->TraceTile(tracers[iWorker], tiles[iIndex].number);
+  ForEach(bundles.size(), iOptions, [&](std::size_t iIndex, unsigned int iWorker) {
+    Trace(bundles[iIndex], tracers[iWorker]);
     if (iWorker == 0)
-      iProgress.Report(static_cast<double>(iIndex + 1) / static_cast<double>(tiles.size()));
+      iProgress.Report(static_cast<double>(iIndex + 1) / static_cast<double>(bundles.size()));
   });
 }
 
@@ -98,19 +122,35 @@ std::size_t SFLightMap::TileCount() const
   return along * along;
 }
 
-void SFLightMap::TraceTile(SFRayTracer& ioTracer, std::size_t iTile)
+SFTraceTask SFLightMap::TaskOf(std::size_t iTile) const
 {
   std::uint32_t const along = (_side + TileSide - 1) / TileSide;
   std::uint32_t const left = static_cast<std::uint32_t>(iTile % along) * TileSide;
   std::uint32_t const top = static_cast<std::uint32_t>(iTile / along) * TileSide;
   std::uint32_t const columns = std::min(TileSide, _side - left);
   std::uint32_t const rows = std::min(TileSide, _side - top);
-  auto const& rays =
-      ioTracer.Trace(_view, {double(left), double(top), double(left + columns), double(top + rows)}, columns, rows);
-  for (std::uint32_t row = 0; row < rows; ++row)
-    for (std::uint32_t column = 0; column < columns; ++column)
-      _depths[std::size_t{top + row + 1} * (_side + 2) + left + column + 1] =
-          static_cast<float>(rays[std::size_t{row} * columns + column].depth);
+  return {&_view, {double(left), double(top), double(left + columns), double(top + rows)}, columns, rows};
+}
+
+void SFLightMap::Take(std::size_t iTile, std::span<SFTracedRay const> iRays)
+{
+  SFTraceTask const task = TaskOf(iTile);
+  auto const left = static_cast<std::size_t>(task.range.left);
+  auto const top = static_cast<std::size_t>(task.range.top);
+  for (std::uint32_t row = 0; row < task.rows; ++row)
+    for (std::uint32_t column = 0; column < task.columns; ++column)
+      _depths[(top + row + 1) * (_side + 2) + left + column + 1] =
+          static_cast<float>(iRays[std::size_t{row} * task.columns + column].depth);
+}
+
+/// Their size, and the octant of their light, by which pieces are ordered.
+std::array<std::uint32_t, 2> SFLightMap::KindOfTrace() const
+{
+  SFVector3 const& forward = Projection().Forward();
+  std::uint32_t octant = 0;
+  for (std::size_t axis = 0; axis < 3; ++axis)
+    octant |= forward[axis] < 0.0 ? 1U << axis : 0U;
+  return {_side, octant};
 }
 
 void SFLightMap::AddSeenPoints(std::vector<SFVector3>& ioPoints) const

@@ -3,7 +3,9 @@
 #include "SFRayTracer.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 namespace SF {
@@ -16,7 +18,11 @@ public:
 
   /// Tiles in which it is traced, in any order, by any thread.
   std::size_t TileCount() const;
-  void TraceTile(SFRayTracer& ioTracer, std::size_t iTile);
+  SFTraceTask TaskOf(std::size_t iTile) const;
+  /// The rays of a tile, traced.
+  void Take(std::size_t iTile, std::span<SFTracedRay const> iRays);
+  /// The same for maps of which a tile of each can be traced together.
+  std::array<std::uint32_t, 2> KindOfTrace() const;
 
   SFVector3 const& TowardsLight() const { return _towardsLight; }
   SFProjection const& Projection() const { return _view.Projection(); }

@@ -37,62 +37,68 @@ SFTracedView::SFTracedView(SFBricks const& iBricks, SFProjection const& iProject
     _frontToBack.push_back({iProjection.Cover(iBricks.Pieces()[piece].box), piece});
 }
 
-std::vector<SFTracedRay>& SFRayTracer::Trace(SFTracedView const& iView, SFPixelRange const& iRange,
-                                             std::uint32_t iColumns, std::uint32_t iRows)
+std::vector<SFTracedRay>& SFRayTracer::Trace(std::span<SFTraceTask const> iTasks)
 {
-  _projection = &iView.Projection();
-  _columns = iColumns;
-  _rows = iRows;
-  Start(iRange);
-  for (auto const& [cover, number] : iView.FrontToBack()) {
-    if (_openCount == 0)
-      break;
-    if (!cover.Meets(iRange))
+  _rays.clear();
+  _isOpen.clear();
+  _openCount = 0;
+  for (SFTraceTask const& task : iTasks)
+    Start(task);
+  std::size_t const pieces = iTasks.front().view->FrontToBack().size();
+  for (std::size_t i = 0; i < pieces && _openCount > 0; ++i) {
+    SFBrick const& piece = _bricks.Pieces()[iTasks.front().view->FrontToBack()[i].piece];
+    _active.clear();
+    std::size_t firstRay = 0;
+    for (SFTraceTask const& task : iTasks) {
+      SFPixelRange const& cover = task.view->FrontToBack()[i].range;
+      if (cover.Meets(task.range))
+        Enter(piece, cover, task, firstRay);
+      firstRay += task.RayCount();
+    }
+    if (_active.empty())
       continue;
     ThrowIfCancelled(_options);
-    SFBrick const& piece = _bricks.Pieces()[number];
-    Enter(piece, cover);
-    if (!_active.empty())
-      TraceIn(piece);
+    TraceIn(piece);
   }
   return _rays;
 }
 
-void SFRayTracer::Start(SFPixelRange const& iRange)
+void SFRayTracer::Start(SFTraceTask const& iTask)
 {
-  _range = iRange;
-  _rays.clear();
-  _isOpen.assign(std::size_t{_columns} * _rows, 0);
-  double const width = (iRange.right - iRange.left) / _columns;
-  double const height = (iRange.bottom - iRange.top) / _rows;
-  for (std::uint32_t row = 0; row < _rows; ++row)
-    for (std::uint32_t column = 0; column < _columns; ++column) {
-      SFTracedRay traced;
-      traced.ray = _projection->RayAt(iRange.left + (column + 0.5) * width, iRange.top + (row + 0.5) * height);
-      traced.span = _region.Clip(traced.ray, _projection->Nearest());
+  SFProjection const& projection = iTask.view->Projection();
+  SFPixelRange const& range = iTask.range;
+  double const width = (range.right - range.left) / iTask.columns;
+  double const height = (range.bottom - range.top) / iTask.rows;
+  for (std::uint32_t row = 0; row < iTask.rows; ++row)
+    for (std::uint32_t column = 0; column < iTask.columns; ++column) {
+      SFTracedRay& traced = _rays.emplace_back();
+      traced.ray = projection.RayAt(range.left + (column + 0.5) * width, range.top + (row + 0.5) * height);
+      traced.projection = &projection;
+      traced.span = _region.Clip(traced.ray, projection.Nearest());
       traced.depth = Infinity;
-      _isOpen[_rays.size()] = traced.span.begin <= traced.span.end;
-      _rays.push_back(traced);
+      bool const isOpen = traced.span.begin <= traced.span.end;
+      _isOpen.push_back(isOpen ? 1 : 0);
+      _openCount += isOpen ? 1 : 0;
     }
-  _openCount = static_cast<std::size_t>(std::count(_isOpen.begin(), _isOpen.end(), 1));
 }
 
-/// Makes the rays that may meet a piece active.
-void SFRayTracer::Enter(SFBrick const& iPiece, SFPixelRange const& iCover)
+/// Makes the rays of a task that may meet a piece active.
+void SFRayTracer::Enter(SFBrick const& iPiece, SFPixelRange const& iCover, SFTraceTask const& iTask,
+                        std::size_t iFirstRay)
 {
   auto const clamped = [](double iPlace, std::uint32_t iMost) {
     return static_cast<std::uint32_t>(std::clamp(iPlace, 0.0, static_cast<double>(iMost)));
   };
-  double const perColumn = _columns / (_range.right - _range.left);
-  double const perRow = _rows / (_range.bottom - _range.top);
+  double const perColumn = iTask.columns / (iTask.range.right - iTask.range.left);
+  double const perRow = iTask.rows / (iTask.range.bottom - iTask.range.top);
   // Rays stand in the middle of their cells.
-  std::uint32_t const left = clamped(std::floor((iCover.left - _range.left) * perColumn), _columns);
-  std::uint32_t const right = clamped(std::ceil((iCover.right - _range.left) * perColumn), _columns);
-  std::uint32_t const top = clamped(std::floor((iCover.top - _range.top) * perRow), _rows);
-  std::uint32_t const bottom = clamped(std::ceil((iCover.bottom - _range.top) * perRow), _rows);
-  _active.clear();
+  std::uint32_t const left = clamped(std::floor((iCover.left - iTask.range.left) * perColumn), iTask.columns);
+  std::uint32_t const right = clamped(std::ceil((iCover.right - iTask.range.left) * perColumn), iTask.columns);
+  std::uint32_t const top = clamped(std::floor((iCover.top - iTask.range.top) * perRow), iTask.rows);
+  std::uint32_t const bottom = clamped(std::ceil((iCover.bottom - iTask.range.top) * perRow), iTask.rows);
   for (std::uint32_t row = top; row < bottom; ++row)
-    for (std::uint32_t ray = row * _columns + left; ray < row * _columns + right; ++ray) {
+    for (std::uint32_t column = left; column < right; ++column) {
+      auto const ray = static_cast<std::uint32_t>(iFirstRay + std::size_t{row} * iTask.columns + column);
       if (_isOpen[ray] == 0)
         continue;
       SFTracedRay const& traced = _rays[ray];
@@ -151,7 +157,7 @@ void SFRayTracer::March(SFBrick const& iPiece)
   _walked.clear();
   if (iPiece.lipschitz == Infinity) {
     for (Active& active : _active)
-      active.step = 8.0 * _projection->PixelAt(std::abs(active.depth));
+      active.step = 8.0 * PixelAt(active.ray, active.depth);
     _walked.swap(_active);
   }
   while (!_active.empty()) {
@@ -178,7 +184,7 @@ void SFRayTracer::Advance(std::size_t iCount, double iLipschitz)
       continue;
     }
     double step = value / (iLipschitz * Norm(_rays[active.ray].ray.direction));
-    double const tolerance = ToleranceAt(active.depth);
+    double const tolerance = ToleranceAt(active.ray, active.depth);
     if (_quality == SFTraceQuality::Shadow)
       step = std::max(step, tolerance);
     if (std::isnan(value)) {
@@ -200,7 +206,7 @@ void SFRayTracer::AcceptNear(SFBrick const& iPiece)
     Active near = _near[i];
     SFVector3 const gradient{_gradients[3 * i], _gradients[3 * i + 1], _gradients[3 * i + 2]};
     SFVector3 const& direction = _rays[near.ray].ray.direction;
-    double const reach = 2.0 * ToleranceAt(near.depth);
+    double const reach = 2.0 * ToleranceAt(near.ray, near.depth);
     if (_values[i] <= reach * Norm(gradient) * Norm(direction)) {
       double const slope = -Dot(gradient, direction);
       double const rest = slope > 0.0 ? std::min(_values[i] / slope, reach) : 0.0;
@@ -223,7 +229,7 @@ void SFRayTracer::Slide(SFBrick const& iPiece)
       Active active = _active[i];
       double const slope = Norm({_gradients[3 * i], _gradients[3 * i + 1], _gradients[3 * i + 2]});
       double const distance = std::max(0.0, _values[i]) / (slope * Norm(_rays[active.ray].ray.direction));
-      double const tolerance = ToleranceAt(active.depth);
+      double const tolerance = ToleranceAt(active.ray, active.depth);
       if (distance <= tolerance)
         Hit(active.ray, active.depth);
       else if ((active.depth += std::fmax(0.7 * distance, tolerance)) < active.end)
@@ -255,7 +261,7 @@ void SFRayTracer::Walk(SFBrick const& iPiece, Active const& iActive)
       continue;
     }
     double depth = 0.0;
-    if (length > 2.0 * ToleranceAt(from))
+    if (length > 2.0 * ToleranceAt(iActive.ray, from))
       length *= 0.25;
     else if (IsHitIn(iPiece, ray, from, to, depth))
       return Hit(iActive.ray, depth);
@@ -305,7 +311,7 @@ void SFRayTracer::EvaluateHits(SFBrick const& iPiece)
     traced.value = _values[i];
     traced.gradient = {_gradients[3 * i], _gradients[3 * i + 1], _gradients[3 * i + 2]};
     bool const entersHere = traced.span.face >= 0 && traced.depth <= traced.span.begin;
-    double const half = 0.5 * _projection->PixelAt(std::abs(traced.depth));
+    double const half = 0.5 * PixelAt(_hits[i].ray, traced.depth);
     if (entersHere && traced.value < 0.0 && !(traced.value >= -half * Norm(traced.gradient)))
       traced.face = traced.span.face;
   }

@@ -2,7 +2,9 @@
 
 #include "SFBricks.h"
 
+#include <cmath>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 namespace SF {
@@ -28,16 +30,28 @@ private:
   std::vector<Covered> _frontToBack;
 };
 
+/// Rays through the middles of the cells that a part of a picture is divided into.
+struct SFTraceTask
+{
+  SFTracedView const* view;
+  SFPixelRange range;
+  std::uint32_t columns;
+  std::uint32_t rows;
+
+  std::size_t RayCount() const { return std::size_t{columns} * rows; }
+};
+
 /// A ray and the first surface on it.
 struct SFTracedRay
 {
   SFRay ray;
-  SFClipRegion::Span span{}; ///< what is looked at of it
-  double depth = 0.0;        ///< of the surface; infinite where there is none
-  double value = 0.0;        ///< of the field at the depth, when wanted
-  SFVector3 gradient{};      ///< of the field at the depth, when wanted
-  double curvature = 0.0;    ///< mean curvature of the surface, when wanted; NaN where there is none
-  int face = -1;             ///< the plane of the region that cuts the solid there; -1 for a surface of the field
+  SFProjection const* projection = nullptr; ///< that of its view
+  SFClipRegion::Span span{};                ///< what is looked at of it
+  double depth = 0.0;                       ///< of the surface; infinite where there is none
+  double value = 0.0;                       ///< of the field at the depth, when wanted
+  SFVector3 gradient{};                     ///< of the field at the depth, when wanted
+  double curvature = 0.0;                   ///< mean curvature of the surface, when wanted; NaN where there is none
+  int face = -1; ///< the plane of the region that cuts the solid there; -1 for a surface of the field
 };
 
 /// How exactly surfaces are found.
@@ -58,9 +72,9 @@ public:
   {
   }
 
-  /// Rays of places in a part of the picture; the result is valid until the next call.
-  std::vector<SFTracedRay>& Trace(SFTracedView const& iView, SFPixelRange const& iRange, std::uint32_t iColumns,
-                                  std::uint32_t iRows);
+  /// The rays of some tasks, of one after those of the other. They go through a piece together, so all views have the
+  /// pieces in one order. The result is valid until the next call.
+  std::vector<SFTracedRay>& Trace(std::span<SFTraceTask const> iTasks);
 
 private:
   /// A ray within a piece.
@@ -72,8 +86,8 @@ private:
     double step = 0.0; ///< a first guess of how far the surface is, by walking
   };
 
-  void Start(SFPixelRange const& iRange);
-  void Enter(SFBrick const& iPiece, SFPixelRange const& iCover);
+  void Start(SFTraceTask const& iTask);
+  void Enter(SFBrick const& iPiece, SFPixelRange const& iCover, SFTraceTask const& iTask, std::size_t iFirstRay);
   void TraceIn(SFBrick const& iPiece);
   void March(SFBrick const& iPiece);
   void Advance(std::size_t iCount, double iLipschitz);
@@ -85,22 +99,20 @@ private:
   void EvaluateHits(SFBrick const& iPiece);
   void EvaluateCurvatures(SFBrick const& iPiece);
   void Evaluate(SFBrick const& iPiece, std::vector<Active> const& iPlaces, bool iWithGradients);
-  double ToleranceAt(double iDepth) const
+  double ToleranceAt(std::uint32_t iRay, double iDepth) const
   {
     constexpr double ofPixel = 0.005;
     constexpr double ofShadow = 0.25;
-    return (_quality == SFTraceQuality::Shadow ? ofShadow : ofPixel) * _projection->PixelAt(std::abs(iDepth));
+    return (_quality == SFTraceQuality::Shadow ? ofShadow : ofPixel) * PixelAt(iRay, iDepth);
   }
+
+  double PixelAt(std::uint32_t iRay, double iDepth) const { return _rays[iRay].projection->PixelAt(std::abs(iDepth)); }
 
   SFBricks const& _bricks;
   SFClipRegion const& _region;
   SFWorkOptions const& _options;
   SFTraceQuality _quality;
-  SFProjection const* _projection = nullptr;
   std::vector<SFTracedRay> _rays;
-  SFPixelRange _range;
-  std::uint32_t _columns = 0;
-  std::uint32_t _rows = 0;
   std::size_t _openCount = 0; ///< rays that may still meet something
   std::vector<std::uint8_t> _isOpen;
   std::vector<Active> _active;

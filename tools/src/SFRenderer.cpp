@@ -105,7 +105,8 @@ void TraceTiles(Scene const& iScene, SFTracedView const& iView, SFTraceQuality i
     std::uint32_t const columns = std::min(TileSide, iOptions.width - left);
     std::uint32_t const rows = std::min(TileSide, iOptions.height - top);
     SFPixelRange const range{double(left), double(top), double(left + columns), double(top + rows)};
-    iTake(left, top, columns, rows, tracers[iWorker].Trace(iView, range, columns * iSamples, rows * iSamples));
+    SFTraceTask const task{&iView, range, columns * iSamples, rows * iSamples};
+    iTake(left, top, columns, rows, tracers[iWorker].Trace({&task, 1}));
     if (iWorker == 0)
       iProgress.Report(static_cast<double>(iIndex + 1) / static_cast<double>(count));
   });
@@ -195,9 +196,11 @@ SFShadingScales ProbeScales(Scene const& iScene, SFTracedView const& iView, SFRe
   double const aspect = AspectOf(iOptions);
   auto const along = [](double iShare) { return std::max(1U, static_cast<std::uint32_t>(ProbeSide * iShare)); };
   SFRayTracer tracer = iScene.Tracer(QualityOf(iOptions.mode));
-  auto const& rays = tracer.Trace(iView, {0.0, 0.0, double(iOptions.width), double(iOptions.height)},
-                                  along(std::min(1.0, aspect)), along(std::min(1.0, 1.0 / aspect)));
-  return ScalesOf(rays, iScene.Size(), iOptions.isoSpacing);
+  SFTraceTask const task{&iView,
+                         {0.0, 0.0, double(iOptions.width), double(iOptions.height)},
+                         along(std::min(1.0, aspect)),
+                         along(std::min(1.0, 1.0 / aspect))};
+  return ScalesOf(tracer.Trace({&task, 1}), iScene.Size(), iOptions.isoSpacing);
 }
 
 bool IsLit(SFRenderMode iMode) { return iMode == SFRenderMode::Shaded || iMode == SFRenderMode::Curvature; }
