@@ -178,6 +178,7 @@ class Files(SfdagTest):
                               "--size", "20000" if size[0] == "slice" else "16000x16000")
         self.assert_fails(1, "a.npy: No space left on device", "grid", "-x", "X", "--dims",
                   "1000000x10x1000000", "-s", "1", "-o", "a.npy")
+        self.assert_fails(3, "-e: voxel: too small a number for a .vdb; .*", "grid", "-e", "sphere(1e-5)", "-o", "a.vdb")
         half = self.run_tool("slice", "-e", "sqrt(x)", "-b", "-1,-1,-1,1,1,1", "-o", "a.png").stderr
         self.assertRegex(half.decode(), "-e: warning: 405000 of 810000 points have no value")
 

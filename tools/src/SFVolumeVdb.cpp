@@ -12,6 +12,7 @@
 #include <cmath>
 #include <ostream>
 #include <sstream>
+#include <stdexcept>
 #include <streambuf>
 #include <string>
 #include <vector>
@@ -132,6 +133,16 @@ public:
   }
 };
 
+/// OpenVDB wants volumes of voxels that are not next to 0, in whatever unit.
+openvdb::math::Transform::Ptr TransformFor(double iVoxel)
+{
+  try {
+    return openvdb::math::Transform::createLinearTransform(iVoxel);
+  } catch (openvdb::ArithmeticError const&) {
+    throw std::invalid_argument("voxel: too small a number for a .vdb; in a smaller unit it is larger");
+  }
+}
+
 /// A slab of slices at once: its blocks of 8 x 8 x 8 points become leaves where the band crosses them. The tree holds the
 /// masks of its leaves alone; their values are kept as the bytes that the file will have, a third of their size.
 class VdbWriter : public SFVolumeWriter
@@ -145,7 +156,7 @@ public:
     _grid = openvdb::FloatGrid::create(_background);
     _grid->setName(iOptions.name);
     _grid->setGridClass(openvdb::GRID_LEVEL_SET);
-    auto const transform = openvdb::math::Transform::createLinearTransform(iFrame.voxel);
+    auto const transform = TransformFor(iFrame.voxel);
     transform->postTranslate({iFrame.origin[0], iFrame.origin[1], iFrame.origin[2]});
     _grid->setTransform(transform);
     _grid->insertMeta("unit", openvdb::StringMetadata(std::string(SymbolOf(iOptions.unit))));
