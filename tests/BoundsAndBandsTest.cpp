@@ -122,13 +122,15 @@ TEST(LipschitzBounds, DoNotHoldForWhatPruningLeaves)
 }
 
 /// A range that reads coordinates twice is no wider than the slope allows, in a part of a part too, and holds all values.
+/// That of X plus and minus a sine is wider without its bound, that of a distance from a line far away without its slope.
 TEST(LipschitzBounds, NarrowIntervalsAndStayWithParts)
 {
-  std::string const stated = "+ e * f0.5 + X Y e * f-0.5 + X Y ";
-  std::string const found = "- r + + q - X * f0.6 + * f0.6 X * f0.8 Y q - Y * f0.8 + * f0.6 X * f0.8 Y q Z f0.1 ";
-  for (auto const& [text, bound] : {std::pair{stated, 2.0}, {found, 1.0}}) {
+  std::string const stated = "- + X s * f3 Y s * f3 Y ";
+  std::string const along = "+ * f0.6 X * f0.8 Y ";
+  std::string const found = "- r + + q - - X * f0.6 " + along + "f3.2 q - - Y * f0.8 " + along + "f-2.4 q Z f0.1 ";
+  for (auto const& [text, bound] : {std::pair{stated, 1.05}, {found, 1.0}}) {
     RootPtr const root = Build("U " + text + "f100 $");
-    SFLipschitzBound const known{root->GetLhs().get(), 2.0};
+    SFLipschitzBound const known{root->GetLhs().get(), bound};
     SFCompiledFieldOptions options = WithThreads(1);
     if (text == stated)
       options.lipschitzBounds = {&known, 1};
