@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <memory>
+#include <optional>
 #include <stdexcept>
 #include <vector>
 
@@ -20,12 +22,25 @@ constexpr SFNameTable<SFVolumeFormat, 5> Formats{
     {SFVolumeFormat::Npy, SFVolumeFormat::Raw, SFVolumeFormat::Nrrd, SFVolumeFormat::Vti, SFVolumeFormat::Vdb},
     {".npy", ".raw", ".nrrd", ".vti", ".vdb"}};
 
-std::unique_ptr<SFVolumeWriter> MakeWriter(SFGridFrame const& iFrame, SFVolumeFormat iFormat, SFVolumeBand const& iBand,
-                                           SFOutputFile& ioFile, SFVolumeOptions const& iOptions)
+/// A writer, and where it keeps what does not go into the file at once.
+class Writing
 {
-  return iFormat == SFVolumeFormat::Vdb ? MakeVdbWriter(iFrame, iBand, ioFile, iOptions)
-                                        : MakeDenseWriter(iFrame, iFormat, ioFile, iOptions);
-}
+public:
+  Writing(SFGridFrame const& iFrame, SFVolumeFormat iFormat, SFVolumeBand const& iBand, SFOutputFile& ioFile,
+          SFVolumeOptions const& iOptions)
+  {
+    if (iFormat == SFVolumeFormat::Vdb)
+      _writer = MakeVdbWriter(iFrame, iBand, ioFile, iOptions, _scratch.emplace(ioFile));
+    else
+      _writer = MakeDenseWriter(iFrame, iFormat, ioFile, iOptions);
+  }
+
+  SFVolumeWriter* operator->() const { return _writer.get(); }
+
+private:
+  std::optional<SFScratchFile> _scratch;
+  std::unique_ptr<SFVolumeWriter> _writer;
+};
 
 /// A field that has no text keeps the identity that is random.
 void TagVdb(SFField const& iField, SFGridFrame const& iFrame, SFOutputFile& ioFile, SFVolumeOptions const& iOptions)
@@ -52,7 +67,7 @@ SFVolumeReport WriteVolume(SFField const& iField, SFGridFrame const& iFrame, SFV
   SFVolumeSampler sampler(iField, iFrame, iFormat, iOptions);
   if (iFormat == SFVolumeFormat::Vdb)
     sampler.RequireRoomForBand(slices, iOptions);
-  auto const writer = MakeWriter(iFrame, iFormat, sampler.GetBand(), ioFile, iOptions);
+  Writing const writer(iFrame, iFormat, sampler.GetBand(), ioFile, iOptions);
   SampleSlabs(
       sampler, iFrame, 0, slices, iOptions,
       [&](std::uint32_t iBegin, std::uint32_t, std::span<float const> iValues) { writer->Add(iBegin, iValues); });
@@ -74,7 +89,7 @@ SFVolumeReport WriteVolume(std::span<float const> iValues, SFGridFrame const& iF
   if (iValues.size() != report.points)
     throw std::invalid_argument("values: not one for each point of the grid");
   SFVolumeBand const band = BandOf(iFrame, iFormat, iOptions, report.steepness);
-  auto const writer = MakeWriter(iFrame, iFormat, band, ioFile, iOptions);
+  Writing const writer(iFrame, iFormat, band, ioFile, iOptions);
   std::vector<float> limited;
   if (std::isfinite(band.limit)) {
     auto const limit = static_cast<float>(band.limit);

@@ -11,16 +11,15 @@
 #include <memory>
 #include <string>
 #include <utility>
-#include <vector>
 
 namespace SF {
 namespace {
 
-/// Where finished slabs go, so that they outlive the run.
-class SlabStore
+/// A file that is built by several runs.
+class LongRun
 {
 public:
-  virtual ~SlabStore() = default;
+  virtual ~LongRun() = default;
   /// The slices from `iBegin` on are done.
   virtual void Add(std::uint32_t iBegin, std::uint32_t iEnd, std::uint64_t iNans, std::span<float const> iValues) = 0;
   /// Makes the file whole, and tells how many points it holds.
@@ -28,11 +27,11 @@ public:
 };
 
 /// All values: the file itself holds them, under its name of unfinished days, and the journal says how far it is sound.
-class DenseStore : public SlabStore
+class DenseRun : public LongRun
 {
 public:
-  DenseStore(std::string const& iPath, SFGridFrame const& iFrame, SFVolumeFormat iFormat,
-             SFVolumeOptions const& iOptions, SFVolumeJournal& ioJournal)
+  DenseRun(std::string const& iPath, SFGridFrame const& iFrame, SFVolumeFormat iFormat, SFVolumeOptions const& iOptions,
+           SFVolumeJournal& ioJournal)
     : _journal(ioJournal), _points(iFrame.PointCount()), _header(DenseHeader(iFrame, iFormat, iOptions)),
       _end(DenseEnd(iFormat)),
       _file(iPath, SFOutputFile::Kept{ioJournal.GetSlices() == 0
@@ -72,7 +71,7 @@ private:
   {
     _file.Flush();
     if (_done > _journal.GetSlices())
-      _journal.Add(_done, std::exchange(_nans, 0), "");
+      _journal.AddFinished(_done, std::exchange(_nans, 0));
   }
 
   SFVolumeJournal& _journal;
@@ -85,28 +84,18 @@ private:
   Clock::time_point _last = Clock::now();
 };
 
-/// A band: the journal holds the slabs, most of which are runs of equal values, and the file is made of them in the end.
-class BandStore : public SlabStore
+/// A band: the journal holds the bytes of its slabs, and the file is made of them in the end.
+class BandRun : public LongRun
 {
 public:
-  BandStore(std::string const& iPath, SFGridFrame const& iFrame, SFVolumeBand const& iBand,
-            SFVolumeOptions const& iOptions, std::uint64_t iTag, SFVolumeJournal& ioJournal)
-    : _journal(ioJournal), _path(iPath), _tag(iTag), _slice(std::size_t{iFrame.dims[0]} * iFrame.dims[1]), _file(iPath),
-      _writer(MakeVdbWriter(iFrame, iBand, _file, iOptions))
+  BandRun(std::string const& iPath, SFGridFrame const& iFrame, SFVolumeBand const& iBand,
+          SFVolumeOptions const& iOptions, std::uint64_t iTag, SFVolumeJournal& ioJournal)
+    : _tag(iTag), _file(iPath), _writer(MakeVdbWriter(iFrame, iBand, _file, iOptions, ioJournal))
   {
-    std::vector<float> values;
-    ioJournal.Replay([&](std::uint32_t iBegin, std::uint32_t iEnd, std::string const& iBytes) {
-      ThrowIfCancelled(iOptions);
-      values.resize(_slice * (iEnd - iBegin));
-      if (!UnpackRuns(iBytes, values))
-        throw SFFileError(_path, "the journal of its slabs is damaged; remove it to begin anew");
-      _writer->Add(iBegin, values);
-    });
   }
 
-  void Add(std::uint32_t iBegin, std::uint32_t iEnd, std::uint64_t iNans, std::span<float const> iValues) override
+  void Add(std::uint32_t iBegin, std::uint32_t, std::uint64_t, std::span<float const> iValues) override
   {
-    _journal.Add(iEnd, iNans, PackRuns(iValues));
     _writer->Add(iBegin, iValues);
   }
 
@@ -119,10 +108,7 @@ public:
   }
 
 private:
-  SFVolumeJournal& _journal;
-  std::string _path;
   std::uint64_t _tag;
-  std::size_t _slice;
   SFOutputFile _file;
   std::unique_ptr<SFVolumeWriter> _writer;
 };
@@ -136,22 +122,22 @@ SFVolumeReport WriteVolumeResumably(SFField const& iField, SFGridFrame const& iF
   SFVolumeSampler sampler(iField, iFrame, iFormat, iOptions);
   std::string const key = VolumeKey(iField, iFrame, iFormat, iOptions);
   SFVolumeJournal journal(iPath + ".journal", key);
-  std::unique_ptr<SlabStore> store;
+  std::unique_ptr<LongRun> run;
   if (iFormat == SFVolumeFormat::Vdb)
-    store = std::make_unique<BandStore>(iPath, iFrame, sampler.GetBand(), iOptions, DigestOf(key), journal);
+    run = std::make_unique<BandRun>(iPath, iFrame, sampler.GetBand(), iOptions, DigestOf(key), journal);
   else
-    store = std::make_unique<DenseStore>(iPath, iFrame, iFormat, iOptions, journal);
+    run = std::make_unique<DenseRun>(iPath, iFrame, iFormat, iOptions, journal);
   std::uint64_t const nansBefore = journal.GetNans();
   std::uint64_t known = 0;
   SampleSlabs(sampler, iFrame, journal.GetSlices(), slices, iOptions,
               [&](std::uint32_t iBegin, std::uint32_t iEnd, std::span<float const> iValues) {
                 std::uint64_t const nans = sampler.GetReport().pointsWithoutValue;
-                store->Add(iBegin, iEnd, nans - std::exchange(known, nans), iValues);
+                run->Add(iBegin, iEnd, nans - std::exchange(known, nans), iValues);
               });
   SFVolumeReport report = sampler.GetReport();
   report.pointsWithoutValue += nansBefore;
   RequireValues(report);
-  report.activePoints = store->Finish();
+  report.activePoints = run->Finish();
   journal.Remove();
   return report;
 }

@@ -119,8 +119,8 @@ SFVolumeSampler::SFVolumeSampler(SFField const& iField, SFGridFrame const& iFram
 
 void SFVolumeSampler::RequireRoomForBand(std::uint32_t iSlices, SFWorkOptions const& iOptions) const
 {
-  // Measured with a gyroid: leaves with their compressed values, a voxel of the band on either side of the surface.
-  constexpr double bytesPerVertex = 5.0;
+  // Measured with a gyroid: leaves without their values, a voxel of the band on either side of the surface.
+  constexpr double bytesPerVertex = 1.0;
   auto const cells = [](std::uint32_t iCount) { return std::max(iCount, 2U) - 1; };
   auto const& [x, y, z] = _frame.dims;
   double const vertices = EstimateVertices(

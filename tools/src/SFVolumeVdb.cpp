@@ -10,11 +10,16 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
+#include <memory>
+#include <numeric>
 #include <ostream>
 #include <sstream>
 #include <stdexcept>
 #include <streambuf>
 #include <string>
+#include <string_view>
+#include <type_traits>
 #include <vector>
 
 namespace SF {
@@ -73,13 +78,47 @@ private:
   std::streamoff _end = 0;
 };
 
-/// Where the bytes of a leaf are: a row of leaves, and a part of its bytes.
+/// Where the bytes of a leaf are in the store.
 struct LeafPlace
 {
-  std::uint32_t row;
-  std::uint32_t begin;
+  std::uint64_t begin;
   std::uint32_t size;
 };
+
+/// A leaf without its values, as the store has it.
+struct LeafHead
+{
+  std::array<std::int32_t, 3> origin;
+  std::uint32_t size; ///< of its bytes
+  std::array<std::uint64_t, Leaf::NUM_VALUES / 64> mask;
+};
+using LeafMask = Leaf::NodeMaskType;
+static_assert(std::is_trivially_copyable_v<LeafHead> && sizeof(LeafHead::mask) == LeafMask::WORD_COUNT * 8);
+
+template <class Value>
+void Append(std::string& ioBytes, std::vector<Value> const& iValues)
+{
+  auto const count = static_cast<std::uint32_t>(iValues.size());
+  ioBytes.append(reinterpret_cast<char const*>(&count), sizeof count);
+  ioBytes.append(reinterpret_cast<char const*>(iValues.data()), count * sizeof(Value));
+}
+
+/// False where there are too few bytes.
+template <class Value>
+bool Take(std::string_view& ioBytes, std::vector<Value>& oValues)
+{
+  std::uint32_t count = 0;
+  if (ioBytes.size() < sizeof count)
+    return false;
+  std::memcpy(&count, ioBytes.data(), sizeof count);
+  ioBytes.remove_prefix(sizeof count);
+  if (ioBytes.size() / sizeof(Value) < count)
+    return false;
+  oValues.resize(count);
+  std::memcpy(oValues.data(), ioBytes.data(), count * sizeof(Value));
+  ioBytes.remove_prefix(count * sizeof(Value));
+  return true;
+}
 
 /// OpenVDB's own file class wants to open the file itself, and all values in memory when it begins.
 class Archive : public openvdb::io::Archive
@@ -100,10 +139,10 @@ public:
     openvdb::io::setGridBackgroundValuePtr(ioStream, &iGrid.background());
   }
 
-  /// Writes a file of one grid; `iWriteLeaf` gives the stream the bytes of each leaf, which are written last of all.
-  template <class WriteLeaf>
+  /// Writes a file of one grid; `iWriteLeaves` gives the stream the bytes of the leaves, which are written last of all.
+  template <class WriteLeaves>
   void WriteTo(std::ostream& ioStream, openvdb::FloatGrid const& iGrid, bool iIsSeekable,
-               WriteLeaf const& iWriteLeaf) const
+               WriteLeaves const& iWriteLeaves) const
   {
     auto const position = [&] { return iIsSeekable ? std::int64_t{ioStream.tellp()} : 0; };
     writeHeader(ioStream, iIsSeekable);
@@ -122,8 +161,7 @@ public:
     iGrid.writeTransform(ioStream);
     iGrid.writeTopology(ioStream);
     place.setBlockPos(position());
-    for (auto leaf = iGrid.tree().cbeginLeaf(); leaf; ++leaf)
-      iWriteLeaf(*leaf);
+    iWriteLeaves();
     place.setEndPos(position());
     if (iIsSeekable) {
       ioStream.seekp(placesAt);
@@ -143,13 +181,15 @@ openvdb::math::Transform::Ptr TransformFor(double iVoxel)
   }
 }
 
-/// A slab of slices at once: its blocks of 8 x 8 x 8 points become leaves where the band crosses them. The tree holds the
-/// masks of its leaves alone; their values are kept as the bytes that the file will have, a third of their size.
+/// A layer of blocks of 8 x 8 x 8 points at once: they become leaves where the band crosses them. The tree holds the masks of
+/// its leaves alone; the bytes that the file will have of their values wait in a store, as the file begins with the masks of
+/// all of them.
 class VdbWriter : public SFVolumeWriter
 {
 public:
-  VdbWriter(SFGridFrame const& iFrame, SFVolumeBand const& iBand, SFOutputFile& ioFile, SFVolumeOptions const& iOptions)
-    : _frame(iFrame), _limit(static_cast<float>(iBand.limit)), _scale(1.0 / iBand.steepness),
+  VdbWriter(SFGridFrame const& iFrame, SFVolumeBand const& iBand, SFOutputFile& ioFile, SFVolumeOptions const& iOptions,
+            SFSlabStore& ioStore)
+    : _store(ioStore), _frame(iFrame), _limit(static_cast<float>(iBand.limit)), _scale(1.0 / iBand.steepness),
       _background(static_cast<float>(iBand.limit * _scale)), _file(ioFile), _options(iOptions)
   {
     openvdb::initialize();
@@ -161,6 +201,11 @@ public:
     _grid->setTransform(transform);
     _grid->insertMeta("unit", openvdb::StringMetadata(std::string(SymbolOf(iOptions.unit))));
     _grid->insertMeta("steepness", openvdb::DoubleMetadata(iBand.steepness));
+    _store.Replay([this](std::string const& iLayer, std::uint64_t iAt) {
+      ThrowIfCancelled(_options);
+      if (!TakeLayer(iLayer, iAt))
+        throw SFFileError(_file.GetName(), "the journal of its slabs is damaged; remove it to begin anew");
+    });
   }
 
   void Add(std::uint32_t iFirst, std::span<float const> iValues) override
@@ -171,9 +216,10 @@ public:
       std::uint32_t const count = std::min(Side, slices - k);
       AddLayer(iFirst + k, iValues.subspan(k * slice, count * slice), count);
     }
-    // Leaves are all that grows. Without a limit of its own, the next slab must find room for as many again.
-    RequireMemory(_options, _options.maxMemory > 0.0 ? _bytes : _bytes - _checkedBytes, "the narrow band");
-    _checkedBytes = _bytes;
+    // Leaves without values are all that grows. Without a limit of its own, the next slab must find room for as many again.
+    double const bytes = static_cast<double>(_places.size()) * (sizeof(Leaf) + sizeof(LeafPlace));
+    RequireMemory(_options, _options.maxMemory > 0.0 ? bytes : bytes - _checkedBytes, "the narrow band");
+    _checkedBytes = bytes;
   }
 
   std::uint64_t Finish() override
@@ -190,11 +236,7 @@ public:
     std::ostream stream(&buffer);
     stream.exceptions(std::ios_base::badbit | std::ios_base::failbit); // those of the buffer go through
     try {
-      _archive.WriteTo(stream, *_grid, !_file.GetTemporaryPath().empty(), [&](Leaf const& iLeaf) {
-        ThrowIfCancelled(_options);
-        LeafPlace const& place = _places[iLeaf.transientData()];
-        stream.write(_rows[place.row].data() + place.begin, place.size);
-      });
+      _archive.WriteTo(stream, *_grid, !_file.GetTemporaryPath().empty(), [&] { WriteLeaves(stream); });
     } catch (openvdb::Exception const& error) {
       throw SFFileError(_file.GetName(), error.what());
     }
@@ -202,11 +244,10 @@ public:
   }
 
 private:
-  /// What the blocks of a row have become: leaves without values, and the bytes of each of these.
+  /// What the blocks of a row have become: leaves, and the bytes of their values, one leaf after the other.
   struct Row
   {
-    std::vector<std::unique_ptr<Leaf>> leaves;
-    std::vector<std::uint32_t> sizes;
+    std::vector<LeafHead> leaves;
     std::string bytes;
     std::vector<openvdb::Coord> inside;
   };
@@ -223,24 +264,91 @@ private:
                  iValues, rows[iRow], stream);
       rows[iRow].bytes = stream.str();
     });
-    for (Row& row : rows)
-      TakeRow(row);
+    std::string const layer = Packed(rows);
+    if (!TakeLayer(layer, _store.Add(iK + iSlices, layer)))
+      throw std::logic_error("a layer of a band that is not read as it was written");
   }
 
-  void TakeRow(Row& ioRow)
+  static std::string Packed(std::vector<Row> const& iRows)
   {
-    openvdb::FloatGrid::Accessor accessor = _grid->getAccessor();
-    std::uint32_t begin = 0;
-    for (std::size_t i = 0; i < ioRow.leaves.size(); ++i) {
-      ioRow.leaves[i]->setTransientData(static_cast<openvdb::Index32>(_places.size()));
-      _places.push_back({static_cast<std::uint32_t>(_rows.size()), begin, ioRow.sizes[i]});
-      begin += ioRow.sizes[i];
-      accessor.addLeaf(ioRow.leaves[i].release());
+    Row all;
+    for (Row const& row : iRows) {
+      all.leaves.insert(all.leaves.end(), row.leaves.begin(), row.leaves.end());
+      all.inside.insert(all.inside.end(), row.inside.begin(), row.inside.end());
     }
-    for (openvdb::Coord const& at : ioRow.inside)
+    Append(all.bytes, all.leaves);
+    Append(all.bytes, all.inside);
+    for (Row const& row : iRows)
+      all.bytes += row.bytes;
+    return std::move(all.bytes);
+  }
+
+  /// Takes the leaves of a layer that begins at a place in the store into the tree; false for bytes that are none.
+  bool TakeLayer(std::string_view iLayer, std::uint64_t iAt)
+  {
+    std::string_view bytes = iLayer;
+    std::vector<LeafHead> leaves;
+    std::vector<openvdb::Coord> inside;
+    if (!Take(bytes, leaves) || !Take(bytes, inside))
+      return false;
+    std::uint64_t begin = iAt + (iLayer.size() - bytes.size());
+    openvdb::FloatGrid::Accessor accessor = _grid->getAccessor();
+    for (LeafHead const& head : leaves) {
+      auto leaf = std::make_unique<Leaf>(openvdb::PartialCreate(), openvdb::Coord(head.origin.data()));
+      LeafMask mask;
+      for (openvdb::Index word = 0; word < head.mask.size(); ++word)
+        mask.getWord<std::uint64_t>(word) = head.mask[word];
+      leaf->setValueMask(mask);
+      leaf->setTransientData(static_cast<openvdb::Index32>(_places.size()));
+      _places.push_back({begin, head.size});
+      begin += head.size;
+      accessor.addLeaf(leaf.release());
+    }
+    for (openvdb::Coord const& at : inside)
       accessor.addTile(1, at, -_background, false);
-    _bytes += static_cast<double>(ioRow.leaves.size() * (sizeof(Leaf) + sizeof(LeafPlace)) + ioRow.bytes.size());
-    _rows.push_back(std::move(ioRow.bytes));
+    return begin == iAt + iLayer.size();
+  }
+
+  /// In the order of the tree: node by node, each of 16 x 16 x 16 leaves, which lie in the store row by row.
+  void WriteLeaves(std::ostream& ioStream)
+  {
+    constexpr int side = openvdb::FloatTree::RootNodeType::ChildNodeType::ChildNodeType::DIM;
+    std::vector<LeafPlace> places;
+    openvdb::Coord node;
+    for (auto leaf = _grid->tree().cbeginLeaf(); leaf; ++leaf) {
+      openvdb::Coord const of = leaf->origin() & ~(side - 1);
+      if (of != node)
+        WriteNode(places, ioStream);
+      node = of;
+      places.push_back(_places[leaf->transientData()]);
+    }
+    WriteNode(places, ioStream);
+  }
+
+  /// Reads leaves that lie one after the other at once; writes and forgets them.
+  void WriteNode(std::vector<LeafPlace>& ioPlaces, std::ostream& ioStream)
+  {
+    ThrowIfCancelled(_options);
+    std::vector<std::size_t> order(ioPlaces.size());
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    std::sort(order.begin(), order.end(),
+              [&](std::size_t iA, std::size_t iB) { return ioPlaces[iA].begin < ioPlaces[iB].begin; });
+    std::string bytes;
+    for (std::size_t first = 0, last = 0; first < order.size(); first = last) {
+      std::uint64_t const begin = ioPlaces[order[first]].begin;
+      std::uint64_t end = begin;
+      std::size_t const before = bytes.size();
+      for (; last < order.size() && ioPlaces[order[last]].begin == end; ++last) {
+        LeafPlace& place = ioPlaces[order[last]];
+        end += place.size;
+        place.begin = before + (place.begin - begin);
+      }
+      bytes.resize(before + (end - begin));
+      _store.Read(begin, {bytes.data() + before, end - begin});
+    }
+    for (LeafPlace const& place : ioPlaces)
+      ioStream.write(bytes.data() + place.begin, place.size);
+    ioPlaces.clear();
   }
 
   /// A block: where it begins in the grid, and how many points of it the grid has.
@@ -283,9 +391,11 @@ private:
   {
     auto const before = ioStream.tellp();
     iLeaf.writeBuffers(ioStream);
-    ioRow.sizes.push_back(static_cast<std::uint32_t>(ioStream.tellp() - before));
-    ioRow.leaves.push_back(std::make_unique<Leaf>(openvdb::PartialCreate(), iLeaf.origin()));
-    ioRow.leaves.back()->setValueMask(iLeaf.getValueMask());
+    LeafHead& head = ioRow.leaves.emplace_back();
+    std::copy_n(iLeaf.origin().data(), head.origin.size(), head.origin.begin());
+    head.size = static_cast<std::uint32_t>(ioStream.tellp() - before);
+    for (openvdb::Index word = 0; word < head.mask.size(); ++word)
+      head.mask[word] = iLeaf.getValueMask().getWord<std::uint64_t>(word);
   }
 
   Leaf MakeLeaf(Block const& iBlock, std::span<float const> iValues) const
@@ -306,6 +416,7 @@ private:
     return leaf;
   }
 
+  SFSlabStore& _store;
   SFGridFrame _frame;
   float _limit;      ///< of the values that come
   double _scale;     ///< from these to lengths
@@ -314,18 +425,17 @@ private:
   SFVolumeOptions const& _options;
   Archive _archive;
   openvdb::FloatGrid::Ptr _grid;
-  std::vector<std::string> _rows; ///< bytes of leaves
-  std::vector<LeafPlace> _places; ///< of leaves in these, by their transient data
-  double _bytes = 0.0;            ///< of all leaves
-  double _checkedBytes = 0.0;     ///< of these, those that there was room for
+  std::vector<LeafPlace> _places; ///< of leaves in the store, by their transient data
+  double _checkedBytes = 0.0;     ///< of leaves, those that there was room for
 };
 
 } // namespace
 
 std::unique_ptr<SFVolumeWriter> MakeVdbWriter(SFGridFrame const& iFrame, SFVolumeBand const& iBand,
-                                              SFOutputFile& ioFile, SFVolumeOptions const& iOptions)
+                                              SFOutputFile& ioFile, SFVolumeOptions const& iOptions,
+                                              SFSlabStore& ioStore)
 {
-  return std::make_unique<VdbWriter>(iFrame, iBand, ioFile, iOptions);
+  return std::make_unique<VdbWriter>(iFrame, iBand, ioFile, iOptions, ioStore);
 }
 
 } // namespace SF

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "SFSlabStore.h"
 #include "SFVolumeFiles.h"
 
 #include <cstdint>
@@ -36,7 +37,9 @@ std::unique_ptr<SFVolumeWriter> MakeDenseWriter(SFGridFrame const& iFrame, SFVol
 
 /// Slabs that the writer takes begin at multiples of this many slices.
 constexpr std::uint32_t SFVdbSlices = 8;
+/// The narrow band. What the store has of earlier runs is the lower part of the volume, and slabs come from there on.
 std::unique_ptr<SFVolumeWriter> MakeVdbWriter(SFGridFrame const& iFrame, SFVolumeBand const& iBand,
-                                              SFOutputFile& ioFile, SFVolumeOptions const& iOptions);
+                                              SFOutputFile& ioFile, SFVolumeOptions const& iOptions,
+                                              SFSlabStore& ioStore);
 
 } // namespace SF
