@@ -34,13 +34,14 @@ void MeshExchange::Make(SF::SFField const& iField, SFHost::SampledBox const& iSa
   _ranks.Together([&] {
     SFHost::Named(_modelName, [&] { _shares.emplace(iField, iSampled.box, iSampled.voxel, options); });
     for (auto* const table : {&_makers, &_sizes, &_vertexBefore})
-      table->assign(_shares->CountStrips(), 0);
-    _triangles.assign(_shares->CountSlabs(), 0);
+      table->assign(_shares->GetPlan().CountStrips(), 0);
+    _triangles.assign(_shares->GetPlan().CountSlabs(), 0);
   });
-  SharedCounter counter(_shares->CountTasks());
+  _work = options;
+  SharedCounter counter(_shares->GetPlan().CountTasks());
   RankProgress progress(_ranks, _common, counter, iWhat);
   WorkOnPieces(_ranks, counter, progress, [&](std::uint64_t iTask) {
-    for (auto& strip : _shares->Make(static_cast<std::uint32_t>(iTask))) {
+    for (auto& strip : _shares->Make(static_cast<std::uint32_t>(iTask), _work)) {
       _makers[strip.number] = static_cast<std::uint64_t>(_ranks.GetRank());
       _sizes[strip.number] = strip.bytes.size();
       _vertexBefore[strip.number] = strip.vertices;
@@ -58,7 +59,7 @@ int MeshExchange::KeeperOf(std::uint32_t iSlab) const
   if (_keeper == Keeper::First || CountVertices() == 0)
     return 0;
   // By the middle of its vertices.
-  auto const strips = _shares->StripsOf(iSlab);
+  auto const strips = _shares->GetPlan().StripsOf(iSlab);
   double const middle =
       0.5 * (static_cast<double>(_vertexBefore[strips.own]) + static_cast<double>(_vertexBefore[strips.last]));
   double const part = middle / static_cast<double>(CountVertices());
@@ -68,9 +69,9 @@ int MeshExchange::KeeperOf(std::uint32_t iSlab) const
 /// Sends each strip to all keepers of slabs that need it. Messages between two processes are in the order of the strips.
 void MeshExchange::Send()
 {
-  std::vector<std::set<int>> needed(_shares->CountStrips());
-  for (std::uint32_t slab = 0; slab < _shares->CountSlabs(); ++slab) {
-    auto const range = _shares->StripsOf(slab);
+  std::vector<std::set<int>> needed(_shares->GetPlan().CountStrips());
+  for (std::uint32_t slab = 0; slab < _shares->GetPlan().CountSlabs(); ++slab) {
+    auto const range = _shares->GetPlan().StripsOf(slab);
     for (std::uint32_t strip = range.first; strip < range.last; ++strip)
       needed[strip].insert(KeeperOf(slab));
   }
@@ -92,11 +93,12 @@ void MeshExchange::Send()
 
 void MeshExchange::AssembleSlab(std::uint32_t iSlab)
 {
-  auto const range = _shares->StripsOf(iSlab);
-  std::vector<std::string const*> strips;
+  auto const range = _shares->GetPlan().StripsOf(iSlab);
+  std::vector<std::string_view> strips;
   for (std::uint32_t strip = range.first; strip < range.last; ++strip)
-    strips.push_back(&_strips[strip]);
-  auto const& slab = _slabs.emplace(iSlab, _shares->Assemble(iSlab, strips, _vertexBefore[range.first])).first->second;
+    strips.emplace_back(_strips[strip]);
+  auto const& slab =
+      _slabs.emplace(iSlab, _shares->Assemble(iSlab, strips, _vertexBefore[range.first], _work)).first->second;
   _triangles[iSlab] = slab.mesh.triangles.size();
 }
 
@@ -105,15 +107,15 @@ void MeshExchange::Assemble(Keeper iKeeper, Surface iSurface)
   _keeper = iKeeper;
   // Room for what comes, before anybody sends.
   _ranks.Together([&] {
-    for (std::uint32_t slab = 0; slab < _shares->CountSlabs(); ++slab)
-      if (auto const range = _shares->StripsOf(slab); KeeperOf(slab) == _ranks.GetRank())
+    for (std::uint32_t slab = 0; slab < _shares->GetPlan().CountSlabs(); ++slab)
+      if (auto const range = _shares->GetPlan().StripsOf(slab); KeeperOf(slab) == _ranks.GetRank())
         for (std::uint32_t strip = range.first; strip < range.last; ++strip)
           _strips[strip].resize(_sizes[strip]);
   });
   Send();
   _ranks.Together([&] {
     SFHost::Named(_modelName, [&] {
-      for (std::uint32_t slab = 0; slab < _shares->CountSlabs(); ++slab)
+      for (std::uint32_t slab = 0; slab < _shares->GetPlan().CountSlabs(); ++slab)
         if (KeeperOf(slab) == _ranks.GetRank())
           AssembleSlab(slab);
     });
@@ -127,10 +129,12 @@ void MeshExchange::Assemble(Keeper iKeeper, Surface iSurface)
   });
 }
 
-/// Counts add up, of distances the largest counts.
+/// Of all processes, as Add does it.
 void MeshExchange::ShareReport()
 {
   _report = _shares->GetReport();
+  for (auto const& [number, slab] : _slabs)
+    _report.Add(slab.report);
   for (std::uint64_t* const count :
        {&_report.vertices, &_report.triangles, &_report.sharpVertices, &_report.unplacedVertices})
     *count = _ranks.Sum(*count);

@@ -54,6 +54,7 @@ private:
   Ranks const& _ranks;
   SFHost::CommonOptions const& _common;
   std::string _modelName;
+  SF::SFWorkOptions _work; ///< of each task
   std::optional<SF::SFMeshShares> _shares;
   Keeper _keeper = Keeper::All;
   std::map<std::uint32_t, std::string> _strips; ///< that are here

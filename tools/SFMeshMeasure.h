@@ -9,6 +9,7 @@
 
 #include <array>
 #include <cstdint>
+#include <limits>
 #include <optional>
 
 namespace SF {
@@ -57,12 +58,23 @@ struct SFMassProperties
 SF_TOOLS_EXPORT SFMassProperties MassPropertiesOf(SFMesh const& iMesh);
 
 /// Sums over the surface that a closed mesh stands for, or a part of it, in powers of the model's unit. Those of parts add up.
-struct SFMeshMoments
+struct SF_TOOLS_EXPORT SFMeshMoments
 {
   double volume = 0.0;            ///< unit^3
   double area = 0.0;              ///< unit^2
   std::array<double, 3> moment{}; ///< of the volume, about a point; unit^4
+  /// The corners of the box around the vertices; infinite, and the low one above the high one, while there is none.
+  std::array<double, 3> low{Infinity, Infinity, Infinity};
+  std::array<double, 3> high{-Infinity, -Infinity, -Infinity};
+
+  void Add(SFMeshMoments const& iPart);
+
+private:
+  static constexpr double Infinity = std::numeric_limits<double>::infinity();
 };
+
+/// What moments about a point make; zeros where there is no vertex.
+SF_TOOLS_EXPORT SFMassProperties MassPropertiesFrom(SFMeshMoments const& iMoments, std::array<double, 3> const& iAbout);
 
 /// Of the solid within a box, by a mesh of it that MeshField made, capped: to each triangle is added what is between it and
 /// the surface, by a look at the field in the middles of its edges. Where the surface is smooth the error falls with the
@@ -95,6 +107,11 @@ struct SFSolidMeasures
   SFMeshTopology topology;        ///< of the finer mesh
   SFMeshingReport report;         ///< of the finer mesh
 };
+
+/// Volume, area, centre and box alone, from two meshes that others have made and summed: see MeasureMeshes. `iReport` is of the
+/// finer one, and has its place in the result.
+SF_TOOLS_EXPORT SFSolidMeasures MeasureProperties(SFMassProperties const& iFine, SFMassProperties const& iCoarse,
+                                                  SFMeshingReport const& iReport);
 
 /// As MeasureField, for those who have made the two meshes of it themselves, capped. `iCoarse` has voxels twice as large, and is
 /// empty where these find no surface. SFCancelled.

@@ -26,7 +26,7 @@ struct SFMeshingOptions : SFWorkOptions
 };
 
 /// What meshing found out. Lengths are in the model's unit.
-struct SFMeshingReport
+struct SF_TOOLS_EXPORT SFMeshingReport
 {
   double voxel = 0.0;                   ///< the edge of a cell: that asked for, rounded to fewer digits
   std::array<std::uint32_t, 3> cells{}; ///< along x, y and z
@@ -43,6 +43,9 @@ struct SFMeshingReport
   std::uint64_t sharpVertices = 0; ///< those on edges and corners of the solid
   /// Vertices where the field has no gradient, no value or a jump. They lie within their cell.
   std::uint64_t unplacedVertices = 0;
+
+  /// A further part of the same mesh: counts add up, of distances the largest one counts.
+  void Add(SFMeshingReport const& iPart);
 };
 
 /// A part of a mesh that is made piece by piece. The spans live as long as the call.
@@ -87,26 +90,5 @@ SF_TOOLS_EXPORT SFMesh MeshField(SFField const& iField, ZULMathBox const& iBox, 
 /// sink go through.
 SF_TOOLS_EXPORT void MeshField(SFField const& iField, ZULMathBox const& iBox, double iVoxel, SFMeshSink& ioSink,
                                SFMeshingOptions const& iOptions = {}, SFMeshingReport* oReport = nullptr);
-
-/// A piece of a mesh that may be made apart from the others, by another process.
-struct SFMeshLayers
-{
-  /// The triangles that end in the layers. The first `below` vertices are those of the layer below, which are also the
-  /// last ones of the piece before; the others are those of the layers.
-  SFMesh mesh;
-  std::uint32_t below = 0; ///< how many vertices the layer below has
-  SFMeshingReport report;  ///< of the layers
-};
-
-/// How many layers, 16 cells high, a mesh can be divided into. Errors as MeshField.
-SF_TOOLS_EXPORT std::uint32_t MeshLayerCount(ZULMathBox const& iBox, double iVoxel);
-
-/// The layers iBegin <= layer < iEnd of the mesh of MeshField; empty where no surface is. All pieces in a row have its
-/// vertices, bit for bit, in the same order, and its triangles but for slivers that meet two pieces: where three vertices
-/// lie on one line another diagonal may be taken. Errors as MeshField; std::invalid_argument also for layers that are none
-/// of the mesh, and with an adaptivity.
-SF_TOOLS_EXPORT SFMeshLayers MeshFieldLayers(SFField const& iField, ZULMathBox const& iBox, double iVoxel,
-                                             std::uint32_t iBegin, std::uint32_t iEnd,
-                                             SFMeshingOptions const& iOptions = {});
 
 } // namespace SF

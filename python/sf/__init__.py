@@ -12,7 +12,7 @@ from typing import Any
 from ._errors import TextError
 from ._field import Curvature, Field, Parameter, angle, axes, intersection, length, parameter, smooth_union, union
 from ._grid import Grid
-from ._mesh import Measure, Measures, Mesh, MeshReport, Topology, Wall
+from ._mesh import MassMeasures, Measure, Measures, Mesh, MeshReport, Topology, Wall
 from ._picture import Picture
 from ._resource import resource
 from ._shapes import (
@@ -48,6 +48,7 @@ __all__ = [
     "Curvature",
     "Field",
     "Grid",
+    "MassMeasures",
     "Measure",
     "Measures",
     "Mesh",

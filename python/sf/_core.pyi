@@ -121,18 +121,17 @@ def mesh(
     threads: int,
     progress: _Report,
 ) -> tuple[_Floats, npt.NDArray[np.uint32], npt.NDArray[np.float32], tuple[Any, ...]]: ...
-def mesh_layer_count(low: _Vector, high: _Vector, voxel: float) -> int: ...
-def mesh_layers(
-    field: Node,
-    low: _Vector,
-    high: _Vector,
-    voxel: float,
-    begin: int,
-    end: int,
-    sharp: bool,
-    capped: bool,
-    threads: int,
-) -> tuple[_Floats, npt.NDArray[np.uint32], npt.NDArray[np.float32], tuple[Any, ...], int]: ...
+def mesh_plan(low: _Vector, high: _Vector, voxel: float) -> tuple[list[list[int]], list[tuple[int, int, int]]]: ...
+
+class MeshShares:
+    def __init__(
+        self, field: Node, low: _Vector, high: _Vector, voxel: float, sharp: bool, capped: bool
+    ) -> None: ...
+    def make(self, task: int, threads: int) -> list[bytes]: ...
+    def assemble(
+        self, slab: int, strips: list[bytes], threads: int
+    ) -> tuple[_Floats, npt.NDArray[np.uint32], npt.NDArray[np.float32], tuple[Any, ...], int]: ...
+
 def mesh_moments(
     vertices: _Floats,
     faces: npt.NDArray[np.uint32],
@@ -141,7 +140,10 @@ def mesh_moments(
     high: _Vector,
     about: _Vector,
     threads: int,
-) -> tuple[float, float, tuple[float, float, float]]: ...
+) -> tuple[float, ...]: ...
+def measures_of(
+    fine: list[tuple[float, ...]], coarse: list[tuple[float, ...]], origin: _Vector, offset: float
+) -> tuple[Any, ...]: ...
 def measure(
     field: Node, low: _Vector, high: _Vector, voxel: float, wall: bool, threads: int, progress: _Report
 ) -> tuple[Any, ...]: ...

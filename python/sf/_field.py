@@ -14,7 +14,7 @@ import numpy.typing as npt
 from . import _core
 from ._arguments import Floats, Result, Vector, coordinates, count, counts, number, one_of, vector
 from ._grid import Grid, frame, sampled
-from ._mesh import Measure, Measures, Mesh, MeshReport, Topology, Wall
+from ._mesh import Measure, Measures, Mesh, MeshReport, Topology, Wall, mass_measures
 from ._picture import Picture
 from ._progress import Progress, reporting
 
@@ -595,13 +595,11 @@ class Field:
         """
         (low, high), edge = frame(self, voxel, cells, bounds)
         with reporting(progress, "measures") as report:
-            volume, area, centre, lows, highs, thin, topology = _core.measure(
+            masses, thin, topology = _core.measure(
                 self._core, low, high, edge, wall, count("threads", threads), report
             )
         thinnest = None if thin is None else Wall(Measure(*thin[0]), np.array(thin[1]))
-        return Measures(
-            Measure(*volume), Measure(*area), _three(centre), _three(lows), _three(highs), thinnest, Topology(*topology)
-        )
+        return Measures(*mass_measures(masses), thinnest, Topology(*topology))
 
     def picture(
         self,
@@ -736,11 +734,6 @@ def made(node: _core.Node) -> Field:
     field._core = node
     field._stated_bounds = None
     return field
-
-
-def _three(pairs: Any) -> tuple[Measure, Measure, Measure]:
-    x, y, z = pairs
-    return Measure(*x), Measure(*y), Measure(*z)
 
 
 def _restored(listing: str, states: dict[str, Any], bounds: Any) -> Field:

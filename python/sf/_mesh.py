@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import os
+from dataclasses import dataclass
 from typing import Any, NamedTuple, Optional, Union
 
 import numpy as np
@@ -68,16 +69,30 @@ class Wall(NamedTuple):
     at: npt.NDArray[np.float64]
 
 
-class Measures(NamedTuple):
-    """Numbers of a solid, each with its error."""
+@dataclass(frozen=True)
+class MassMeasures:
+    """Numbers of a solid, each with its error, that the parts of a mesh add up to."""
 
     volume: Measure
     area: Measure
     centre: tuple[Measure, Measure, Measure]
     low: tuple[Measure, Measure, Measure]
     high: tuple[Measure, Measure, Measure]
+
+
+@dataclass(frozen=True)
+class Measures(MassMeasures):
+    """Numbers of a solid, each with its error, and how it hangs together."""
+
     wall: Optional[Wall]
     topology: Topology
+
+
+def mass_measures(row: Any) -> tuple[Measure, Measure, Any, Any, Any]:
+    """The fields of MassMeasures from what C++ gives."""
+    volume, area, *corners = row
+    centre, low, high = (tuple(Measure(*pair) for pair in three) for three in corners)
+    return Measure(*volume), Measure(*area), centre, low, high
 
 
 class Mesh:

@@ -1,12 +1,16 @@
 #include "Call.h"
 #include "SFMeshFiles.h"
 #include "SFMeshMeasure.h"
+#include "SFMeshShares.h"
 #include "SFMeshing.h"
 
 #include <pybind11/numpy.h>
 #include <pybind11/stl.h>
 
 #include <algorithm>
+#include <string_view>
+#include <tuple>
+#include <utility>
 
 namespace SFPython {
 namespace {
@@ -76,24 +80,104 @@ SF::SFMeshingOptions OptionsFor(Call& ioCall, unsigned int iThreads, bool iIsSha
   return options;
 }
 
-void AddLayers(py::module_& ioModule)
+using Sums = std::array<double, 11>; // volume, area, moment, low, high
+
+Sums RowOf(SF::SFMeshMoments const& iSums)
 {
-  ioModule.def("mesh_layer_count", [](Vector const& iLow, Vector const& iHigh, double iVoxel) {
-    return SF::MeshLayerCount(BoxOf(iLow, iHigh), iVoxel);
-  });
-  ioModule.def("mesh_layers",
-               [](Field const& iField, Vector const& iLow, Vector const& iHigh, double iVoxel, std::uint32_t iBegin,
-                  std::uint32_t iEnd, bool iIsSharp, bool iIsCapped, unsigned int iThreads) {
-                 SF::SFMeshLayers layers;
-                 auto const run = [&](Call& ioCall) {
-                   auto const options = OptionsFor(ioCall, iThreads, iIsSharp, iIsCapped);
-                   layers = SF::MeshFieldLayers(iField.Get(), BoxOf(iLow, iHigh), iVoxel, iBegin, iEnd, options);
-                 };
-                 Run(run, py::none(), false);
-                 SF::SFMesh& mesh = layers.mesh;
-                 return py::make_tuple(ArrayOf(std::move(mesh.vertices)), ArrayOf(std::move(mesh.triangles)),
-                                       ArrayOf(std::move(mesh.normals)), ReportOf(layers.report), layers.below);
-               });
+  auto const& [m, l, h] = std::tie(iSums.moment, iSums.low, iSums.high);
+  return {iSums.volume, iSums.area, m[0], m[1], m[2], l[0], l[1], l[2], h[0], h[1], h[2]};
+}
+
+SF::SFMeshMoments SumsOf(Sums const& iRow)
+{
+  auto const three = [&iRow](std::size_t iFirst) { return Vector{iRow[iFirst], iRow[iFirst + 1], iRow[iFirst + 2]}; };
+  SF::SFMeshMoments sums;
+  sums.volume = iRow[0];
+  sums.area = iRow[1];
+  sums.moment = three(2);
+  sums.low = three(5);
+  sums.high = three(8);
+  return sums;
+}
+
+SF::SFMassProperties PropertiesOf(std::vector<Sums> const& iParts, Vector const& iOrigin)
+{
+  SF::SFMeshMoments sums;
+  for (Sums const& part : iParts)
+    sums.Add(SumsOf(part));
+  return SF::MassPropertiesFrom(sums, iOrigin);
+}
+
+/// Volume, area, centre and corners.
+py::tuple MeasuresRow(SF::SFSolidMeasures const& iMeasures)
+{
+  return py::make_tuple(Pair(iMeasures.volume), Pair(iMeasures.area), Pairs(iMeasures.centre), Pairs(iMeasures.low),
+                        Pairs(iMeasures.high));
+}
+
+/// How a mesh is cut: the strips of each task, and of each slab the first strip, the first of its own and the end.
+py::tuple PlanOf(Vector const& iLow, Vector const& iHigh, double iVoxel)
+{
+  SF::SFMeshPlan const plan(BoxOf(iLow, iHigh), iVoxel);
+  std::vector<std::vector<std::uint32_t>> tasks;
+  for (std::uint32_t task = 0; task < plan.CountTasks(); ++task)
+    tasks.push_back(plan.StripsOfTask(task));
+  std::vector<std::array<std::uint32_t, 3>> slabs;
+  for (std::uint32_t slab = 0; slab < plan.CountSlabs(); ++slab) {
+    auto const range = plan.StripsOf(slab);
+    slabs.push_back({range.first, range.own, range.last});
+  }
+  return py::make_tuple(tasks, slabs);
+}
+
+std::vector<py::bytes> MakeStrips(SF::SFMeshShares const& iShares, std::uint32_t iTask, unsigned int iThreads)
+{
+  std::vector<SF::SFMeshShares::Strip> strips;
+  auto const run = [&](Call& ioCall) {
+    SF::SFWorkOptions options;
+    Attend(options, ioCall, iThreads);
+    strips = iShares.Make(iTask, options);
+  };
+  Run(run, py::none(), false);
+  std::vector<py::bytes> made;
+  for (auto& strip : strips)
+    made.emplace_back(std::exchange(strip.bytes, {}));
+  return made;
+}
+
+/// A slab: its vertices behind those of the layer below, faces of these, normals of its own, its report, and how many are below.
+py::tuple AssembleSlab(SF::SFMeshShares const& iShares, std::uint32_t iSlab, std::vector<py::bytes> const& iStrips,
+                       unsigned int iThreads)
+{
+  std::vector<std::string_view> strips(iStrips.begin(), iStrips.end());
+  SF::SFMeshShares::Slab slab;
+  auto const run = [&](Call& ioCall) {
+    SF::SFWorkOptions options;
+    Attend(options, ioCall, iThreads);
+    slab = iShares.Assemble(iSlab, strips, 0, options);
+    slab.below.insert(slab.below.end(), slab.mesh.vertices.begin(), slab.mesh.vertices.end());
+  };
+  Run(run, py::none(), false);
+  return py::make_tuple(ArrayOf(std::move(slab.below)), ArrayOf(std::move(slab.mesh.triangles)),
+                        ArrayOf(std::move(slab.mesh.normals)), ReportOf(slab.report), slab.firstVertex);
+}
+
+void AddShares(py::module_& ioModule)
+{
+  ioModule.def("mesh_plan", PlanOf);
+  py::class_<SF::SFMeshShares, std::shared_ptr<SF::SFMeshShares>>(ioModule, "MeshShares")
+      .def(py::init([](Field const& iField, Vector const& iLow, Vector const& iHigh, double iVoxel, bool iIsSharp,
+                       bool iIsCapped) {
+        std::shared_ptr<SF::SFMeshShares> shares;
+        auto const run = [&](Call& ioCall) {
+          auto const options = OptionsFor(ioCall, 1, iIsSharp, iIsCapped);
+          shares = std::make_shared<SF::SFMeshShares>(iField.Get(), BoxOf(iLow, iHigh), iVoxel, options);
+        };
+        Run(run, py::none(), false);
+        return shares;
+      }))
+      .def("make", MakeStrips)
+      .def("assemble", AssembleSlab);
   ioModule.def("mesh_moments",
                [](py::array_t<double> const& iVertices, py::array_t<std::uint32_t> const& iFaces, Field const& iField,
                   Vector const& iLow, Vector const& iHigh, Vector const& iAbout, unsigned int iThreads) {
@@ -105,8 +189,14 @@ void AddLayers(py::module_& ioModule)
                    moments = SF::MeshMomentsOf(mesh, iField.Get(), BoxOf(iLow, iHigh), iAbout, options);
                  };
                  Run(run, py::none(), false);
-                 return py::make_tuple(moments.volume, moments.area, moments.moment);
+                 return RowOf(moments);
                });
+  ioModule.def("measures_of", [](std::vector<Sums> const& iFine, std::vector<Sums> const& iCoarse,
+                                 Vector const& iOrigin, double iOffset) {
+    SF::SFMeshingReport report;
+    report.vertexDistance = iOffset;
+    return MeasuresRow(SF::MeasureProperties(PropertiesOf(iFine, iOrigin), PropertiesOf(iCoarse, iOrigin), report));
+  });
 }
 
 void AddMeshing(py::module_& ioModule)
@@ -138,8 +228,7 @@ void AddMeshing(py::module_& ioModule)
     py::object wall = py::none();
     if (measures.wall)
       wall = py::make_tuple(Pair(*measures.wall), measures.wallAt);
-    return py::make_tuple(Pair(measures.volume), Pair(measures.area), Pairs(measures.centre), Pairs(measures.low),
-                          Pairs(measures.high), wall, TopologyRow(measures.topology));
+    return py::make_tuple(MeasuresRow(measures), wall, TopologyRow(measures.topology));
   });
 }
 
@@ -173,7 +262,7 @@ void AddMeshes(py::module_& ioModule)
 
 void AddTools(py::module_& ioModule)
 {
-  AddLayers(ioModule);
+  AddShares(ioModule);
   AddMeshing(ioModule);
   AddMeshes(ioModule);
 }

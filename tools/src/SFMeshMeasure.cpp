@@ -124,14 +124,8 @@ SFMesh CoarseMesh(SFField const& iField, ZULMathBox const& iBox, double iVoxel, 
 SFMassProperties SolidPropertiesOf(SFMesh const& iMesh, SFField const& iField, ZULMathBox const& iBox,
                                    SFWorkOptions const& iOptions)
 {
-  SFMassProperties properties = MassPropertiesOf(iMesh);
-  SFVector3 const middle = CentreOf(properties.box);
-  auto const moments = MeshMomentsOf(iMesh, iField, iBox, middle, iOptions);
-  properties.volume = moments.volume;
-  properties.area = moments.area;
-  if (moments.volume != 0.0)
-    properties.centre = middle + (1.0 / moments.volume) * moments.moment;
-  return properties;
+  SFVector3 const middle = CentreOf(MassPropertiesOf(iMesh).box);
+  return MassPropertiesFrom(MeshMomentsOf(iMesh, iField, iBox, middle, iOptions), middle);
 }
 
 } // namespace
@@ -177,25 +171,30 @@ SFSolidMeasures MeasureField(SFField const& iField, ZULMathBox const& iBox, doub
   return MeasureMeshes(iField, iBox, mesh, report, CoarseMesh(iField, iBox, iVoxel, options), iOptions);
 }
 
-SFSolidMeasures MeasureMeshes(SFField const& iField, ZULMathBox const& iBox, SFMesh const& iFine,
-                              SFMeshingReport const& iReport, SFMesh const& iCoarse, SFMeasureOptions const& iOptions)
+SFSolidMeasures MeasureProperties(SFMassProperties const& iFine, SFMassProperties const& iCoarse,
+                                  SFMeshingReport const& iReport)
 {
   SFSolidMeasures measures;
   measures.report = iReport;
-  measures.topology = TopologyOf(iFine, iOptions);
-  ThrowIfCancelled(iOptions);
-  SFMassProperties const fine = SolidPropertiesOf(iFine, iField, iBox, iOptions);
-  SFMassProperties const coarse = SolidPropertiesOf(iCoarse, iField, iBox, iOptions);
-
-  double const offset = std::max(measures.report.vertexDistance, measures.report.sharpVertexDistance);
-  measures.volume = WithError(fine.volume, coarse.volume, offset * fine.area);
-  measures.area = WithError(fine.area, coarse.area, 0.0);
-  auto const corners = {LowOf(fine.box), LowOf(coarse.box), HighOf(fine.box), HighOf(coarse.box)};
+  double const offset = std::max(iReport.vertexDistance, iReport.sharpVertexDistance);
+  measures.volume = WithError(iFine.volume, iCoarse.volume, offset * iFine.area);
+  measures.area = WithError(iFine.area, iCoarse.area, 0.0);
+  auto const corners = {LowOf(iFine.box), LowOf(iCoarse.box), HighOf(iFine.box), HighOf(iCoarse.box)};
   for (std::size_t axis = 0; axis < 3; ++axis) {
-    measures.centre[axis] = WithError(fine.centre[axis], coarse.centre[axis], 0.0);
+    measures.centre[axis] = WithError(iFine.centre[axis], iCoarse.centre[axis], 0.0);
     measures.low[axis] = WithError(corners.begin()[0][axis], corners.begin()[1][axis], offset);
     measures.high[axis] = WithError(corners.begin()[2][axis], corners.begin()[3][axis], offset);
   }
+  return measures;
+}
+
+SFSolidMeasures MeasureMeshes(SFField const& iField, ZULMathBox const& iBox, SFMesh const& iFine,
+                              SFMeshingReport const& iReport, SFMesh const& iCoarse, SFMeasureOptions const& iOptions)
+{
+  SFMassProperties const fine = SolidPropertiesOf(iFine, iField, iBox, iOptions);
+  SFSolidMeasures measures = MeasureProperties(fine, SolidPropertiesOf(iCoarse, iField, iBox, iOptions), iReport);
+  measures.topology = TopologyOf(iFine, iOptions);
+  ThrowIfCancelled(iOptions);
   if (!iOptions.hasWall)
     return measures;
   SFVector3 const diagonal = HighOf(fine.box) - LowOf(fine.box);

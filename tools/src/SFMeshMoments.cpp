@@ -110,6 +110,17 @@ private:
 
 } // namespace
 
+void SFMeshMoments::Add(SFMeshMoments const& iPart)
+{
+  volume += iPart.volume;
+  area += iPart.area;
+  moment = moment + iPart.moment;
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    low[axis] = std::min(low[axis], iPart.low[axis]);
+    high[axis] = std::max(high[axis], iPart.high[axis]);
+  }
+}
+
 SFMeshMoments MeshMomentsOf(SFMesh const& iMesh, SFField const& iField, ZULMathBox const& iBox,
                             std::array<double, 3> const& iAbout, SFWorkOptions const& iOptions)
 {
@@ -122,12 +133,24 @@ SFMeshMoments MeshMomentsOf(SFMesh const& iMesh, SFField const& iField, ZULMathB
     groups[iGroup] = Summation(*field, iMesh, iAbout).Run(first, std::min(first + Group, iMesh.triangles.size()));
   });
   SFMeshMoments sums;
-  for (SFMeshMoments const& group : groups) {
-    sums.volume += group.volume;
-    sums.area += group.area;
-    sums.moment = sums.moment + group.moment;
-  }
+  for (SFMeshMoments const& group : groups)
+    sums.Add(group);
+  for (SFVector3 const& vertex : iMesh.vertices)
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+      sums.low[axis] = std::min(sums.low[axis], vertex[axis]);
+      sums.high[axis] = std::max(sums.high[axis], vertex[axis]);
+    }
   return sums;
+}
+
+SFMassProperties MassPropertiesFrom(SFMeshMoments const& iMoments, std::array<double, 3> const& iAbout)
+{
+  auto const& low = iMoments.low;
+  auto const& high = iMoments.high;
+  if (!(low[0] <= high[0]))
+    return {};
+  SFVector3 const centre = iMoments.volume != 0.0 ? iAbout + (1.0 / iMoments.volume) * iMoments.moment : iAbout;
+  return {iMoments.volume, iMoments.area, centre, {{low[0], low[1], low[2]}, {high[0], high[1], high[2]}}};
 }
 
 } // namespace SF

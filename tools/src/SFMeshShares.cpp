@@ -74,15 +74,61 @@ std::unique_ptr<SFMeshBlock> TakeBlock(std::string_view& ioBytes)
 
 } // namespace
 
+namespace {
+
+/// Rows of blocks in a strip, and layers of a task: small tasks balance.
+constexpr std::uint32_t Rows = 2;
+
+std::uint32_t Quotient(std::uint32_t iCount, std::uint32_t iPart) { return (iCount + iPart - 1) / iPart; }
+
+SFMeshingOptions With(SFMeshingOptions iOptions, SFWorkOptions const& iWork)
+{
+  static_cast<SFWorkOptions&>(iOptions) = iWork;
+  return iOptions;
+}
+
+/// What is compiled outlives the call that it is compiled for, and its cancel flag.
+SFMeshingOptions Lasting(SFMeshingOptions iOptions)
+{
+  iOptions.cancel = nullptr;
+  iOptions.profiler = nullptr;
+  return iOptions;
+}
+
+} // namespace
+
+SFMeshPlan::SFMeshPlan(ZULMathBox const& iBox, double iVoxel)
+{
+  SFLatticeIndex const blocks = BlocksOf(SFMeshLattice(iBox, iVoxel));
+  _layers = static_cast<std::uint32_t>(blocks[2]);
+  _strips = Quotient(static_cast<std::uint32_t>(blocks[1]), Rows);
+  _slabHeight = static_cast<std::uint32_t>(SlabHeightOf(blocks));
+}
+
+std::uint32_t SFMeshPlan::CountTasks() const { return Quotient(_layers, Rows) * _strips; }
+std::uint32_t SFMeshPlan::CountStrips() const { return _layers * _strips; }
+std::uint32_t SFMeshPlan::CountSlabs() const { return Quotient(_layers, _slabHeight); }
+
+std::vector<std::uint32_t> SFMeshPlan::StripsOfTask(std::uint32_t iTask) const
+{
+  std::uint32_t const begin = iTask / _strips * Rows;
+  std::vector<std::uint32_t> strips;
+  for (std::uint32_t layer = begin; layer < std::min(begin + Rows, _layers); ++layer)
+    strips.push_back(layer * _strips + iTask % _strips);
+  return strips;
+}
+
+SFMeshPlan::Range SFMeshPlan::StripsOf(std::uint32_t iSlab) const
+{
+  std::uint32_t const begin = iSlab * _slabHeight;
+  return {(std::max(begin, 1U) - 1) * _strips, begin * _strips, std::min(begin + _slabHeight, _layers) * _strips};
+}
+
 struct SFMeshShares::Content
 {
-  /// Rows of blocks in a strip, and layers of a task.
-  static constexpr std::int64_t Rows = SFMeshSlabs::TaskBlocks;
-
   Content(SFField const& iField, ZULMathBox const& iBox, double iVoxel, SFMeshingOptions const& iOptions)
-    : field(iField), box(iBox), options(iOptions), lattice(iBox, iVoxel),
-      slabs(iField, iBox, lattice, options, SFProgress(options, "mesh")),
-      strips((slabs.GetBlocks()[1] + Rows - 1) / Rows), layers(slabs.GetBlocks()[2])
+    : field(iField), box(iBox), options(Lasting(iOptions)), lattice(iBox, iVoxel), plan(iBox, iVoxel),
+      compiled(CompileForMesh(iField, iBox, options))
   {
   }
 
@@ -90,9 +136,8 @@ struct SFMeshShares::Content
   ZULMathBox box;
   SFMeshingOptions options;
   SFMeshLattice lattice;
-  SFMeshSlabs slabs;
-  std::int64_t strips; ///< in a layer
-  std::int64_t layers;
+  SFMeshPlan plan;
+  SFMeshField compiled;
 };
 
 SFMeshShares::SFMeshShares(SFField const& iField, ZULMathBox const& iBox, double iVoxel,
@@ -101,41 +146,35 @@ SFMeshShares::SFMeshShares(SFField const& iField, ZULMathBox const& iBox, double
   if (iOptions.adaptivity != 0.0)
     throw std::invalid_argument("adaptivity: a mesh in parts cannot be simplified");
   _content = std::make_unique<Content>(iField, iBox, iVoxel, iOptions);
-  RequireFeasible(_content->slabs.GetField(), _content->lattice, false, _content->options);
+  RequireFeasible(*_content->compiled.capped, _content->lattice, false, iOptions);
 }
 
 SFMeshShares::~SFMeshShares() = default;
 
-std::uint32_t SFMeshShares::CountTasks() const
+SFMeshPlan const& SFMeshShares::GetPlan() const { return _content->plan; }
+
+SFMeshingReport SFMeshShares::GetReport() const
 {
-  std::int64_t const storeys = (_content->layers + Content::Rows - 1) / Content::Rows;
-  return static_cast<std::uint32_t>(storeys * _content->strips);
+  SFMeshingReport report;
+  report.voxel = _content->lattice.voxel;
+  report.cells = _content->lattice.cells;
+  return report;
 }
 
-std::uint32_t SFMeshShares::CountStrips() const
+std::vector<SFMeshShares::Strip> SFMeshShares::Make(std::uint32_t iTask, SFWorkOptions const& iOptions) const
 {
-  return static_cast<std::uint32_t>(_content->layers * _content->strips);
-}
-
-std::uint32_t SFMeshShares::CountSlabs() const
-{
-  std::int64_t const height = _content->slabs.GetSlabHeight();
-  return static_cast<std::uint32_t>((_content->layers + height - 1) / height);
-}
-
-std::vector<SFMeshShares::Strip> SFMeshShares::Make(std::uint32_t iTask)
-{
-  SFMeshSlabs& slabs = _content->slabs;
-  std::int64_t const begin = iTask / _content->strips * Content::Rows;
-  std::int64_t const end = std::min(begin + Content::Rows, _content->layers);
-  std::int64_t const strip = iTask % _content->strips;
-  slabs.Begin(begin, end);
-  slabs.MakeBlocks(strip * Content::Rows, (strip + 1) * Content::Rows);
+  auto const options = With(_content->options, iOptions);
+  SFMeshPlan const& plan = _content->plan;
+  SFMeshSlabs slabs(_content->compiled, _content->box, _content->lattice, options, SFProgress(options, "mesh"));
+  auto const numbers = plan.StripsOfTask(iTask);
+  std::uint32_t const row = iTask % plan._strips * Rows;
+  slabs.Begin(numbers.front() / plan._strips, numbers.back() / plan._strips + 1);
+  slabs.MakeBlocks(row, row + Rows);
   std::vector<Strip> made;
-  for (std::int64_t layer = begin; layer < end; ++layer) {
+  for (std::uint32_t const number : numbers) {
     Strip& one = made.emplace_back();
-    one.number = static_cast<std::uint32_t>(layer * _content->strips + strip);
-    for (auto const& block : slabs.GetLayer(layer))
+    one.number = number;
+    for (auto const& block : slabs.GetLayer(number / plan._strips))
       if (block != nullptr) {
         one.vertices += static_cast<std::uint32_t>(block->vertices.size());
         AppendBlock(*block, one.bytes);
@@ -144,30 +183,22 @@ std::vector<SFMeshShares::Strip> SFMeshShares::Make(std::uint32_t iTask)
   return made;
 }
 
-SFMeshShares::Range SFMeshShares::StripsOf(std::uint32_t iSlab) const
+SFMeshShares::Slab SFMeshShares::Assemble(std::uint32_t iSlab, std::span<std::string_view const> iStrips,
+                                          std::uint64_t iFirstVertex, SFWorkOptions const& iOptions) const
 {
-  std::int64_t const height = _content->slabs.GetSlabHeight();
-  std::int64_t const begin = iSlab * height;
-  auto const number = [this](std::int64_t iLayer) { return static_cast<std::uint32_t>(iLayer * _content->strips); };
-  return {number(std::max<std::int64_t>(begin - 1, 0)), number(begin),
-          number(std::min(begin + height, _content->layers))};
-}
-
-SFMeshShares::Slab SFMeshShares::Assemble(std::uint32_t iSlab, std::span<std::string const* const> iStrips,
-                                          std::uint64_t iFirstVertex)
-{
-  SFMeshSlabs& slabs = _content->slabs;
-  std::int64_t const begin = iSlab * slabs.GetSlabHeight();
-  slabs.Begin(begin, std::min(begin + slabs.GetSlabHeight(), _content->layers));
-  for (std::string const* const strip : iStrips)
-    for (std::string_view bytes = *strip; !bytes.empty();)
+  auto const options = With(_content->options, iOptions);
+  SFMeshPlan const& plan = _content->plan;
+  SFMeshSlabs slabs(_content->compiled, _content->box, _content->lattice, options, SFProgress(options, "mesh"));
+  auto const range = plan.StripsOf(iSlab);
+  slabs.Begin(range.own / plan._strips, range.last / plan._strips);
+  for (std::string_view bytes : iStrips)
+    while (!bytes.empty())
       slabs.Place(TakeBlock(bytes));
   Slab slab;
   slab.mesh = slabs.AssembleFrom(iFirstVertex, slab.firstVertex, slab.below);
+  slab.report = slabs.GetReport();
   return slab;
 }
-
-SFMeshingReport const& SFMeshShares::GetReport() const { return _content->slabs.GetReport(); }
 
 void SFMeshShares::RequireSurface(std::uint64_t iTriangles) const
 {

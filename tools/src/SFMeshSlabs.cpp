@@ -10,6 +10,7 @@
 #include <limits>
 #include <numeric>
 #include <stdexcept>
+#include <utility>
 
 namespace SF {
 namespace {
@@ -17,6 +18,8 @@ namespace {
 constexpr std::int64_t Side = SFMeshBlock::Side;
 /// A slab has as many layers as this number of blocks allows.
 constexpr std::int64_t BlocksPerSlab = 8192;
+/// The boxes that threads draw, in blocks along an axis.
+constexpr std::int64_t TaskBlocks = 4;
 /// How near to the surface, in voxels, the centre of a triangle is on it.
 constexpr double OnSurface = 1e-3;
 /// Memory is looked at each time that so many bytes have been taken.
@@ -40,39 +43,50 @@ SFField CappedField(SFField const& iField, ZULMathBox const& iBox)
                                             iBox.low.z - z, z - iBox.high.z}));
 }
 
-SFMeshSlabs::SFMeshSlabs(SFField const& iField, ZULMathBox const& iBox, SFMeshLattice const& iLattice,
-                         SFMeshingOptions const& iOptions, SFProgress const& iProgress)
-  : _box(iBox), _lattice(iLattice), _options(iOptions), _progress(iProgress)
+SFMeshField CompileForMesh(SFField const& iField, ZULMathBox const& iBox, SFMeshingOptions const& iOptions)
 {
   // Blocks are what threads share out; each works alone.
   SFWorkOptions alone = iOptions;
   alone.threads = 1;
-  _field = CompileFor(CappedField(iField, iBox), alone);
-  if (!iOptions.isCapped)
-    _uncapped = CompileFor(iField, alone);
+  return {CompileFor(CappedField(iField, iBox), alone), iOptions.isCapped ? nullptr : CompileFor(iField, alone)};
+}
+
+SFLatticeIndex BlocksOf(SFMeshLattice const& iLattice)
+{
+  SFLatticeIndex blocks{};
+  for (std::size_t axis = 0; axis < 3; ++axis)
+    blocks[axis] = (std::int64_t{iLattice.cells[axis]} + Side - 1) / Side;
+  return blocks;
+}
+
+std::int64_t SlabHeightOf(SFLatticeIndex const& iBlocks)
+{
+  return std::max<std::int64_t>(1, BlocksPerSlab / (iBlocks[0] * iBlocks[1]));
+}
+
+SFMeshSlabs::SFMeshSlabs(SFMeshField iField, ZULMathBox const& iBox, SFMeshLattice const& iLattice,
+                         SFMeshingOptions const& iOptions, SFProgress const& iProgress)
+  : _box(iBox), _lattice(iLattice), _options(iOptions), _progress(iProgress), _field(std::move(iField)),
+    _blocks(BlocksOf(iLattice))
+{
   for (unsigned int worker = 0; worker < ThreadsOf(iOptions); ++worker)
     _makers.push_back(std::make_unique<SFMeshBlockMaker>(iLattice, iOptions.hasSharpFeatures));
-  for (std::size_t axis = 0; axis < 3; ++axis)
-    _blocks[axis] = (std::int64_t{iLattice.cells[axis]} + Side - 1) / Side;
   _report.voxel = iLattice.voxel;
   _report.cells = iLattice.cells;
 }
 
 SFMeshSlabs::~SFMeshSlabs() = default;
 
-void SFMeshSlabs::Run(std::int64_t iFirst, std::int64_t iLast,
-                      std::function<void(SFMesh&&, std::uint32_t)> const& iTake)
+void SFMeshSlabs::Run(std::function<void(SFMesh&&, std::uint32_t)> const& iTake)
 {
   auto const blocksPerLayer = static_cast<std::size_t>(_blocks[0] * _blocks[1]);
-  std::int64_t const thickness = GetSlabHeight();
+  std::int64_t const thickness = SlabHeightOf(_blocks);
   auto const doneAt = [&](std::int64_t iLayer) {
-    return static_cast<double>(iLayer - iFirst) / static_cast<double>(iLast - iFirst);
+    return static_cast<double>(iLayer) / static_cast<double>(_blocks[2]);
   };
   _layers.emplace_back(blocksPerLayer);
-  if (iFirst > 0)
-    iTake(MakeLayerBelow(iFirst), 0);
-  for (_begin = iFirst; _begin < iLast; _begin = _end) {
-    _end = std::min(_begin + thickness, iLast);
+  for (_begin = 0; _begin < _blocks[2]; _begin = _end) {
+    _end = std::min(_begin + thickness, _blocks[2]);
     for (std::int64_t layer = _begin; layer < _end; ++layer)
       _layers.emplace_back(blocksPerLayer);
     auto const firstVertex = static_cast<std::uint32_t>(_vertexCount);
@@ -85,22 +99,6 @@ void SFMeshSlabs::Run(std::int64_t iFirst, std::int64_t iLast,
   }
 }
 
-/// Returns its vertices. What is reported of them is that of the range below.
-SFMesh SFMeshSlabs::MakeLayerBelow(std::int64_t iFirst)
-{
-  _begin = iFirst - 1;
-  _end = iFirst;
-  _layers.emplace_back(_layers.front().size());
-  MakeBlocks(_progress.Part(0.0, 0.0), 0, _blocks[1]);
-  SFMeshingReport const report = _report;
-  NumberVertices();
-  _report = report;
-  SFMesh part;
-  AddVertices(BlocksOfSlab(), part);
-  _layers.erase(_layers.begin());
-  return part;
-}
-
 std::size_t SFMeshSlabs::PlaceOf(std::int64_t iX, std::int64_t iY) const
 {
   return static_cast<std::size_t>(iY * _blocks[0] + iX);
@@ -111,11 +109,6 @@ SFMeshBlock const* SFMeshSlabs::BlockAt(SFLatticeIndex const& iPlace) const
   if (iPlace[0] < 0 || iPlace[1] < 0)
     return nullptr;
   return _layers[static_cast<std::size_t>(iPlace[2] - _begin + 1)][PlaceOf(iPlace[0], iPlace[1])].get();
-}
-
-std::int64_t SFMeshSlabs::GetSlabHeight() const
-{
-  return std::max<std::int64_t>(1, BlocksPerSlab / (_blocks[0] * _blocks[1]));
 }
 
 void SFMeshSlabs::Begin(std::int64_t iBegin, std::int64_t iEnd)
@@ -158,29 +151,38 @@ void SFMeshSlabs::MakeBlocks(std::int64_t iFirstRow, std::int64_t iLastRow)
 
 void SFMeshSlabs::MakeBlocks(SFProgress const& iProgress, std::int64_t iFirstRow, std::int64_t iLastRow)
 {
+  _firstRow = iFirstRow;
+  _lastRow = std::min(iLastRow, _blocks[1]);
   std::shared_ptr<SFCompiledField> slab;
-  Require(
-      _field->Restrict(_lattice.BoxBetween({0, 0, _begin * Side}, {_blocks[0] * Side, _blocks[1] * Side, _end * Side},
-                                           SFMeshBlockMaker::Margin),
-                       slab));
-  std::int64_t const columns = (_blocks[0] + TaskBlocks - 1) / TaskBlocks;
-  std::int64_t const rows = (std::min(iLastRow, _blocks[1]) - iFirstRow + TaskBlocks - 1) / TaskBlocks;
-  std::int64_t const storeys = (_end - _begin + TaskBlocks - 1) / TaskBlocks;
+  Require(_field.capped->Restrict(_lattice.BoxBetween({0, _firstRow * Side, _begin * Side},
+                                                      {_blocks[0] * Side, _lastRow * Side, _end * Side},
+                                                      SFMeshBlockMaker::Margin),
+                                  slab));
+  // Boxes begin at multiples of their size in y and z, so that those that the rows or layers cut are those of the whole.
+  auto const boxesBefore = [](std::int64_t iBlock) { return (iBlock + TaskBlocks - 1) / TaskBlocks; };
+  std::int64_t const firstRow = _firstRow / TaskBlocks;
+  std::int64_t const firstStorey = _begin / TaskBlocks;
+  std::int64_t const columns = boxesBefore(_blocks[0]);
+  std::int64_t const rows = boxesBefore(_lastRow) - firstRow;
+  std::int64_t const storeys = boxesBefore(_end) - firstStorey;
   auto const tasks = static_cast<std::size_t>(columns * rows * storeys);
   ForEach(tasks, _options, [&](std::size_t iTask, unsigned int iWorker) {
     auto const task = static_cast<std::int64_t>(iTask);
-    SFLatticeIndex const low{task % columns * TaskBlocks * Side,
-                             (iFirstRow + task / columns % rows * TaskBlocks) * Side,
-                             _begin * Side + task / columns / rows * TaskBlocks * Side};
-    Descend(*slab, low, TaskBlocks * Side, *_makers[iWorker]);
+    constexpr std::int64_t side = TaskBlocks * Side;
+    Descend(*slab,
+            {task % columns * side, (firstRow + task / columns % rows) * side,
+             (firstStorey + task / columns / rows) * side},
+            side, *_makers[iWorker]);
     if (iWorker == 0)
       iProgress.Report(static_cast<double>(iTask + 1) / static_cast<double>(tasks));
   });
 }
 
-bool SFMeshSlabs::IsBeyond(SFLatticeIndex const& iLow) const
+/// Of a box without any block that is to be made.
+bool SFMeshSlabs::IsOutside(SFLatticeIndex const& iLow, std::int64_t iSide) const
 {
-  return iLow[0] >= _blocks[0] * Side || iLow[1] >= _blocks[1] * Side || iLow[2] >= _end * Side;
+  return iLow[0] >= _blocks[0] * Side || iLow[1] >= _lastRow * Side || iLow[1] + iSide <= _firstRow * Side ||
+         iLow[2] >= _end * Side || iLow[2] + iSide <= _begin * Side;
 }
 
 /// Octree descent: boxes that cannot hold surface are left out, the field of the others is restricted to them.
@@ -188,7 +190,7 @@ void SFMeshSlabs::Descend(SFCompiledField const& iField, SFLatticeIndex const& i
                           SFMeshBlockMaker& ioMaker)
 {
   ThrowIfCancelled(_options);
-  if (IsBeyond(iLow))
+  if (IsOutside(iLow, iSide))
     return;
   SFLatticeIndex const high{iLow[0] + iSide, iLow[1] + iSide, iLow[2] + iSide};
   double low = 0.0;
@@ -251,7 +253,7 @@ void SFMeshSlabs::RemoveCap(SFMeshBlock const& iBlock, SFBlockTriangles& ioTrian
     return;
   std::shared_ptr<SFCompiledField> here;
   SFLatticeIndex const high{iBlock.low[0] + Side, iBlock.low[1] + Side, iBlock.low[2] + Side};
-  Require(_uncapped->Restrict(_lattice.BoxBetween(iBlock.low, high, SFMeshBlockMaker::Margin), here));
+  Require(_field.uncapped->Restrict(_lattice.BoxBetween(iBlock.low, high, SFMeshBlockMaker::Margin), here));
   SFPointBatch batch;
   for (SFVector3 const& centre : ioTriangles.centresOnFaces)
     batch.Add(centre);
@@ -274,15 +276,6 @@ std::vector<SFMeshBlock const*> SFMeshSlabs::BlocksOfSlab() const
       if (block != nullptr)
         blocks.push_back(block.get());
   return blocks;
-}
-
-void SFMeshSlabs::AddVertices(std::vector<SFMeshBlock const*> const& iBlocks, SFMesh& ioPart) const
-{
-  for (SFMeshBlock const* const block : iBlocks)
-    for (SFMeshVertex const& vertex : block->vertices) {
-      ioPart.vertices.push_back(vertex.position);
-      ioPart.normals.push_back(vertex.normal);
-    }
 }
 
 SFMesh SFMeshSlabs::Assemble()

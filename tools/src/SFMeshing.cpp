@@ -6,6 +6,7 @@
 #include "SFPointBatch.h"
 #include "SFToolsErrors.h"
 
+#include <algorithm>
 #include <cmath>
 #include <stdexcept>
 #include <utility>
@@ -20,10 +21,11 @@ SFMeshingReport MeshInParts(SFField const& iField, ZULMathBox const& iBox, doubl
   SFMeshLattice const lattice(iBox, iVoxel);
   SFProgress const progress(iOptions, "mesh");
   progress.Report(0.0);
-  SFMeshSlabs slabs(iField, iBox, lattice, iOptions, progress);
-  double const vertices = RequireFeasible(slabs.GetField(), lattice, ioSink == nullptr, iOptions);
+  SFMeshField const field = CompileForMesh(iField, iBox, iOptions);
+  double const vertices = RequireFeasible(*field.capped, lattice, ioSink == nullptr, iOptions);
   if (ioSink != nullptr)
     ioSink->Expect(vertices);
+  SFMeshSlabs slabs(field, iBox, lattice, iOptions, progress);
   slabs.Run(iTake);
   if (slabs.GetReport().triangles == 0)
     ThrowNoSurface(iField, iBox, iOptions);
@@ -89,6 +91,18 @@ void ThrowNoSurface(SFField const& iField, ZULMathBox const& iBox, SFMeshingOpti
                                              : "no surface of the model lies in the box");
 }
 
+void SFMeshingReport::Add(SFMeshingReport const& iPart)
+{
+  vertices += iPart.vertices;
+  triangles += iPart.triangles;
+  sharpVertices += iPart.sharpVertices;
+  unplacedVertices += iPart.unplacedVertices;
+  vertexDistance = std::max(vertexDistance, iPart.vertexDistance);
+  sharpVertexDistance = std::max(sharpVertexDistance, iPart.sharpVertexDistance);
+  surfaceDistance = std::max(surfaceDistance, iPart.surfaceDistance);
+  simplification = std::max(simplification, iPart.simplification);
+}
+
 SFMeshSink::~SFMeshSink() = default;
 void SFMeshSink::Expect(double) {}
 
@@ -128,35 +142,6 @@ void MeshField(SFField const& iField, ZULMathBox const& iBox, double iVoxel, SFM
       });
   if (oReport != nullptr)
     *oReport = report;
-}
-
-std::uint32_t MeshLayerCount(ZULMathBox const& iBox, double iVoxel)
-{
-  std::uint32_t const cells = SFMeshLattice(iBox, iVoxel).cells[2];
-  return (cells + SFMeshBlock::Side - 1) / SFMeshBlock::Side;
-}
-
-SFMeshLayers MeshFieldLayers(SFField const& iField, ZULMathBox const& iBox, double iVoxel, std::uint32_t iBegin,
-                             std::uint32_t iEnd, SFMeshingOptions const& iOptions)
-{
-  if (iOptions.adaptivity != 0.0)
-    throw std::invalid_argument("adaptivity: a mesh in parts cannot be simplified");
-  if (!(iBegin < iEnd && iEnd <= MeshLayerCount(iBox, iVoxel)))
-    throw std::invalid_argument("layers: not a range of those of the mesh");
-  SFMeshLattice const lattice(iBox, iVoxel);
-  SFProgress const progress(iOptions, "mesh");
-  progress.Report(0.0);
-  SFMeshSlabs slabs(iField, iBox, lattice, iOptions, progress);
-  SFMeshLayers layers;
-  bool isBelow = iBegin > 0;
-  slabs.Run(iBegin, iEnd, [&](SFMesh&& ioPart, std::uint32_t) {
-    if (std::exchange(isBelow, false))
-      layers.below = static_cast<std::uint32_t>(ioPart.vertices.size());
-    Append(std::move(ioPart), layers.mesh);
-  });
-  layers.report = slabs.GetReport();
-  progress.Report(1.0);
-  return layers;
 }
 
 } // namespace SF
