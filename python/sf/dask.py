@@ -224,8 +224,9 @@ class _Sums(NamedTuple):
     offset: float  # of the vertices from the surface, at most
 
 
-def _middle(box: Box) -> tuple[float, ...]:
-    return tuple((low + high) / 2 for low, high in zip(*box))
+def _middle(box: Box) -> tuple[float, float, float]:
+    x, y, z = ((low + high) / 2 for low, high in zip(*box))
+    return x, y, z
 
 
 def _sums(solid: _Solid, number: int, strips: list[bytes]) -> _Sums:
