@@ -63,10 +63,11 @@ struct SF_TOOLS_EXPORT SFMeshMoments
   double volume = 0.0;            ///< unit^3
   double area = 0.0;              ///< unit^2
   std::array<double, 3> moment{}; ///< of the volume, about a point; unit^4
-  /// The corners of the box around the vertices; infinite, and the low one above the high one, while there is none.
+  /// The low corner of the box around the vertices; infinite, and above the high one, while there is no vertex.
   std::array<double, 3> low{Infinity, Infinity, Infinity};
-  std::array<double, 3> high{-Infinity, -Infinity, -Infinity};
+  std::array<double, 3> high{-Infinity, -Infinity, -Infinity}; ///< the high corner
 
+  /// Those of a further part, about the same point.
   void Add(SFMeshMoments const& iPart);
 
 private:

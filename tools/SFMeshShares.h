@@ -66,6 +66,7 @@ public:
   SFMeshShares& operator=(SFMeshShares const&) = delete;
   ~SFMeshShares();
 
+  /// How the work is cut.
   SFMeshPlan const& GetPlan() const;
   /// Of a mesh without slabs: add theirs to it.
   SFMeshingReport GetReport() const;
