@@ -126,6 +126,10 @@ public:
   /// options with this one. Codes of EvaluateInterval.
   HRESULT Restrict(ZULMathBox const& iBox, std::shared_ptr<SFCompiledField>& oField) const;
 
+  /// Whether the values of a restricted field cannot jump in its box, other than at poles: no SIGN is left of it, and no
+  /// resource. Where that is so, the gradient bounds how much they change. False says nothing.
+  bool IsContinuous() const;
+
   /// The slices iBegin <= k < iEnd of a grid of nx ny nz points. Values are stored as SFDagEvaluator::Render does, the
   /// one that takes a reference to the root: as floats, limited to the diagonal of the whole grid. All slices in a row
   /// are the whole grid, so that one which does not fit into memory can be streamed, or split between processes.

@@ -138,6 +138,19 @@ TEST(Restriction, KeepsEveryBitInItsBoxThroughAllLevels)
   }
 }
 
+TEST(Restriction, KnowsWhereNothingCanJump)
+{
+  auto const isContinuous = [](char const* iText, double iFrom, double iTo) {
+    FieldPtr part;
+    EXPECT_EQ(Compiled(Build(iText))->Restrict({{iFrom, 0.0, 0.0}, {iTo, 1.0, 1.0}}, part), S_OK);
+    return part->IsContinuous();
+  };
+  EXPECT_TRUE(isContinuous("a X", -1.0, 1.0));
+  EXPECT_FALSE(isContinuous("? X", -1.0, 1.0));
+  EXPECT_TRUE(isContinuous("? X", 0.5, 1.0));
+  EXPECT_TRUE(isContinuous("U ? X f-2", -1.0, 1.0));
+}
+
 TEST(Restriction, RefusesWhatIsNoBox)
 {
   FieldPtr part;

@@ -386,6 +386,14 @@ HRESULT SFCompiledField::Restrict(ZULMathBox const& iBox, std::shared_ptr<SFComp
   return S_OK;
 }
 
+bool SFCompiledField::IsContinuous() const
+{
+  auto const& steps = _content->anywhere->instructions;
+  return std::none_of(steps.begin(), steps.end(), [](SFTapeInstruction const& iStep) {
+    return iStep.code == CodeOf(SFNodeType::SIGN) || iStep.code == AngleCode || IsResourceCode(iStep.code);
+  });
+}
+
 HRESULT SFCompiledField::RenderSlices(unsigned int const* iDims, unsigned int iBegin, unsigned int iEnd,
                                       std::span<float> ioValues, double iVoxelSize, double const* iOrigin,
                                       std::atomic<bool> const* iCancel) const

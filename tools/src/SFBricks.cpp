@@ -1,13 +1,11 @@
 #include "SFBricks.h"
 
-#include "SFDagNode.h"
 #include "SFFieldCalculus.h"
 
 #include <algorithm>
 #include <limits>
 #include <numeric>
 #include <stdexcept>
-#include <unordered_set>
 #include <utility>
 
 namespace SF {
@@ -23,23 +21,10 @@ std::size_t DivisionsFor(std::size_t iNodes, bool iHasLipschitz)
   return iHasLipschitz ? divisions : std::min<std::size_t>(divisions + 1, 5);
 }
 
-/// Whether a field may be discontinuous other than at a pole.
-bool MayJump(SFField const& iField)
-{
-  std::vector<std::shared_ptr<SFDagNode>> open{iField.Node()};
-  std::unordered_set<SFDagNode const*> seen;
-  while (!open.empty()) {
-    std::shared_ptr<SFDagNode> const node = open.back();
-    open.pop_back();
-    if (node == nullptr || !seen.insert(node.get()).second)
-      continue;
-    if (node->GetTypeTag() == SFNodeType::SIGN)
-      return true;
-    open.push_back(node->GetLhs());
-    open.push_back(node->GetRhs());
-  }
-  return false;
-}
+/// Where there is no Lipschitz bound yet, as a jump or a pole is near, pieces are divided so often again, unless they are
+/// many: rays are slow in them.
+constexpr std::size_t MoreDivisions = 2;
+constexpr std::size_t MostWithoutBound = 4096;
 
 ZULMathBox Half(ZULMathBox const& iBox, std::size_t iAxis, bool iIsHigh)
 {
@@ -63,28 +48,57 @@ SFBricks::SFBricks(SFField const& iField, ZULMathBox const& iBox, SFWorkOptions 
   std::vector<Cell> cells{{iBox, CompileFor(iField, single), SlopesOf(iField, single), 0}};
   std::size_t const divisions = DivisionsFor(iField.NodeCount(), std::isfinite(_lipschitz));
   ZULMathBox sample = iBox; // all cells of a level have its shape
-  for (std::size_t level = 0; level < divisions * HalvingsAtOnce; ++level) {
+  for (std::size_t level = 0; level < (divisions + MoreDivisions) * HalvingsAtOnce; ++level) {
     SFVector3 const sides = SizeOf(sample);
     _axes.push_back(sides[0] >= sides[1] && sides[0] >= sides[2] ? 0U : sides[1] >= sides[2] ? 1U : 2U);
     sample = Half(sample, _axes.back(), false);
   }
   for (std::size_t division = 0; division < divisions; ++division) {
-    std::vector<Parts> parts(cells.size());
-    ForEach(cells.size(), iOptions, [&](std::size_t iIndex, unsigned int) {
-      parts[iIndex] = Divide(cells[iIndex], division * HalvingsAtOnce);
-    });
-    cells.clear();
-    for (Parts& part : parts) {
-      std::move(part.cells.begin(), part.cells.end(), std::back_inserter(cells));
-      std::move(part.solid.begin(), part.solid.end(), std::back_inserter(_pieces));
-    }
+    cells = DivideAll(cells, division, iOptions);
     iProgress.Report(static_cast<double>(division + 1) / static_cast<double>(divisions));
   }
-  std::vector<SFBrick> pieces(cells.size());
-  ForEach(cells.size(), iOptions, [&](std::size_t iIndex, unsigned int) { pieces[iIndex] = Finish(cells[iIndex]); });
-  std::move(pieces.begin(), pieces.end(), std::back_inserter(_pieces));
+  cells = FinishAll(cells, iOptions);
+  for (std::size_t division = divisions; division < divisions + MoreDivisions && !cells.empty(); ++division)
+    cells = FinishAll(DivideAll(cells, division, iOptions), iOptions, division + 1 == divisions + MoreDivisions);
   if (_pieces.empty())
     throw SFModelError("there is no surface in the box: the field is positive everywhere in it");
+}
+
+std::vector<SFBricks::Cell> SFBricks::DivideAll(std::vector<Cell> const& iCells, std::size_t iDivision,
+                                                SFWorkOptions const& iOptions)
+{
+  std::vector<Parts> parts(iCells.size());
+  ForEach(iCells.size(), iOptions, [&](std::size_t iIndex, unsigned int) {
+    parts[iIndex] = Divide(iCells[iIndex], iDivision * HalvingsAtOnce);
+  });
+  std::vector<Cell> cells;
+  for (Parts& part : parts) {
+    std::move(part.cells.begin(), part.cells.end(), std::back_inserter(cells));
+    std::move(part.solid.begin(), part.solid.end(), std::back_inserter(_pieces));
+  }
+  return cells;
+}
+
+/// Makes pieces of the cells. Returns those that are worth dividing again instead, none the last time.
+std::vector<SFBricks::Cell> SFBricks::FinishAll(std::vector<Cell> const& iCells, SFWorkOptions const& iOptions,
+                                                bool iIsLast)
+{
+  std::vector<SFBrick> pieces(iCells.size());
+  ForEach(iCells.size(), iOptions, [&](std::size_t iIndex, unsigned int) { pieces[iIndex] = Finish(iCells[iIndex]); });
+  auto const isOpen = [&](std::size_t iIndex) {
+    return std::isinf(pieces[iIndex].lipschitz) && iCells[iIndex].slopes[0] != nullptr;
+  };
+  std::size_t open = 0;
+  for (std::size_t i = 0; i < pieces.size(); ++i)
+    open += isOpen(i) ? 1 : 0;
+  bool const goesOn = !iIsLast && open <= MostWithoutBound;
+  std::vector<Cell> cells;
+  for (std::size_t i = 0; i < pieces.size(); ++i)
+    if (goesOn && isOpen(i))
+      cells.push_back(iCells[i]);
+    else
+      _pieces.push_back(std::move(pieces[i]));
+  return cells;
 }
 
 ZULMathBox SFBricks::Widened(ZULMathBox const& iBox) const
@@ -149,8 +163,10 @@ SFBricks::Parts SFBricks::Divide(Cell const& iCell, std::size_t iLevel) const
 
 SFBrick SFBricks::Finish(Cell const& iCell) const
 {
-  SFBrick piece{iCell.box, nullptr, iCell.path, false, LipschitzIn(iCell)};
+  SFBrick piece{iCell.box, nullptr, iCell.path, false, _lipschitz};
   Require(iCell.field->Restrict(Widened(iCell.box), piece.field));
+  if (std::isinf(_lipschitz) && piece.field->IsContinuous())
+    piece.lipschitz = LipschitzIn(iCell);
   return piece;
 }
 
@@ -159,7 +175,7 @@ double SFBricks::LipschitzIn(Cell const& iCell) const
 {
   constexpr double infinity = std::numeric_limits<double>::infinity();
   if (iCell.slopes[0] == nullptr)
-    return _lipschitz;
+    return infinity;
   SFVector3 most{};
   for (std::size_t axis = 0; axis < 3; ++axis) {
     double low = 0.0;
@@ -176,7 +192,7 @@ SFBricks::Slopes SFBricks::SlopesOf(SFField const& iField, SFWorkOptions const& 
 {
   constexpr std::size_t mostNodes = 20'000; // derivatives have several times as many
   Slopes slopes;
-  if (std::isfinite(_lipschitz) || iField.NodeCount() > mostNodes || MayJump(iField))
+  if (std::isfinite(_lipschitz) || iField.NodeCount() > mostNodes)
     return slopes;
   try {
     SFField3 const gradient = Gradient(iField);

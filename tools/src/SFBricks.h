@@ -37,7 +37,7 @@ public:
   ZULMathBox Extent() const;
 
 private:
-  /// The partial derivatives, where they are of use: of a continuous field without a Lipschitz bound. Else null.
+  /// The partial derivatives, where they are of use: of a field without a Lipschitz bound. Else null.
   using Slopes = std::array<std::shared_ptr<SFCompiledField>, 3>;
   struct Cell
   {
@@ -52,6 +52,8 @@ private:
     std::vector<Cell> cells;
     std::vector<SFBrick> solid;
   };
+  std::vector<Cell> DivideAll(std::vector<Cell> const& iCells, std::size_t iDivision, SFWorkOptions const& iOptions);
+  std::vector<Cell> FinishAll(std::vector<Cell> const& iCells, SFWorkOptions const& iOptions, bool iIsLast = false);
   Parts Divide(Cell const& iCell, std::size_t iLevel) const;
   SFBrick Finish(Cell const& iCell) const;
   double LipschitzIn(Cell const& iCell) const;

@@ -268,11 +268,12 @@ void SFRayTracer::Walk(SFBrick const& iPiece, Active const& iActive)
     else if (to == iActive.end)
       return;
     else
-      from = to;
+      from = std::min(depth, to + PixelAt(iActive.ray, to));
   }
 }
 
-/// Whether a piece of the ray that is too short to divide has a surface on or next to it.
+/// Whether a piece of the ray that is too short to divide has a surface on or next to it. Else `oDepth` is where to go on:
+/// interval arithmetic does not decide there, so half of the way that values and gradients tell is left out.
 bool SFRayTracer::IsHitIn(SFBrick const& iPiece, SFRay const& iRay, double iFrom, double iTo, double& oDepth)
 {
   constexpr std::size_t Points = 9;
@@ -290,15 +291,20 @@ bool SFRayTracer::IsHitIn(SFBrick const& iPiece, SFRay const& iRay, double iFrom
   }
   Require(iPiece.field->EvaluateGradient(Points, x.data(), y.data(), z.data(), values.data(), gradients.data()));
   double const reach = 2.0 * (iTo - iFrom);
+  double nearest = Infinity;
   for (std::size_t i = 0; i < Points; ++i) {
     SFVector3 const gradient{gradients[3 * i], gradients[3 * i + 1], gradients[3 * i + 2]};
-    if (!(values[i] <= reach * Norm(gradient) * Norm(iRay.direction)) && !(values[i] <= 0.0))
+    double const distance = values[i] / (Norm(gradient) * Norm(iRay.direction));
+    if (!(distance <= reach) && !(values[i] <= 0.0)) {
+      nearest = distance > 0.0 ? std::min(nearest, distance) : 0.0;
       continue;
+    }
     double const slope = -Dot(gradient, iRay.direction);
     double const rest = slope > 0.0 ? std::clamp(values[i] / slope, -reach, reach) : 0.0;
     oDepth = std::max(iFrom, depthOf(i) + rest);
     return true;
   }
+  oDepth = iTo + 0.5 * nearest;
   return false;
 }
 
