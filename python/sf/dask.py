@@ -242,5 +242,5 @@ def _measures(box: Box, fine: list[_Sums], coarse: list[_Sums]) -> MassMeasures:
     if not any(slab.sums[1] for slab in fine):
         raise ValueError(_NO_SURFACE)
     offset = max(slab.offset for slab in fine)
-    sums = ([slab.sums for slab in slabs] for slabs in (fine, coarse))
-    return MassMeasures(*mass_measures(_core.measures_of(*sums, _middle(box), offset)))
+    row = _core.measures_of([slab.sums for slab in fine], [slab.sums for slab in coarse], _middle(box), offset)
+    return MassMeasures(*mass_measures(row))
