@@ -106,7 +106,7 @@ std::uint8_t SFMeshBlockMaker::InsideOf(SFCompiledField const& iField, SFMeshBlo
   _batch.Evaluate(iField);
   unsigned int inside = 0;
   for (unsigned int corner = 0; corner < 8; ++corner)
-    inside |= IsInside(_batch.Value(corner)) ? 1U << corner : 0U;
+    inside |= _batch.Value(corner) <= 0.0 ? 1U << corner : 0U; // as samples, which store any zero as -0
   return static_cast<std::uint8_t>(inside);
 }
 

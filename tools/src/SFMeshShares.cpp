@@ -35,7 +35,8 @@ void Append(std::string& ioBytes, Value const* iValues, std::size_t iCount)
 template <class Value>
 void Take(std::string_view& ioBytes, Value* oValues, std::size_t iCount)
 {
-  std::memcpy(oValues, ioBytes.data(), iCount * sizeof(Value));
+  if (iCount != 0) // an empty vector has no data
+    std::memcpy(oValues, ioBytes.data(), iCount * sizeof(Value));
   ioBytes.remove_prefix(iCount * sizeof(Value));
 }
 
