@@ -1,12 +1,9 @@
 #include "CompiledFieldSupport.h"
+#include "HeapUse.h"
 
 #include "SFPointSource.h"
 
 #include <algorithm>
-
-#if defined(__GLIBC__)
-#include <malloc.h>
-#endif
 
 using namespace SFTest;
 
@@ -45,17 +42,6 @@ private:
   Points const& _points;
   std::size_t _first;
 };
-
-/// Bytes that the heap has given out; 0 where it does not tell.
-std::size_t TakenFromHeap()
-{
-#if defined(__GLIBC__)
-  struct mallinfo2 const heap = mallinfo2();
-  return heap.uordblks + heap.hblkhd;
-#else
-  return 0;
-#endif
-}
 
 } // namespace
 

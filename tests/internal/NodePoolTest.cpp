@@ -1,3 +1,4 @@
+#include "HeapUse.h"
 #include "Support.h"
 
 #include "SFConstant.h"
@@ -9,7 +10,6 @@
 #include <thread>
 
 #if defined(__GLIBC__)
-#include <malloc.h>
 #include <sys/resource.h>
 #endif
 
@@ -17,17 +17,6 @@ using namespace SF;
 using namespace SFTest;
 
 namespace {
-
-/// Bytes that the heap has given out.
-[[maybe_unused]] std::size_t TakenFromHeap()
-{
-#if defined(__GLIBC__)
-  struct mallinfo2 const heap = mallinfo2();
-  return heap.uordblks + heap.hblkhd;
-#else
-  return 0;
-#endif
-}
 
 constexpr std::size_t Count = SFNodePool::OnHeap + 100000; // several chunks
 

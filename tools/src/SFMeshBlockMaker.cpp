@@ -16,6 +16,8 @@ constexpr double NearSurface = 1e-4;
 
 /// -0 counts as inside, like what rounds to it; NaN does not.
 bool IsInside(double iValue) { return std::signbit(iValue) && !std::isnan(iValue); }
+/// As samples are stored, any zero as -0.
+double AsSample(double iValue) { return iValue == 0.0 ? -0.0 : iValue; }
 
 } // namespace
 
@@ -106,7 +108,7 @@ std::uint8_t SFMeshBlockMaker::InsideOf(SFCompiledField const& iField, SFMeshBlo
   _batch.Evaluate(iField);
   unsigned int inside = 0;
   for (unsigned int corner = 0; corner < 8; ++corner)
-    inside |= _batch.Value(corner) <= 0.0 ? 1U << corner : 0U; // as samples, which store any zero as -0
+    inside |= IsInside(AsSample(_batch.Value(corner))) ? 1U << corner : 0U;
   return static_cast<std::uint8_t>(inside);
 }
 
@@ -182,8 +184,8 @@ void SFMeshBlockMaker::AddCrossings(SFDualCell const& iParts, SFEdgeCrossings& i
   for (unsigned int edge = 0; edge < 12; ++edge) {
     unsigned int const low = LowCornerOf(edge);
     if (iParts.partOf[edge] != SFDualCell::None)
-      oCrossingOf[edge] =
-          ioCrossings.Add(_batch.Point(low), edge / 4, _batch.Value(low), _batch.Value(low | 1U << edge / 4));
+      oCrossingOf[edge] = ioCrossings.Add(_batch.Point(low), edge / 4, AsSample(_batch.Value(low)),
+                                          AsSample(_batch.Value(low | 1U << edge / 4)));
   }
 }
 
