@@ -51,17 +51,31 @@ TEST(Restriction, HasTheSameBitsPreparedOrNot)
   words.prefixes = {"m[1;2;0;0.5;0;1;1;0;-1;0;1;0;0;0;0;1] ", "n[1;2;3;4;5;6;7] "};
   words.shares = true;
   RandomFields random(11, words);
-  Points const points = RandomPoints(1100);
+  Points const points = RandomPoints(1600);
+  // What shares values with derivatives of others, where a choice leaves it out in parts of the box: the double of what is
+  // squared; a difference of sets by which a minimum chooses too, and one whose first set is left out. And what conditions
+  // alone compute elsewhere, or read last.
+  std::array<std::string, 6> const beside{"f0",
+                                          "+ q + s X f3 U * f2 + s X f3 * f8 Z",
+                                          "+ U f1 X S X",
+                                          "+ \\ - * f4 X f3 Y U U ! Y - * f4 X f3 - Z f1",
+                                          "+ \\ - + X Z f7 Y ! Y",
+                                          "I U + X Y + Y Z U + Z X - X Y"};
   for (std::size_t round = 0; round < Scaled(300); ++round) {
+    std::string text = "+ " + beside[round % beside.size()] + " " + random.Next(6);
+    for (char const choice : std::string_view(round % 2 == 0 ? "" : "UIDU"))
+      text = std::string{choice, ' '} + text + " " + random.Next(5);
     FieldPtr field;
-    ASSERT_EQ(Compiled(Build(random.Next(6)), WithThreads(1))->Restrict({{-3, -3, -3}, {3, 3, 3}}, field), S_OK);
-    for (std::size_t const count : {1U, 7U, 8U, 130U, 1000U}) {
+    ASSERT_EQ(Compiled(Build(text), WithThreads(1))->Restrict({{-3, -3, -3}, {3, 3, 3}}, field), S_OK);
+    for (std::size_t const count : {1U, 7U, 8U, 130U, 1000U, 1500U, 40U}) {
       std::vector<double> few(4 * count);
       std::vector<double> prepared(4 * count);
+      std::vector<double> values(count);
       ASSERT_EQ(field->EvaluateGradient(count, &points.x[5], &points.y[5], &points.z[5], &few[0], &few[count]), S_OK);
       ASSERT_EQ(field->EvaluateGradient(count, From(points, 5), &prepared[0], &prepared[count]), S_OK);
+      ASSERT_EQ(field->Evaluate(count, &points.x[5], &points.y[5], &points.z[5], &values[0]), S_OK);
       for (std::size_t i = 0; i < few.size(); ++i)
-        ASSERT_TRUE(Same(few[i], prepared[i]))
+        ASSERT_TRUE(Same(few[i], prepared[i]) && (i >= count || Same(values[i], few[i])))
             << "round " << round << ", " << i << " of " << count << ": " << few[i] << ' ' << prepared[i];
     }
   }

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <unordered_set>
 
 namespace SF {
@@ -55,6 +56,21 @@ public:
       else
         entry->lastUse.store(_owner->_clock.load(std::memory_order_relaxed), std::memory_order_relaxed);
       return code;
+    }
+
+    /// The same with what is kept, if it has parts.
+    template <class Use>
+    std::optional<HRESULT> WithParts(Use const& iUse) const
+    {
+      std::shared_ptr<Entry> entry;
+      {
+        std::lock_guard<std::mutex> const lock(_mutex);
+        entry = _entry.lock();
+      }
+      if (entry == nullptr || !entry->runs.HasParts())
+        return std::nullopt;
+      entry->lastUse.store(_owner->_clock.load(std::memory_order_relaxed), std::memory_order_relaxed);
+      return iUse(entry->runs);
     }
 
   private:

@@ -89,6 +89,13 @@ struct SFStatedBound
   double lipschitz = 0.0;
 };
 
+/// A minimum or maximum, and the condition by which its derivatives are selected, and none but these.
+struct SFTapeChoice
+{
+  SFValueId condition = 0;
+  SFValueId chooser = 0;
+};
+
 /// A field as a list of instructions, each after its operands. Equal operations on equal values are one value.
 struct SFTape
 {
@@ -97,6 +104,10 @@ struct SFTape
   std::vector<SFValueId> results; ///< one a root, in the order in which the roots were given
   /// The slopes of its values in the box that it has been restricted to; none for a tape that holds everywhere.
   std::shared_ptr<SFSlopeTable const> slopes;
+  /// On tapes with first derivatives.
+  std::vector<SFTapeChoice> choices;
+  /// On these too: values of the field that derivatives of others than their readers read as well.
+  std::vector<SFValueId> readAside;
 };
 
 /// Whether it asks the host, whose answers take any time.

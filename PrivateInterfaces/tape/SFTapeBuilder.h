@@ -12,6 +12,9 @@ namespace SF {
 class SFTapeBuilder
 {
 public:
+  /// Room for so many instructions, which saves time.
+  void Reserve(std::size_t iCount);
+
   SFValueId Constant(double iValue);
   /// The value of an operator; a unary one reads `iA` alone.
   SFValueId Emit(SFNodeType iOperator, SFValueId iA, SFValueId iB);
@@ -22,6 +25,8 @@ public:
   SFTapeInstruction const& At(SFValueId iId) const { return _tape.instructions[iId]; }
   void AddResult(SFValueId iId) { _tape.results.push_back(iId); }
   void AddBound(SFStatedBound const& iBound) { _tape.bounds.push_back(iBound); }
+  void AddChoice(SFTapeChoice const& iChoice) { _tape.choices.push_back(iChoice); }
+  void AddReadAside(SFValueId iId) { _tape.readAside.push_back(iId); }
   /// The tape has slopes: those that are added.
   void TakeSlopes() { _hasSlopes = true; }
   void AddSlope(SFValueId iId, SFSlopeEntry const& iSlope);
@@ -30,7 +35,7 @@ public:
   SFTape Finish();
 
 private:
-  void Grow();
+  void Rehash(std::size_t iPlaces);
 
   SFTape _tape;
   bool _hasSlopes = false;

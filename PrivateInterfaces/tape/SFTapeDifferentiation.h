@@ -45,8 +45,10 @@ private:
   SFValueId OfSelection(SFTapeInstruction const& iInstruction, std::size_t iAxis);
   SFValueId OfResourceGradient(SFTapeInstruction const& iInstruction, std::size_t iAxis);
 
-  SFValueId Emit(SFNodeType iOperator, SFValueId iA, SFValueId iB) { return _builder.Emit(iOperator, iA, iB); }
-  SFValueId Emit(SFNodeType iOperator, SFValueId iA) { return _builder.Emit(iOperator, iA); }
+  SFValueId Emit(SFNodeType iOperator, SFValueId iA, SFValueId iB);
+  SFValueId Emit(SFNodeType iOperator, SFValueId iA) { return Emit(iOperator, iA, iA); }
+  void NoteChoice(SFValueId iCondition);
+  void AddNotes(SFTape const& iFields);
   bool IsConstant(SFValueId iId, double iValue) const;
 
   // Arithmetic of derivatives, which may be Zero.
@@ -63,6 +65,9 @@ private:
   SFTapeBuilder _builder;
   std::vector<SFValueId> _copies; ///< by value of the field: its number on the new tape
   std::vector<Gradient> _gradients;
+  std::vector<char> _isEmitted;     ///< by value of the new tape: whether a rule has asked for it
+  std::vector<SFValueId> _choosers; ///< by condition: see SFTapeChoice
+  SFValueId _chooser = UINT32_MAX;  ///< the one that is being differentiated
 };
 
 } // namespace SF

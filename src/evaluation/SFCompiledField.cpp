@@ -17,6 +17,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <thread>
 
 namespace SF {
@@ -151,9 +152,10 @@ struct SFCompiledField::Content
 
   /// `iPrepared` is that of the field that this one is restricted from.
   Content(std::shared_ptr<SFDagNode> iRoot, Resources iResources, SFCompiledFieldOptions const& iOptions,
-          Tape iAnywhere, Tape iBounded, std::shared_ptr<SFPreparedPoints> iPrepared)
+          Tape iAnywhere, Tape iBounded, std::shared_ptr<SFPreparedPoints> iPrepared,
+          std::optional<SFPointBox> const& iBox = {})
     : root(std::move(iRoot)), resources(std::move(iResources)), options(iOptions), anywhere(std::move(iAnywhere)),
-      bounded(std::move(iBounded)), grids(options), prepared(std::move(iPrepared)), points(prepared),
+      bounded(std::move(iBounded)), box(iBox), grids(options), prepared(std::move(iPrepared)), points(prepared),
       gradients(prepared), hessians(prepared)
   {
   }
@@ -188,8 +190,7 @@ struct SFCompiledField::Content
       Tape tape = anywhere;
       for (int i = 0; i < iOrder; ++i)
         tape = std::make_shared<SFTape const>(SFTapeDifferentiation().Run(*tape));
-      bool const isRestricted = anywhere->slopes != nullptr;
-      return SFPointRuns(std::move(tape), isRestricted, options, prepared->GetScratch());
+      return SFPointRuns(std::move(tape), iOrder != 0, box, options, prepared->GetScratch());
     };
     SFPreparedPoints::Place const& place = iOrder == 0 ? points : iOrder == 1 ? gradients : hessians;
     return place.With(make, [&](SFPointRuns const& iRuns) { return iRuns.Run(iCount, iPoints, ioCall, iSink); });
@@ -200,6 +201,7 @@ struct SFCompiledField::Content
   SFCompiledFieldOptions options;
   Tape anywhere;
   Tape bounded;                                     ///< for coordinates up to SFTapeCompiler::LargestCoordinate
+  std::optional<SFPointBox> box;                    ///< what it has been restricted to
   std::array<SFMadeForBox<SFSlopeTable>, 2> slopes; ///< by tape
   mutable SFPreparedGrids grids;
   std::shared_ptr<SFPreparedPoints> prepared;
@@ -248,11 +250,15 @@ HRESULT SFCompiledField::Compile(SFSWContext const& iContext, std::shared_ptr<SF
 HRESULT SFCompiledField::Content::Evaluate(std::size_t iCount, SFTapePoints::Points const& iPoints, double* oValues,
                                            std::atomic<bool> const* iCancel) const
 {
+  constexpr std::size_t fewPoints = 64; // no more are worth a tape of their own where there is one with derivatives
   SFFieldCall call(options, iCancel, "Evaluate");
-  return call.Conclude(
-      RunAt(0, iCount, iPoints, call, [&](SFPointPlaces const& iPlaces, SFTapePoints::Rows const& iRows) {
-        Interleave(iRows, FieldValue, iPlaces, oValues);
-      }));
+  SFTapePoints::Sink const sink = [&](SFPointPlaces const& iPlaces, SFTapePoints::Rows const& iRows) {
+    Interleave(iRows, FieldValue, iPlaces, oValues);
+  };
+  std::optional<HRESULT> code;
+  if (iCount <= fewPoints && iPoints.source == nullptr)
+    code = gradients.WithParts([&](SFPointRuns const& iRuns) { return iRuns.RunValue(iCount, iPoints, call, sink); });
+  return call.Conclude(code ? *code : RunAt(0, iCount, iPoints, call, sink));
 }
 
 HRESULT SFCompiledField::Evaluate(std::size_t iCount, double const* iX, double const* iY, double const* iZ,
@@ -382,7 +388,7 @@ HRESULT SFCompiledField::Restrict(ZULMathBox const& iBox, std::shared_ptr<SFComp
   auto tape = std::make_shared<SFTape const>(
       Restricted(_content->TapeFor(isBounded), box, *_content->SlopesFor(isBounded, box)));
   oField.reset(new SFCompiledField(std::make_unique<Content>(_content->root, _content->resources, _content->options,
-                                                             tape, tape, _content->prepared)));
+                                                             tape, tape, _content->prepared, box)));
   return S_OK;
 }
 

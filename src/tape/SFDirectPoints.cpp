@@ -1,161 +1,170 @@
 #include "tape/SFDirectPoints.h"
 
-#include "SFCylindricalTransform.h"
-#include "operators/SFScalarOps.h"
-
 #include <algorithm>
-#include <limits>
+#include <bit>
+#include <functional>
 
 namespace SF {
-namespace {
-
-/// The last use of results; coordinates stay as well.
-constexpr std::uint32_t ByCaller = std::numeric_limits<std::uint32_t>::max();
-
-} // namespace
 
 bool SFDirectPoints::CanRun(SFTape const& iTape)
 {
-  return iTape.instructions.size() <= MostInstructions &&
-         std::none_of(iTape.instructions.begin(), iTape.instructions.end(),
-                      [](SFTapeInstruction const& iInstruction) { return IsResourceCode(iInstruction.code); });
+  return iTape.instructions.size() <= MostInstructions && !HasResources(iTape);
 }
 
-double* SFDirectPoints::TakeRow()
+void SFDirectPoints::Bind(SFPointProgram const& iProgram)
 {
-  if (_free.empty())
-    return AddRow();
-  double* const row = _free.back();
-  _free.pop_back();
-  return row;
-}
-
-double* SFDirectPoints::AddRow()
-{
-  if (_usedRows == _rows.size())
-    _rows.emplace_back(BatchSize);
-  return _rows[_usedRows++].get();
-}
-
-void SFDirectPoints::FindLastUses(SFTape const& iTape)
-{
-  auto const& instructions = iTape.instructions;
-  _operands.assign(instructions.size(), {});
-  for (SFValueId id = 0; id < instructions.size(); ++id)
-    for (std::size_t i = 0; i < static_cast<std::size_t>(ArityOf(instructions[id].code)); ++i)
-      _operands[instructions[id].operands[i]].lastUse = id;
-  for (SFValueId const result : iTape.results)
-    _operands[result].lastUse = ByCaller;
-}
-
-void SFDirectPoints::Bind(std::shared_ptr<SFTape const> const& iTape)
-{
-  if (iTape != _tape)
-    BindAnew(*iTape);
-  _tape = iTape;
-}
-
-void SFDirectPoints::BindAnew(SFTape const& iTape)
-{
-  FindLastUses(iTape);
-  _scalars.resize(std::max(_scalars.size(), iTape.instructions.size()));
-  _steps.clear();
-  _free.clear();
-  _usedRows = 0;
-  for (double*& coordinate : _coordinates)
-    coordinate = TakeRow();
-  for (SFValueId id = 0; id < iTape.instructions.size(); ++id) {
-    SFTapeInstruction const& instruction = iTape.instructions[id];
-    if (IsCoordinateCode(instruction.code))
-      _operands[id] = {_coordinates[AxisOf(instruction.code)], nullptr, ByCaller};
-    else if (instruction.axes == 0)
-      BindScalar(instruction, id);
-    else
-      BindStep(instruction, id);
+  _program = &iProgram;
+  std::size_t const before = SFValueBuffer::Stride(iProgram.scalars.size());
+  if (std::size_t const size = before + iProgram.rows * SFPointProgram::Stride; size > _size) {
+    _size = size + size / 2;
+    _room = SFValueBuffer(_size);
+    std::fill_n(_room.get(), _size, 0.0); // selections read rows of steps that did not run
   }
+  _base = _room.get() + before;
+  std::reverse_copy(iProgram.scalars.begin(), iProgram.scalars.end(), _base - iProgram.scalars.size());
+  _scalarRows.resize(iProgram.results.size());
 }
 
-/// A value without axes.
-void SFDirectPoints::BindScalar(SFTapeInstruction const& iInstruction, SFValueId iId)
+void SFDirectPoints::Call(SFPointProgram::Step const& iStep, std::size_t iCount) const
 {
-  auto const operand = [&](std::size_t i) { return _scalars[iInstruction.operands[i]]; };
-  double& value = _scalars[iId];
-  _operands[iId].scalar = &value;
-  if (IsOperatorCode(iInstruction.code))
-    value = ScalarOps::Apply(SFNodeType{iInstruction.code}, operand(0), operand(1));
-  else if (iInstruction.code == AngleCode)
-    value = SFCylindricalTransform::AngleOf(operand(0), operand(1));
-  else if (iInstruction.code == SelectCode)
-    value = operand(0) > 0.0 ? operand(1) : operand(2);
-  else
-    value = iInstruction.code == LimitCode ? 0.0 : iInstruction.constant; // points have no domain
+  if (iStep.kernel == nullptr)
+    return Select(iStep, iCount);
+  iStep.kernel({At(iStep.out), iCount, 1, 1, {At(iStep.operands[0]), 0, 0}, {At(iStep.operands[1]), 0, 0}});
 }
 
-void SFDirectPoints::BindStep(SFTapeInstruction const& iInstruction, SFValueId iId)
+/// Selections have no kernel of their own.
+void SFDirectPoints::Select(SFPointProgram::Step const& iStep, std::size_t iCount) const
 {
-  Step& step = _steps.emplace_back();
-  step.out = TakeRow(); // before those of the operands are free, as outputs must not overlap them
-  _operands[iId].row = step.out;
-  auto const arity = static_cast<std::size_t>(ArityOf(iInstruction.code));
-  for (std::size_t i = 0; i < 3; ++i) {
-    Operand const& operand = _operands[iInstruction.operands[i < arity ? i : 0]];
-    step.varies[i] = operand.row != nullptr;
-    step.operands[i] = operand.row != nullptr ? operand.row : operand.scalar;
+  std::array<SFFusedOp, 2> const ops{{{SFConditionCode, false, iStep.varies[0], {At(iStep.operands[0]), 0, 0}},
+                                      {SelectCode, false, iStep.varies[2], {At(iStep.operands[2]), 0, 0}}}};
+  SFFusedBox box;
+  box.n0 = iCount;
+  box.first = {At(iStep.operands[1]), 0, 0};
+  box.firstVaries = iStep.varies[1];
+  box.ops = ops.data();
+  box.opCount = ops.size();
+  box.out = At(iStep.out);
+  _kernels.fused(box);
+}
+
+void SFDirectPoints::Run(std::size_t iCount, std::array<double const*, 3> const& iPoints, SFProgramPart const* iPart,
+                         bool iHasOptional)
+{
+  // Rows that are shorter than the kernels like are filled up with the last point.
+  std::size_t const count = std::max(iCount, SFShortestRow);
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    double* const row = _base + axis * SFPointProgram::Stride;
+    std::fill(std::copy_n(iPoints[axis], iCount, row), row + count, iPoints[axis][iCount - 1]);
   }
-  if (iInstruction.code == SelectCode)
-    step.kernel = nullptr;
-  else {
-    auto const form = !step.varies[0]   ? SFKernelForm::SecondVaries
-                      : !step.varies[1] ? SFKernelForm::FirstVaries
-                                        : SFKernelForm::BothVary;
-    step.kernel = _kernels.operators[iInstruction.code][static_cast<std::size_t>(form)];
+  if (iPart != nullptr) {
+    RunPart(*iPart, count);
+    _taken = iPart->taken;
+  } else {
+    for (SFPointProgram::Step const& step : _program->steps)
+      Call(step, count);
+    _taken.assign(_program->conditions.size(), SFProgramPart::Unknown);
   }
-  for (std::size_t i = 0; i < arity; ++i) {
-    Operand& operand = _operands[iInstruction.operands[i]];
-    if (operand.row != nullptr && operand.lastUse == iId) {
-      _free.push_back(operand.row);
-      operand.lastUse = ByCaller; // once, though both operands may be one value
+  if (iHasOptional && !_program->optional.empty())
+    RunOptional(count);
+}
+
+void SFDirectPoints::RunPart(SFProgramPart const& iPart, std::size_t iCount) const
+{
+  for (auto const [number, action] : iPart.steps) {
+    SFPointProgram::Step const& step = _program->steps[number];
+    switch (action) {
+    case SFProgramPart::Action::Run:
+      Call(step, iCount);
+      break;
+    case SFProgramPart::Action::First:
+      Copy(step.operands[0], step.out, iCount);
+      break;
+    case SFProgramPart::Action::Second:
+      Copy(step.operands[1], step.out, iCount);
+      break;
+    case SFProgramPart::Action::NegatedSecond:
+      Copy(step.operands[1], step.out, iCount);
+      std::transform(At(step.out), At(step.out) + iCount, At(step.out), std::negate<double>());
+      break;
+    case SFProgramPart::Action::One:
+    case SFProgramPart::Action::MinusOne:
+      std::fill_n(At(step.out), iCount, action == SFProgramPart::Action::One ? 1.0 : -1.0);
+      break;
     }
   }
 }
 
-/// Selections have no kernel of their own.
-void SFDirectPoints::Select(Step const& iStep, std::size_t iCount) const
+void SFDirectPoints::Copy(Place iFrom, Place iTo, std::size_t iCount) const
 {
-  std::array<SFFusedOp, 2> const ops{{{SFConditionCode, false, iStep.varies[0], {iStep.operands[0], 0, 0}},
-                                      {SelectCode, false, iStep.varies[2], {iStep.operands[2], 0, 0}}}};
-  SFFusedBox box;
-  box.n0 = iCount;
-  box.first = {iStep.operands[1], 0, 0};
-  box.firstVaries = iStep.varies[1];
-  box.ops = ops.data();
-  box.opCount = ops.size();
-  box.out = iStep.out;
-  _kernels.fused(box);
+  if (iFrom >= 0)
+    std::copy_n(At(iFrom), iCount, At(iTo));
+  else
+    std::fill_n(At(iTo), iCount, *At(iFrom));
 }
 
-void SFDirectPoints::Run(std::size_t iCount, std::array<double const*, 3> const& iPoints)
+void SFDirectPoints::Demand(std::int32_t iStep)
 {
-  // Rows that are shorter than the kernels like are filled up with the last point.
-  std::size_t const count = std::max(iCount, SFShortestRow);
-  for (std::size_t axis = 0; axis < 3; ++axis)
-    std::fill(std::copy_n(iPoints[axis], iCount, _coordinates[axis]), _coordinates[axis] + count,
-              iPoints[axis][iCount - 1]);
-  for (Step const& step : _steps)
-    if (step.kernel == nullptr)
-      Select(step, count);
-    else
-      step.kernel({step.out, count, 1, 1, {step.operands[0], 0, 0}, {step.operands[1], 0, 0}});
+  if (iStep != SFPointProgram::None)
+    _demanded[static_cast<std::size_t>(iStep) / 64] |= std::uint64_t{1} << (iStep % 64);
+}
+
+/// Asks for the steps against their order, then runs them along it.
+void SFDirectPoints::RunOptional(std::size_t iCount)
+{
+  _demanded.assign(_program->optional.size() / 64 + 1, 0);
+  for (SFPointProgram::Result const& result : _program->results)
+    Demand(result.step);
+  for (std::size_t word = _demanded.size(); word-- > 0;)
+    for (std::uint64_t left = _demanded[word]; left != 0;) {
+      auto const bit = static_cast<std::size_t>(63 - std::countl_zero(left));
+      SFPointProgram::OptionalStep const& step = _program->optional[64 * word + bit];
+      unsigned int const taken =
+          step.condition != SFPointProgram::None ? TakenBy(step.condition, iCount) : unsigned{SFProgramPart::Both};
+      Demand(step.operands[0]);
+      if ((taken & SFProgramPart::First) != 0)
+        Demand(step.operands[1]);
+      if ((taken & SFProgramPart::Second) != 0)
+        Demand(step.operands[2]);
+      left = _demanded[word] & ((std::uint64_t{1} << bit) - 1); // operands come first
+    }
+  for (std::size_t word = 0; word < _demanded.size(); ++word)
+    for (std::uint64_t left = _demanded[word]; left != 0; left &= left - 1)
+      RunOptional(_program->optional[64 * word + static_cast<std::size_t>(std::countr_zero(left))], iCount);
+}
+
+void SFDirectPoints::RunOptional(SFPointProgram::OptionalStep const& iStep, std::size_t iCount) const
+{
+  unsigned int const taken = iStep.condition != SFPointProgram::None ? _taken[static_cast<std::size_t>(iStep.condition)]
+                                                                     : unsigned{SFProgramPart::Both};
+  if (taken == SFProgramPart::Both)
+    return Call(iStep.step, iCount);
+  Copy(iStep.step.operands[taken == SFProgramPart::First ? 1 : 2], iStep.step.out, iCount);
+}
+
+unsigned int SFDirectPoints::TakenBy(std::int32_t iCondition, std::size_t iCount)
+{
+  auto const number = static_cast<std::size_t>(iCondition);
+  if (_taken[number] != SFProgramPart::Unknown)
+    return _taken[number];
+  SFPointProgram::Condition const& condition = _program->conditions[number];
+  if (!condition.isComputed)
+    Call(condition.step, iCount);
+  double const* const values = At(condition.step.out);
+  std::size_t above = 0;
+  for (std::size_t i = 0; i < iCount; ++i)
+    above += values[i] > 0.0 ? 1U : 0U;
+  _taken[number] = static_cast<std::uint8_t>((above != 0 ? SFProgramPart::First : 0) |
+                                             (above != iCount ? SFProgramPart::Second : 0));
+  return _taken[number];
 }
 
 double const* SFDirectPoints::Row(std::size_t iResult)
 {
-  Operand& result = _operands[_tape->results[iResult]];
-  if (result.row == nullptr) {
-    result.row = AddRow(); // which no step writes to
-    std::fill_n(result.row, BatchSize, *result.scalar);
-  }
-  return result.row;
+  Place const place = _program->results[iResult].place;
+  if (place >= 0)
+    return At(place);
+  _scalarRows[iResult].fill(*At(place));
+  return _scalarRows[iResult].data();
 }
 
 } // namespace SF

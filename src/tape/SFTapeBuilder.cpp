@@ -2,6 +2,7 @@
 
 #include "operators/SFScalarOps.h"
 
+#include <algorithm>
 #include <bit>
 
 namespace SF {
@@ -33,9 +34,16 @@ std::size_t HashOf(std::array<std::uint64_t, 3> const& iKey)
 
 } // namespace
 
-void SFTapeBuilder::Grow()
+void SFTapeBuilder::Reserve(std::size_t iCount)
 {
-  _numbering.assign(_numbering.empty() ? 256 : 2 * _numbering.size(), Unknown);
+  _tape.instructions.reserve(iCount);
+  Rehash(std::bit_ceil(2 * (iCount + 1)));
+}
+
+/// Makes room in the table, which has a power of two of places.
+void SFTapeBuilder::Rehash(std::size_t iPlaces)
+{
+  _numbering.assign(iPlaces, Unknown);
   std::size_t const mask = _numbering.size() - 1;
   for (SFValueId id = 0; id < _tape.instructions.size(); ++id) {
     std::size_t i = HashOf(KeyOf(_tape.instructions[id])) & mask;
@@ -48,7 +56,7 @@ void SFTapeBuilder::Grow()
 SFValueId SFTapeBuilder::Number(SFTapeInstruction const& iInstruction)
 {
   if (2 * (_tape.instructions.size() + 1) > _numbering.size())
-    Grow();
+    Rehash(_numbering.empty() ? 256 : 2 * _numbering.size());
   auto const key = KeyOf(iInstruction);
   std::size_t const mask = _numbering.size() - 1;
   std::size_t i = HashOf(key) & mask;
@@ -106,6 +114,7 @@ SFTape SFTapeBuilder::Finish()
 
   std::vector<SFValueId> renumbered(instructions.size(), Unknown);
   SFTape tape;
+  tape.instructions.reserve(static_cast<std::size_t>(std::count(needed.begin(), needed.end(), 1)));
   for (std::size_t id = 0; id < instructions.size(); ++id) {
     if (needed[id] == 0)
       continue;
@@ -119,6 +128,12 @@ SFTape SFTapeBuilder::Finish()
   for (SFStatedBound const& bound : _tape.bounds)
     if (needed[bound.value] != 0)
       tape.bounds.push_back({renumbered[bound.value], bound.lipschitz});
+  for (SFTapeChoice const& choice : _tape.choices)
+    if (needed[choice.condition] != 0 && needed[choice.chooser] != 0)
+      tape.choices.push_back({renumbered[choice.condition], renumbered[choice.chooser]});
+  for (SFValueId const value : _tape.readAside)
+    if (needed[value] != 0)
+      tape.readAside.push_back(renumbered[value]);
   if (!_hasSlopes)
     return tape;
   SFSlopeTable slopes;

@@ -4,6 +4,7 @@
 #include "tape/SFTapeList.h"
 
 #include <limits>
+#include <utility>
 
 namespace SF {
 namespace {
@@ -11,9 +12,23 @@ namespace {
 /// A derivative that is zero everywhere.
 constexpr SFValueId Zero = UINT32_MAX;
 
+/// As a chooser.
+constexpr SFValueId NotOne = UINT32_MAX;
+constexpr SFValueId NotYet = UINT32_MAX - 1;
+
 } // namespace
 
 using enum SFNodeType;
+
+/// Notes what the rules ask for.
+SFValueId SFTapeDifferentiation::Emit(SFNodeType iOperator, SFValueId iA, SFValueId iB)
+{
+  SFValueId const id = _builder.Emit(iOperator, iA, iB);
+  if (_isEmitted.size() <= id)
+    _isEmitted.resize(2 * std::size_t{id} + 1, 0);
+  _isEmitted[id] = 1;
+  return id;
+}
 
 // ---- arithmetic of derivatives --------------------------------------------------------------------------------
 
@@ -70,12 +85,35 @@ SFValueId SFTapeDifferentiation::Select(SFValueId iCondition, SFValueId iThen, S
 {
   if (iThen == iElse)
     return iThen;
+  NoteChoice(iCondition);
   SFTapeInstruction select;
   select.code = SelectCode;
   select.operands = {iCondition, Written(iThen), Written(iElse)};
   for (SFValueId const operand : select.operands)
     select.axes |= _builder.At(operand).axes;
   return _builder.Number(select);
+}
+
+void SFTapeDifferentiation::NoteChoice(SFValueId iCondition)
+{
+  if (_choosers.size() <= iCondition)
+    _choosers.resize(2 * std::size_t{iCondition} + 1, NotYet);
+  SFValueId& chooser = _choosers[iCondition];
+  chooser = chooser == NotYet || chooser == _chooser ? _chooser : NotOne;
+}
+
+/// Not of fields that hold derivatives themselves.
+void SFTapeDifferentiation::AddNotes(SFTape const& iFields)
+{
+  for (SFTapeInstruction const& instruction : iFields.instructions)
+    if (instruction.code == SelectCode)
+      return;
+  for (SFValueId condition = 0; condition < _choosers.size(); ++condition)
+    if (_choosers[condition] != NotYet && _choosers[condition] != NotOne)
+      _builder.AddChoice({condition, _choosers[condition]});
+  for (SFValueId const copy : _copies)
+    if (copy < _isEmitted.size() && _isEmitted[copy] != 0)
+      _builder.AddReadAside(copy);
 }
 
 // ---- rules ----------------------------------------------------------------------------------------------------
@@ -199,7 +237,11 @@ SFValueId SFTapeDifferentiation::OfOperator(SFNodeType iOperator, Terms const& i
     if (IsConstant(iTerms.b, 2.0))
       return OfOperator(SQUARE, iTerms);
   }
-  return Growth(*this, iTerms).Grow(CalculusRulesOf(iOperator).tapeDerivative);
+  bool const chooses = iOperator == MIN || iOperator == MAX;
+  SFValueId const outer = std::exchange(_chooser, chooses ? iTerms.value : NotOne);
+  SFValueId const derivative = Growth(*this, iTerms).Grow(CalculusRulesOf(iOperator).tapeDerivative);
+  _chooser = outer;
+  return derivative;
 }
 
 /// The gradient of the resource times the derivatives of the point that it is asked at.
@@ -286,11 +328,15 @@ SFTapeDifferentiation::Gradient SFTapeDifferentiation::Differentiate(SFTapeInstr
 
 SFTape SFTapeDifferentiation::Run(SFTape const& iFields)
 {
+  _builder.Reserve(4 * iFields.instructions.size()); // about as many
+  _copies.reserve(iFields.instructions.size());
+  _gradients.reserve(iFields.instructions.size());
   for (SFTapeInstruction const& instruction : iFields.instructions) {
     SFValueId const copy = Copy(instruction);
     _copies.push_back(copy);
     _gradients.push_back(Differentiate(instruction, copy));
   }
+  AddNotes(iFields);
   if (iFields.slopes != nullptr) {
     _builder.TakeSlopes();
     for (std::size_t id = 0; id < iFields.slopes->entries.size(); ++id)

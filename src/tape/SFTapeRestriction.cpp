@@ -25,6 +25,7 @@ public:
 
   SFTape Run()
   {
+    _builder.Reserve(_states.size() / 4);
     for (SFValueId const result : _tape.results)
       Demand(result, Full);
     for (std::size_t id = _states.size(); id-- > 0;)
