@@ -111,6 +111,24 @@ void InBatches(std::size_t iCount, SFWorkOptions const& iOptions, Add iAdd, Writ
   }
 }
 
+/// Several threads call `iAdd(number, bytes)` for all numbers below `iCount`; `iWrite(bytes)` gets them in order.
+template <class Add, class Write>
+void InBatchesByThreads(std::size_t iCount, SFWorkOptions const& iOptions, Add iAdd, Write iWrite)
+{
+  constexpr std::size_t atOnce = 32;
+  std::vector<Bytes> bytes(std::min(atOnce, (iCount + Batch - 1) / Batch));
+  for (std::size_t begin = 0; begin < iCount; begin += bytes.size() * Batch) {
+    std::size_t const end = std::min(begin + bytes.size() * Batch, iCount);
+    ForEach((end - begin + Batch - 1) / Batch, iOptions, [&](std::size_t iBatch, unsigned int) {
+      std::size_t const first = begin + iBatch * Batch;
+      for (std::size_t i = first; i < std::min(first + Batch, end); ++i)
+        iAdd(i, bytes[iBatch]);
+    });
+    for (Bytes& batch : bytes)
+      iWrite(batch.Take());
+  }
+}
+
 class StlWriter : public SFMeshFileSink::Writer
 {
 public:
@@ -130,13 +148,13 @@ public:
       return iNumber < iPiece.firstVertex ? _before[iNumber - _firstBefore]
                                           : iPiece.vertices[iNumber - iPiece.firstVertex];
     };
-    InBatches(
+    InBatchesByThreads(
         iPiece.triangles.size(), _options,
-        [&](std::size_t iTriangle) {
+        [&](std::size_t iTriangle, Bytes& ioBytes) {
           auto const& [a, b, c] = iPiece.triangles[iTriangle];
-          AddStlTriangle({vertex(a), vertex(b), vertex(c)}, _bytes);
+          AddStlTriangle({vertex(a), vertex(b), vertex(c)}, ioBytes);
         },
-        [this] { _file.Write(_bytes.Take()); });
+        [this](std::string_view iBytes) { _file.Write(iBytes); });
     _triangles += iPiece.triangles.size();
     if (_isCounted)
       return;
@@ -227,12 +245,14 @@ public:
 
   void Add(SFMeshPiece const& iPiece) override
   {
-    InBatches(
-        iPiece.vertices.size(), _options, [&](std::size_t iVertex) { AddPlyVertex(iPiece, iVertex, _bytes); },
-        [this] { _file.Write(_bytes.Take()); });
-    InBatches(
-        iPiece.triangles.size(), _options, [&](std::size_t iTriangle) { AddPlyTriangle(iPiece, iTriangle, _bytes); },
-        [this] { _isCounted ? _file.Write(_bytes.Take()) : _faces->Write(_bytes.Take()); });
+    InBatchesByThreads(
+        iPiece.vertices.size(), _options,
+        [&](std::size_t iVertex, Bytes& ioBytes) { AddPlyVertex(iPiece, iVertex, ioBytes); },
+        [this](std::string_view iBytes) { _file.Write(iBytes); });
+    InBatchesByThreads(
+        iPiece.triangles.size(), _options,
+        [&](std::size_t iTriangle, Bytes& ioBytes) { AddPlyTriangle(iPiece, iTriangle, ioBytes); },
+        [this](std::string_view iBytes) { _isCounted ? _file.Write(iBytes) : _faces->Write(iBytes); });
     _counts.vertices += iPiece.vertices.size();
     _counts.triangles += iPiece.triangles.size();
   }
@@ -250,7 +270,6 @@ private:
   SFMeshFileOptions const _options;
   bool _isCounted;
   std::unique_ptr<NamelessFile> _faces;
-  Bytes _bytes;
   SFMeshCounts _counts;
 };
 

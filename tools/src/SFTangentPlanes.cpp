@@ -1,6 +1,6 @@
 #include "SFTangentPlanes.h"
 
-#include <algorithm>
+#include <cmath>
 #include <utility>
 
 namespace SF {
@@ -10,31 +10,30 @@ using Matrix3 = std::array<SFVector3, 3>;
 
 /// Makes entry (p, q) of a symmetric matrix 0 by a rotation, which is applied to the columns of `ioVectors` too. (C. G. J.
 /// Jacobi, 1846, in the form of Golub and Van Loan, "Matrix Computations", 1996, section 8.4.)
-void Rotate(Matrix3& ioMatrix, Matrix3& ioVectors, std::size_t iP, std::size_t iQ)
+template <std::size_t P, std::size_t Q>
+void Rotate(Matrix3& ioMatrix, Matrix3& ioVectors)
 {
-  double const off = ioMatrix[iP][iQ];
+  double const off = ioMatrix[P][Q];
   if (off == 0.0)
     return;
-  double const tau = (ioMatrix[iQ][iQ] - ioMatrix[iP][iP]) / (2.0 * off);
-  double const root = std::sqrt(1.0 + tau * tau);
-  double const t = 1.0 / (tau >= 0.0 ? tau + root : tau - root);
+  double const difference = ioMatrix[Q][Q] - ioMatrix[P][P];
+  double const root = std::sqrt(difference * difference + 4.0 * off * off);
+  double const t = 2.0 * off / (difference >= 0.0 ? difference + root : difference - root);
   double const c = 1.0 / std::sqrt(1.0 + t * t);
   double const s = t * c;
-  for (std::size_t k = 0; k < 3; ++k) {
-    double const a = ioMatrix[k][iP];
-    double const b = ioMatrix[k][iQ];
-    ioMatrix[k][iP] = c * a - s * b;
-    ioMatrix[k][iQ] = s * a + c * b;
-  }
-  for (std::size_t k = 0; k < 3; ++k) {
-    double const a = ioMatrix[iP][k];
-    double const b = ioMatrix[iQ][k];
-    ioMatrix[iP][k] = c * a - s * b;
-    ioMatrix[iQ][k] = s * a + c * b;
-    double const x = ioVectors[k][iP];
-    double const y = ioVectors[k][iQ];
-    ioVectors[k][iP] = c * x - s * y;
-    ioVectors[k][iQ] = s * x + c * y;
+  ioMatrix[P][P] -= t * off;
+  ioMatrix[Q][Q] += t * off;
+  ioMatrix[P][Q] = ioMatrix[Q][P] = 0.0;
+  constexpr std::size_t other = 3 - P - Q;
+  double const p = ioMatrix[other][P];
+  double const q = ioMatrix[other][Q];
+  ioMatrix[other][P] = ioMatrix[P][other] = c * p - s * q;
+  ioMatrix[other][Q] = ioMatrix[Q][other] = s * p + c * q;
+  for (SFVector3& row : ioVectors) {
+    double const x = row[P];
+    double const y = row[Q];
+    row[P] = c * x - s * y;
+    row[Q] = s * x + c * y;
   }
 }
 
@@ -62,13 +61,14 @@ SFPlaneMeeting::SFPlaneMeeting(SFVector3 const& iStart, std::array<double, 6> co
   for (int sweep = 0; sweep < 12; ++sweep) {
     if (std::abs(matrix[0][1]) + std::abs(matrix[0][2]) + std::abs(matrix[1][2]) <= negligible)
       break;
-    Rotate(matrix, vectors, 0, 1);
-    Rotate(matrix, vectors, 0, 2);
-    Rotate(matrix, vectors, 1, 2);
+    Rotate<0, 1>(matrix, vectors);
+    Rotate<0, 2>(matrix, vectors);
+    Rotate<1, 2>(matrix, vectors);
   }
   std::array<std::size_t, 3> order{0, 1, 2};
-  std::stable_sort(order.begin(), order.end(),
-                   [&matrix](std::size_t iA, std::size_t iB) { return matrix[iA][iA] > matrix[iB][iB]; });
+  for (std::size_t const k : {0, 1, 0})
+    if (matrix[order[k + 1]][order[k + 1]] > matrix[order[k]][order[k]])
+      std::swap(order[k], order[k + 1]);
   for (std::size_t k = 0; k < 3; ++k) {
     std::size_t const column = order[k];
     _axes[k] = {vectors[0][column], vectors[1][column], vectors[2][column]};

@@ -350,6 +350,7 @@ bool SFVertexPlacer::Update(Vertex& ioVertex, SFVector3 const& iPoint, double iV
   if (ioVertex.distance <= OnSurface * _voxel)
     return true;
   if (ioVertex.sides != 0) {
+    ioVertex.seen = plane;
     if (ioVertex.refinements < MaxRefinements)
       return false;
     if (ioVertex.distance <= SharpLimit * _voxel)
@@ -411,9 +412,13 @@ void SFVertexPlacer::Refine(SFCompiledField const& iField)
       fit.Add(side.plane);
     }
     ++vertex.refinements;
-    if (IsCurved(vertex)) {
+    if (IsCurved(vertex)) { // on from here as a smooth one
       vertex.sides = 0;
-      vertex.distance = std::numeric_limits<double>::infinity();
+      vertex.best = vertex.position;
+      vertex.normal = vertex.seen.normal;
+      double const step = Dot(vertex.seen.normal, vertex.position) - vertex.seen.offset;
+      vertex.distance = std::abs(step);
+      vertex.position = InCell(vertex, vertex.position - step * vertex.normal, SlideMargin);
       continue;
     }
     SFVector3 meeting{};

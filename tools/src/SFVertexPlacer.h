@@ -62,6 +62,7 @@ private:
     SFVector3 best{};     ///< of all that were tried
     SFVector3 normal{};
     double distance; ///< of the best one from the surface
+    SFTangentPlane seen;  ///< where it was last looked at
     std::size_t firstSide = 0;
     std::size_t sides = 0; ///< of a sharp vertex: 2 or more
     int refinements = 0;
