@@ -78,6 +78,12 @@ TEST(Restriction, HasTheSameBitsPreparedOrNot)
         ASSERT_TRUE(Same(few[i], prepared[i]) && (i >= count || Same(values[i], few[i])))
             << "round " << round << ", " << i << " of " << count << ": " << few[i] << ' ' << prepared[i];
     }
+    std::vector<double> few(6 * 1000);
+    std::vector<double> prepared(6 * 1000);
+    ASSERT_EQ(field->EvaluateHessian(1000, &points.x[0], &points.y[0], &points.z[0], nullptr, nullptr, &few[0]), S_OK);
+    ASSERT_EQ(field->EvaluateHessian(1000, From(points, 0), nullptr, nullptr, &prepared[0]), S_OK);
+    for (std::size_t i = 0; i < few.size(); ++i)
+      ASSERT_TRUE(Same(few[i], prepared[i])) << "round " << round << ", second derivative " << i;
   }
 }
 

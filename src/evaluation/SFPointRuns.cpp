@@ -53,12 +53,12 @@ SFProgramParts const* SFPointRuns::Parts(std::size_t iCount) const
 {
   constexpr std::size_t leastSeen = 512;
   constexpr std::size_t leastSteps = 64;
-  if (_program.optional.size() < leastSteps || (_seen < leastSeen && (_seen += iCount) < leastSeen))
+  if (_tape->choices.empty() || _program.optional.size() < leastSteps ||
+      (_seen < leastSeen && (_seen += iCount) < leastSeen))
     return nullptr;
   std::call_once(_partsOnce, [this] {
-    if (std::all_of(_box->begin(), _box->end(), [](SFInterval const& iRange) {
-          return std::isfinite(iRange.lo) && std::isfinite(iRange.hi) && iRange.lo <= iRange.hi;
-        })) {
+    auto const hasSize = [](SFInterval const& iRange) { return std::isfinite(iRange.hi - iRange.lo); };
+    if (std::all_of(_box->begin(), _box->end(), hasSize)) {
       _parts.emplace(_program, *_tape, *_box);
       _programBytes += _parts->GetBytes();
       _hasParts = true;

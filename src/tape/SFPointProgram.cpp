@@ -84,7 +84,7 @@ void SFPointProgrammer::FindPhases()
   for (SFTapeInstruction const& instruction : instructions)
     if (instruction.code == SelectCode && _values[instruction.operands[0]].phase == Phase::Optional) {
       SFValueId const condition = instruction.operands[0];
-      bool isNext = !_values[condition].hasSelection;
+      bool isNext = true;
       ForOperands(instructions[condition], [&](SFValueId iOperand) { isNext = isNext && IsReady(iOperand); });
       if (isNext)
         _values[condition].phase = Phase::Condition;
