@@ -66,7 +66,7 @@ SFPlaneMeeting::SFPlaneMeeting(SFVector3 const& iStart, std::array<double, 6> co
     Rotate<1, 2>(matrix, vectors);
   }
   std::array<std::size_t, 3> order{0, 1, 2};
-  for (std::size_t const k : {0, 1, 0})
+  for (std::size_t const k : {0U, 1U, 0U})
     if (matrix[order[k + 1]][order[k + 1]] > matrix[order[k]][order[k]])
       std::swap(order[k], order[k + 1]);
   for (std::size_t k = 0; k < 3; ++k) {
