@@ -23,6 +23,7 @@ public:
   {
     SFPointProgrammer programmer;
     SFDirectPoints runner;
+    SFStopState stop;
     bool runsValueAlone = false;
     std::vector<std::uint8_t> parts;    ///< by point
     std::vector<std::uint32_t> numbers; ///< of points, part by part
@@ -35,7 +36,8 @@ public:
   SFPointRuns(std::shared_ptr<SFTape const> iTape, bool iHasDerivatives, std::optional<SFPointBox> const& iBox,
               SFCompiledFieldOptions const& iOptions, std::shared_ptr<Scratch> iScratch)
     : _tape(std::move(iTape)), _hasDerivatives(iHasDerivatives), _box(iBox),
-      _isDirect(iBox && SFDirectPoints::CanRun(*_tape)), _options(iOptions), _scratch(std::move(iScratch))
+      _isDirect(iBox && SFDirectPoints::CanRun(*_tape, iHasDerivatives)), _options(iOptions),
+      _scratch(std::move(iScratch))
   {
   }
 
@@ -52,8 +54,8 @@ public:
   std::size_t GetBytes() const;
 
 private:
-  void RunDirectly(std::size_t iCount, SFTapePoints::Points const& iPoints, SFTapePoints::Sink const& iSink,
-                   bool iIsValueAlone) const;
+  void RunDirectly(std::size_t iCount, SFTapePoints::Points const& iPoints, SFFieldCall& ioCall,
+                   SFTapePoints::Sink const& iSink, bool iIsValueAlone) const;
   void RunInParts(SFProgramParts const& iParts, std::size_t iCount, SFTapePoints::Points const& iPoints,
                   SFTapePoints::Sink const& iSink, Worker& ioWorker) const;
   void RunBatches(SFPointPlaces const& iPlaces, std::array<double const*, 3> const& iPoints, SFProgramPart const* iPart,

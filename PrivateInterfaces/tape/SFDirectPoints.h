@@ -18,9 +18,10 @@ public:
   /// Points that Run takes at once.
   static constexpr std::size_t BatchSize = SFPointProgram::BatchSize;
   static constexpr std::size_t MostInstructions = 4096;
+  static constexpr std::size_t MostWithDerivatives = 65536; ///< few of which run
 
-  /// Whether it is short, and kernels compute all of it.
-  static bool CanRun(SFTape const& iTape);
+  /// Whether it is short enough, and kernels compute all of it.
+  static bool CanRun(SFTape const& iTape, bool iHasDerivatives);
 
   /// Gets ready for a program, which must stay until the last Row.
   void Bind(SFPointProgram const& iProgram);

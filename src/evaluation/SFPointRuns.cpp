@@ -39,13 +39,13 @@ HRESULT SFPointRuns::Run(std::size_t iCount, SFTapePoints::Points const& iPoints
   constexpr std::size_t mostWithDerivatives = 8191;
   if (!_isDirect || iCount > (_hasDerivatives ? mostWithDerivatives : mostPoints) || iPoints.source != nullptr)
     return Prepared().Run(iCount, iPoints, ioCall, iSink);
-  return ioCall.Run(1, [&](bool) { RunDirectly(iCount, iPoints, iSink, false); });
+  return ioCall.Run(1, [&](bool) { RunDirectly(iCount, iPoints, ioCall, iSink, false); });
 }
 
 HRESULT SFPointRuns::RunValue(std::size_t iCount, SFTapePoints::Points const& iPoints, SFFieldCall& ioCall,
                               SFTapePoints::Sink const& iSink) const
 {
-  return ioCall.Run(1, [&](bool) { RunDirectly(iCount, iPoints, iSink, true); });
+  return ioCall.Run(1, [&](bool) { RunDirectly(iCount, iPoints, ioCall, iSink, true); });
 }
 
 /// Those of the program, once they are worth it.
@@ -67,8 +67,8 @@ SFProgramParts const* SFPointRuns::Parts(std::size_t iCount) const
   return _parts ? &*_parts : nullptr;
 }
 
-void SFPointRuns::RunDirectly(std::size_t iCount, SFTapePoints::Points const& iPoints, SFTapePoints::Sink const& iSink,
-                              bool iIsValueAlone) const
+void SFPointRuns::RunDirectly(std::size_t iCount, SFTapePoints::Points const& iPoints, SFFieldCall& ioCall,
+                              SFTapePoints::Sink const& iSink, bool iIsValueAlone) const
 {
   constexpr std::size_t mostKept = 64;
   if (iCount == 0)
@@ -76,10 +76,14 @@ void SFPointRuns::RunDirectly(std::size_t iCount, SFTapePoints::Points const& iP
   auto worker = _scratch->Take([] { return std::make_unique<Worker>(); });
   worker->runner.Bind(Program(*worker));
   worker->runsValueAlone = iIsValueAlone;
+  worker->stop.Restart(&ioCall.GetStopRequest());
   if (SFProgramParts const* const parts = Parts(iCount))
     RunInParts(*parts, iCount, iPoints, iSink, *worker);
   else
     RunBatches({0, iCount, nullptr}, iPoints.arrays, nullptr, iSink, *worker);
+  if (worker->stop.IsStopped())
+    return;
+  worker->stop.Restart(nullptr);
   _scratch->GiveBack(std::move(worker), mostKept);
 }
 
@@ -125,7 +129,7 @@ void SFPointRuns::RunBatches(SFPointPlaces const& iPlaces, std::array<double con
 {
   std::size_t const batches = (iPlaces.count + SFDirectPoints::BatchSize - 1) / SFDirectPoints::BatchSize;
   std::size_t const length = (iPlaces.count + batches - 1) / batches;
-  for (std::size_t from = 0; from < iPlaces.count; from += length) {
+  for (std::size_t from = 0; from < iPlaces.count && !ioWorker.stop.MustStop(); from += length) {
     SFPointPlaces places{iPlaces.first, std::min(length, iPlaces.count - from), nullptr};
     if (iPlaces.numbers != nullptr)
       places.numbers = iPlaces.numbers + from;

@@ -6,9 +6,10 @@
 
 namespace SF {
 
-bool SFDirectPoints::CanRun(SFTape const& iTape)
+bool SFDirectPoints::CanRun(SFTape const& iTape, bool iHasDerivatives)
 {
-  return iTape.instructions.size() <= MostInstructions && !HasResources(iTape);
+  return iTape.instructions.size() <= (iHasDerivatives ? MostWithDerivatives : MostInstructions) &&
+         !HasResources(iTape);
 }
 
 void SFDirectPoints::Bind(SFPointProgram const& iProgram)
