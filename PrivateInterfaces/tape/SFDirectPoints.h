@@ -28,7 +28,7 @@ public:
   /// The program at some points; there may be no more than BatchSize of them. `iPart`: that all of them are in; null for
   /// points anywhere. Without the optional steps it computes the results that need none, as the field's value.
   void Run(std::size_t iCount, std::array<double const*, 3> const& iPoints, SFProgramPart const* iPart,
-           bool iHasOptional = true);
+           bool iHasOptional);
   /// The values of a result at the points of the last run.
   double const* Row(std::size_t iResult);
 

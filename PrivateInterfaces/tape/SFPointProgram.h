@@ -29,7 +29,8 @@ struct SFPointProgram
     SFValueId id = 0;          ///< what it computes
     Place out = 0;
     std::array<Place, 3> operands{};
-    std::array<bool, 3> varies{};
+
+    bool Varies(std::size_t i) const { return operands[i] >= 0; }
   };
   /// What selections are made by.
   struct Condition

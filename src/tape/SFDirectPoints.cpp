@@ -36,12 +36,12 @@ void SFDirectPoints::Call(SFPointProgram::Step const& iStep, std::size_t iCount)
 /// Selections have no kernel of their own.
 void SFDirectPoints::Select(SFPointProgram::Step const& iStep, std::size_t iCount) const
 {
-  std::array<SFFusedOp, 2> const ops{{{SFConditionCode, false, iStep.varies[0], {At(iStep.operands[0]), 0, 0}},
-                                      {SelectCode, false, iStep.varies[2], {At(iStep.operands[2]), 0, 0}}}};
+  std::array<SFFusedOp, 2> const ops{{{SFConditionCode, false, iStep.Varies(0), {At(iStep.operands[0]), 0, 0}},
+                                      {SelectCode, false, iStep.Varies(2), {At(iStep.operands[2]), 0, 0}}}};
   SFFusedBox box;
   box.n0 = iCount;
   box.first = {At(iStep.operands[1]), 0, 0};
-  box.firstVaries = iStep.varies[1];
+  box.firstVaries = iStep.Varies(1);
   box.ops = ops.data();
   box.opCount = ops.size();
   box.out = At(iStep.out);

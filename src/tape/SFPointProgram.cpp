@@ -122,10 +122,9 @@ void SFPointProgrammer::FindOrder()
     for (SFValueId id = 0; counts[static_cast<std::size_t>(phase)] != 0 && id < _values.size(); ++id)
       if (_values[id].phase == phase)
         _order.push_back(id);
-  for (std::uint32_t position = 0; position < _order.size(); ++position) {
+  for (std::uint32_t position = 0; position < _order.size(); ++position)
     ForOperands(_tape->instructions[_order[position]],
                 [&](SFValueId iOperand) { _values[iOperand].lastUse = std::max(_values[iOperand].lastUse, position); });
-  }
   for (SFValueId const result : _tape->results)
     _values[result].lastUse = Stays;
 }
@@ -175,13 +174,11 @@ SFPointProgram::Step SFPointProgrammer::StepOf(SFTapeInstruction const& iInstruc
     _free.pop_back();
   }
   auto const arity = static_cast<std::size_t>(ArityOf(iInstruction.code));
-  for (std::size_t i = 0; i < 3; ++i) {
+  for (std::size_t i = 0; i < 3; ++i)
     step.operands[i] = _values[iInstruction.operands[i < arity ? i : 0]].place;
-    step.varies[i] = step.operands[i] >= 0;
-  }
   if (iInstruction.code != SelectCode) {
-    auto const form = !step.varies[0]   ? SFKernelForm::SecondVaries
-                      : !step.varies[1] ? SFKernelForm::FirstVaries
+    auto const form = !step.Varies(0)   ? SFKernelForm::SecondVaries
+                      : !step.Varies(1) ? SFKernelForm::FirstVaries
                                         : SFKernelForm::BothVary;
     step.kernel = _kernels.operators[iInstruction.code][static_cast<std::size_t>(form)];
   }

@@ -30,6 +30,7 @@ public:
       std::reverse(bytes.begin(), bytes.end());
     _bytes.append(bytes.data(), bytes.size());
   }
+  void Append(std::string_view iText) { _bytes.append(iText); }
   std::string_view Take()
   {
     _taken.swap(_bytes);
@@ -99,21 +100,9 @@ void AddPlyTriangle(SFMeshPiece const& iPiece, std::size_t iTriangle, Bytes& ioB
     ioBytes.Add(vertex);
 }
 
-/// Calls `iAdd` for all numbers below `iCount` and `iWrite` after each batch of them.
-template <class Add, class Write>
-void InBatches(std::size_t iCount, SFWorkOptions const& iOptions, Add iAdd, Write iWrite)
-{
-  for (std::size_t begin = 0; begin < iCount; begin += Batch) {
-    ThrowIfCancelled(iOptions);
-    for (std::size_t i = begin; i < std::min(begin + Batch, iCount); ++i)
-      iAdd(i);
-    iWrite();
-  }
-}
-
 /// Several threads call `iAdd(number, bytes)` for all numbers below `iCount`; `iWrite(bytes)` gets them in order.
 template <class Add, class Write>
-void InBatchesByThreads(std::size_t iCount, SFWorkOptions const& iOptions, Add iAdd, Write iWrite)
+void InBatches(std::size_t iCount, SFWorkOptions const& iOptions, Add iAdd, Write iWrite)
 {
   constexpr std::size_t atOnce = 32;
   std::vector<Bytes> bytes(std::min(atOnce, (iCount + Batch - 1) / Batch));
@@ -148,7 +137,7 @@ public:
       return iNumber < iPiece.firstVertex ? _before[iNumber - _firstBefore]
                                           : iPiece.vertices[iNumber - iPiece.firstVertex];
     };
-    InBatchesByThreads(
+    InBatches(
         iPiece.triangles.size(), _options,
         [&](std::size_t iTriangle, Bytes& ioBytes) {
           auto const& [a, b, c] = iPiece.triangles[iTriangle];
@@ -245,11 +234,11 @@ public:
 
   void Add(SFMeshPiece const& iPiece) override
   {
-    InBatchesByThreads(
+    InBatches(
         iPiece.vertices.size(), _options,
         [&](std::size_t iVertex, Bytes& ioBytes) { AddPlyVertex(iPiece, iVertex, ioBytes); },
         [this](std::string_view iBytes) { _file.Write(iBytes); });
-    InBatchesByThreads(
+    InBatches(
         iPiece.triangles.size(), _options,
         [&](std::size_t iTriangle, Bytes& ioBytes) { AddPlyTriangle(iPiece, iTriangle, ioBytes); },
         [this](std::string_view iBytes) { _isCounted ? _file.Write(iBytes) : _faces->Write(iBytes); });
@@ -336,36 +325,35 @@ void WriteObj(SFMesh const& iMesh, SFOutputFile& ioFile, SFMeshFileOptions const
 {
   SFCornerNormals const shading(iMesh);
   ioFile.Write("# unit " + std::string(SymbolOf(iOptions.unit)) + "\no " + iOptions.name + "\n");
-  std::string text;
-  char line[128];
-  auto const write = [&] {
-    ioFile.Write(text);
-    text.clear();
-  };
+  auto const write = [&ioFile](std::string_view iText) { ioFile.Write(iText); };
   InBatches(
       iMesh.vertices.size(), iOptions,
-      [&](std::size_t i) {
+      [&](std::size_t i, Bytes& ioText) {
+        char line[128];
         auto const& [x, y, z] = iMesh.vertices[i];
-        text.append(line, static_cast<std::size_t>(std::snprintf(line, sizeof line, "v %.9g %.9g %.9g\n", x, y, z)));
+        ioText.Append(
+            {line, static_cast<std::size_t>(std::snprintf(line, sizeof line, "v %.9g %.9g %.9g\n", x, y, z))});
       },
       write);
   InBatches(
       shading.normals.size(), iOptions,
-      [&](std::size_t i) {
+      [&](std::size_t i, Bytes& ioText) {
+        char line[128];
         auto const [x, y, z] = AsDoubles(shading.normals[i]);
-        text.append(line, static_cast<std::size_t>(std::snprintf(line, sizeof line, "vn %.4g %.4g %.4g\n", x, y, z)));
+        ioText.Append(
+            {line, static_cast<std::size_t>(std::snprintf(line, sizeof line, "vn %.4g %.4g %.4g\n", x, y, z))});
       },
       write);
   InBatches(
       iMesh.triangles.size(), iOptions,
-      [&](std::size_t i) {
-        text += 'f';
+      [&](std::size_t i, Bytes& ioText) {
+        std::string text = "f";
         for (std::size_t k = 0; k < 3; ++k)
           text.append(" ")
               .append(std::to_string(std::uint64_t{iMesh.triangles[i][k]} + 1))
               .append("//")
               .append(std::to_string(std::uint64_t{shading.corners[i][k]} + 1));
-        text += '\n';
+        ioText.Append(text += '\n');
       },
       write);
 }
